@@ -1,0 +1,33 @@
+// base/clock.h - the time of day, behind an interface so that tests can set it. Any thread.
+#pragma once
+
+#include <chrono>
+
+namespace vespro {
+
+// A moment in the local time zone. Month 1 to 12, year with its century.
+struct LocalTime {
+  int year = 0, month = 0, day = 0;
+  int hour = 0, minute = 0, second = 0;
+  int weekday = 0;             // 0 is Sunday
+  int utc_offset_minutes = 0;  // east of Greenwich is positive
+};
+
+class Clock {
+ public:
+  virtual ~Clock() = default;
+  virtual std::chrono::system_clock::time_point Now() const = 0;
+};
+
+class SystemClock final : public Clock {
+ public:
+  std::chrono::system_clock::time_point Now() const override {
+    return std::chrono::system_clock::now();
+  }
+};
+
+namespace ModClock {
+LocalTime ToLocal(std::chrono::system_clock::time_point moment);
+}
+
+}  // namespace vespro

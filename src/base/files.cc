@@ -1,0 +1,190 @@
+#include "base/files.h"
+
+#include <array>
+#include <cstdio>
+#include <system_error>
+
+#include "base/files_platform.h"
+
+namespace vespro {
+namespace fs = std::filesystem;
+namespace platform = ModFiles::platform;
+
+namespace {
+constexpr std::size_t kBufferBytes = 256 * 1024;
+}
+
+Status BufferedWriter::Write(std::string_view bytes) {
+  if (buffer_.size() + bytes.size() > kBufferBytes) {
+    if (Status flushed = Flush(); !flushed.ok()) return flushed;
+    if (bytes.size() >= kBufferBytes) return file_.Write(bytes);
+  }
+  buffer_.append(bytes);
+  return {};
+}
+
+Status BufferedWriter::Flush() {
+  if (buffer_.empty()) return {};
+  Status written = file_.Write(buffer_);
+  buffer_.clear();
+  return written;
+}
+
+struct AtomicFile::State {
+  State(File opened, fs::path to, fs::path temporary)
+      : file(std::move(opened)),
+        writer(file),
+        target(std::move(to)),
+        temporary_path(std::move(temporary)) {}
+  File file;
+  BufferedWriter writer;
+  fs::path target;
+  fs::path temporary_path;
+  bool committed = false;
+};
+
+AtomicFile::AtomicFile(std::unique_ptr<State> state) : state_(std::move(state)) {}
+AtomicFile::AtomicFile(AtomicFile&&) noexcept = default;
+
+Result<AtomicFile> AtomicFile::Create(const fs::path& path, Access access) {
+  std::error_code error;
+  fs::path target = path;
+  if (fs::is_symlink(path, error)) {
+    if (fs::path real = fs::weakly_canonical(path, error); !error) target = real;
+  }
+  if (fs::is_directory(target, error)) {
+    return Status(Code::kCannotWrite,
+                  "cannot write '" + ModFiles::ToUtf8(path) + "': it is a folder");
+  }
+  SystemRandomness randomness;
+  std::array<char, 32> suffix;
+  std::snprintf(suffix.data(), suffix.size(), ".tmp-%016llx",
+                static_cast<unsigned long long>(randomness.Next()));
+  fs::path temporary = target;
+  temporary += suffix.data();
+  Result<File> file = File::Open(temporary, File::Mode::kCreateNew, access);
+  if (!file.ok()) {
+    return platform::Failure(Code::kCannotWrite, "cannot write", path, file.status().native());
+  }
+  if (fs::is_regular_file(target, error)) platform::CopyPermissions(target, temporary);
+  return AtomicFile(
+      std::make_unique<State>(std::move(file).value(), std::move(target), std::move(temporary)));
+}
+
+AtomicFile::~AtomicFile() {
+  if (!state_ || state_->committed) return;
+  // Closed first: Windows does not delete an open file.
+  state_->file.Close().Ignore();  // the bytes are not wanted any more
+  std::error_code error;
+  fs::remove(state_->temporary_path, error);
+}
+
+Status AtomicFile::Write(std::string_view bytes) { return state_->writer.Write(bytes); }
+
+Status AtomicFile::Commit() {
+  if (Status status = state_->writer.Flush(); !status.ok()) return status;
+  if (Status status = state_->file.Sync(); !status.ok()) return status;
+  if (Status status = state_->file.Close(); !status.ok()) return status;
+  Status replaced = platform::ReplaceByRename(state_->temporary_path, state_->target);
+  if (!replaced.ok()) return replaced;
+  state_->committed = true;
+  platform::SyncFolder(state_->target.parent_path());
+  return {};
+}
+
+namespace ModFiles {
+
+fs::path FromUtf8(std::string_view path) {
+  return fs::path(std::u8string(path.begin(), path.end()));
+}
+
+std::string ToUtf8(const fs::path& path) {
+  const std::u8string text = path.u8string();
+  return std::string(text.begin(), text.end());
+}
+
+Result<std::string> ReadAll(const fs::path& path, std::uint64_t max_bytes) {
+  Result<File> file = File::Open(path, File::Mode::kRead);
+  if (!file.ok()) return file.status();
+  Result<std::uint64_t> size = file->Size();
+  if (!size.ok()) return size.status();
+  if (size.value() > max_bytes) {
+    return Status(Code::kBadInput, "'" + ToUtf8(path) + "' is too large (" +
+                                       std::to_string(size.value()) + " bytes, at most " +
+                                       std::to_string(max_bytes) + ")");
+  }
+  std::string bytes(static_cast<std::size_t>(size.value()), '\0');
+  std::size_t filled = 0;
+  for (;;) {
+    // One byte more than promised shows a file that grew since its size was asked.
+    if (filled == bytes.size()) bytes.resize(bytes.size() + 1);
+    Result<std::size_t> count = file->Read(bytes.data() + filled, bytes.size() - filled);
+    if (!count.ok()) return count.status();
+    if (count.value() == 0) break;
+    filled += count.value();
+    if (filled > max_bytes) {
+      return Status(Code::kBadInput, "'" + ToUtf8(path) + "' grew while it was read");
+    }
+    if (filled == bytes.size()) bytes.resize(filled + filled / 2 + 1);
+  }
+  bytes.resize(filled);
+  return bytes;
+}
+
+Status ReplaceWith(const fs::path& path, std::string_view bytes, Access access) {
+  Result<AtomicFile> file = AtomicFile::Create(path, access);
+  if (!file.ok()) return file.status();
+  if (Status status = file->Write(bytes); !status.ok()) return status;
+  return file->Commit();
+}
+
+bool IsFile(const fs::path& path) {
+  std::error_code error;
+  return fs::is_regular_file(path, error);
+}
+
+bool IsFolder(const fs::path& path) {
+  std::error_code error;
+  return fs::is_directory(path, error);
+}
+
+bool EnsureFolder(const fs::path& path, Access access) {
+  if (path.empty()) return false;
+  if (!IsFolder(path)) platform::MakeFolder(path, access == Access::kPrivate);
+  return IsFolder(path);
+}
+
+Status MakeFolders(const fs::path& path, Access access) {
+  if (IsFolder(path)) return {};
+  if (path.has_parent_path() && path.parent_path() != path) {
+    if (Status status = MakeFolders(path.parent_path(), access); !status.ok()) return status;
+  }
+  if (EnsureFolder(path, access)) return {};
+  const std::uint32_t native = platform::LastError();
+  std::error_code error;
+  if (fs::exists(path, error)) {
+    return Status(Code::kCannotWrite,
+                  "cannot make the folder '" + ToUtf8(path) + "': a file of that name is there");
+  }
+  return platform::Failure(Code::kCannotWrite, "cannot make the folder", path, native);
+}
+
+Status Remove(const fs::path& path) {
+  std::error_code error;
+  fs::remove_all(path, error);
+  if (!error) return {};
+  return Status(Code::kCannotWrite, "cannot remove '" + ToUtf8(path) + "': " + error.message(),
+                static_cast<std::uint32_t>(error.value()));
+}
+
+Status Rename(const fs::path& from, const fs::path& to) { return platform::ReplaceByRename(from, to); }
+
+Status platform::Failure(Code code, const std::string& what, const fs::path& path,
+                         std::uint32_t native) {
+  std::string text = what + " '" + ToUtf8(path) + "'";
+  if (native != 0) text += ": " + platform::ErrorText(native);
+  return Status(code, std::move(text), native);
+}
+
+}  // namespace ModFiles
+}  // namespace vespro

@@ -1,0 +1,153 @@
+// base/files.h - files and folders. Paths are std::filesystem::path inside, UTF-8 at the edges, and
+// wide on Windows, so every name works. A failure's text names the file and the system's reason:
+// kNotFound when something can't be read, kCannotWrite when it can't be written, kBadInput when it
+// is there but is no file of bytes (a folder, a device). One thread per object.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "base/random.h"
+#include "base/status.h"
+
+namespace vespro {
+
+// Where finished bytes go. Write either takes all of them or fails.
+class ByteSink {
+ public:
+  virtual ~ByteSink() = default;
+  virtual Status Write(std::string_view bytes) = 0;
+};
+
+class StringSink final : public ByteSink {
+ public:
+  Status Write(std::string_view bytes) override {
+    text.append(bytes);
+    return {};
+  }
+  std::string text;
+};
+
+// Who may read a new file: what the user's umask says, or the user alone (0600; on Windows the
+// per-user folder's inherited list).
+enum class Access { kShared, kPrivate };
+
+// An open file of the system. Closed when destroyed.
+class File {
+ public:
+  enum class Mode {
+    kRead,       // regular files only
+    kReplace,    // made, or emptied
+    kCreateNew,  // fails when something of that name is there
+    kAppend,     // made, or written to behind its end
+  };
+  static Result<File> Open(const std::filesystem::path& path, Mode mode,
+                           Access access = Access::kShared);
+
+  File(File&& other) noexcept;
+  File& operator=(File&& other) noexcept;
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+  ~File();
+
+  // The number of bytes read; 0 at the end of the file.
+  Result<std::size_t> Read(char* buffer, std::size_t size);
+  Status Write(std::string_view bytes);
+  // Waits until the bytes are on the disk.
+  Status Sync();
+  // Reports what a plain close would swallow. Nothing may be called afterwards.
+  Status Close();
+  Result<std::uint64_t> Size() const;
+
+ private:
+  File(std::intptr_t handle, std::filesystem::path path)
+      : handle_(handle), path_(std::move(path)) {}
+  std::intptr_t handle_;
+  std::filesystem::path path_;
+};
+
+// A buffer in front of a File. Flush before the File is used or closed; the destructor does not.
+class BufferedWriter final : public ByteSink {
+ public:
+  explicit BufferedWriter(File& file) : file_(file) {}
+  Status Write(std::string_view bytes) override;
+  Status Flush();
+
+ private:
+  File& file_;
+  std::string buffer_;
+};
+
+// A file that is replaced whole or not at all: the bytes go to a temporary file in the same folder,
+// which Commit flushes to the disk and renames. An existing file's permissions are kept, a symbolic
+// link is followed. Without Commit nothing has happened and the temporary file is gone.
+class AtomicFile final : public ByteSink {
+ public:
+  static Result<AtomicFile> Create(const std::filesystem::path& path,
+                                   Access access = Access::kShared);
+  AtomicFile(AtomicFile&&) noexcept;
+  AtomicFile& operator=(AtomicFile&&) = delete;
+  ~AtomicFile() override;
+
+  Status Write(std::string_view bytes) override;
+  Status Commit();
+
+ private:
+  struct State;
+  explicit AtomicFile(std::unique_ptr<State> state);
+  std::unique_ptr<State> state_;
+};
+
+// A lock between processes, held while the object lives. The lock file stays behind, empty.
+class FileLock {
+ public:
+  enum class Wait { kUntilFree, kNo };
+  // kResumable when Wait::kNo and somebody else holds it.
+  static Result<FileLock> Take(const std::filesystem::path& path, Wait wait);
+  FileLock(FileLock&& other) noexcept;
+  FileLock& operator=(FileLock&&) = delete;
+  ~FileLock();
+
+ private:
+  explicit FileLock(std::intptr_t handle) : handle_(handle) {}
+  std::intptr_t handle_;
+};
+
+namespace ModFiles {
+
+std::filesystem::path FromUtf8(std::string_view path);
+std::string ToUtf8(const std::filesystem::path& path);
+
+// A whole regular file. kBadInput when it is larger than `max_bytes`.
+Result<std::string> ReadAll(const std::filesystem::path& path,
+                            std::uint64_t max_bytes = std::uint64_t{1} << 40);
+// AtomicFile in one call.
+Status ReplaceWith(const std::filesystem::path& path, std::string_view bytes,
+                   Access access = Access::kShared);
+
+bool IsFile(const std::filesystem::path& path);
+bool IsFolder(const std::filesystem::path& path);
+// Makes the folder (not its parents) unless it is there; then says whether it is. An empty name
+// does nothing and gives false. kPrivate folders are 0700.
+bool EnsureFolder(const std::filesystem::path& path, Access access = Access::kPrivate);
+// EnsureFolder for the whole way down.
+Status MakeFolders(const std::filesystem::path& path, Access access = Access::kPrivate);
+// Removes a file, or a folder with everything in it; links are removed, not followed. Nothing there
+// is no failure.
+Status Remove(const std::filesystem::path& path);
+Status Rename(const std::filesystem::path& from, const std::filesystem::path& to);
+
+// Sets the hidden attribute and clears all others. Where a file's name alone decides what is hidden
+// there is no such attribute, and nothing is done.
+Status SetHidden(const std::filesystem::path& path);
+
+// The running program's file.
+std::filesystem::path ProgramPath();
+// The variable's value as UTF-8; empty when it is not set.
+std::string Environment(const char* name);
+
+}  // namespace ModFiles
+}  // namespace vespro

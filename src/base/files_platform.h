@@ -1,0 +1,27 @@
+// base/files_platform.h - what posix/ and win32/ provide to files.cc; nobody else's.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+#include "base/status.h"
+
+namespace vespro::ModFiles::platform {
+
+// The system's words for an errno or GetLastError value, without a line end.
+std::string ErrorText(std::uint32_t native);
+// The last call's errno or GetLastError.
+std::uint32_t LastError();
+// Replaces `to` in one step. kCannotWrite on failure.
+Status ReplaceByRename(const std::filesystem::path& from, const std::filesystem::path& to);
+// Gives `to` the permissions (and where possible the owner) of `from`.
+void CopyPermissions(const std::filesystem::path& from, const std::filesystem::path& to);
+// Makes the renames in a folder last through a power cut, where the system has a way to say so.
+void SyncFolder(const std::filesystem::path& folder);
+// 0700 or the umask's choice; false when it was not made.
+bool MakeFolder(const std::filesystem::path& path, bool is_private);
+
+Status Failure(Code code, const std::string& what, const std::filesystem::path& path,
+               std::uint32_t native);
+
+}  // namespace vespro::ModFiles::platform

@@ -1,0 +1,85 @@
+#include "base/files.h"
+
+#include <gtest/gtest.h>
+
+#include "base/testing.h"
+
+namespace vespro {
+namespace {
+
+namespace fs = std::filesystem;
+
+TEST(FilesTest, ReplacesWholeOrNotAtAll) {
+  TemporaryFolder folder;
+  const fs::path path = folder.Write("a.txt", "old");
+  {
+    Result<AtomicFile> file = AtomicFile::Create(path);
+    ASSERT_TRUE(file.ok());
+    ASSERT_TRUE(file->Write(std::string(1000000, 'x')).ok());
+    EXPECT_EQ(folder.Read("a.txt"), "old");
+  }
+  EXPECT_EQ(folder.Read("a.txt"), "old");
+  EXPECT_EQ(folder.Count(), 1);
+  ASSERT_TRUE(ModFiles::ReplaceWith(path, "new").ok());
+  EXPECT_EQ(folder.Read("a.txt"), "new");
+  EXPECT_EQ(folder.Count(), 1);
+}
+
+TEST(FilesTest, FailuresNameTheFileAndItsKind) {
+  TemporaryFolder folder;
+  const struct {
+    Status status;
+    Code code;
+  } rows[] = {
+      {ModFiles::ReadAll(folder / "missing.txt").status(), Code::kNotFound},
+      {ModFiles::ReadAll(folder.path()).status(), Code::kBadInput},
+      {ModFiles::ReadAll(folder.Write("big", "12345"), 4).status(), Code::kBadInput},
+      {ModFiles::ReplaceWith(folder.path(), "x"), Code::kCannotWrite},
+      {ModFiles::ReplaceWith(folder / "no such folder/a.txt", "x"), Code::kCannotWrite},
+      {ModFiles::MakeFolders(folder / "big/below"), Code::kCannotWrite},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(row.status.code(), row.code) << row.status.text();
+    EXPECT_NE(row.status.text().find(ModFiles::ToUtf8(folder.path())), std::string::npos)
+        << row.status.text();
+  }
+}
+
+TEST(FilesTest, EnsureFolder) {
+  TemporaryFolder folder;
+  EXPECT_FALSE(ModFiles::EnsureFolder(""));
+  EXPECT_TRUE(ModFiles::EnsureFolder(folder / "a"));
+  EXPECT_TRUE(ModFiles::EnsureFolder(folder / "a"));
+  EXPECT_FALSE(ModFiles::EnsureFolder(folder / "b/c"));
+  folder.Write("file", "");
+  EXPECT_FALSE(ModFiles::EnsureFolder(folder / "file"));
+  EXPECT_TRUE(ModFiles::MakeFolders(folder / "b/c/d").ok());
+  EXPECT_TRUE(ModFiles::Remove(folder / "b").ok());
+  EXPECT_TRUE(ModFiles::Remove(folder / "b").ok());
+  EXPECT_FALSE(ModFiles::IsFolder(folder / "b"));
+}
+
+TEST(FilesTest, TheLockIsForOneAtATime) {
+  TemporaryFolder folder;
+  {
+    Result<FileLock> first = FileLock::Take(folder / "lock", FileLock::Wait::kNo);
+    ASSERT_TRUE(first.ok()) << first.status().text();
+    EXPECT_EQ(FileLock::Take(folder / "lock", FileLock::Wait::kNo).status().code(),
+              Code::kResumable);
+  }
+  EXPECT_TRUE(FileLock::Take(folder / "lock", FileLock::Wait::kNo).ok());
+}
+
+TEST(FilesTest, AppendsBehindTheEnd) {
+  TemporaryFolder folder;
+  const fs::path path = folder.Write("log", "a");
+  Result<File> file = File::Open(path, File::Mode::kAppend);
+  ASSERT_TRUE(file.ok());
+  ASSERT_TRUE(file->Write("b").ok());
+  ASSERT_TRUE(file->Sync().ok());
+  ASSERT_TRUE(file->Close().ok());
+  EXPECT_EQ(folder.Read("log"), "ab");
+}
+
+}  // namespace
+}  // namespace vespro

@@ -1,0 +1,178 @@
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "base/files.h"
+#include "base/files_platform.h"
+
+namespace vespro {
+namespace fs = std::filesystem;
+namespace platform = ModFiles::platform;
+
+namespace {
+
+constexpr std::intptr_t kClosed = -1;
+
+int Fd(std::intptr_t handle) { return static_cast<int>(handle); }
+
+Status Fail(Code code, const char* what, const fs::path& path) {
+  return platform::Failure(code, what, path, platform::LastError());
+}
+
+}  // namespace
+
+Result<File> File::Open(const fs::path& path, Mode mode, Access access) {
+  int flags = O_CLOEXEC;
+  switch (mode) {
+    // Without O_NONBLOCK, opening a named pipe would wait for its writer.
+    case Mode::kRead: flags |= O_RDONLY | O_NONBLOCK; break;
+    case Mode::kReplace: flags |= O_WRONLY | O_CREAT | O_TRUNC; break;
+    case Mode::kCreateNew: flags |= O_WRONLY | O_CREAT | O_EXCL; break;
+    case Mode::kAppend: flags |= O_WRONLY | O_CREAT | O_APPEND; break;
+  }
+  const bool reading = mode == Mode::kRead;
+  const int fd = open(path.c_str(), flags, access == Access::kPrivate ? 0600 : 0666);
+  if (fd < 0) {
+    return Fail(reading ? Code::kNotFound : Code::kCannotWrite,
+                reading ? "cannot read" : "cannot write", path);
+  }
+  File file(fd, path);
+  if (reading) {
+    struct stat info {};
+    if (fstat(fd, &info) != 0) return Fail(Code::kNotFound, "cannot read", path);
+    if (!S_ISREG(info.st_mode)) {
+      return Status(Code::kBadInput, "'" + ModFiles::ToUtf8(path) + "' is " +
+                                         (S_ISDIR(info.st_mode) ? "a folder" : "a device") +
+                                         ", not a file");
+    }
+  }
+  return file;
+}
+
+File::File(File&& other) noexcept : handle_(other.handle_), path_(std::move(other.path_)) {
+  other.handle_ = kClosed;
+}
+
+File& File::operator=(File&& other) noexcept {
+  std::swap(handle_, other.handle_);
+  std::swap(path_, other.path_);
+  return *this;
+}
+
+File::~File() {
+  if (handle_ != kClosed) close(Fd(handle_));
+}
+
+Result<std::size_t> File::Read(char* buffer, std::size_t size) {
+  for (;;) {
+    const ssize_t count = read(Fd(handle_), buffer, size);
+    if (count >= 0) return static_cast<std::size_t>(count);
+    if (errno != EINTR) return Fail(Code::kNotFound, "cannot read", path_);
+  }
+}
+
+Status File::Write(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count = write(Fd(handle_), bytes.data(), bytes.size());
+    if (count >= 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+    } else if (errno != EINTR) {
+      return Fail(Code::kCannotWrite, "cannot write", path_);
+    }
+  }
+  return {};
+}
+
+Status File::Sync() {
+  // Pipes and devices can't be synchronised, and need not be.
+  if (fsync(Fd(handle_)) == 0 || errno == EINVAL || errno == ENOTSUP) return {};
+  return Fail(Code::kCannotWrite, "cannot write", path_);
+}
+
+Status File::Close() {
+  const int fd = Fd(handle_);
+  handle_ = kClosed;
+  // After EINTR the descriptor is closed on Linux; closing again could hit another file.
+  if (close(fd) == 0 || errno == EINTR) return {};
+  return Fail(Code::kCannotWrite, "cannot write", path_);
+}
+
+Result<std::uint64_t> File::Size() const {
+  struct stat info {};
+  if (fstat(Fd(handle_), &info) != 0) return Fail(Code::kNotFound, "cannot read", path_);
+  return static_cast<std::uint64_t>(info.st_size);
+}
+
+Result<FileLock> FileLock::Take(const fs::path& path, Wait wait) {
+  const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (fd < 0) return Fail(Code::kCannotWrite, "cannot write", path);
+  FileLock lock(fd);
+  while (flock(fd, wait == Wait::kNo ? LOCK_EX | LOCK_NB : LOCK_EX) != 0) {
+    if (errno == EINTR) continue;
+    if (errno == EWOULDBLOCK) return Fail(Code::kResumable, "another program holds", path);
+    return Fail(Code::kCannotWrite, "cannot lock", path);
+  }
+  return lock;
+}
+
+FileLock::FileLock(FileLock&& other) noexcept : handle_(other.handle_) { other.handle_ = kClosed; }
+
+FileLock::~FileLock() {
+  if (handle_ != kClosed) close(Fd(handle_));
+}
+
+namespace ModFiles {
+
+namespace platform {
+
+std::string ErrorText(std::uint32_t native) { return std::strerror(static_cast<int>(native)); }
+
+std::uint32_t LastError() { return static_cast<std::uint32_t>(errno); }
+
+Status ReplaceByRename(const fs::path& from, const fs::path& to) {
+  if (rename(from.c_str(), to.c_str()) == 0) return {};
+  return Fail(Code::kCannotWrite, "cannot write", to);
+}
+
+void CopyPermissions(const fs::path& from, const fs::path& to) {
+  struct stat info {};
+  if (stat(from.c_str(), &info) != 0) return;
+  // The owner first: a change of owner clears the set-id bits. It fails for all but root, whose
+  // edit must not take a user's file away.
+  const bool owner_kept = chown(to.c_str(), info.st_uid, info.st_gid) == 0;
+  const mode_t mode = info.st_mode & 07777;
+  chmod(to.c_str(), owner_kept ? mode : mode & 0777);
+}
+
+void SyncFolder(const fs::path& folder) {
+  const int fd = open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return;
+  fsync(fd);
+  close(fd);
+}
+
+bool MakeFolder(const fs::path& path, bool is_private) {
+  return mkdir(path.c_str(), is_private ? 0700 : 0777) == 0;
+}
+
+}  // namespace platform
+
+Status SetHidden(const fs::path&) { return {}; }
+
+fs::path ProgramPath() {
+  std::error_code error;
+  return fs::read_symlink("/proc/self/exe", error);
+}
+
+std::string Environment(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr ? value : "";
+}
+
+}  // namespace ModFiles
+}  // namespace vespro

@@ -1,0 +1,56 @@
+#include <sys/stat.h>
+
+#include <gtest/gtest.h>
+
+#include "base/files.h"
+#include "base/testing.h"
+
+namespace vespro {
+namespace {
+
+namespace fs = std::filesystem;
+
+mode_t ModeOf(const fs::path& path) {
+  struct stat info {};
+  EXPECT_EQ(stat(path.c_str(), &info), 0);
+  return info.st_mode & 07777;
+}
+
+TEST(FilesPosixTest, ReplacingKeepsPermissionsAndFollowsLinks) {
+  TemporaryFolder folder;
+  const fs::path path = folder.Write("list.txt", "old");
+  ASSERT_EQ(chmod(path.c_str(), 0640), 0);
+  fs::create_symlink("list.txt", folder / "link");
+  ASSERT_TRUE(ModFiles::ReplaceWith(folder / "link", "new").ok());
+  EXPECT_TRUE(fs::is_symlink(folder / "link"));
+  EXPECT_EQ(folder.Read("list.txt"), "new");
+  EXPECT_EQ(ModeOf(path), 0640U);
+}
+
+TEST(FilesPosixTest, PrivateFilesAreForTheUserAlone) {
+  TemporaryFolder folder;
+  ASSERT_TRUE(ModFiles::ReplaceWith(folder / "secret", "x", Access::kPrivate).ok());
+  EXPECT_EQ(ModeOf(folder / "secret"), 0600U);
+  ASSERT_TRUE(ModFiles::EnsureFolder(folder / "data"));
+  EXPECT_EQ(ModeOf(folder / "data"), 0700U);
+}
+
+// /dev/full takes no byte, as a full disk does.
+TEST(FilesPosixTest, AFullDiskIsAFailure) {
+  Result<File> file = File::Open("/dev/full", File::Mode::kAppend);
+  ASSERT_TRUE(file.ok());
+  const Status status = file->Write("x");
+  EXPECT_EQ(status.code(), Code::kCannotWrite);
+  EXPECT_NE(status.text().find("No space left"), std::string::npos) << status.text();
+}
+
+TEST(FilesPosixTest, DevicesAndPipesAreNoFiles) {
+  TemporaryFolder folder;
+  ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
+  for (const fs::path& path : {fs::path("/dev/zero"), folder / "pipe"}) {
+    EXPECT_EQ(ModFiles::ReadAll(path).status().code(), Code::kBadInput) << path;
+  }
+}
+
+}  // namespace
+}  // namespace vespro

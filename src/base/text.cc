@@ -1,0 +1,173 @@
+#include "base/text.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+namespace vespro::ModText {
+namespace {
+
+char LowerAsciiChar(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
+
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+}  // namespace
+
+std::string_view Trim(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(' ');
+  if (first == std::string_view::npos) return text.substr(0, 0);
+  return text.substr(first, text.find_last_not_of(' ') - first + 1);
+}
+
+std::string LowerAscii(std::string_view text) {
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(), LowerAsciiChar);
+  return lower;
+}
+
+bool EqualsIgnoringAsciiCase(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+           return LowerAsciiChar(x) == LowerAsciiChar(y);
+         });
+}
+
+bool StartsWithIgnoringAsciiCase(std::string_view text, std::string_view prefix) {
+  return text.size() >= prefix.size() &&
+         EqualsIgnoringAsciiCase(text.substr(0, prefix.size()), prefix);
+}
+
+std::size_t FindIgnoringAsciiCase(std::string_view text, std::string_view needle,
+                                  std::size_t from) {
+  if (from > text.size()) return std::string_view::npos;
+  const auto found = std::search(
+      text.begin() + static_cast<std::ptrdiff_t>(from), text.end(), needle.begin(), needle.end(),
+      [](char x, char y) { return LowerAsciiChar(x) == LowerAsciiChar(y); });
+  if (found == text.end() && !needle.empty()) return std::string_view::npos;
+  return static_cast<std::size_t>(found - text.begin());
+}
+
+std::string ReplaceAll(std::string_view text, std::string_view from, std::string_view to) {
+  std::string out;
+  out.reserve(text.size());
+  std::size_t at = 0;
+  for (std::size_t hit; (hit = text.find(from, at)) != std::string_view::npos;
+       at = hit + from.size()) {
+    out.append(text, at, hit - at).append(to);
+  }
+  return out.append(text, at);
+}
+
+std::vector<std::string_view> Split(std::string_view text, char separator) {
+  std::vector<std::string_view> pieces;
+  if (text.empty()) return pieces;
+  std::size_t at = 0;
+  for (std::size_t hit; (hit = text.find(separator, at)) != std::string_view::npos; at = hit + 1) {
+    pieces.push_back(text.substr(at, hit - at));
+  }
+  pieces.push_back(text.substr(at));
+  return pieces;
+}
+
+double LeadingNumber(std::string_view text) {
+  text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
+  const bool negative = !text.empty() && text.front() == '-';
+  if (!text.empty() && (text.front() == '-' || text.front() == '+')) text.remove_prefix(1);
+  std::size_t end = 0;
+  while (end < text.size() && IsDigit(text[end])) ++end;
+  if (end < text.size() && text[end] == '.') {
+    ++end;
+    while (end < text.size() && IsDigit(text[end])) ++end;
+  }
+  double number = 0;
+  std::from_chars(text.data(), text.data() + end, number, std::chars_format::fixed);
+  return negative ? -number : number;
+}
+
+std::int16_t LeadingInt16(std::string_view text) {
+  const double number = LeadingNumber(text);
+  if (!(number > -32768.0)) return -32768;
+  if (!(number < 32767.0)) return 32767;
+  const double below = std::floor(number);
+  const double rest = number - below;
+  const bool up = rest > 0.5 || (rest == 0.5 && std::fmod(below, 2.0) != 0.0);
+  return static_cast<std::int16_t>(up ? below + 1 : below);
+}
+
+bool ParseUnsigned(std::string_view text, std::uint64_t max, std::uint64_t* value) {
+  std::uint64_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, 10);
+  if (error != std::errc() || end != text.data() + text.size() || number > max) return false;
+  *value = number;
+  return true;
+}
+
+bool IsAscii(std::string_view bytes) {
+  return std::none_of(bytes.begin(), bytes.end(),
+                      [](char c) { return (static_cast<unsigned char>(c) & 0x80) != 0; });
+}
+
+bool IsUtf8(std::string_view bytes) {
+  std::size_t i = 0;
+  while (i < bytes.size()) {
+    const auto lead = static_cast<unsigned char>(bytes[i]);
+    if (lead < 0x80) {
+      ++i;
+      continue;
+    }
+    const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+    if (lead < 0xC2 || lead > 0xF4 || i + length > bytes.size()) return false;
+    for (std::size_t k = 1; k < length; ++k) {
+      if ((static_cast<unsigned char>(bytes[i + k]) & 0xC0) != 0x80) return false;
+    }
+    const auto second = static_cast<unsigned char>(bytes[i + 1]);
+    if ((lead == 0xE0 && second < 0xA0) || (lead == 0xED && second > 0x9F) ||
+        (lead == 0xF0 && second < 0x90) || (lead == 0xF4 && second > 0x8F)) {
+      return false;
+    }
+    i += length;
+  }
+  return true;
+}
+
+bool HasControls(std::string_view text) {
+  return std::any_of(text.begin(), text.end(), [](char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte < 0x20 || byte == 0x7F;
+  });
+}
+
+std::string Printable(std::string_view text, std::size_t max_bytes) {
+  bool cut = false;
+  if (text.size() > max_bytes) {
+    cut = true;
+    text = text.substr(0, max_bytes);
+    while (!text.empty() && (static_cast<unsigned char>(text.back()) & 0xC0) == 0x80) {
+      text.remove_suffix(1);
+    }
+    if (!text.empty() && static_cast<unsigned char>(text.back()) >= 0xC0) text.remove_suffix(1);
+  }
+  std::string out(text);
+  for (char& c : out) {
+    if (HasControls(std::string_view(&c, 1))) c = '?';
+  }
+  if (cut) out += "...";
+  return out;
+}
+
+std::string EscapeHtml(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  for (const char c : text) {
+    switch (c) {
+      case '&': out += "&amp;"; break;
+      case '<': out += "&lt;"; break;
+      case '>': out += "&gt;"; break;
+      case '"': out += "&quot;"; break;
+      case '\'': out += "&#39;"; break;
+      default: out += c;
+    }
+  }
+  return out;
+}
+
+}  // namespace vespro::ModText

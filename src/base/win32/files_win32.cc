@@ -1,0 +1,187 @@
+#include <windows.h>
+
+#include <algorithm>
+
+#include "base/files.h"
+#include "base/files_platform.h"
+#include "base/win32/wide.h"
+
+namespace vespro {
+namespace fs = std::filesystem;
+namespace platform = ModFiles::platform;
+
+namespace {
+
+const std::intptr_t kClosed = reinterpret_cast<std::intptr_t>(INVALID_HANDLE_VALUE);
+
+HANDLE AsHandle(std::intptr_t handle) { return reinterpret_cast<HANDLE>(handle); }
+
+Status Fail(Code code, const char* what, const fs::path& path) {
+  return platform::Failure(code, what, path, platform::LastError());
+}
+
+}  // namespace
+
+Result<File> File::Open(const fs::path& path, Mode mode, Access) {
+  DWORD rights = GENERIC_READ;
+  DWORD creation = OPEN_EXISTING;
+  switch (mode) {
+    case Mode::kRead: break;
+    case Mode::kReplace: rights = GENERIC_WRITE, creation = CREATE_ALWAYS; break;
+    case Mode::kCreateNew: rights = GENERIC_WRITE, creation = CREATE_NEW; break;
+    case Mode::kAppend: rights = FILE_APPEND_DATA | SYNCHRONIZE, creation = OPEN_ALWAYS; break;
+  }
+  const bool reading = mode == Mode::kRead;
+  if (reading && ModFiles::IsFolder(path)) {
+    return Status(Code::kBadInput, "'" + ModFiles::ToUtf8(path) + "' is a folder, not a file");
+  }
+  const HANDLE handle =
+      CreateFileW(path.c_str(), rights, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                  nullptr, creation, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) {
+    return Fail(reading ? Code::kNotFound : Code::kCannotWrite,
+                reading ? "cannot read" : "cannot write", path);
+  }
+  File file(reinterpret_cast<std::intptr_t>(handle), path);
+  if (reading && GetFileType(handle) != FILE_TYPE_DISK) {
+    return Status(Code::kBadInput, "'" + ModFiles::ToUtf8(path) + "' is a device, not a file");
+  }
+  return file;
+}
+
+File::File(File&& other) noexcept : handle_(other.handle_), path_(std::move(other.path_)) {
+  other.handle_ = kClosed;
+}
+
+File& File::operator=(File&& other) noexcept {
+  std::swap(handle_, other.handle_);
+  std::swap(path_, other.path_);
+  return *this;
+}
+
+File::~File() {
+  if (handle_ != kClosed) CloseHandle(AsHandle(handle_));
+}
+
+Result<std::size_t> File::Read(char* buffer, std::size_t size) {
+  DWORD count = 0;
+  const DWORD wanted = static_cast<DWORD>(std::min<std::size_t>(size, 1U << 30));
+  if (!ReadFile(AsHandle(handle_), buffer, wanted, &count, nullptr)) {
+    return Fail(Code::kNotFound, "cannot read", path_);
+  }
+  return std::size_t{count};
+}
+
+Status File::Write(std::string_view bytes) {
+  while (!bytes.empty()) {
+    DWORD count = 0;
+    const DWORD wanted = static_cast<DWORD>(std::min<std::size_t>(bytes.size(), 1U << 30));
+    if (!WriteFile(AsHandle(handle_), bytes.data(), wanted, &count, nullptr)) {
+      return Fail(Code::kCannotWrite, "cannot write", path_);
+    }
+    bytes.remove_prefix(count);
+  }
+  return {};
+}
+
+Status File::Sync() {
+  if (FlushFileBuffers(AsHandle(handle_))) return {};
+  return Fail(Code::kCannotWrite, "cannot write", path_);
+}
+
+Status File::Close() {
+  const HANDLE handle = AsHandle(handle_);
+  handle_ = kClosed;
+  if (CloseHandle(handle)) return {};
+  return Fail(Code::kCannotWrite, "cannot write", path_);
+}
+
+Result<std::uint64_t> File::Size() const {
+  LARGE_INTEGER size{};
+  if (!GetFileSizeEx(AsHandle(handle_), &size)) return Fail(Code::kNotFound, "cannot read", path_);
+  return static_cast<std::uint64_t>(size.QuadPart);
+}
+
+Result<FileLock> FileLock::Take(const fs::path& path, Wait wait) {
+  const HANDLE handle = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                    nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) return Fail(Code::kCannotWrite, "cannot write", path);
+  FileLock lock(reinterpret_cast<std::intptr_t>(handle));
+  OVERLAPPED at{};
+  const DWORD flags =
+      LOCKFILE_EXCLUSIVE_LOCK | (wait == Wait::kNo ? LOCKFILE_FAIL_IMMEDIATELY : 0);
+  if (!LockFileEx(handle, flags, 0, 1, 0, &at)) {
+    if (GetLastError() == ERROR_LOCK_VIOLATION) {
+      return Fail(Code::kResumable, "another program holds", path);
+    }
+    return Fail(Code::kCannotWrite, "cannot lock", path);
+  }
+  return lock;
+}
+
+FileLock::FileLock(FileLock&& other) noexcept : handle_(other.handle_) { other.handle_ = kClosed; }
+
+FileLock::~FileLock() {
+  if (handle_ != kClosed) CloseHandle(AsHandle(handle_));
+}
+
+namespace ModFiles {
+
+namespace platform {
+
+std::string ErrorText(std::uint32_t native) {
+  wchar_t* text = nullptr;
+  const DWORD length = FormatMessageW(
+      FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+      nullptr, native, 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
+  std::string out = length > 0 ? ModWide::ToUtf8({text, length}) : "error";
+  LocalFree(text);
+  while (!out.empty() && (out.back() == '\n' || out.back() == '\r' || out.back() == '.')) {
+    out.pop_back();
+  }
+  return out;
+}
+
+std::uint32_t LastError() { return GetLastError(); }
+
+Status ReplaceByRename(const fs::path& from, const fs::path& to) {
+  if (MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+    return {};
+  }
+  return Fail(Code::kCannotWrite, "cannot write", to);
+}
+
+void CopyPermissions(const fs::path& from, const fs::path& to) {
+  const DWORD attributes = GetFileAttributesW(from.c_str());
+  if (attributes != INVALID_FILE_ATTRIBUTES) SetFileAttributesW(to.c_str(), attributes);
+}
+
+// MOVEFILE_WRITE_THROUGH has done it.
+void SyncFolder(const fs::path&) {}
+
+bool MakeFolder(const fs::path& path, bool) { return CreateDirectoryW(path.c_str(), nullptr) != 0; }
+
+}  // namespace platform
+
+Status SetHidden(const fs::path& path) {
+  if (SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_HIDDEN)) return {};
+  return Fail(Code::kCannotWrite, "cannot hide", path);
+}
+
+fs::path ProgramPath() {
+  std::wstring path(32768, L'\0');
+  path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+  return path;
+}
+
+std::string Environment(const char* name) {
+  std::wstring value(32768, L'\0');
+  const std::wstring wide = ModWide::FromUtf8(name);
+  value.resize(
+      GetEnvironmentVariableW(wide.c_str(), value.data(), static_cast<DWORD>(value.size())));
+  return ModWide::ToUtf8(value);
+}
+
+}  // namespace ModFiles
+}  // namespace vespro
