@@ -74,6 +74,13 @@ class ResultSink {
   virtual ~ResultSink() = default;
   // Before a server could accept the message: these recipients are on the wire to `server`.
   virtual Status Sending(std::span<const Recipient> recipients, std::string_view server) = 0;
+  // After Sending, when the server certainly has not taken the message (an answer to try again
+  // later, a connection that broke before the end of the data): these recipients wait for another
+  // attempt. A job that is stopped before it would otherwise have to call them kUnknown.
+  virtual Status PutBack(std::span<const Recipient> recipients) {
+    static_cast<void>(recipients);
+    return {};
+  }
   // The verdict on one recipient, once. After a failure nothing further is sent.
   virtual Status Record(const Recipient& recipient, const Outcome& outcome) = 0;
 };
