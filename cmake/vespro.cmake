@@ -54,9 +54,12 @@ if(WIN32)
 endif()
 
 # GoogleTest is built from the sources that Debian ships, so that every compiler gets its own.
-set(BUILD_GMOCK OFF CACHE INTERNAL "")
-set(INSTALL_GTEST OFF CACHE INTERNAL "")
-add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+option(VESPRO_TESTS "Build the tests and benchmarks" ON)
+if(VESPRO_TESTS)
+  set(BUILD_GMOCK OFF CACHE INTERNAL "")
+  set(INSTALL_GTEST OFF CACHE INTERNAL "")
+  add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+endif()
 
 # vespro_room(NAME SOURCES ... [TESTS ...] [USES room ...] [LIBRARIES ...])
 # A room is the static library vespro_NAME and, with TESTS, one test program NAME_test.
@@ -65,7 +68,7 @@ function(vespro_room name)
   add_library(vespro_${name} STATIC ${ROOM_SOURCES})
   list(TRANSFORM ROOM_USES PREPEND vespro_)
   target_link_libraries(vespro_${name} PUBLIC ${ROOM_USES} vespro_options ${ROOM_LIBRARIES})
-  if(ROOM_TESTS)
+  if(ROOM_TESTS AND VESPRO_TESTS)
     add_executable(${name}_test ${ROOM_TESTS})
     target_link_libraries(${name}_test PRIVATE vespro_${name} gtest_main)
     target_compile_definitions(${name}_test PRIVATE
