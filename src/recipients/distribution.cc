@@ -1,0 +1,126 @@
+#include "recipients/distribution.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "base/files.h"
+#include "base/lines.h"
+#include "base/text.h"
+#include "recipients/list_text.h"
+
+namespace vespro::ModDistribution {
+namespace {
+
+// Longer than any header people work with; keeps a list without line ends out of memory.
+constexpr std::size_t kMaxRowBytes = 1024 * 1024;
+
+constexpr std::int16_t kLastColumn = std::numeric_limits<std::int16_t>::max();
+
+std::string WithoutQuotes(std::string_view text) {
+  std::string out(text);
+  std::erase_if(out, [](char c) { return c == '"' || c == '\''; });
+  return out;
+}
+
+// The index of the last piece that holds an "@"; -1 when none does.
+std::int16_t LastWithAt(const std::vector<std::string_view>& pieces) {
+  for (std::size_t i = pieces.size(); i-- > 0;) {
+    if (i <= static_cast<std::size_t>(kLastColumn) &&
+        pieces[i].find('@') != std::string_view::npos) {
+      return static_cast<std::int16_t>(i);
+    }
+  }
+  return -1;
+}
+
+}  // namespace
+
+ListKind KindOf(std::string_view path) {
+  const std::size_t dot = path.find('.');
+  if (dot == std::string_view::npos) return ListKind::kUnknown;
+  const std::string rest = ModText::LowerAscii(path.substr(dot + 1));
+  if (rest.find("txt") != std::string::npos) return ListKind::kText;
+  if (rest.find("text") != std::string::npos) return ListKind::kText;
+  if (rest.find("csv") != std::string::npos) return ListKind::kCsv;
+  return ListKind::kUnknown;
+}
+
+std::string_view KindName(ListKind kind) {
+  switch (kind) {
+    case ListKind::kText:
+      return "TEXT";
+    case ListKind::kCsv:
+      return "CSV";
+    case ListKind::kUnknown:
+      break;
+  }
+  return "";
+}
+
+std::string Compose(const Distribution& distribution) {
+  std::string setting(ModText::Trim(distribution.path));
+  setting.append(",").append(KindName(distribution.kind));
+  if (distribution.kind == ListKind::kCsv) {
+    setting.append(",").append(std::to_string(distribution.column));
+    setting.append(distribution.header ? ",HEADER" : ",VALUE");
+  }
+  return setting;
+}
+
+Distribution Parse(std::string_view mail_list) {
+  const std::vector<std::string_view> fields = ModText::Split(ModText::Trim(mail_list), ',');
+  const auto field = [&fields](std::size_t i) {
+    return i < fields.size() ? fields[i] : std::string_view();
+  };
+  Distribution distribution;
+  distribution.path = field(0);
+  if (field(1) == "TEXT") distribution.kind = ListKind::kText;
+  if (field(1) == "CSV") distribution.kind = ListKind::kCsv;
+  distribution.column = ModText::LeadingInt16(field(2));
+  distribution.header = field(3) == "HEADER";
+  return distribution;
+}
+
+Status CheckIsText(std::string_view path, std::string_view start) {
+  const std::size_t nul = start.find('\0');
+  if (nul == std::string_view::npos) return {};
+  std::string_view before = start.substr(0, nul);
+  std::string_view line;
+  std::uint64_t number = 0;
+  while (NextLine(before, line)) ++number;
+  if (nul == 0 || start[nul - 1] == '\n' || start[nul - 1] == '\r') ++number;
+  return Status(Code::kBadInput, "'" + std::string(path) + "', line " + std::to_string(number) +
+                                     ": this is no text. Save the list as text or CSV "
+                                     "(comma separated) and choose that file");
+}
+
+Result<FirstRows> ReadFirstRows(std::string_view path) {
+  Result<LineReader> reader = LineReader::Open(ModFiles::FromUtf8(path), kMaxRowBytes);
+  if (!reader.ok()) return reader.status();
+  FirstRows rows;
+  std::string_view line;
+  if (reader->Next(line)) rows.first = ModRow::StripByteOrderMark(line);
+  if (reader->Next(line)) rows.second = line;
+  if (!reader->status().ok()) return reader->status();
+  if (Status status = CheckIsText(path, rows.first + "\n" + rows.second); !status.ok()) {
+    return status;
+  }
+  return rows;
+}
+
+Result<Mapping> ProposeMapping(std::string_view first, std::string_view second) {
+  if (ModText::Trim(first).empty()) return Status(Code::kBadInput, std::string(kIncorrectCsv));
+  const std::string bare = WithoutQuotes(first);
+  const std::vector<std::string_view> cells = ModText::Split(bare, ',');
+  Mapping mapping;
+  for (const std::string_view cell : cells) {
+    mapping.fields.push_back(ListText(ModText::Trim(cell)));
+  }
+  mapping.column = LastWithAt(cells);
+  if (mapping.column >= 0) return mapping;
+  mapping.header = true;
+  mapping.column = std::max<std::int16_t>(0, LastWithAt(ModText::Split(second, ',')));
+  return mapping;
+}
+
+}  // namespace vespro::ModDistribution

@@ -1,0 +1,62 @@
+// recipients/distribution.h - which file the recipients come from, and how to read it: the setting
+// `MailList`, the kind of a file, the mapping of a CSV table. Format:
+// docs/formats/distribution-file.md. Paths and the setting are UTF-8; rows are the file's bytes.
+// Any thread.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/status.h"
+#include "recipients/row.h"
+
+namespace vespro {
+
+struct Distribution {
+  std::string path;  // empty: no distribution file has been chosen
+  ListKind kind = ListKind::kUnknown;
+  std::int16_t column = 0;  // CSV: where the address stands, from 0; negative: nowhere
+  bool header = false;      // CSV: the first row holds column names
+};
+
+namespace ModDistribution {
+
+// The text of a CSV table whose first line is blank.
+inline constexpr std::string_view kIncorrectCsv = "Incorrect CSV file format";
+
+// By the name alone: "txt" or "text", then "csv", anywhere behind the first dot of the whole path.
+ListKind KindOf(std::string_view path);
+// "TEXT", "CSV" or "".
+std::string_view KindName(ListKind kind);
+
+// The value of `MailList`: "path,TEXT" or "path,CSV,column,HEADER|VALUE". The path is trimmed; a
+// comma in it is not escaped, and Parse takes what stands before it for the path.
+std::string Compose(const Distribution& distribution);
+Distribution Parse(std::string_view mail_list);
+
+// The first two lines, empty when the file has fewer. A byte-order mark is left out.
+struct FirstRows {
+  std::string first;
+  std::string second;
+};
+// kNotFound, or kBadInput for a folder, a device, or bytes that are no text.
+Result<FirstRows> ReadFirstRows(std::string_view path);
+
+struct Mapping {
+  std::vector<std::string> fields;  // the first row's cells for people: UTF-8, no quotes, trimmed
+  std::int16_t column = 0;
+  bool header = false;
+};
+// The columns and a proposal. The last cell of the first row with an "@" is the address; when there
+// is none the first row is a header, and the last cell with an "@" of the second row decides
+// (column 0 when that has none either). kBadInput with kIncorrectCsv when the first row is blank.
+Result<Mapping> ProposeMapping(std::string_view first, std::string_view second);
+
+// Whether `start`, the beginning of a list, is no text: it holds a NUL, as spreadsheets' own
+// formats and UTF-16 do. kBadInput then, with the file, the line and what to do.
+Status CheckIsText(std::string_view path, std::string_view start);
+
+}  // namespace ModDistribution
+}  // namespace vespro

@@ -1,0 +1,39 @@
+// recipients/load.h - finds the duplicates of a distribution file and takes them out of it. Linear
+// in the file; memory is the file, its duplicates and ten bytes a line. One thread per call.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "base/status.h"
+#include "recipients/distribution.h"
+
+namespace vespro::ModRecipients {
+
+inline constexpr std::string_view kBlankFile = "The chosen file is blank";
+
+struct Loaded {
+  std::uint64_t distinct = 0;
+  std::uint64_t duplicates = 0;
+  // The duplicates' addresses in the order found, each ended by LF; walk them with NextLine.
+  std::string duplicate_addresses;
+  // CSV rows with too few fields. They count as neither, and a rewritten file does not have them.
+  std::uint64_t short_rows = 0;
+  // The lines (from 1) where the first of them stand.
+  static constexpr std::size_t kMaxShortRowLines = 1000;
+  std::vector<std::uint64_t> short_row_lines;
+  bool rewritten = false;
+};
+
+// Reads the list and, when an address stands in it twice, replaces the file: a TEXT list by its
+// addresses as compared, a CSV table by its header row (unless that is empty) and the first row of
+// each address as read. Order is kept, lines end in CR LF, a byte-order mark stays. Without
+// duplicates the file is not touched. `do_events` (may be empty) is called once a line. kNotFound,
+// or kBadInput: a folder, a device, no text, too large for the memory's addresses, and kBlankFile
+// for an empty file; kCannotWrite. After any failure the file is as it was.
+Result<Loaded> LoadAndDeduplicate(const Distribution& list,
+                                  const std::function<void()>& do_events = {});
+
+}  // namespace vespro::ModRecipients
