@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <utility>
 
 namespace vespro::ModText {
 namespace {
@@ -166,6 +167,21 @@ std::string EscapeHtml(std::string_view text) {
       case '\'': out += "&#39;"; break;
       default: out += c;
     }
+  }
+  return out;
+}
+
+std::string UnescapeHtml(std::string_view text) {
+  static constexpr std::pair<std::string_view, char> kReferences[] = {
+      {"&amp;", '&'}, {"&lt;", '<'}, {"&gt;", '>'}, {"&quot;", '"'}, {"&#39;", '\''}};
+  std::string out;
+  while (!text.empty()) {
+    const auto* known = std::find_if(
+        std::begin(kReferences), std::end(kReferences),
+        [text](const auto& reference) { return text.starts_with(reference.first); });
+    const bool is_known = known != std::end(kReferences);
+    out += is_known ? known->second : text.front();
+    text.remove_prefix(is_known ? known->first.size() : 1);
   }
   return out;
 }

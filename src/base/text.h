@@ -47,5 +47,7 @@ std::string Printable(std::string_view text, std::size_t max_bytes = 200);
 
 // "&", "<", ">", "\"" and "'" as HTML character references.
 std::string EscapeHtml(std::string_view text);
+// The inverse of EscapeHtml; other references stay as they are.
+std::string UnescapeHtml(std::string_view text);
 
 }  // namespace vespro::ModText

@@ -60,6 +60,13 @@ TEST(TextTest, SearchAndReplace) {
   EXPECT_EQ(ModText::FindIgnoringAsciiCase("x", "<title>"), std::string::npos);
 }
 
+TEST(TextTest, HtmlEscapesThereAndBack) {
+  const std::string text = "<a href=\"x\">O'Neil & Co &lt;</a>";
+  EXPECT_EQ(ModText::EscapeHtml("<&>\"'"), "&lt;&amp;&gt;&quot;&#39;");
+  EXPECT_EQ(ModText::UnescapeHtml(ModText::EscapeHtml(text)), text);
+  EXPECT_EQ(ModText::UnescapeHtml("&nbsp;&"), "&nbsp;&");
+}
+
 TEST(TextTest, PrintableCutsAtACharacter) {
   EXPECT_EQ(ModText::Printable("a\r\nb\x7F"), "a??b?");
   EXPECT_EQ(ModText::Printable("ab\xC3\xBC", 3), "ab...");
