@@ -1,0 +1,103 @@
+"""Encrypted sending with a login, against a server written in Python."""
+
+import ssl
+import subprocess
+import unittest
+
+import support
+
+try:
+    from aiosmtpd.controller import Controller
+    from aiosmtpd.smtp import AuthResult
+except ImportError:
+    support.leave_out("there is no aiosmtpd (package python3-aiosmtpd)")
+
+LOGIN, PASSWORD = "chöir@example.org", "s3cret, with = & ü"
+
+
+class Keeper:
+    """Keeps what arrives, and how."""
+
+    def __init__(self):
+        self.messages = []
+        self.commands_before_tls = []
+
+    async def handle_DATA(self, server, session, envelope):
+        self.messages.append((session.ssl is not None, session.authenticated, envelope.rcpt_tos,
+                              envelope.original_content))
+        return "250 kept"
+
+
+class EncryptedServer(support.JobTest):
+    def setUp(self):
+        super().setUp()
+        self.certificate, key = self.folder / "ca.pem", self.folder / "key.pem"
+        subprocess.run(
+            ["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-keyout", key,
+             "-out", self.certificate, "-subj", "/CN=localhost",
+             "-addext", "subjectAltName=DNS:localhost,IP:127.0.0.1"],
+            check=True, capture_output=True)
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(self.certificate, key)
+        self.keeper = Keeper()
+        self.port = support.free_port()
+        self.server = Controller(
+            self.keeper, hostname="127.0.0.1", port=self.port, tls_context=context,
+            require_starttls=True, auth_required=True, authenticator=self.authenticate)
+        self.server.start()
+        self.addCleanup(self.server.stop)
+        self.people = ["p{:02}@example.net".format(i) for i in range(40)]
+        self.listed = self.write("list.txt", "\n".join(self.people) + "\n")
+        self.text = self.write("t.txt", "Hello\n")
+
+    @staticmethod
+    def authenticate(server, session, envelope, mechanism, data):
+        right = (data.login, data.password) == (LOGIN.encode(), PASSWORD.encode())
+        return AuthResult(success=right, handled=False)
+
+    def job(self, password, *engine):
+        self.add_account(self.port, "localhost", LOGIN, password)
+        return self.send("--subject", "S", "--list", self.listed, "--text", self.text, engine=engine)
+
+    def complaint(self, done, *words):
+        """One clear line: it names the server and each of the words, and no secret."""
+        lines = [l for l in done.stderr.splitlines() if all(w in l.lower() for w in words)]
+        self.assertTrue(lines, done.stderr)
+        self.assertIn("localhost", " ".join(lines))
+        everything = done.stdout + done.stderr + "".join(
+            p.read_text("utf-8", "replace") for p in self.home.rglob("*")
+            if p.is_file() and p.suffix in (".txt", ".html", ".log") or p.name == "journal")
+        self.assertNotIn(PASSWORD, everything)
+
+    def test_everybody_is_served_over_tls_after_the_login(self):
+        self.expect(0, self.job(PASSWORD, "--ca", self.certificate))
+        self.assertEqual(sorted(a for m in self.keeper.messages for a in m[2]), self.people)
+        self.assertTrue(all(tls and authenticated for tls, authenticated, _, _ in self.keeper.messages))
+        self.assertEqual(self.addresses("sent"), self.people)
+
+    def test_wrong_password_ends_with_77_and_says_so(self):
+        done = self.expect(77, self.job("wrong", "--ca", self.certificate))
+        self.complaint(done, "login")
+        self.assertEqual(self.keeper.messages, [])
+
+    def test_untrusted_certificate_lets_no_mail_and_no_login_out(self):
+        done = self.job(PASSWORD, "--retry", "1", "--retry-delay", "0")
+        self.assertIn(done.returncode, (1, 75, 78), done.stderr)
+        self.complaint(done, "certificate")
+        self.assertEqual(self.keeper.messages, [])
+
+    def test_tls_required_refuses_a_clear_server(self):
+        clear = support.free_port()
+        server = Controller(self.keeper, hostname="127.0.0.1", port=clear)
+        server.start()
+        self.addCleanup(server.stop)
+        self.add_account(clear, "localhost")
+        done = self.send("--subject", "S", "--list", self.listed, "--text", self.text,
+                         engine=("--tls", "required", "--retry", "1", "--retry-delay", "0"))
+        self.assertIn(done.returncode, (1, 75, 78), done.stderr)
+        self.complaint(done, "starttls")
+        self.assertEqual(self.keeper.messages, [])
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

@@ -1,0 +1,133 @@
+"""What users get wrong, and machines: each gives one clear line, its own exit code, and leaves the
+user's files as they were."""
+
+import os
+import resource
+import subprocess
+import unittest
+
+import support
+
+
+class Mistakes(support.JobTest):
+    def setUp(self):
+        super().setUp()
+        self.text = self.write("text.txt", "Hello #NAME\n")
+        self.list = self.write("list.csv", "Name,E-Mail\r\nAda,ada@example.org\r\nBo,bo@example.org\r\n")
+        self.port = support.free_port()  # nobody listens on it
+        self.add_account(self.port)
+
+    def users_files(self):
+        return {p: p.read_bytes() for p in self.folder.iterdir() if p.is_file()}
+
+    def attempt(self, code, named, *arguments, **more):
+        """Runs a send that must fail: one line, naming `named`, and no file of the user changed."""
+        before = self.users_files()
+        command = ["--subject", "S", *arguments]
+        if "--text" not in arguments:
+            command += ["--text", self.text]
+        if "--list" not in arguments:
+            command += ["--list", self.list]
+        done = self.expect(code, self.send(*command, **more))
+        lines = done.stderr.splitlines()
+        self.assertEqual(len(lines), 1, done.stderr)
+        self.assertIn(named, lines[0])
+        self.assertGreater(len(lines[0]), len(named) + 20, "says what, but not why")
+        self.assertEqual(self.users_files(), before)
+        return lines[0]
+
+    def test_input_that_cannot_be_used(self):
+        table = [
+            (66, "gone.csv", ["--list", self.folder / "gone.csv"]),
+            (65, "folder.csv", ["--list", self.folder / "folder.csv"]),
+            (65, "blank.csv", ["--list", self.write("blank.csv", "")]),
+            (65, "lines.csv", ["--list", self.write("lines.csv", "\r\n\r\n\r\n")]),
+            (65, "list.dat", ["--list", self.write("list.dat", "a@example.org\n")]),
+            (65, "picture.csv", ["--list", self.write("picture.csv", os.urandom(4000) + b"\0")]),
+            (65, "3", ["--column", "3"]),
+            (65, "Mail", ["--column", "Mail"]),
+            (66, "gone.txt", ["--text", self.folder / "gone.txt"]),
+            (66, "gone.pdf", ["--attach", self.folder / "gone.pdf"]),
+            (65, "folder.csv", ["--attach", self.folder / "folder.csv"]),
+            (66, "gone.png", ["--embed", self.folder / "gone.png"]),
+        ]
+        (self.folder / "folder.csv").mkdir()
+        for code, named, arguments in table:
+            with self.subTest(arguments=[str(a) for a in arguments]):
+                self.attempt(code, named, *arguments)
+
+    def test_usage(self):
+        for arguments in ([], ["nonsense"], ["send", "--nonsense"], ["accounts", "add"]):
+            with self.subTest(arguments=arguments):
+                done = self.expect(2, self.vespro(*arguments))
+                self.assertTrue(done.stderr)
+                self.assertEqual(done.stdout, "")
+
+    def test_no_account_and_no_sender(self):
+        self.expect(0, self.vespro("accounts", "remove", "1", "--yes"))
+        self.attempt(78, "accounts add")
+        self.add_account(self.port)
+        done = self.expect(78, self.vespro("send", "--wait", "--no-input", "--subject", "S",
+                                           "--text", self.text, "--list", self.list))
+        self.assertIn("--from", done.stderr)
+
+    def test_nobody_listens(self):
+        done = self.send("--subject", "S", "--text", self.text, "--list", self.list,
+                         engine=("--retry", "2", "--retry-delay", "0"))
+        self.assertIn(done.returncode, (1, 75), done.stderr)
+        self.assertIn(str(self.port), done.stderr)
+        self.assertEqual(self.addresses("sent"), [])
+        self.assertEqual(len(self.report()), 2)
+
+
+class FullDisk(support.JobTest):
+    def test_sessions_that_cannot_be_made(self):
+        self.home.mkdir()
+        self.add_account(2525)
+        [accounts] = self.home.rglob("Vespro.db")
+        sessions = accounts.parent / "session"
+        if sessions.exists():
+            sessions.rmdir()
+        sessions.write_text("a file where a folder should be")
+        done = self.expect(73, self.send(
+            "--subject", "S", "--text", self.write("t.txt", "x"),
+            "--list", self.write("l.txt", "a@example.org\n")))
+        self.assertIn(str(sessions), done.stderr)
+        self.assertEqual(sessions.read_text(), "a file where a folder should be")
+
+    def test_job_that_does_not_fit(self):
+        """The home lies on a disk of 1 MB, the attachment is larger."""
+        disk = self.folder / "disk"
+        disk.mkdir()
+        mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", "size=1m", "tmpfs", disk],
+                                 capture_output=True, text=True)
+        if mounted.returncode != 0:
+            print("left out: cannot mount a small disk:", mounted.stderr.strip())
+            return self.skipTest("no small disk")
+        self.addCleanup(subprocess.run, ["umount", disk], check=True)
+        self.home = disk / "home"
+        self.add_account(2525)
+        attachment = self.write("big.bin", os.urandom(2_000_000))
+        listed = self.write("l.txt", "a@example.org\n")
+        done = self.expect(73, self.send("--subject", "S", "--text", self.write("t.txt", "x"),
+                                         "--list", listed, "--attach", attachment))
+        self.assertEqual(len(done.stderr.splitlines()), 1, done.stderr)
+        self.assertIn(str(disk), done.stderr)
+        self.assertEqual(list(self.home.rglob("report.txt")), [])
+
+    def test_list_that_cannot_be_rewritten(self):
+        """A limit on the size of files stands for the full disk; the list must survive it whole."""
+        content = "".join("a{:05}@example.org\n".format(i % 9000) for i in range(10000))
+        listed = self.write("list.txt", content)
+
+        def limit():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (50_000, 50_000))
+
+        done = self.expect(73, self.vespro("list", "dedupe", listed, "--yes", preexec_fn=limit))
+        self.assertIn("list.txt", done.stderr)
+        self.assertEqual(listed.read_text(), content)
+        self.assertEqual([p.name for p in self.folder.iterdir() if p.is_file()], ["list.txt"])
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# The house rules that a search can check: platform headers stay behind the platform rooms' doors, the
+# build and not the preprocessor picks a platform, every room says what it is for.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/../src"
+bad=0
+
+# complain WHAT: each line of standard input is a breach.
+complain() {
+  while IFS= read -r line; do
+    echo "$1: src/$line"
+    bad=1
+  done
+}
+
+complain "platform header outside the platform rooms" < <(
+  grep -rnE --include=*.h --include=*.cc \
+    '#include *<(windows\.h|winsock2\.h|ole2\.h|gtk/|sys/socket\.h|netdb\.h|arpa/|netinet/|asio)' . |
+    sed 's,^\./,,' |
+    grep -vE '^(outlook|evolution|terminal|base/win32|base/posix)/|^engine/net' || true)
+
+complain "platform test in a room" < <(
+  grep -rnE --include=*.h --include=*.cc '^ *# *(if|ifdef|ifndef|elif).*(_WIN32|_WIN64|__linux__|__unix__)' . |
+    sed 's,^\./,,' | grep -vE '^(outlook|evolution|base/win32|base/posix)/' || true)
+
+complain "room without a README.md" < <(
+  for room in */; do
+    if compgen -G "$room*.cc" >/dev/null && [[ ! -e ${room}README.md ]]; then echo "$room"; fi
+  done)
+
+complain "test that no room runs" < <(
+  for test in */*_test.cc */*/*_test.cc; do
+    [[ -e $test ]] || continue
+    grep -rqF "$(basename "$test")" --include=CMakeLists.txt --include=*.cmake . || echo "$test"
+  done)
+
+exit $bad

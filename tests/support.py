@@ -1,0 +1,132 @@
+"""What the tests of whole jobs share: the programs, a home of their own, a catcher, the report."""
+
+import email
+import email.policy
+import os
+import pathlib
+import re
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+EXAMPLES = ROOT / "examples"
+PROGRAMS = pathlib.Path(os.environ.get("VESPRO_PROGRAMS", ROOT / "build" / "release"))
+STATES = ("sent", "refused", "failed", "skipped", "unknown")
+SECONDS = 120  # for one program; far more than it needs, so that only a hang trips it
+
+
+class JobTest(unittest.TestCase):
+    """A test with a home and a folder of its own; everything it starts ends with it."""
+
+    def setUp(self):
+        # A blank and an umlaut, since users' folders have them.
+        self._folder = tempfile.TemporaryDirectory(prefix="vespro tést ")
+        self.addCleanup(self._folder.cleanup)
+        self.folder = pathlib.Path(self._folder.name)
+        self.home = self.folder / "home"
+
+    def write(self, name, content):
+        path = self.folder / name
+        path.write_bytes(content if isinstance(content, bytes) else content.encode("utf-8"))
+        return path
+
+    def vespro(self, *arguments, stdin="", **more):
+        """Runs the command in this test's home."""
+        command = [PROGRAMS / "vespro", "--home", self.home, *arguments]
+        return subprocess.run(
+            [str(part) for part in command], input=stdin, capture_output=True, encoding="utf-8",
+            errors="surrogateescape", timeout=SECONDS, **more)
+
+    def expect(self, code, done):
+        self.assertEqual(
+            done.returncode, code, "{}\n{}\n{}".format(done.args, done.stdout, done.stderr))
+        return done
+
+    def add_account(self, port, server="127.0.0.1", login=None, password=""):
+        arguments = ["accounts", "add", server, "--port", port]
+        if login is not None:
+            arguments += ["--login", login, "--password-stdin"]
+        return self.expect(0, self.vespro(*arguments, stdin=password + "\n"))
+
+    def send(self, *arguments, engine=(), **more):
+        """The least that `vespro send --wait` takes, then what the test adds."""
+        return self.vespro(
+            "send", "--wait", "--from", "sender@example.org", *arguments, "--", *engine, **more)
+
+    def catcher(self, *arguments):
+        catcher = Catcher(self.folder / "caught", *arguments)
+        self.addCleanup(catcher.stop)
+        return catcher
+
+    def sessions(self):
+        return sorted(path.parent for path in self.home.rglob("Vespro.cfg"))
+
+    def report(self):
+        """The rows of the only session's report.txt: (address, state, attempts, server, reply)."""
+        reports = list(self.home.rglob("report.txt"))
+        self.assertEqual(len(reports), 1, reports)
+        lines = reports[0].read_text("utf-8").splitlines()
+        rows = [tuple(line.split("\t")) for line in lines]
+        return [row for row in rows if len(row) >= 4 and row[1] in STATES]
+
+    def addresses(self, state):
+        return sorted(row[0] for row in self.report() if row[1] == state)
+
+
+class Catcher:
+    """`vespro catch` on a free port."""
+
+    def __init__(self, maildir, *arguments):
+        self.maildir = maildir
+        command = [PROGRAMS / "vespro", "catch", "--port", "0", "--maildir", maildir, *arguments]
+        self.process = subprocess.Popen([str(part) for part in command], stdout=subprocess.PIPE)
+        line = self.process.stdout.readline().decode()
+        self.port = int(re.fullmatch(r"listening on .*:(\d+)\n", line).group(1))
+
+    def stop(self):
+        if self.process.poll() is None:
+            self.process.send_signal(signal.SIGTERM)
+            self.process.wait(SECONDS)
+        self.process.stdout.close()
+
+    def envelopes(self):
+        """(file, connection, sender, [recipients]) of every message, in the order of arrival."""
+        lines = (self.maildir / "envelopes.tsv").read_text("utf-8").splitlines()
+        columns = [line.split("\t") for line in lines]
+        return [(self.maildir / "new" / c[0], int(c[1]), c[2], c[3:]) for c in columns]
+
+    def recipients(self):
+        return sorted(address for envelope in self.envelopes() for address in envelope[3])
+
+
+def parse(raw):
+    return email.message_from_bytes(raw, policy=email.policy.default)
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def wait_for_port(port, process, attempts=200):
+    import time
+    for _ in range(attempts):
+        if process.poll() is not None:
+            raise AssertionError("the server ended with {}".format(process.returncode))
+        try:
+            socket.create_connection(("127.0.0.1", port), 1).close()
+            return
+        except OSError:
+            time.sleep(0.05)
+    raise AssertionError("the server does not listen on {}".format(port))
+
+
+def leave_out(reason):
+    """Ends the whole script as skipped."""
+    print("left out:", reason)
+    sys.exit(77)
