@@ -1,1 +1,208 @@
-#include <gtest/gtest.h>
+#include "recipients/load.h"
+
+#include <algorithm>
+#include <random>
+#include <set>
+
+#include "base/lines.h"
+#include "base/testing.h"
+
+namespace vespro {
+namespace {
+
+using ModRecipients::LoadAndDeduplicate;
+using ModRecipients::Loaded;
+
+std::string Repeat(std::string_view text, int times) {
+  std::string out;
+  for (int i = 0; i < times; ++i) out += text;
+  return out;
+}
+
+class LoadTest : public testing::Test {
+ protected:
+  Result<Loaded> Load(std::string_view bytes, ListKind kind, std::int16_t column = 0,
+                      bool header = false) {
+    const std::filesystem::path path = folder.Write("list", bytes);
+    return LoadAndDeduplicate({ModFiles::ToUtf8(path), kind, column, header});
+  }
+  TemporaryFolder folder;
+};
+
+// The same rules, written for the eye: one line after the other, a set of strings.
+struct Twin {
+  std::string file;
+  std::string duplicate_addresses;
+  std::uint64_t distinct = 0, duplicates = 0;
+  std::vector<std::uint64_t> short_row_lines;
+};
+
+Twin SlowTwin(std::string_view bytes, const Distribution& list) {
+  Twin twin;
+  std::set<std::string> seen;
+  std::string_view rest = bytes;
+  if (rest.starts_with("\xEF\xBB\xBF")) {
+    twin.file = "\xEF\xBB\xBF";
+    rest.remove_prefix(3);
+  }
+  const bool csv = list.kind == ListKind::kCsv;
+  std::string_view line;
+  for (std::uint64_t number = 1; NextLine(rest, line); ++number) {
+    if (number == 1 && csv && list.header) {
+      if (!line.empty()) twin.file.append(line).append("\r\n");
+      continue;
+    }
+    std::string address;
+    const ModRow::Found found = ModRow::AddressOf(line, list.kind, list.column, address);
+    if (found == ModRow::Found::kShortRow) twin.short_row_lines.push_back(number);
+    if (found != ModRow::Found::kAddress) continue;
+    if (seen.insert(address).second) {
+      ++twin.distinct;
+      twin.file.append(csv ? std::string(line) : address).append("\r\n");
+    } else {
+      ++twin.duplicates;
+      twin.duplicate_addresses.append(address).append("\n");
+    }
+  }
+  if (twin.duplicates == 0) twin.file = bytes;
+  return twin;
+}
+
+std::string RandomFile(std::mt19937& random, bool csv) {
+  // Few of each, so that duplicates, odd lines and every line end meet often.
+  static const std::vector<std::string> kAddresses = {"a@b",
+                                                      "A@B",
+                                                      " a@b ",
+                                                      "c@d",
+                                                      "'c@d'",
+                                                      "\"C@D\"",
+                                                      "",
+                                                      "  ",
+                                                      "\xC3\x9C@x",
+                                                      "\xC3\xBC@x",
+                                                      "\xDC@x",
+                                                      "\xE1\xBA\x9E@x",
+                                                      "\xC3\x9F@x",
+                                                      "\xC8\xBA@x",
+                                                      "\xE2\xB1\xA5@x",
+                                                      "a-very-long-name@example.org",
+                                                      "A-Very-Long-Name@example.ORG",
+                                                      "\ta@b",
+                                                      "\xFF",
+                                                      "a@b\xEF\xBB\xBF"};
+  static const std::vector<std::string> kEnds = {"\r\n", "\n", "\r", "\r\r\n", "\n\r"};
+  const auto pick = [&random](const std::vector<std::string>& from) -> const std::string& {
+    return from[random() % from.size()];
+  };
+  std::string file = random() % 5 == 0 ? "\xEF\xBB\xBF" : "";
+  const bool one_end = random() % 2 == 0;
+  const std::string end = pick(kEnds);
+  for (std::size_t lines = random() % 40; lines > 0; --lines) {
+    const std::size_t fields = csv ? random() % 4 : 1;
+    for (std::size_t i = 0; i < fields; ++i) file += (i > 0 ? "," : "") + pick(kAddresses);
+    if (lines > 1 || random() % 2 == 0) file += one_end ? end : pick(kEnds);
+  }
+  return file;
+}
+
+TEST_F(LoadTest, AgreesWithItsSlowTwin) {
+  std::mt19937 random(20260);
+  int rewritten = 0;
+  for (int round = 0; round < 400; ++round) {
+    const bool csv = round % 2 == 0;
+    const std::string bytes = RandomFile(random, csv);
+    if (bytes.empty()) continue;
+    Distribution list{ModFiles::ToUtf8(folder / "list"), csv ? ListKind::kCsv : ListKind::kText,
+                      static_cast<std::int16_t>(csv ? random() % 3 : 0), random() % 2 == 0};
+    folder.Write("list", bytes);
+    Result<Loaded> loaded = LoadAndDeduplicate(list);
+    ASSERT_TRUE(loaded.ok()) << loaded.status().text();
+    const Twin twin = SlowTwin(bytes, list);
+    const std::string what = testing::PrintToString(bytes);
+    ASSERT_EQ(folder.Read("list"), twin.file) << what;
+    ASSERT_EQ(loaded->duplicates, twin.duplicates) << what;
+    ASSERT_EQ(loaded->distinct, twin.distinct) << what;
+    ASSERT_EQ(loaded->duplicate_addresses, twin.duplicate_addresses) << what;
+    ASSERT_EQ(loaded->short_row_lines, twin.short_row_lines) << what;
+    ASSERT_EQ(loaded->rewritten, twin.duplicates > 0) << what;
+    rewritten += loaded->rewritten ? 1 : 0;
+  }
+  EXPECT_GT(rewritten, 100);
+  EXPECT_EQ(folder.Count(), 1);
+}
+
+TEST_F(LoadTest, TextComesBackAsAddresses) {
+  Result<Loaded> loaded = Load("\r\nAnn@B.org\r\nann@b.ORG \r\n\r\nEve@b.org", ListKind::kText);
+  ASSERT_TRUE(loaded.ok());
+  EXPECT_EQ(loaded->duplicates, 1U);
+  EXPECT_EQ(loaded->duplicate_addresses, "ann@b.org\n");
+  EXPECT_EQ(folder.Read("list"), "ann@b.org\r\neve@b.org\r\n");
+}
+
+TEST_F(LoadTest, CsvRowsComeBackAsRead) {
+  Result<Loaded> loaded =
+      Load("Mail@Home,Name\n'A@b',Ann\nalone\nC@d,\"Cy\"\na@B, Ann 2\n\n", ListKind::kCsv, 0, true);
+  ASSERT_TRUE(loaded.ok());
+  EXPECT_EQ(folder.Read("list"), "Mail@Home,Name\r\n'A@b',Ann\r\nalone\r\nC@d,\"Cy\"\r\n");
+  loaded = Load("x,a@b\nno comma\nx,a@b\n", ListKind::kCsv, 1);
+  ASSERT_TRUE(loaded.ok());
+  EXPECT_EQ(loaded->short_row_lines, std::vector<std::uint64_t>{2});
+  EXPECT_EQ(folder.Read("list"), "x,a@b\r\n");
+}
+
+TEST_F(LoadTest, WithoutDuplicatesNothingIsWritten) {
+  const std::string bytes = "B@c \n\nA@b";
+  const std::filesystem::path path = folder.Write("list", bytes);
+  const auto long_ago = std::filesystem::last_write_time(path) - std::chrono::hours(1);
+  std::filesystem::last_write_time(path, long_ago);
+  int lines = 0;
+  Result<Loaded> loaded =
+      LoadAndDeduplicate({ModFiles::ToUtf8(path), ListKind::kText}, [&lines] { ++lines; });
+  ASSERT_TRUE(loaded.ok());
+  EXPECT_FALSE(loaded->rewritten);
+  EXPECT_EQ(loaded->distinct, 2U);
+  EXPECT_EQ(lines, 3);
+  EXPECT_EQ(folder.Read("list"), bytes);
+  EXPECT_EQ(std::filesystem::last_write_time(path), long_ago);
+}
+
+TEST_F(LoadTest, RefusesWhatIsNoListAndLeavesIt) {
+  EXPECT_EQ(Load("", ListKind::kText).status().text(), ModRecipients::kBlankFile);
+  const std::string binary = std::string("a@b\r\na@b\r\nP\0K", 13) + Repeat("a@b\n", 5);
+  const Status status = Load(binary, ListKind::kText).status();
+  EXPECT_EQ(status.code(), Code::kBadInput);
+  EXPECT_NE(status.text().find("list', line 3"), std::string::npos) << status.text();
+  EXPECT_EQ(folder.Read("list"), binary);
+  const auto refused = [](const std::filesystem::path& path) {
+    return LoadAndDeduplicate({ModFiles::ToUtf8(path), ListKind::kText}).status().code();
+  };
+  EXPECT_EQ(refused(folder.path()), Code::kBadInput);
+  EXPECT_EQ(refused(folder / "missing"), Code::kNotFound);
+}
+
+TEST_F(LoadTest, ManyLines) {
+  // Every place of the table and every block of the writer is used; one address comes back at the
+  // end.
+  std::string bytes;
+  std::string kept;
+  for (int i = 0; i < 60000; ++i) {
+    const std::string address = "user" + std::to_string(i) + "@example.org";
+    bytes += address + "\n" + (i % 3 == 0 ? "USER" + address.substr(4) + "\n" : "");
+    kept += address + "\r\n";
+  }
+  Result<Loaded> loaded = Load(bytes + "user0@example.org", ListKind::kText);
+  ASSERT_TRUE(loaded.ok());
+  EXPECT_EQ(loaded->duplicates, 20001U);
+  EXPECT_EQ(loaded->distinct, 60000U);
+  EXPECT_TRUE(folder.Read("list") == kept);
+  // Nothing but duplicates, and more short rows than are listed one by one.
+  loaded = Load(Repeat("x,a@b\n", 5000) + Repeat("x\n", 5000), ListKind::kCsv, 1);
+  ASSERT_TRUE(loaded.ok());
+  EXPECT_EQ(loaded->duplicates, 4999U);
+  EXPECT_EQ(loaded->short_rows, 5000U);
+  EXPECT_EQ(loaded->short_row_lines.size(), Loaded::kMaxShortRowLines);
+  EXPECT_EQ(folder.Read("list"), "x,a@b\r\n");
+}
+
+}  // namespace
+}  // namespace vespro
