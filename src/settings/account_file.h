@@ -1,0 +1,80 @@
+// settings/account_file.h - the user's mail servers and the file that keeps them. Entries are never
+// merged or sorted: a server that stands in the list twice is meant to get twice the mail. Format:
+// docs/formats/account-file.md. Text is UTF-8 here and the code page in the file. Any thread.
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/status.h"
+
+namespace vespro {
+
+struct AccountEntry {
+  std::string server;
+  std::string port;
+  std::string login;     // empty: no authentication
+  std::string password;  // a secret
+
+  // What the file had, when the entry comes from there. A login or password that is unchanged is
+  // written back as it was, also when its bytes mean nothing in today's code page.
+  std::string encoded_login;
+  std::string encoded_password;
+
+  // A line that is no entry, or whose login or password can't be decoded. `damage` says why,
+  // without secrets; `raw_line` is written back as it stands.
+  bool damaged = false;
+  std::string damage;
+  std::string raw_line;
+};
+
+// The entries in file order, damaged ones too; blank lines are skipped. No file, no entries.
+Result<std::vector<AccountEntry>> ReadAccountFile(const std::filesystem::path& path);
+
+// One text per entry for the job: "server,port,login,password", the last two still encoded. Lines
+// that are no entry are left out.
+Result<std::vector<std::string>> ReadAccountsForJob(const std::filesystem::path& path);
+
+// Replaces the file whole, for the user's eyes only. kBadInput, with nothing written, when a field
+// holds a line break or a NUL, which would tear its line apart.
+Status WriteAccountFile(const std::filesystem::path& path,
+                        const std::vector<AccountEntry>& entries);
+
+// The list while a person edits it.
+class AccountList {
+ public:
+  // More rows than this refuse another one, so there can be one more than the number says.
+  static constexpr std::size_t kFull = 32700;
+  static constexpr std::string_view kTooMany =
+      "Cannot add anymore entries, reached the maximum number of mail server (32700)";
+  static constexpr std::string_view kMissingServer = "Missing server name/port setting";
+  static constexpr std::string_view kMissingLogin = "Miss login name and password pair";
+
+  // What a dialog checks before it adds: kUsage with kMissingServer or kMissingLogin. Blanks count
+  // as something.
+  static Status Validate(std::string_view server, std::string_view port, std::string_view login,
+                         std::string_view password, bool no_authentication);
+  // What the file can carry, for those who type no single line: kUsage for a line break or NUL in
+  // any field, a quote or comma in the server or port, or characters of the login or password that
+  // the code page does not have.
+  static Status CheckFields(const AccountEntry& entry);
+
+  // Trims the fields and appends. kUsage with kTooMany when the list is full.
+  Status Add(AccountEntry entry);
+  // Replaces the list by the file's entries. `refused` gets Add's failure once per surplus entry.
+  Status Load(const std::filesystem::path& path,
+              const std::function<void(const Status&)>& refused = {});
+  // `index` from 0; nothing happens when there is no such row.
+  void Remove(std::size_t index);
+
+  const std::vector<AccountEntry>& entries() const { return entries_; }
+
+ private:
+  std::vector<AccountEntry> entries_;
+};
+
+}  // namespace vespro
