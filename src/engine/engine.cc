@@ -1,0 +1,353 @@
+#include "engine/engine.h"
+
+#include <algorithm>
+#include <charconv>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "base/text.h"
+#include "engine/job.h"
+#include "engine/journal.h"
+#include "engine/preview.h"
+#include "engine/progress.h"
+#include "engine/report.h"
+#include "engine/template.h"
+
+namespace vespro::engine {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::uint64_t kMaxJobBytes = 64 * 1024 * 1024;
+constexpr std::string_view kCutOff =
+    "the job was cut off while this message was on its way; it may have arrived";
+
+int ExitOf(const Status& status) {
+  switch (status.code()) {
+    case Code::kUsage: return kExitUsage;
+    case Code::kConfig: return kExitNoAccount;
+    case Code::kCannotWrite:
+    case Code::kResumable: return kExitRunAgain;
+    case Code::kLogin: return kExitLogin;
+    default: return kExitBadInput;
+  }
+}
+
+// One run; the parts of it share these.
+class Run {
+ public:
+  Run(const EngineOptions& options, EngineWorld& world) : options_(options), world_(world) {}
+
+  int Go() {
+    Status status = Prepare();
+    if (status.ok()) {
+      if (!options_.dry_run.empty()) return DryRun();
+      status = OpenJournal();
+    }
+    if (!status.ok()) {
+      Say(status.text());
+      return ExitOf(status);
+    }
+    return Send();
+  }
+
+ private:
+  void Say(const std::string& text) {
+    world_.err.Write("vespro-engine: " + text + "\n").Ignore();  // nobody is left to tell
+  }
+
+  Status Prepare() {
+    Result<std::string> bytes = ModFiles::ReadAll(options_.job_file, kMaxJobBytes);
+    if (!bytes.ok()) return bytes.status();
+    Result<Job> job = ParseJob(bytes.value());
+    if (!job.ok()) return job.status();
+    job_ = std::move(job).value();
+    for (const std::string& warning : job_.warnings) Say("warning: " + warning);
+    folder_ = options_.job_file.parent_path();
+    if (folder_.empty()) folder_ = ".";
+
+    Result<std::string> message = ModFiles::ReadAll(job_.message_file);
+    if (!message.ok()) return message.status();
+    Result<ListSource> source = ListSource::Open(job_.list, options_.list, world_.randomness);
+    if (!source.ok()) return source.status();
+    source_ = std::make_unique<ListSource>(std::move(source).value());
+    for (const fs::path& file : options_.suppress) {
+      if (Status status = source_->Suppress(file); !status.ok()) return status;
+    }
+    Result<std::unique_ptr<Template>> prepared =
+        Template::Prepare(std::move(message).value(), {job_.bcc_mode, source_->first_row()},
+                          world_.clock, world_.randomness);
+    if (!prepared.ok()) return prepared.status();
+    template_ = std::move(prepared).value();
+    return {};
+  }
+
+  int DryRun() {
+    Result<std::uint64_t> count = RenderToMaildir(options_.dry_run, *source_, *template_,
+                                                  world_.clock, world_.randomness);
+    if (!count.ok()) {
+      Say(count.status().text());
+      return ExitOf(count.status());
+    }
+    if (!options_.quiet) {
+      world_.out
+          .Write(std::to_string(count.value()) + " messages for " +
+                 std::to_string(source_->given()) + " recipients in '" +
+                 ModFiles::ToUtf8(options_.dry_run) + "', " +
+                 std::to_string(source_->skipped()) + " rows skipped; nothing was sent\n")
+          .Ignore();  // the messages are there all the same
+    }
+    return kExitAllSent;
+  }
+
+  Status OpenJournal() {
+    Result<FileLock> lock = FileLock::Take(folder_ / "journal.lock", FileLock::Wait::kNo);
+    if (!lock.ok()) {
+      if (lock.status().code() != Code::kResumable) return lock.status();
+      return Status(Code::kResumable, "another engine is at work on this job");
+    }
+    lock_ = std::make_unique<FileLock>(std::move(lock).value());
+    Result<ListIdentity> list = IdentifyList(ModFiles::FromUtf8(job_.list.path));
+    if (!list.ok()) return list.status();
+    list_ = list.value();
+    Result<Journal> journal = Journal::Open(folder_, list_, options_.fresh, world_.clock);
+    if (!journal.ok()) return journal.status();
+    journal_ = std::make_unique<Journal>(std::move(journal).value());
+    if (journal_->damaged() > 0) {
+      Say("warning: " + std::to_string(journal_->damaged()) +
+          " damaged lines of the journal are passed over");
+    }
+    if (Status status = journal_->BeginRun(); !status.ok()) return status;
+    if (!options_.resend_unknown) {
+      if (Status status = SettleDoubts(); !status.ok()) return status;
+    }
+    before_ = RecordedBefore();
+    source_->SetWanted([this](std::uint64_t line) { return Wanted(line); });
+    source_->OnSkip([this](const Recipient& row, std::string_view reason, bool mend) {
+      return journal_->Skip(row, reason, mend);
+    });
+    return {};
+  }
+
+  // Whoever was on the wire when an earlier run was cut off is unknown from now on.
+  Status SettleDoubts() {
+    LineStates& states = journal_->states();
+    if (states.InDoubtCount() == 0) return {};
+    Result<ListSource> again = ListSource::Open(job_.list, {}, world_.randomness);
+    if (!again.ok()) return again.status();
+    again->SetWanted([&states](std::uint64_t line) { return states.InDoubt(line); });
+    for (;;) {
+      Result<std::vector<Recipient>> doubtful = again->Next(100);
+      if (!doubtful.ok()) return doubtful.status();
+      if (doubtful->empty()) return {};
+      for (const Recipient& recipient : doubtful.value()) {
+        JournalEvent event;
+        event.kind = JournalEvent::Kind::kOutcome;
+        event.recipient = recipient;
+        event.outcome = {State::kUnknown, 1, {}, std::string(kCutOff)};
+        Status status = journal_->Record(recipient, event.outcome);
+        if (!status.ok()) return status;
+        states.Take(event);
+      }
+    }
+  }
+
+  std::uint64_t RecordedBefore() const {
+    std::uint64_t count = 0;
+    for (std::uint64_t line = 1; line <= list_.lines; ++line) {
+      if (journal_->states().Outcomes(line) > 0) ++count;
+    }
+    return count;
+  }
+
+  bool Wanted(std::uint64_t line) {
+    const LineStates& states = journal_->states();
+    const unsigned outcomes = states.Outcomes(line);
+    if (outcomes == 0) return true;
+    const bool unsure = states.InDoubt(line) || states.OutcomeOf(line) == State::kUnknown;
+    if (!unsure || !options_.resend_unknown || outcomes >= LineStates::kMaxOutcomes) return false;
+    ++repeated_;
+    return true;
+  }
+
+  // Recipients without a verdict, as far as the list has been read; blank lines count until then.
+  std::uint64_t Left(const Progress& progress) const {
+    const std::uint64_t done =
+        progress.sent + progress.refused + progress.failed + progress.unknown;
+    std::uint64_t ahead = list_.lines - std::min(list_.lines, source_->line());
+    if (options_.list.limit > 0) {
+      const std::uint64_t found = source_->given() + source_->passed_over();
+      ahead = std::min(ahead, options_.list.limit - std::min(options_.list.limit, found));
+    }
+    return ahead + source_->given() - std::min(source_->given(), done);
+  }
+
+  int Send() {
+    DeliveryOptions delivery = options_.delivery;
+    delivery.connections = job_.connections;
+    ProgressLine line(world_.err, world_.err_is_terminal, std::chrono::steady_clock::now());
+    const DeliveryEnd end = world_.deliver(
+        delivery, job_.accounts, *source_, *template_, *journal_, [&](const Progress& progress) {
+          if (options_.quiet) return;
+          line.Show(progress, Left(progress), std::chrono::steady_clock::now());
+        });
+    line.Finish();
+    return Conclude(end);
+  }
+
+  int Conclude(const DeliveryEnd& end) {
+    int exit = kExitAllSent;
+    switch (end.reason) {
+      case DeliveryEnd::Reason::kDone: result_ = "finished"; break;
+      case DeliveryEnd::Reason::kStopped:
+        exit = kExitInterrupted;
+        result_ = "interrupted; run it again to go on";
+        break;
+      case DeliveryEnd::Reason::kNoLogin:
+        exit = kExitLogin;
+        result_ = "no account's login was accepted; run it again to go on";
+        break;
+      case DeliveryEnd::Reason::kCannotRecord:
+        exit = kExitRunAgain;
+        result_ = "stopped (" + end.status.text() + "); run it again to go on";
+        break;
+    }
+    if (exit != kExitAllSent) Say(result_);
+    Status ended = journal_->EndRun(result_);
+    if (!ended.ok()) {
+      if (exit == kExitAllSent) Say(ended.text());
+      return exit == kExitAllSent ? kExitRunAgain : exit;
+    }
+    return Report(end, exit);
+  }
+
+  int Report(const DeliveryEnd& end, int exit) {
+    Result<ReportCounts> counts = CountJournal(folder_, list_);
+    if (!counts.ok()) {
+      Say(counts.status().text());
+      return kExitRunAgain;
+    }
+    ReportFacts facts;
+    facts.subject = template_->subject();
+    facts.from = template_->from();
+    facts.list_path = job_.list.path;
+    facts.header_row = source_->header_row();
+    facts.result = result_;
+    facts.accounts = end.accounts;
+    facts.ended = std::chrono::duration_cast<std::chrono::seconds>(
+                      world_.clock.Now().time_since_epoch())
+                      .count();
+    facts.entries_per_page = options_.entries_per_page;
+    const bool adds_up = AddsUp(end, counts.value());
+    if (!adds_up) {
+      facts.result += "; but the verdicts do not add up to the recipients, see the journal";
+    }
+    Status written = WriteReports(folder_, list_, facts, counts.value());
+    if (!written.ok()) {
+      Say(written.text() + "; the journal is whole, run the job again for its report");
+      exit = kExitRunAgain;
+    }
+    if (!adds_up) {
+      Say("internal error: the verdicts do not add up to the recipients of the list; the journal "
+          "says who was served");
+      exit = kExitInternal;
+    }
+    const bool some_not = counts->Of(State::kRefused) + counts->Of(State::kFailed) +
+                              counts->Of(State::kUnknown) + counts->to_mend >
+                          0;
+    if (exit == kExitAllSent && some_not) exit = kExitSomeNotSent;
+    Summarise(counts.value(), exit);
+    return exit;
+  }
+
+  // Every recipient has one verdict, or the run says that it was stopped before.
+  bool AddsUp(const DeliveryEnd& end, const ReportCounts& counts) const {
+    const std::uint64_t expected =
+        before_ + source_->given() + source_->skipped() - repeated_;
+    if (end.reason == DeliveryEnd::Reason::kDone) {
+      return counts.Total() == expected && counts.in_doubt == 0;
+    }
+    return counts.Total() <= expected;
+  }
+
+  void Summarise(const ReportCounts& counts, int exit) {
+    const bool nothing_new = source_->given() == 0 && source_->skipped() == 0 && before_ > 0;
+    if (options_.json) {
+      nlohmann::ordered_json summary;
+      summary["result"] = result_;
+      for (State state : {State::kSent, State::kRefused, State::kFailed, State::kSkipped,
+                          State::kUnknown}) {
+        summary[std::string(StateName(state))] = counts.Of(state);
+      }
+      summary["in_doubt"] = counts.in_doubt;
+      summary["already_finished"] = nothing_new && exit != kExitInterrupted;
+      summary["report"] = ModFiles::ToUtf8(folder_ / "report.html");
+      summary["exit"] = exit;
+      world_.out
+          .Write(summary.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n")
+          .Ignore();  // the exit code and the reports say the same
+      return;
+    }
+    if (options_.quiet) return;
+    std::string text;
+    if (nothing_new && result_ == "finished") text = "this job was finished before; nobody is left\n";
+    for (State state : {State::kSent, State::kRefused, State::kFailed, State::kSkipped,
+                        State::kUnknown}) {
+      if (state != State::kSent && counts.Of(state) == 0) continue;
+      if (state != State::kSent) text += ", ";
+      (text += std::to_string(counts.Of(state)) + " ").append(StateName(state));
+    }
+    text += "; report: " + ModFiles::ToUtf8(folder_ / "report.html") + "\n";
+    if (counts.Of(State::kUnknown) > 0) {
+      text += "unknown: the server's answer was lost; --resend-unknown sends to them again\n";
+    }
+    world_.out.Write(text).Ignore();  // the same
+  }
+
+  const EngineOptions& options_;
+  EngineWorld& world_;
+  Job job_;
+  fs::path folder_;  // of the session
+  std::unique_ptr<ListSource> source_;
+  std::unique_ptr<Template> template_;
+  std::unique_ptr<FileLock> lock_;
+  ListIdentity list_;
+  std::unique_ptr<Journal> journal_;
+  std::uint64_t before_ = 0;    // lines that had an outcome when the run began
+  std::uint64_t repeated_ = 0;  // of them, taken up again
+  std::string result_;
+};
+
+}  // namespace
+
+int RunEngine(const EngineOptions& options, EngineWorld& world) {
+  return Run(options, world).Go();
+}
+
+Result<double> ParseRate(std::string_view text) {
+  const std::size_t slash = text.find('/');
+  double number = 0;
+  const std::string_view digits = text.substr(0, slash);
+  const auto read = std::from_chars(digits.data(), digits.data() + digits.size(), number,
+                                    std::chars_format::fixed);
+  const bool whole = read.ec == std::errc() && read.ptr == digits.data() + digits.size();
+  const std::string_view unit =
+      slash == std::string_view::npos ? std::string_view() : text.substr(slash + 1);
+  double seconds = 0;
+  if (unit == "s") seconds = 1;
+  if (unit == "min") seconds = 60;
+  if (unit == "h") seconds = 3600;
+  if (unit == "day") seconds = 86400;
+  if (!whole || number <= 0 || seconds == 0) {
+    return Status(Code::kUsage, "a rate is a number and /s, /min, /h or /day, such as 30/min");
+  }
+  return number / seconds;
+}
+
+std::size_t ParseEntriesPerPage(std::string_view text) {
+  std::uint64_t entries = 0;
+  if (!ModText::ParseUnsigned(ModText::Trim(text), 500, &entries) || entries == 0) return 100;
+  return static_cast<std::size_t>(entries);
+}
+
+}  // namespace vespro::engine

@@ -1,0 +1,70 @@
+// engine/engine.h - one run of the sending engine over a job, from the job file to the reports. One
+// thread.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/clock.h"
+#include "base/files.h"
+#include "base/random.h"
+#include "base/status.h"
+#include "engine/delivery.h"
+#include "engine/list_source.h"
+
+namespace vespro::engine {
+
+// What the program exits with.
+enum ExitCode : int {
+  kExitAllSent = 0,
+  kExitSomeNotSent = 1,  // finished, but somebody was refused, failed, unknown or has a bad row
+  kExitUsage = 2,
+  kExitBadInput = 65,  // job, list or message
+  kExitInternal = 70,  // the verdicts do not add up: a fault of ours
+  kExitRunAgain = 75,  // stopped with nothing lost
+  kExitLogin = 77,     // every account refused the login
+  kExitNoAccount = 78,
+  kExitInterrupted = 130,
+};
+
+struct EngineOptions {
+  std::filesystem::path job_file;
+  std::size_t entries_per_page = 100;
+  std::filesystem::path dry_run;  // a Maildir to render into, contacting nobody; empty: send
+  ListOptions list;
+  std::vector<std::filesystem::path> suppress;
+  DeliveryOptions delivery;  // `connections` comes from the job
+  bool fresh = false;
+  bool resend_unknown = false;
+  bool json = false;
+  bool quiet = false;
+};
+
+// Makes a Delivery of these and runs it; tests put something else here.
+using DeliverFunction = std::function<DeliveryEnd(
+    const DeliveryOptions& options, const std::vector<Account>& accounts, WorkSource& source,
+    Renderer& renderer, ResultSink& results, const std::function<void(const Progress&)>& on_tick)>;
+
+// What a run needs from outside.
+struct EngineWorld {
+  const Clock& clock;
+  Randomness& randomness;
+  ByteSink& out;
+  ByteSink& err;
+  bool err_is_terminal = false;
+  DeliverFunction deliver;
+};
+
+// Says what went wrong in one line on `err`. The answer is for the system: an ExitCode.
+int RunEngine(const EngineOptions& options, EngineWorld& world);
+
+// "30/min": a number and "/s", "/min", "/h" or "/day", as messages a second.
+Result<double> ParseRate(std::string_view text);
+// What -p says: 1 to 500, and 100 for anything else.
+std::size_t ParseEntriesPerPage(std::string_view text);
+
+}  // namespace vespro::engine

@@ -1,0 +1,116 @@
+#include "engine/job.h"
+
+#include <algorithm>
+
+#include "base/code_page.h"
+#include "base/files.h"
+#include "base/lines.h"
+#include "base/text.h"
+#include "settings/password.h"
+
+namespace vespro::engine {
+namespace {
+
+constexpr int kMaxConnections = 500;
+
+// "server,port,login,password", the last two encoded. The failure's text names no secret.
+Result<Account> ParseAccount(std::string_view value) {
+  const std::vector<std::string_view> fields = ModText::Split(value, ',');
+  if (fields.size() != 4) return Status(Code::kBadInput, "it does not have four fields");
+  Account account;
+  account.server = ModText::Trim(fields[0]);
+  if (account.server.empty()) return Status(Code::kBadInput, "it names no server");
+  if (ModText::HasControls(account.server) ||
+      account.server.find(' ') != std::string::npos) {
+    return Status(Code::kBadInput, "its server can't be a name");
+  }
+  std::uint64_t port = 0;
+  if (!ModText::ParseUnsigned(ModText::Trim(fields[1]), 65535, &port) || port == 0) {
+    return Status(Code::kBadInput, "its port is not a number from 1 to 65535");
+  }
+  account.port = static_cast<std::uint16_t>(port);
+  Result<std::string> login = ModPassword::DecodePassword(fields[2]);
+  if (!login.ok()) return Status(Code::kBadInput, "its login is not encoded as it should be");
+  Result<std::string> password = ModPassword::DecodePassword(fields[3]);
+  if (!password.ok()) return Status(Code::kBadInput, "its password is not encoded as it should be");
+  account.login = std::move(login).value();
+  account.password = std::move(password).value();
+  return account;
+}
+
+struct Reader {
+  Job job;
+  std::size_t hosts = 0;
+  std::string last_fault;  // of an account
+  bool has_list = false;
+
+  void TakeHost(std::string_view value, std::size_t line) {
+    ++hosts;
+    Result<Account> account = ParseAccount(value);
+    if (account.ok()) {
+      job.accounts.push_back(std::move(account).value());
+      return;
+    }
+    const std::string_view server = ModText::Trim(value.substr(0, value.find(',')));
+    last_fault = "account in line " + std::to_string(line) + " ('" +
+                 ModText::Printable(server, 80) + "') is left out: " + account.status().text();
+    job.warnings.push_back(last_fault);
+  }
+
+  void TakeLine(std::string_view line, std::size_t number) {
+    if (ModText::Trim(line).empty()) return;
+    const std::size_t equals = line.find('=');
+    const std::string_view key = line.substr(0, equals);
+    const std::string_view value =
+        equals == std::string_view::npos ? std::string_view() : line.substr(equals + 1);
+    if (key == "CONNECTION") {
+      job.connections = static_cast<std::size_t>(
+          std::clamp<int>(ModText::LeadingInt16(value), 1, kMaxConnections));
+    } else if (key == "DISTRIBUTION FILE") {
+      job.list = ModDistribution::Parse(value);
+      has_list = true;
+    } else if (key == "BCC MODE") {
+      job.bcc_mode = std::max<int>(ModText::LeadingInt16(value), 0);
+    } else if (key == "MESSAGE FILE") {
+      job.message_file = ModFiles::FromUtf8(ModText::Trim(value));
+    } else if (key == "HOST") {
+      TakeHost(value, number);
+    } else {
+      // Not the value: a misspelt HOST would show its password.
+      job.warnings.push_back("line " + std::to_string(number) + " of the job is not understood: '" +
+                             ModText::Printable(key.substr(0, key.find(',')), 40) + "'");
+    }
+  }
+};
+
+}  // namespace
+
+Result<Job> ParseJob(std::string_view bytes) {
+  const std::string text = ModCodePage::ToUtf8(bytes);
+  Reader reader;
+  std::string_view rest = text;
+  std::size_t number = 0;
+  for (std::string_view line; NextLine(rest, line);) reader.TakeLine(line, ++number);
+  Job& job = reader.job;
+  if (!reader.has_list || job.list.path.empty()) {
+    return Status(Code::kBadInput, "the job has no DISTRIBUTION FILE= line with a list");
+  }
+  if (job.list.kind == ListKind::kUnknown) {
+    return Status(Code::kBadInput,
+                  "the job's DISTRIBUTION FILE= line does not say whether the list is TEXT or CSV");
+  }
+  if (job.list.kind == ListKind::kCsv && job.list.column < 0) {
+    return Status(Code::kBadInput,
+                  "the job's DISTRIBUTION FILE= line does not say which column holds the address");
+  }
+  if (job.message_file.empty()) {
+    return Status(Code::kBadInput, "the job has no MESSAGE FILE= line");
+  }
+  if (reader.hosts == 0) return Status(Code::kConfig, "the job has no HOST= line: no mail server");
+  if (job.accounts.empty()) {
+    return Status(Code::kConfig, "no HOST= line of the job can be used; " + reader.last_fault);
+  }
+  return std::move(reader.job);
+}
+
+}  // namespace vespro::engine

@@ -1,0 +1,147 @@
+// vespro-engine: sends one job and writes its reports.
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "base/text.h"
+#include "engine/delivery.h"
+#include "engine/engine.h"
+
+namespace vespro::engine {
+namespace {
+
+class StandardStream final : public ByteSink {
+ public:
+  explicit StandardStream(std::FILE* stream) : stream_(stream) {}
+  Status Write(std::string_view bytes) override {
+    if (std::fwrite(bytes.data(), 1, bytes.size(), stream_) == bytes.size() &&
+        std::fflush(stream_) == 0) {
+      return {};
+    }
+    return Status(Code::kCannotWrite, "cannot write to the standard output");
+  }
+
+ private:
+  std::FILE* stream_;
+};
+
+constexpr const char* kFooter =
+    "Exit: 0 everyone accepted; 1 finished, some not; 2 usage; 65 bad job, list or message; "
+    "70 internal error; 75 stopped, run again to go on; 77 every account refused the login; "
+    "78 no usable account; 130 interrupted, run again to go on.\n"
+    "Example: vespro-engine -s session/Vespro.cfg -p 100 --rate 30/min";
+
+// The options as texts, as they stand on the command line.
+struct Arguments {
+  std::string job, per_page, dry_run, only, rate, ca, tls = "auto";
+  std::vector<std::string> suppress;
+  double retry_delay = 30;
+};
+
+void Declare(CLI::App& app, Arguments& arguments, EngineOptions& options) {
+  DeliveryOptions& delivery = options.delivery;
+  app.footer(kFooter);
+  app.set_version_flag("--version", "vespro-engine " VESPRO_VERSION);
+  app.add_option("-s", arguments.job, "The job file")->required()->type_name("FILE");
+  app.add_option("-p", arguments.per_page, "Entries per report page, 1 to 500 (default 100)")
+      ->type_name("N");
+  app.add_option("--dry-run", arguments.dry_run,
+                 "Render every message into this Maildir, contact nobody")
+      ->type_name("DIR");
+  app.add_option("--limit", options.list.limit, "Only the first N recipients")
+      ->type_name("N")
+      ->check(CLI::PositiveNumber);
+  app.add_option("--only", arguments.only, "Only this recipient of the list")
+      ->type_name("ADDRESS");
+  app.add_option("--rate", arguments.rate, "At most N/s, N/min, N/h or N/day, over all accounts");
+  app.add_option("--suppress", arguments.suppress,
+                 "Never mail the addresses in this file; may be repeated")
+      ->type_name("FILE");
+  app.add_option("--tls", arguments.tls, "required, auto (where offered) or off")
+      ->check(CLI::IsMember({"required", "auto", "off"}));
+  app.add_option("--ca", arguments.ca, "Trust the certificates in this PEM file too")
+      ->type_name("FILE");
+  app.add_flag("--insecure-auth", delivery.insecure_auth,
+               "Allow a password over a clear connection to another machine");
+  app.add_option("--retry", delivery.retry, "Attempts a recipient may take (default 3)")
+      ->check(CLI::Range(1, 100));
+  app.add_option("--retry-delay", arguments.retry_delay,
+                 "Seconds before the second attempt; doubles (default 30)")
+      ->check(CLI::Range(0.0, 86400.0));
+  app.add_option("--per-connection", delivery.messages_per_connection,
+                 "Messages before a connection is renewed (default 500)")
+      ->check(CLI::Range(1, 1'000'000));
+  app.add_flag("--fresh", options.fresh, "Ignore the journal of an earlier run");
+  app.add_flag("--resend-unknown", options.resend_unknown,
+               "Send again to those whose verdict is unknown");
+  app.add_flag("--json", options.json, "The summary as one JSON object");
+  app.add_flag("--quiet", options.quiet, "No progress and no summary");
+}
+
+Status Convert(const Arguments& arguments, EngineOptions& options) {
+  options.job_file = ModFiles::FromUtf8(arguments.job);
+  options.entries_per_page = ParseEntriesPerPage(arguments.per_page);
+  options.dry_run = ModFiles::FromUtf8(arguments.dry_run);
+  options.list.only = Normalised(arguments.only);
+  for (const std::string& file : arguments.suppress) {
+    options.suppress.push_back(ModFiles::FromUtf8(file));
+  }
+  DeliveryOptions& delivery = options.delivery;
+  delivery.extra_ca = ModFiles::FromUtf8(arguments.ca);
+  if (arguments.tls == "required") delivery.tls = TlsUse::kRequired;
+  if (arguments.tls == "off") delivery.tls = TlsUse::kOff;
+  delivery.retry_delay =
+      std::chrono::milliseconds(static_cast<std::int64_t>(arguments.retry_delay * 1000));
+  if (!arguments.rate.empty()) {
+    Result<double> rate = ParseRate(arguments.rate);
+    if (!rate.ok()) return rate.status();
+    delivery.messages_per_second = rate.value();
+  }
+  return {};
+}
+
+DeliveryEnd DeliverOverTheWire(const DeliveryOptions& options,
+                               const std::vector<Account>& accounts, WorkSource& source,
+                               Renderer& renderer, ResultSink& results,
+                               const std::function<void(const Progress&)>& on_tick) {
+  Delivery delivery(options, accounts, source, renderer, results);
+  return delivery.Run(on_tick);
+}
+
+int Main(int argc, char** argv) {
+  EngineOptions options;
+  Arguments arguments;
+  CLI::App app("Sends a bulk-mail job and reports on every recipient.", "vespro-engine");
+  Declare(app, arguments, options);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? kExitAllSent : kExitUsage;
+  }
+  if (Status status = Convert(arguments, options); !status.ok()) {
+    std::fprintf(stderr, "vespro-engine: %s\n", status.text().c_str());
+    return kExitUsage;
+  }
+  SystemClock clock;
+  SystemRandomness randomness;
+  StandardStream out(stdout), err(stderr);
+  EngineWorld world{clock, randomness, out, err, isatty(STDERR_FILENO) == 1, DeliverOverTheWire};
+  return RunEngine(options, world);
+}
+
+}  // namespace
+}  // namespace vespro::engine
+
+int main(int argc, char** argv) {
+  try {
+    return vespro::engine::Main(argc, argv);
+  } catch (const std::exception& error) {
+    // Only running out of memory is expected here; the journal has everything that was done.
+    std::fprintf(stderr, "vespro-engine: %s; run the job again to go on\n", error.what());
+    return vespro::engine::kExitRunAgain;
+  }
+}

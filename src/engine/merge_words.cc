@@ -1,0 +1,288 @@
+#include "engine/merge_words.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+#include "base/text.h"
+
+namespace vespro::engine {
+namespace {
+
+bool IsAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+bool IsHtmlBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f'; }
+
+// The first character of well-formed UTF-8.
+std::uint32_t FirstCharacter(std::string_view text) {
+  const auto lead = static_cast<unsigned char>(text.front());
+  if (lead < 0x80) return lead;
+  const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+  std::uint32_t character = lead & (0xFFu >> (length + 1));
+  for (std::size_t i = 1; i < length && i < text.size(); ++i) {
+    character = character << 6 | (static_cast<unsigned char>(text[i]) & 0x3Fu);
+  }
+  return character;
+}
+
+// Beyond ASCII nearly everything that people write names with is a letter; these ranges are not:
+// punctuation, signs, arrows, pictures.
+constexpr std::array<std::array<std::uint32_t, 2>, 21> kNoLetters = {{
+    {0x80, 0xA9},     {0xAB, 0xB4},     {0xB6, 0xB9},     {0xBB, 0xBF},     {0xD7, 0xD7},
+    {0xF7, 0xF7},     {0x2000, 0x206F}, {0x20A0, 0x20CF}, {0x2190, 0x2BFF}, {0x2E00, 0x2E7F},
+    {0x3000, 0x3004}, {0x3008, 0x3020}, {0x3030, 0x3030}, {0xE000, 0xF8FF}, {0xFE00, 0xFE6F},
+    {0xFF01, 0xFF0F}, {0xFF1A, 0xFF20}, {0xFF3B, 0xFF40}, {0xFF5B, 0xFF65}, {0xFFE0, 0xFFFF},
+    {0x1F000, 0x1FAFF},
+}};
+
+bool GoesOn(std::string_view rest) {
+  if (rest.empty()) return false;
+  const char c = rest.front();
+  if ((static_cast<unsigned char>(c) & 0x80) == 0) return IsAsciiLetter(c) || IsDigit(c) || c == '_';
+  const std::uint32_t character = FirstCharacter(rest);
+  return std::none_of(kNoLetters.begin(), kNoLetters.end(), [character](const auto& range) {
+    return character >= range[0] && character <= range[1];
+  });
+}
+
+std::string EscapeMarkup(std::string_view name) {
+  std::string escaped;
+  for (char c : name) {
+    if (c == '&') escaped += "&amp;";
+    else if (c == '<') escaped += "&lt;";
+    else if (c == '>') escaped += "&gt;";
+    else escaped += c;
+  }
+  return escaped;
+}
+
+bool IsColourOrStyle(std::string_view tag, std::string_view attribute) {
+  const std::string name = ModText::LowerAscii(attribute);
+  if (name == "style" || name.find("color") != std::string::npos || name == "fill" ||
+      name == "stroke") {
+    return true;
+  }
+  return ModText::EqualsIgnoringAsciiCase(tag, "body") &&
+         (name == "text" || name == "link" || name == "vlink" || name == "alink");
+}
+
+}  // namespace
+
+MergeWords::MergeWords(const std::vector<ModMailMerge::FieldName>& fields) {
+  const auto known = [this](const std::string& name) {
+    return std::any_of(plain_.begin(), plain_.end(),
+                       [&name](const Word& word) { return word.text == name; });
+  };
+  for (const ModMailMerge::FieldName& field : fields) {
+    if (field.name.empty() || known(field.name)) continue;
+    plain_.push_back({field.name, field.column});
+    html_.push_back({field.name, field.column});
+    std::string escaped = EscapeMarkup(field.name);
+    if (escaped != field.name) html_.push_back({std::move(escaped), field.column});
+  }
+  const auto longer = [](const Word& a, const Word& b) { return a.text.size() > b.text.size(); };
+  std::stable_sort(plain_.begin(), plain_.end(), longer);
+  std::stable_sort(html_.begin(), html_.end(), longer);
+}
+
+const MergeWords::Word* MergeWords::At(const std::vector<Word>& words,
+                                       std::string_view behind_hash) const {
+  for (const Word& word : words) {
+    if (behind_hash.starts_with(word.text) && !GoesOn(behind_hash.substr(word.text.size()))) {
+      return &word;
+    }
+  }
+  return nullptr;
+}
+
+// Walks over a text once and cuts it at the words.
+class MergeTextBuilder {
+ public:
+  MergeTextBuilder(const MergeWords& owner, const std::vector<MergeWords::Word>& words,
+                   std::string_view text)
+      : owner_(owner), words_(words), text_(text) {}
+
+  // Looks for words in what stands between the position and `end`, and moves there.
+  void Search(std::size_t end, Place place) {
+    end = std::min(end, text_.size());
+    while (at_ < end) {
+      // Not beyond `end`: a page has thousands of places, and the next word may be far.
+      const std::size_t hash = text_.substr(0, end).find('#', at_);
+      if (hash >= end) break;
+      at_ = hash + 1;
+      const bool reference = place != Place::kPlain && hash > 0 && text_[hash - 1] == '&';
+      const MergeWords::Word* word =
+          reference ? nullptr : owner_.At(words_, text_.substr(at_, end - at_));
+      if (word == nullptr) continue;
+      result_.statics.emplace_back(text_.substr(start_, hash - start_));
+      result_.slots.push_back({word->column, place});
+      start_ = at_ = at_ + word->text.size();
+    }
+    at_ = std::max(at_, end);
+  }
+  void SkipTo(std::size_t position) { at_ = std::min(position, text_.size()); }
+  std::size_t at() const { return at_; }
+  std::string_view text() const { return text_; }
+
+  MergeText Finish() {
+    result_.statics.emplace_back(text_.substr(start_));
+    return std::move(result_);
+  }
+
+ private:
+  const MergeWords& owner_;
+  const std::vector<MergeWords::Word>& words_;
+  std::string_view text_;
+  std::size_t at_ = 0;
+  std::size_t start_ = 0;  // of the static text that is not yet cut off
+  MergeText result_;
+};
+
+namespace {
+
+// One attribute of a tag, at the position; ends behind it.
+void WalkAttribute(MergeTextBuilder& walk, std::string_view tag) {
+  const std::string_view html = walk.text();
+  std::size_t at = walk.at();
+  const std::size_t name_start = at;
+  // A "=" that stands first belongs to the name, which must not be empty.
+  do {
+    ++at;
+  } while (at < html.size() && !IsHtmlBlank(html[at]) && html[at] != '=' && html[at] != '>' &&
+           html[at] != '/');
+  const std::string_view name = html.substr(name_start, at - name_start);
+  while (at < html.size() && IsHtmlBlank(html[at])) ++at;
+  if (at >= html.size() || html[at] != '=') return walk.SkipTo(at);
+  ++at;
+  while (at < html.size() && IsHtmlBlank(html[at])) ++at;
+  if (at >= html.size() || html[at] == '>') return walk.SkipTo(at);
+  std::size_t end;
+  Place place = Place::kHtml;
+  if (html[at] == '"' || html[at] == '\'') {
+    end = std::min(html.find(html[at], at + 1), html.size());
+    ++at;
+  } else {
+    place = Place::kHtmlUnquoted;
+    end = at;
+    while (end < html.size() && !IsHtmlBlank(html[end]) && html[end] != '>') ++end;
+  }
+  walk.SkipTo(at);
+  if (!IsColourOrStyle(tag, name)) walk.Search(end, place);
+  walk.SkipTo(place == Place::kHtml ? end + 1 : end);
+}
+
+// From "<" of a tag to behind its ">". The answer is the tag's name.
+std::string_view WalkTag(MergeTextBuilder& walk) {
+  const std::string_view html = walk.text();
+  std::size_t at = walk.at() + 1;
+  const std::size_t name_start = at;
+  while (at < html.size() && !IsHtmlBlank(html[at]) && html[at] != '>' &&
+         (html[at] != '/' || at == name_start)) {
+    ++at;
+  }
+  const std::string_view tag = html.substr(name_start, at - name_start);
+  walk.SkipTo(at);
+  while (walk.at() < html.size() && html[walk.at()] != '>') {
+    if (IsHtmlBlank(html[walk.at()]) || html[walk.at()] == '/') {
+      walk.SkipTo(walk.at() + 1);
+    } else {
+      WalkAttribute(walk, tag);
+    }
+  }
+  walk.SkipTo(walk.at() + 1);
+  return tag;
+}
+
+}  // namespace
+
+MergeText MergeWords::SplitPlain(std::string_view text) const {
+  MergeTextBuilder walk(*this, plain_, text);
+  walk.Search(text.size(), Place::kPlain);
+  return walk.Finish();
+}
+
+MergeText MergeWords::SplitHtml(std::string_view html) const {
+  MergeTextBuilder walk(*this, html_, html);
+  while (walk.at() < html.size()) {
+    walk.Search(html.find('<', walk.at()), Place::kHtml);
+    if (walk.at() >= html.size()) break;
+    const std::string_view rest = html.substr(walk.at());
+    const char next = rest.size() > 1 ? rest[1] : ' ';
+    if (rest.starts_with("<!--")) {
+      // What a comment holds is read like the page: mail programs look into conditional comments.
+      walk.SkipTo(walk.at() + 4);
+    } else if (next == '!' || next == '?') {
+      walk.SkipTo(std::min(html.find('>', walk.at()), html.size() - 1) + 1);
+    } else if (IsAsciiLetter(next) || next == '/') {
+      const std::string tag = ModText::LowerAscii(WalkTag(walk));
+      if (tag == "style" || tag == "script") {
+        walk.SkipTo(
+            std::min(ModText::FindIgnoringAsciiCase(html, "</" + tag, walk.at()), html.size()));
+      }
+    } else {
+      walk.SkipTo(walk.at() + 1);
+    }
+  }
+  return walk.Finish();
+}
+
+void AppendValue(std::string& out, std::string_view value, Place place) {
+  if (place == Place::kPlain) {
+    out += value;
+  } else if (place == Place::kHtml) {
+    for (char c : value) {
+      switch (c) {
+        case '&': out += "&amp;"; break;
+        case '<': out += "&lt;"; break;
+        case '>': out += "&gt;"; break;
+        case '"': out += "&quot;"; break;
+        case '\'': out += "&#39;"; break;
+        default: out += c;
+      }
+    }
+  } else {
+    for (char c : value) {
+      const auto byte = static_cast<unsigned char>(c);
+      if (byte >= 0x80 || IsAsciiLetter(c) || IsDigit(c)) {
+        out += c;
+      } else {
+        out += "&#" + std::to_string(byte) + ';';
+      }
+    }
+  }
+}
+
+std::string BodyValue(std::string_view value) {
+  std::string clean;
+  clean.reserve(value.size());
+  for (std::size_t i = 0; i < value.size(); ++i) {
+    const char c = value[i];
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '\r' || c == '\n') {
+      if (c == '\r' && i + 1 < value.size() && value[i + 1] == '\n') ++i;
+      clean += "\r\n";
+    } else if ((byte >= 0x20 && byte != 0x7F) || c == '\t') {
+      clean += c;
+    }
+  }
+  return clean;
+}
+
+std::string OneLine(std::string_view value) {
+  std::string clean;
+  clean.reserve(value.size());
+  bool gap = false;
+  for (char c : value) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7F) {
+      gap = true;
+      continue;
+    }
+    if (gap && !clean.empty()) clean += ' ';
+    gap = false;
+    clean += c;
+  }
+  return clean;
+}
+
+}  // namespace vespro::engine

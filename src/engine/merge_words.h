@@ -1,0 +1,64 @@
+// engine/merge_words.h - finds the merge words in a message's texts: "#" and a field's name, longest
+// name first, not followed by a letter, a digit or "_". Text is UTF-8. Pure: any thread.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "merge/field_names.h"
+
+namespace vespro::engine {
+
+// How a value has to be written where its word stands.
+enum class Place {
+  kPlain,
+  kHtml,          // between tags, or within a quoted attribute
+  kHtmlUnquoted,  // an attribute without quotes, which a blank would end
+};
+
+struct MergeSlot {
+  std::size_t column = 0;  // of the list, from 0
+  Place place = Place::kPlain;
+};
+
+// A text taken apart at its merge words: statics[0] slots[0] statics[1] ... and one static at the
+// end.
+struct MergeText {
+  std::vector<std::string> statics;
+  std::vector<MergeSlot> slots;
+};
+
+class MergeWords {
+ public:
+  explicit MergeWords(const std::vector<ModMailMerge::FieldName>& fields);
+
+  MergeText SplitPlain(std::string_view text) const;
+  // Leaves style and script elements alone, style and colour attributes, tag and attribute names,
+  // and character references such as "&#65;". A name with "&", "<" or ">" is found in its escaped
+  // form too.
+  MergeText SplitHtml(std::string_view html) const;
+
+ private:
+  friend class MergeTextBuilder;
+  struct Word {
+    std::string text;  // without the "#"
+    std::size_t column = 0;
+  };
+  const Word* At(const std::vector<Word>& words, std::string_view behind_hash) const;
+
+  std::vector<Word> plain_;  // longest first
+  std::vector<Word> html_;   // with the escaped forms
+};
+
+// Appends a value as its place needs it. `value` has no control characters but tab and CR LF.
+void AppendValue(std::string& out, std::string_view value, Place place);
+
+// A value for a text body: each CR LF, CR and LF becomes CR LF, other control characters but the tab
+// are dropped.
+std::string BodyValue(std::string_view value);
+// A value for a header: each run of control characters becomes one blank, none is left at the ends.
+std::string OneLine(std::string_view value);
+
+}  // namespace vespro::engine

@@ -1,0 +1,84 @@
+#include "engine/preview.h"
+
+#include <array>
+#include <cstdio>
+
+#include "base/files.h"
+#include "engine/list_source.h"
+#include "engine/template.h"
+
+namespace vespro::engine {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A name that no other program and no other run has given: time, our number, a random number.
+std::string MaildirName(const Clock& clock, std::uint64_t number, Randomness& randomness) {
+  const auto seconds =
+      std::chrono::duration_cast<std::chrono::seconds>(clock.Now().time_since_epoch()).count();
+  std::array<char, 96> name{};
+  std::snprintf(name.data(), name.size(), "%lld.%08llu_%016llx.vespro",
+                static_cast<long long>(seconds), static_cast<unsigned long long>(number),
+                static_cast<unsigned long long>(randomness.Next()));
+  return name.data();
+}
+
+Status WriteMessage(const fs::path& folder, const std::string& name,
+                    const RenderedMessage& message) {
+  const fs::path temporary = folder / "tmp" / name;
+  Result<File> file = File::Open(temporary, File::Mode::kCreateNew, Access::kPrivate);
+  if (!file.ok()) return file.status();
+  for (std::string_view piece : message.pieces) {
+    if (Status status = file->Write(piece); !status.ok()) return status;
+  }
+  if (Status status = file->Close(); !status.ok()) return status;
+  return ModFiles::Rename(temporary, folder / "new" / name);
+}
+
+}  // namespace
+
+Result<std::uint64_t> RenderToMaildir(const fs::path& folder, WorkSource& source,
+                                      Renderer& renderer, const Clock& clock,
+                                      Randomness& randomness) {
+  for (const char* name : {"tmp", "new", "cur"}) {
+    if (Status status = ModFiles::MakeFolders(folder / name); !status.ok()) return status;
+  }
+  RenderedMessage message;
+  std::uint64_t count = 0;
+  for (;;) {
+    Result<std::vector<Recipient>> recipients = source.Next(renderer.recipients_per_message());
+    if (!recipients.ok()) return recipients.status();
+    if (recipients->empty()) return count;
+    renderer.Render(recipients.value(), message);
+    Status written = WriteMessage(folder, MaildirName(clock, ++count, randomness), message);
+    if (!written.ok()) return written;
+  }
+}
+
+Result<std::string> RenderRow(const fs::path& message_file, int bcc_mode, const Distribution& list,
+                              std::uint64_t row, const Clock& clock, Randomness& randomness) {
+  Result<ListSource> source = ListSource::Open(list, {}, randomness);
+  if (!source.ok()) return source.status();
+  Result<std::string> bytes = ModFiles::ReadAll(message_file);
+  if (!bytes.ok()) return bytes.status();
+  Result<std::unique_ptr<Template>> prepared = Template::Prepare(
+      std::move(bytes).value(), {bcc_mode, source->first_row()}, clock, randomness);
+  if (!prepared.ok()) return prepared.status();
+  for (std::uint64_t at = 1;; ++at) {
+    Result<std::vector<Recipient>> recipient = source->Next(1);
+    if (!recipient.ok()) return recipient.status();
+    if (recipient->empty()) {
+      return Status(Code::kUsage, "the list has only " + std::to_string(at - 1) +
+                                      " usable recipients; there is no row " +
+                                      std::to_string(row));
+    }
+    if (at < row) continue;
+    RenderedMessage message;
+    prepared.value()->Render(recipient.value(), message);
+    std::string text;
+    for (std::string_view piece : message.pieces) text += piece;
+    return text;
+  }
+}
+
+}  // namespace vespro::engine

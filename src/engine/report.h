@@ -1,0 +1,56 @@
+// engine/report.h - what a job's user reads afterwards, made from its journal: report.txt,
+// report.html with report-2.html and so on, and failed.csv. One thread.
+//
+// The journal is read several times as a stream, so that a report needs one byte a line of the list
+// and no more. Each file is written beside its place and renamed.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "base/status.h"
+#include "engine/delivery.h"
+#include "engine/journal.h"
+
+namespace vespro::engine {
+
+// What the journal does not know. Text is UTF-8.
+struct ReportFacts {
+  std::string subject;
+  std::string from;
+  std::string list_path;
+  std::string header_row;  // the list's bytes; empty when it has no header
+  std::string result;      // how the job stands, for a person
+  std::vector<AccountTally> accounts;  // for the logins that were refused
+  std::int64_t ended = 0;              // seconds since 1970
+  std::size_t entries_per_page = 100;
+};
+
+using StateCounts = std::array<std::uint64_t, kStates>;
+
+struct ReportCounts {
+  StateCounts by_state{};
+  std::map<std::string, StateCounts> by_server;
+  std::uint64_t in_doubt = 0;  // on the wire when the job broke off, and not yet called unknown
+  std::uint64_t to_mend = 0;   // rows in failed.csv
+  std::int64_t started = 0;
+
+  std::uint64_t Of(State state) const { return by_state[static_cast<std::size_t>(state)]; }
+  std::uint64_t Total() const;
+};
+
+// Counts every recipient once, by its last outcome.
+Result<ReportCounts> CountJournal(const std::filesystem::path& folder, const ListIdentity& list);
+
+// Writes all reports into the session folder. failed.csv holds the rows that surely were not sent,
+// as read, with their state and the reason, and can be used as a list: the reason has neither
+// commas nor quotes. Duplicates, suppressed and unknown recipients are not in it, since sending to
+// it would mail them wrongly. Without such rows there is no failed.csv.
+Status WriteReports(const std::filesystem::path& folder, const ListIdentity& list,
+                    const ReportFacts& facts, const ReportCounts& counts);
+
+}  // namespace vespro::engine

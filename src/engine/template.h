@@ -1,0 +1,117 @@
+// engine/template.h - the message of a job: read and taken apart once, then rendered for each
+// recipient. One thread per object.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/clock.h"
+#include "base/random.h"
+#include "base/status.h"
+#include "engine/delivery.h"
+#include "engine/merge_words.h"
+#include "engine/qp_writer.h"
+#include "mime/reader.h"
+
+namespace vespro::engine {
+
+struct TemplateOptions {
+  int bcc_mode = 0;       // as Job has it
+  std::string first_row;  // of a CSV list, bytes: it names the merge fields; empty for none
+};
+
+// Rendered messages have ASCII lines of at most 998 bytes (addresses beyond ASCII alone are written
+// as UTF-8), ended by CR LF; text is quoted-printable or Base64 with lines of at most 76. Of the
+// original head only the subject and what describes the content is kept, so that nothing of the
+// sender's machine leaves it.
+class Template final : public Renderer {
+ public:
+  // `bytes` is a message file (docs/formats/message-file.md). kBadInput names what is missing or
+  // can't be used. `clock` and `randomness` must outlive the object.
+  static Result<std::unique_ptr<Template>> Prepare(std::string bytes,
+                                                   const TemplateOptions& options,
+                                                   const Clock& clock, Randomness& randomness);
+  Template(const Template&) = delete;
+  Template& operator=(const Template&) = delete;
+
+  const std::string& sender() const override { return sender_; }
+  std::size_t recipients_per_message() const override { return recipients_per_message_; }
+  // What a row has beyond the list's columns counts as nothing, and so do columns it lacks.
+  void Render(std::span<const Recipient> recipients, RenderedMessage& out) override;
+
+  // For the report: as the author wrote it, merge words and all.
+  const std::string& subject() const { return subject_; }
+  const std::string& from() const { return from_; }
+
+ private:
+  // A text with merge words, ready but for the values.
+  struct TextPart {
+    std::vector<QpPiece> pieces;       // quoted-printable: one more than slots
+    std::vector<std::string> statics;  // Base64: the same, not encoded
+    std::vector<MergeSlot> slots;      // `column` is an index into values_
+    bool base64 = false;
+    bool ends_line = false;
+  };
+  struct Segment {
+    enum class Kind { kBytes, kDate, kTo, kSubject, kMessageId, kText };
+    Kind kind = Kind::kBytes;
+    std::string own;           // kBytes: copied into each message,
+    std::string_view outside;  // or, where not empty, sent from bytes_
+    std::size_t text_part = 0;
+  };
+  // Where a piece of bytes_ stands between the bytes of a message's own.
+  struct Cut {
+    std::size_t at = 0;
+    std::string_view outside;
+  };
+  static constexpr std::size_t kUnused = static_cast<std::size_t>(-1);
+
+  Template(std::string bytes, const Clock& clock, Randomness& randomness);
+  Status ReadHead(int bcc_mode, std::string_view& mime);
+  void ReadTo(std::string_view line, int bcc_mode);
+  Status ReadFrom(std::string_view line);
+  Status ReadReplyTo(std::string_view line);
+  void AddHead(const MimePart& root);
+  Status AddPart(const MimePart& part);
+  Status AddMultipart(const MimePart& part);
+  void AddText(const MimePart& part, MergeText text, bool base64);
+  Status AddOther(const MimePart& part);
+  void AddBytes(std::string_view bytes);
+  void AddView(std::string_view bytes);
+  void AddSpecial(Segment::Kind kind);
+  void UseColumns(std::vector<MergeSlot>& slots);
+  void Seal();
+
+  const std::string& DateField();
+  void AppendMessageId(std::string& out);
+  void ReadValues(std::string_view row);
+  void AppendSlot(std::string& out, const MergeSlot& slot);
+  void RenderText(const TextPart& part, std::string& out);
+  void RenderSubject(std::string& out);
+
+  const std::string bytes_;
+  const Clock& clock_;
+  Randomness& randomness_;
+  std::unique_ptr<MergeWords> words_;  // null: nothing is merged
+
+  std::string sender_, from_, subject_;
+  std::string from_field_, reply_to_field_, to_field_;
+  std::size_t recipients_per_message_ = 1;
+  MergeText subject_text_;
+  std::vector<Segment> segments_;
+  std::vector<TextPart> text_parts_;
+  std::vector<std::size_t> value_of_column_;  // an index into values_, or kUnused
+
+  // While rendering; kept for their memory.
+  std::vector<std::string> values_;
+  std::vector<Cut> cuts_;
+  std::string scratch_;
+  std::string date_;
+  std::int64_t date_second_ = 0;
+};
+
+}  // namespace vespro::engine
