@@ -379,11 +379,12 @@ std::string Field(std::string_view name, std::string_view text) {
 std::string Phrase(std::string_view name, std::size_t column) {
   const std::string clean = Clean(name);
   const bool plain = IsPrintableAscii(clean) && clean.find("=?") == std::string::npos;
-  if (!plain || clean.size() > 60) return EncodedWords(clean, column);
+  if (!plain) return EncodedWords(clean, column);
   const bool atoms =
       ModText::Trim(clean) == clean && clean.find("  ") == std::string::npos &&
       std::all_of(clean.begin(), clean.end(), [](char c) { return IsAtomChar(c) || c == ' '; });
   const std::string phrase = atoms ? clean : Quoted(clean);
+  if (phrase.size() + 1 > kLineChars) return EncodedWords(clean, column);
   return column + phrase.size() > kLineChars ? std::string(kFold) + phrase : phrase;
 }
 
