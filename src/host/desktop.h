@@ -31,8 +31,8 @@ class Desktop {
   // What was typed; empty when the box was cancelled, too.
   virtual std::string InputBox(std::string_view prompt, std::string_view title,
                                std::string_view initial) = 0;
-  // Lets pending window events run. May be called once for every line of a long file: the host pumps
-  // rarely enough for that to cost nothing.
+  // Lets pending window events run. May be called once for every line of a long file: the host
+  // pumps rarely enough for that to cost nothing.
   virtual void DoEvents() = 0;
   // Starts the program in a normal window and does not wait for it.
   virtual Status Start(const CommandLine& command) = 0;

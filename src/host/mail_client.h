@@ -1,5 +1,6 @@
 // host/mail_client.h - the mail client, as far as sending needs it. All text is UTF-8. One thread:
-// the mail client's own. An object is the host's; it lives at least as long as the call that got it.
+// the mail client's own. An object is the host's; it lives at least as long as the call that got
+// it.
 #pragma once
 
 #include <cstddef>

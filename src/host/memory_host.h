@@ -66,8 +66,7 @@ class MemoryHost final : public MailClient, public Inspector, public MailItem, p
     if (buttons == MessageButtons::kOk) return MessageAnswer::kOk;
     return TakeFront(answers, MessageAnswer::kYes);
   }
-  std::string InputBox(std::string_view prompt, std::string_view title,
-                       std::string_view) override {
+  std::string InputBox(std::string_view prompt, std::string_view title, std::string_view) override {
     events.push_back("InputBox " + std::string(title) + ": " + std::string(prompt));
     return TakeFront(inputs, std::string());
   }

@@ -1,0 +1,26 @@
+// terminal/console.h - the terminal that the command line talks on. Answers and data are UTF-8.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vespro {
+
+// What may be asked, and what is answered when nothing may.
+struct ConsoleRules {
+  bool no_input = false;    // never ask
+  bool assume_yes = false;  // a question is answered Yes
+};
+
+namespace ModConsole {
+
+// Whether a person can be asked: standard input and standard error are a terminal.
+bool CanAsk();
+// A line from standard input without its line end; empty at its end.
+std::string ReadLine();
+// The arguments of main as UTF-8; on Windows they come from the system, not from `argv`.
+std::vector<std::string> Arguments(int argc, char** argv);
+
+}  // namespace ModConsole
+}  // namespace vespro

@@ -1,0 +1,53 @@
+#include "terminal/home.h"
+
+#include <system_error>
+
+#include "base/files.h"
+#include "settings/file_backend.h"
+#include "settings/settings.h"
+
+namespace vespro {
+namespace {
+
+namespace fs = std::filesystem;
+
+Home HomeIn(const std::string& folder) {
+  std::error_code error;
+  Home home;
+  home.data_folder = fs::absolute(ModFiles::FromUtf8(folder), error).lexically_normal();
+  const fs::path file = home.data_folder / "settings";
+  home.backend = std::make_unique<FileBackend>(file);
+  home.settings_place = ModFiles::ToUtf8(file);
+  return home;
+}
+
+}  // namespace
+
+fs::path Home::AccountFile() const { return data_folder / (std::string(kModuleName) + ".db"); }
+
+Result<FileLock> Home::LockAccounts() const {
+  fs::path lock = AccountFile();
+  lock += ".lock";
+  return FileLock::Take(lock, FileLock::Wait::kUntilFree);
+}
+
+Result<Home> OpenHome(const std::string& folder) {
+  const std::string chosen = folder.empty() ? ModFiles::Environment("VESPRO_HOME") : folder;
+  Home home = chosen.empty() ? platform::UsersHome() : HomeIn(chosen);
+  if (Status made = ModFiles::MakeFolders(home.data_folder); !made.ok()) return made;
+  if (Status written = WriteInstallerDefaults(*home.backend, platform::DefaultsFile());
+      !written.ok()) {
+    return written;
+  }
+  return home;
+}
+
+AddIn InstalledAddIn(const Home& home) {
+  AddIn add_in;
+  add_in.data_folder = home.data_folder;
+  add_in.install_folder = ModFiles::ProgramPath().parent_path();
+  add_in.engine_file = platform::EngineFile();
+  return add_in;
+}
+
+}  // namespace vespro

@@ -1,0 +1,34 @@
+#include "base/files.h"
+#include "settings/file_backend.h"
+#include "terminal/home.h"
+
+namespace vespro::platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+// XDG Base Directory: an unset, empty or relative variable means the default below the home folder.
+fs::path XdgFolder(const char* variable, const char* below_home) {
+  const fs::path folder = ModFiles::FromUtf8(ModFiles::Environment(variable));
+  const fs::path base = folder.is_absolute()
+                            ? folder
+                            : ModFiles::FromUtf8(ModFiles::Environment("HOME")) / below_home;
+  return base / "vespro";
+}
+
+}  // namespace
+
+Home UsersHome() {
+  Home home;
+  home.data_folder = XdgFolder("XDG_DATA_HOME", ".local/share");
+  const fs::path file = XdgFolder("XDG_CONFIG_HOME", ".config") / "settings";
+  home.backend = std::make_unique<FileBackend>(file);
+  home.settings_place = ModFiles::ToUtf8(file);
+  return home;
+}
+
+fs::path DefaultsFile() { return "/etc/vespro/defaults"; }
+
+const char* EngineFile() { return "vespro-engine"; }
+
+}  // namespace vespro::platform

@@ -1,0 +1,22 @@
+// terminal/process.h - programs started from the command line.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "base/status.h"
+
+namespace vespro::ModProcess {
+
+// The program takes this one's place: same terminal, same signals, and its exit code is ours. On
+// Linux it returns only when it could not be started (kUnavailable); on Windows the program runs
+// beside us and its exit code is the value.
+Result<int> Become(const std::filesystem::path& program, const std::vector<std::string>& arguments);
+
+// Starts the program on its own: it lives on when the terminal is closed. What it says goes to
+// `log`. kUnavailable when it can't be started.
+Status StartDetached(const std::filesystem::path& program,
+                     const std::vector<std::string>& arguments, const std::filesystem::path& log);
+
+}  // namespace vespro::ModProcess

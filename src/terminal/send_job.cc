@@ -1,0 +1,289 @@
+#include "terminal/send_job.h"
+
+#include <system_error>
+
+#include "base/clock.h"
+#include "base/files.h"
+#include "base/random.h"
+#include "base/text.h"
+#include "merge/field_names.h"
+#include "recipients/list_text.h"
+#include "send/message_file.h"
+#include "send/send_command.h"
+#include "send/session.h"
+#include "settings/account_file.h"
+#include "settings/overlay_backend.h"
+#include "settings/settings.h"
+#include "terminal/terminal_host.h"
+
+namespace vespro::ModSendJob {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string Quoted(std::string_view text) { return "'" + ModText::Printable(text) + "'"; }
+
+// The column's place among the first row's fields; a number counts from 1.
+Result<std::int16_t> FindColumn(const std::string& wanted, const std::vector<std::string>& fields,
+                                const std::string& path) {
+  std::uint64_t number = 0;
+  if (ModText::ParseUnsigned(wanted, 32767, &number)) {
+    if (number >= 1 && number <= fields.size()) return static_cast<std::int16_t>(number - 1);
+    return Status(Code::kBadInput, "column " + wanted + " is out of range: the first row of " +
+                                       Quoted(path) + " has " + std::to_string(fields.size()) +
+                                       (fields.size() == 1 ? " column" : " columns"));
+  }
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    if (ModText::EqualsIgnoringAsciiCase(fields[i], wanted)) return static_cast<std::int16_t>(i);
+  }
+  std::string names;
+  for (const std::string& field : fields) names += (names.empty() ? "" : ", ") + Quoted(field);
+  return Status(Code::kBadInput, "no column is called " + Quoted(wanted) + " in " + Quoted(path) +
+                                     ": it has " + names);
+}
+
+// A path that the distribution setting can't hold is refused before it loses somebody's list.
+Status CheckPathFitsSetting(const std::string& path) {
+  const char* what = nullptr;
+  if (path.find(',') != std::string::npos) what = "a comma";
+  if (fs::path::preferred_separator == '/' && path.find('\\') != std::string::npos) {
+    what = "a backslash";
+  }
+  if (ModText::HasControls(path)) what = "a control character";
+  if (what == nullptr) return {};
+  return Status(Code::kBadInput, Quoted(path) + " can't be a distribution file: its path holds " +
+                                     what + ", rename or move it");
+}
+
+Status CheckContent(const Distribution& distribution) {
+  const std::string& path = distribution.path;
+  Result<File> file = File::Open(ModFiles::FromUtf8(path), File::Mode::kRead);
+  if (!file.ok()) return file.status();
+  Result<std::uint64_t> size = file->Size();
+  if (!size.ok()) return size.status();
+  if (size.value() == 0) {
+    return Status(Code::kBadInput, "The chosen file is blank: " + Quoted(path));
+  }
+  if (distribution.kind == ListKind::kUnknown) {
+    return Status(Code::kBadInput, "Unknown file type: " + Quoted(path) +
+                                       " should end in .txt (one address a line) or .csv");
+  }
+  Result<ModDistribution::FirstRows> rows = ModDistribution::ReadFirstRows(path);
+  return rows.ok() ? Status() : rows.status();
+}
+
+Result<ModDistribution::Mapping> ReadMapping(const std::string& path) {
+  Result<ModDistribution::FirstRows> rows = ModDistribution::ReadFirstRows(path);
+  if (!rows.ok()) return rows.status();
+  Result<ModDistribution::Mapping> mapping =
+      ModDistribution::ProposeMapping(rows->first, rows->second);
+  if (!mapping.ok()) {
+    return Status(mapping.status().code(),
+                  mapping.status().text() + ": the first line of " + Quoted(path) + " is blank");
+  }
+  return mapping;
+}
+
+Status CheckColumn(const Distribution& distribution) {
+  if (distribution.kind != ListKind::kCsv) return {};
+  Result<ModDistribution::Mapping> mapping = ReadMapping(distribution.path);
+  if (!mapping.ok()) return mapping.status();
+  return FindColumn(std::to_string(distribution.column + 1), mapping->fields, distribution.path)
+      .status();
+}
+
+bool LooksLikeAddress(std::string_view address) {
+  const std::size_t at = address.rfind('@');
+  return at != std::string_view::npos && at > 0 && at + 1 < address.size() &&
+         address.find_first_of(" \t\r\n<>,;\"") == std::string_view::npos;
+}
+
+Status CheckSender(const Settings& settings) {
+  const std::string sender = settings.Read(setting::kSenderEmail);
+  if (sender.empty()) {
+    // Where a person can be asked, the send command asks.
+    if (ModConsole::CanAsk()) return {};
+    return Status(Code::kConfig,
+                  "Sender's email address is required: give --from ADDRESS, or store it with "
+                  "'vespro settings set SenderEmail ADDRESS'");
+  }
+  if (LooksLikeAddress(sender)) return {};
+  return Status(Code::kConfig, "the sender's address " + Quoted(sender) + " is no email address");
+}
+
+Status CheckAccounts(const fs::path& file, std::vector<std::string>& remarks) {
+  constexpr char kHowTo[] = "'vespro accounts add SERVER --port 587 --login NAME --password-stdin'";
+  Result<std::vector<AccountEntry>> accounts = ReadAccountFile(file);
+  if (!accounts.ok()) return accounts.status();
+  std::size_t usable = 0;
+  for (std::size_t i = 0; i < accounts->size(); ++i) {
+    const AccountEntry& account = accounts.value()[i];
+    usable += account.damaged ? 0 : 1;
+    if (account.damaged) {
+      remarks.push_back("account " + std::to_string(i + 1) +
+                        " is damaged and will not be used: " + account.damage);
+    }
+  }
+  if (usable > 0) return {};
+  return Status(Code::kConfig, std::string(accounts->empty() ? "there is no mail server account"
+                                                             : "every account is damaged") +
+                                   ": add one with " + kHowTo);
+}
+
+// The dialogs are checked for beforehand, so these only speak when something changed in between.
+class TerminalDialogs final : public SendDialogs {
+ public:
+  explicit TerminalDialogs(Desktop& desktop) : desktop_(desktop) {}
+  void ShowDlgSelectFile() override { desktop_.Log("no distribution file is chosen"); }
+  void ShowfrmMailSetting() override { desktop_.Log("there is no mail server account"); }
+
+ private:
+  Desktop& desktop_;
+};
+
+// Everything that the two commands share: the settings with the request on top, the item, the host.
+class Composer {
+ public:
+  Composer(Home& home, ConsoleRules rules)
+      : overlay_(*home.backend), settings_(overlay_), home_(home), rules_(rules) {}
+
+  Status Prepare(const SendRequest& request) {
+    if (Status chosen = TakeList(request); !chosen.ok()) return chosen;
+    TakeSettings(request);
+    if (Status sender = CheckSender(settings_); !sender.ok()) return sender;
+    Result<std::unique_ptr<ComposedItem>> item =
+        ComposedItem::Compose(request.compose, randomness_);
+    if (!item.ok()) return item.status();
+    item_ = std::move(item).value();
+    host_.emplace(rules_, item_.get(), item_->editor());
+    add_in_ = InstalledAddIn(home_);
+    add_in_.mail_client = &*host_;
+    add_in_.desktop = &*host_;
+    window_.active = true;
+    window_.inspector = &*host_;
+    window_.attachment_list = item_->attachment_list();
+    dialogs_.emplace(*host_);
+    context_.emplace(SendContext{add_in_, window_, settings_, *dialogs_, clock_, randomness_});
+    return {};
+  }
+
+  SendContext& context() { return *context_; }
+  const TerminalHost& host() const { return *host_; }
+  Settings& settings() { return settings_; }
+  const Distribution& distribution() const { return distribution_; }
+  const std::string& session_name() const { return window_.session_name; }
+  std::vector<std::string> remarks() const { return item_->remarks(); }
+
+ private:
+  Status TakeList(const SendRequest& request) {
+    if (request.list.has_value()) {
+      Result<Distribution> chosen = ChooseList(*request.list);
+      if (!chosen.ok()) return chosen.status();
+      distribution_ = std::move(chosen).value();
+      overlay_.Set(setting::kMailList, ModDistribution::Compose(distribution_));
+      return {};
+    }
+    distribution_ = ModDistribution::Parse(settings_.Read(setting::kMailList));
+    if (distribution_.path.empty()) {
+      return Status(
+          Code::kConfig,
+          "No file selected: give --list FILE, or choose one with 'vespro list use FILE'");
+    }
+    return CheckList(distribution_);
+  }
+
+  void TakeSettings(const SendRequest& request) {
+    const auto set = [this](std::string_view name, const std::optional<std::string>& value) {
+      if (value.has_value()) overlay_.Set(name, *value);
+    };
+    set(setting::kSenderEmail, request.from);
+    set(setting::kSenderName, request.name);
+    set(setting::kReplyEmail, request.reply_to);
+    set(setting::kCommonToField, request.to);
+    if (request.turbo.has_value()) {
+      overlay_.Set(setting::kBccMode,
+                   *request.turbo ? settings_.Read(setting::kDefaultBccMode) : "0");
+    }
+  }
+
+  OverlayBackend overlay_;
+  Settings settings_;
+  Home& home_;
+  ConsoleRules rules_;
+  Distribution distribution_;
+  SystemClock clock_;
+  SystemRandomness randomness_;
+  std::unique_ptr<ComposedItem> item_;
+  std::optional<TerminalHost> host_;
+  std::optional<TerminalDialogs> dialogs_;
+  AddIn add_in_;
+  ComposeWindow window_;
+  std::optional<SendContext> context_;
+};
+
+}  // namespace
+
+Result<Distribution> ChooseList(const ListChoice& choice) {
+  std::error_code error;
+  Distribution distribution;
+  distribution.path = ModFiles::ToUtf8(fs::absolute(choice.file, error).lexically_normal());
+  distribution.kind = ModDistribution::KindOf(distribution.path);
+  if (Status fits = CheckPathFitsSetting(distribution.path); !fits.ok()) return fits;
+  if (Status content = CheckContent(distribution); !content.ok()) return content;
+  if (distribution.kind != ListKind::kCsv) {
+    if (choice.column.empty() && !choice.header.has_value()) return distribution;
+    return Status(Code::kUsage, "--column, --header and --value are for a CSV table; " +
+                                    Quoted(distribution.path) + " is a list of plain addresses");
+  }
+  Result<ModDistribution::Mapping> mapping = ReadMapping(distribution.path);
+  if (!mapping.ok()) return mapping.status();
+  distribution.column = mapping->column;
+  distribution.header = choice.header.value_or(mapping->header);
+  if (!choice.column.empty()) {
+    Result<std::int16_t> column = FindColumn(choice.column, mapping->fields, distribution.path);
+    if (!column.ok()) return column.status();
+    distribution.column = column.value();
+  }
+  return distribution;
+}
+
+Status CheckList(const Distribution& distribution) {
+  if (Status content = CheckContent(distribution); !content.ok()) return content;
+  return CheckColumn(distribution);
+}
+
+Result<WrittenJob> WriteJob(Home& home, ConsoleRules rules, const SendRequest& request) {
+  WrittenJob job;
+  if (Status accounts = CheckAccounts(home.AccountFile(), job.remarks); !accounts.ok()) {
+    return accounts;
+  }
+  Composer composer(home, rules);
+  if (Status prepared = composer.Prepare(request); !prepared.ok()) return prepared;
+  if (Status sent = ModSend::CmdSend_Click(composer.context()); !sent.ok()) return sent;
+  if (!composer.host().started().has_value()) {
+    return Status(Code::kConfig, "no job was made");  // the user has been told why
+  }
+  job.engine = *composer.host().started();
+  job.job_file = job.engine.arguments[1];
+  job.session_name = composer.session_name();
+  for (std::string& remark : composer.remarks()) job.remarks.push_back(std::move(remark));
+  return job;
+}
+
+Result<WrittenMessage> WriteMessage(Home& home, ConsoleRules rules, const SendRequest& request,
+                                    const fs::path& folder) {
+  Composer composer(home, rules);
+  if (Status prepared = composer.Prepare(request); !prepared.ok()) return prepared;
+  WrittenMessage message;
+  message.bcc_mode = ModText::LeadingInt16(composer.settings().Read(setting::kBccMode));
+  Result<std::string> file = ModSend::CreateEmlFile(
+      composer.context(), ModSession::ForwardSlashes(folder), message.bcc_mode);
+  if (!file.ok()) return file.status();
+  if (file.value().empty()) return Status(Code::kConfig, "no message was made");
+  message.message_file = ModFiles::FromUtf8(file.value());
+  message.distribution = composer.distribution();
+  message.remarks = composer.remarks();
+  return message;
+}
+
+}  // namespace vespro::ModSendJob

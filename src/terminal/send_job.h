@@ -1,0 +1,64 @@
+// terminal/send_job.h - what `vespro send` and `vespro preview` do: a composed mail and a list
+// become a job, through the very send command that a compose window's button runs. Every problem
+// that can be seen beforehand stops it before anything is written, with the one line that the user
+// needs.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/status.h"
+#include "host/desktop.h"
+#include "recipients/distribution.h"
+#include "terminal/composed_item.h"
+#include "terminal/console.h"
+#include "terminal/home.h"
+
+namespace vespro {
+
+// A distribution file as the user names it.
+struct ListChoice {
+  std::filesystem::path file;
+  std::string column;          // a column's name or its number from 1; empty: the proposed one
+  std::optional<bool> header;  // whether the first row holds names; unset: as proposed
+};
+
+struct SendRequest {
+  ComposeRequest compose;
+  std::optional<ListChoice> list;                       // unset: the stored one
+  std::optional<std::string> from, name, reply_to, to;  // unset: the stored settings
+  std::optional<bool> turbo;
+};
+
+struct WrittenJob {
+  std::string job_file;  // UTF-8, with "/"
+  std::string session_name;
+  CommandLine engine;  // starts the engine on it
+  std::vector<std::string> remarks;
+};
+
+namespace ModSendJob {
+
+// Checks that the file can be a distribution file and finds its mapping. kNotFound for a missing
+// file, kBadInput for one that can't be used.
+Result<Distribution> ChooseList(const ListChoice& choice);
+// The same checks for a stored choice.
+Status CheckList(const Distribution& distribution);
+
+// Writes the job into the home's sessions; the engine is not started.
+Result<WrittenJob> WriteJob(Home& home, ConsoleRules rules, const SendRequest& request);
+
+struct WrittenMessage {
+  std::filesystem::path message_file;
+  Distribution distribution;
+  std::int16_t bcc_mode = 0;
+  std::vector<std::string> remarks;
+};
+// Only the message file, into `folder`, for looking at it.
+Result<WrittenMessage> WriteMessage(Home& home, ConsoleRules rules, const SendRequest& request,
+                                    const std::filesystem::path& folder);
+
+}  // namespace ModSendJob
+}  // namespace vespro

@@ -1,0 +1,56 @@
+#include "terminal/terminal_host.h"
+
+#include <iostream>
+
+#include "base/text.h"
+
+namespace vespro {
+namespace {
+
+// Message boxes break their lines with CR LF.
+std::string TerminalText(std::string_view text) { return ModText::ReplaceAll(text, "\r\n", "\n"); }
+
+}  // namespace
+
+MessageAnswer TerminalHost::MsgBox(std::string_view text, MessageIcon, MessageButtons buttons,
+                                   std::string_view title) {
+  std::cerr << title << ": " << TerminalText(text);
+  if (buttons == MessageButtons::kOk) {
+    std::cerr << "\n";
+    return MessageAnswer::kOk;
+  }
+  if (rules_.assume_yes) {
+    std::cerr << " yes\n";
+    return MessageAnswer::kYes;
+  }
+  if (rules_.no_input || !ModConsole::CanAsk()) {
+    std::cerr << " no (nobody to ask; --yes answers yes)\n";
+    return MessageAnswer::kNo;
+  }
+  for (;;) {
+    std::cerr << " [y/n] " << std::flush;
+    const std::string answer = ModText::LowerAscii(ModConsole::ReadLine());
+    if (answer == "y" || answer == "yes") return MessageAnswer::kYes;
+    // An ended input answers nothing more: that is a No.
+    if (answer == "n" || answer == "no" || !std::cin) return MessageAnswer::kNo;
+  }
+}
+
+std::string TerminalHost::InputBox(std::string_view prompt, std::string_view,
+                                   std::string_view initial) {
+  if (rules_.no_input || !ModConsole::CanAsk()) return {};
+  std::cerr << TerminalText(prompt) << "\n";
+  if (!initial.empty()) std::cerr << "[" << initial << "] ";
+  std::cerr << "> " << std::flush;
+  const std::string answer = ModConsole::ReadLine();
+  return answer.empty() ? std::string(initial) : answer;
+}
+
+Status TerminalHost::Start(const CommandLine& command) {
+  started_ = command;
+  return {};
+}
+
+void TerminalHost::Log(std::string_view line) { std::cerr << "vespro: " << line << "\n"; }
+
+}  // namespace vespro

@@ -1,0 +1,45 @@
+// terminal/terminal_host.h - the mail client, compose window and desktop of the command line.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "host/desktop.h"
+#include "host/mail_client.h"
+#include "terminal/console.h"
+
+namespace vespro {
+
+class TerminalHost final : public MailClient, public Inspector, public Desktop {
+ public:
+  // `item` may be nullptr where nothing is composed; both must outlive the object.
+  TerminalHost(ConsoleRules rules, MailItem* item, EditorType editor)
+      : rules_(rules), item_(item), editor_(editor) {}
+
+  // Messages go to standard error, questions to the terminal. Where nobody can be asked a question
+  // is answered No, or Yes under assume_yes, and says so.
+  MessageAnswer MsgBox(std::string_view text, MessageIcon icon, MessageButtons buttons,
+                       std::string_view title) override;
+  std::string InputBox(std::string_view prompt, std::string_view title,
+                       std::string_view initial) override;
+  void DoEvents() override {}
+  // Keeps the command for the caller, who knows whether to start it, and how.
+  Status Start(const CommandLine& command) override;
+  void Log(std::string_view line) override;
+
+  std::string Version() const override { return "10.0"; }
+  Inspector* ActiveInspector() override { return this; }
+  EditorType Editor() const override { return editor_; }
+  MailItem* CurrentItem() override { return item_; }
+
+  // The engine's command, once a job was written.
+  const std::optional<CommandLine>& started() const { return started_; }
+
+ private:
+  ConsoleRules rules_;
+  MailItem* item_;
+  EditorType editor_;
+  std::optional<CommandLine> started_;
+};
+
+}  // namespace vespro
