@@ -66,7 +66,7 @@ constexpr Row kRows[] = {
     // 530 asks for a login (RFC 4954, section 6) or for STARTTLS (RFC 3207, section 4).
     {Stage::kMail, Stage::kData, kAnswer, kAnswer, 530, 530, If::kAlways, kNoLoginHere},
     // The two sides are out of step.
-    {Stage::kMail, Stage::kData, kAnswer, kAnswer, 503, 503, If::kAlways, kBroken},
+    {Stage::kMail, Stage::kEnd, kAnswer, kAnswer, 503, 503, If::kAlways, kBroken},
 
     {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 400, 499, If::kSlowDown,
      {.scope = Scope::kMessage, .action = kRetryLater, .pause = true}},

@@ -1,0 +1,792 @@
+#include "engine/delivery.h"
+
+#include <algorithm>
+#include <cassert>
+#include <deque>
+
+#include "engine/net.h"
+#include "engine/scheduler.h"
+#include "engine/smtp_client.h"
+
+namespace vespro::engine {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr std::uint16_t kTlsPort = 465;
+constexpr milliseconds kTick{100};
+constexpr std::size_t kReadAhead = 64;  // recipients
+// Where there are more servers than connections, a connection sends this many messages to one
+// before it makes room for the next.
+constexpr double kStay = 10;
+// A server that is being connected to holds up the others' shares no longer than this.
+constexpr std::chrono::seconds kPatience{3};
+// Failures in a row, on every server, after which the job is stopped and left for later.
+constexpr int kMostConnectFailures = 8, kMostFirstFailures = 3, kMostPauses = 50;
+constexpr milliseconds kFirstRest{1000}, kReconnectRest{5000}, kLongestRest{60'000};
+
+// A server with the login that goes with it: all equal lines of the job.
+struct Target {
+  Account account;
+  unsigned weight = 1;
+  std::string name;
+  AccountTally tally;
+
+  Status out;  // why it takes no further part
+  bool login_refused = false;
+  std::size_t open = 0, ready = 0;  // sessions; the ready ones are among the open ones
+  bool reached = false;
+  int connect_failures = 0, pauses = 0;  // in a row
+  std::string last_trouble;
+  TimePoint rest_until{};        // no message and no connection before
+  TimePoint no_connection_until{};  // it takes no more at a time than are open
+  TimePoint connecting_since{};  // the first session that is not ready yet
+  bool use_chunking = true;
+  std::size_t max_recipients = 0;  // learnt from 452; 0 when nothing was learnt
+};
+
+std::vector<Target> TargetsOf(const std::vector<Account>& accounts) {
+  std::vector<Target> targets;
+  for (const Account& account : accounts) {
+    const auto same = std::find_if(targets.begin(), targets.end(), [&](const Target& target) {
+      const Account& other = target.account;
+      return other.server == account.server && other.port == account.port &&
+             other.login == account.login && other.password == account.password;
+    });
+    if (same != targets.end()) {
+      ++same->weight;
+      continue;
+    }
+    Target target;
+    target.account = account;
+    target.name = account.server + ":" + std::to_string(account.port);
+    target.tally.server = target.name;
+    targets.push_back(std::move(target));
+  }
+  return targets;
+}
+
+std::vector<unsigned> WeightsOf(const std::vector<Target>& targets) {
+  std::vector<unsigned> weights;
+  for (const Target& target : targets) weights.push_back(target.weight);
+  return weights;
+}
+
+}  // namespace
+
+class Delivery::Impl {
+ public:
+  Impl(DeliveryOptions options, std::vector<Account> accounts, WorkSource& source,
+       Renderer& renderer, ResultSink& results)
+      : options_(std::move(options)),
+        source_(source),
+        renderer_(renderer),
+        results_(results),
+        targets_(TargetsOf(accounts)),
+        shares_(WeightsOf(targets_)),
+        bucket_(options_.messages_per_second, steady_clock::now()) {}
+
+  DeliveryEnd Run(const std::function<void(const Progress&)>& on_tick);
+  void RequestStop();
+
+ private:
+  class Session;
+  struct Slot {
+    std::vector<Recipient> recipients;
+    std::vector<History> histories;
+    RenderedMessage message;
+    std::size_t split = 0;  // recipients for whom the server had no room in this message
+  };
+  enum class Take { kTaken, kNotNow, kNothingLeft };
+
+  // The loop.
+  void Pump();
+  void PumpSoon();
+  void Tick();
+  void SetWake();
+  void OpenSessions();
+  std::size_t NextTarget();
+  void MakeRoom();
+  void RemoveLostSessions();
+  void UpdateShares();
+  bool IsOver();
+  void EndSessions();
+  DeliveryEnd End();
+
+  // Work.
+  Take TakeWork(std::size_t target, Slot& slot, std::size_t limit_of_server);
+  bool HasFresh();
+  bool HasWorkFor(std::size_t target);
+  bool TakeReady(std::size_t target, bool elsewhere_first, Slot& slot);
+  void TakeFresh(Slot& slot);
+  double Slack(std::size_t target) const;
+  void MoveDue();
+  std::size_t MessageSize(std::size_t target, std::size_t limit_of_server) const;
+
+  // Verdicts.
+  void OnAnswer(std::size_t target, Slot& slot, std::size_t index, const Answer& answer);
+  void Record(std::size_t target, const Recipient& recipient, const History& history, State state,
+              std::string_view reply);
+  void PutBack(Item item, milliseconds delay);
+  bool AnyoneLeftFor(const History& history) const;
+  void OnSessionFailed(std::size_t target, bool was_ready, const Failure& failure,
+                       const std::string& text);
+  void TakeOut(std::size_t target, const Verdict& verdict, const std::string& text);
+  void SettleHopeless();
+  void Rest(Target& target, milliseconds first, int& times, const std::string& why);
+  void Fail(const Status& status);
+  bool Unreachable() const;
+  TimePoint Now() const { return steady_clock::now(); }
+
+  DeliveryOptions options_;
+  WorkSource& source_;
+  Renderer& renderer_;
+  ResultSink& results_;
+
+  Network network_;
+  std::vector<Target> targets_;
+  Shares shares_;
+  TokenBucket bucket_;
+  std::string host_name_;
+  std::vector<std::unique_ptr<Session>> sessions_;
+
+  std::vector<Recipient> fresh_;  // read from the source, from next_fresh_ on
+  std::size_t next_fresh_ = 0;
+  bool source_ended_ = false;
+  std::deque<Item> ready_;  // waited long enough
+  RetryQueue waiting_;
+  std::size_t in_hand_ = 0;  // recipients in sessions
+  bool waits_for_token_ = false;
+
+  bool stopping_ = false, left_behind_ = false, pump_posted_ = false, ending_ = false;
+  int interrupts_ = 0;
+  Status failed_;         // of the sink or the source
+  Status stopped_why_;    // no server can be reached
+  Outcome outcome_;       // its memory is reused
+  Progress progress_;
+  std::function<void(const Progress&)> on_tick_;
+  TimePoint next_tick_{}, wake_at_ = TimePoint::max();
+};
+
+// One connection and what is on it.
+class Delivery::Impl::Session final : public ConnectionEvents, public ClientEvents {
+ public:
+  Session(Impl& impl, std::size_t target)
+      : impl_(impl),
+        target_(target),
+        client_(OptionsFor(impl, target), *this),
+        slots_(OptionsFor(impl, target).window_messages),
+        connection_(impl.network_.NewConnection(*this)) {
+    const Account& account = impl_.targets_[target].account;
+    connection_->SetTimeLimit(client_.TimeLimit());
+    connection_->Connect(account.server, account.port);
+  }
+
+  // Begins what can be begun and brings it on its way.
+  void Drive() {
+    if (lost_) return;
+    blocked_ = false;
+    while (client_.CanBegin() && !impl_.ending_ && BeginOne()) {
+    }
+    Flush();
+  }
+
+  // Finishes what is in hand, then ends.
+  void End() {
+    if (lost_) return;
+    if (!client_.was_ready()) return connection_->Close();
+    client_.Quit();
+    Flush();
+  }
+  void Abort() {
+    if (!lost_) connection_->Close();
+  }
+
+  std::size_t target() const { return target_; }
+  bool lost() const { return lost_; }
+  // It could take a message, had it been its turn.
+  bool blocked() const { return blocked_ && client_.ready() && client_.in_hand() == 0; }
+  bool connecting() const { return !lost_ && !client_.was_ready(); }
+
+  void OnConnected(std::string local_literal, bool loopback) override {
+    client_.Connected(impl_.host_name_.empty() ? std::move(local_literal) : impl_.host_name_,
+                      loopback);
+    Flush();
+  }
+  void OnTlsEstablished() override {
+    client_.TlsEstablished();
+    Flush();
+  }
+  void OnReceived(std::string_view bytes) override {
+    client_.Received(bytes);
+    NoteReady();
+    Drive();
+  }
+  void OnWritten(std::uint64_t bytes, bool finished) override {
+    client_.Written(bytes);
+    if (finished) writing_ = false;
+    Drive();
+  }
+  void OnLost(Fault fault, const std::string& text) override {
+    client_.Lost(fault, text);
+    lost_ = true;
+    Target& target = impl_.targets_[target_];
+    --target.open;
+    if (counted_ready_) --target.ready;
+    if (client_.chunking_failed()) target.use_chunking = false;
+    impl_.PumpSoon();
+  }
+
+  void OnRecipient(std::size_t slot, std::size_t index, const Answer& answer) override {
+    impl_.OnAnswer(target_, slots_[slot], index, answer);
+  }
+  void OnFinished(std::size_t slot) override {
+    Slot& done = slots_[slot];
+    impl_.in_hand_ -= done.recipients.size();
+    if (done.split > 0) {
+      impl_.targets_[target_].max_recipients = done.recipients.size() - done.split;
+    }
+    if (impl_.in_hand_ == 0) impl_.PumpSoon();
+  }
+  void OnSessionFailed(const Failure& failure, const std::string& text) override {
+    impl_.OnSessionFailed(target_, client_.was_ready(), failure, text);
+  }
+
+ private:
+  static ClientOptions OptionsFor(const Impl& impl, std::size_t index) {
+    const Target& target = impl.targets_[index];
+    ClientOptions options;
+    options.login = target.account.login;
+    options.password = target.account.password;
+    options.tls = impl.options_.tls;
+    options.tls_from_start =
+        target.account.port == kTlsPort && impl.options_.tls != TlsUse::kOff;
+    options.insecure_auth = impl.options_.insecure_auth;
+    options.use_chunking = target.use_chunking;
+    options.timeout_scale = impl.options_.timeout_scale;
+    return options;
+  }
+
+  void NoteReady() {
+    if (counted_ready_ || !client_.was_ready()) return;
+    counted_ready_ = true;
+    Target& target = impl_.targets_[target_];
+    ++target.ready;
+    target.reached = true;
+    target.connect_failures = 0;
+    impl_.PumpSoon();
+  }
+
+  // False when there is nothing to begin now.
+  bool BeginOne() {
+    const std::size_t slot = client_.FreeSlot();
+    Slot& next = slots_[slot];
+    switch (impl_.TakeWork(target_, next, client_.max_recipients())) {
+      case Take::kNotNow: blocked_ = true; return false;
+      case Take::kNothingLeft: client_.Quit(); return false;
+      case Take::kTaken: break;
+    }
+    impl_.in_hand_ += next.recipients.size();
+    ++begun_;
+    impl_.renderer_.Render(next.recipients, next.message);
+    const Status noted = impl_.results_.Sending(next.recipients, impl_.targets_[target_].name);
+    if (!noted.ok()) {
+      impl_.in_hand_ -= next.recipients.size();
+      impl_.Fail(noted);
+      return false;
+    }
+    client_.Begin(slot, {impl_.renderer_.sender(), next.recipients, &next.message});
+    std::uint64_t most = impl_.options_.messages_per_connection;
+    if (client_.max_messages() > 0) most = std::min(most, client_.max_messages());
+    if (begun_ >= most) client_.Quit();
+    return true;
+  }
+
+  void Flush() {
+    if (lost_) return;
+    if (!writing_ && client_.TakeOutput(wire_)) {
+      writing_ = true;
+      connection_->Write(wire_.pieces);
+    }
+    switch (client_.want()) {
+      case SmtpClient::Want::kNothing: break;
+      case SmtpClient::Want::kClose: return connection_->Close();
+      case SmtpClient::Want::kStartTls:
+        if (!tls_started_) connection_->StartTls(impl_.targets_[target_].account.server);
+        tls_started_ = true;
+    }
+    connection_->SetTimeLimit(client_.TimeLimit());
+  }
+
+  Impl& impl_;
+  std::size_t target_;
+  SmtpClient client_;
+  std::vector<Slot> slots_;
+  WireBytes wire_;
+  bool writing_ = false, tls_started_ = false, counted_ready_ = false, blocked_ = false;
+  bool lost_ = false;
+  std::uint64_t begun_ = 0;
+  std::unique_ptr<Connection> connection_;  // gone first: what is on the wire points into the rest
+};
+
+// The loop
+
+DeliveryEnd Delivery::Impl::Run(const std::function<void(const Progress&)>& on_tick) {
+  if (!options_.extra_ca.empty()) {
+    const Status anchors = network_.AddTrustAnchors(options_.extra_ca);
+    if (!anchors.ok()) {
+      stopped_why_ = anchors;
+      return End();
+    }
+  }
+  host_name_ = QualifiedHostName();
+  on_tick_ = on_tick;
+  network_.OnInterrupt([this] {
+    RequestStop();
+    if (++interrupts_ < 2) return;
+    for (const auto& session : sessions_) session->Abort();
+  });
+  Tick();
+  PumpSoon();
+  network_.Run();
+  progress_.waiting_for_retry = waiting_.size() + ready_.size();
+  progress_.connections_open = 0;
+  on_tick_(progress_);
+  return End();
+}
+
+void Delivery::Impl::RequestStop() {
+  stopping_ = true;
+  PumpSoon();
+}
+
+// One timer for everything that time brings: the tick, waiting recipients, the next token.
+void Delivery::Impl::SetWake() {
+  TimePoint when = next_tick_;
+  if (waits_for_token_) when = std::min(when, bucket_.NextAt(Now()));
+  if (const std::optional<TimePoint> due = waiting_.NextDue()) when = std::min(when, *due);
+  if (when >= wake_at_) return;
+  wake_at_ = when;
+  network_.WakeAt(when, [this] {
+    wake_at_ = TimePoint::max();
+    waits_for_token_ = false;
+    Tick();
+    Pump();
+  });
+}
+
+void Delivery::Impl::Tick() {
+  const TimePoint now = Now();
+  if (now < next_tick_) return;
+  next_tick_ = now + kTick;
+  progress_.waiting_for_retry = waiting_.size() + ready_.size();
+  progress_.connections_open = sessions_.size();
+  on_tick_(progress_);
+}
+
+void Delivery::Impl::PumpSoon() {
+  if (pump_posted_) return;
+  pump_posted_ = true;
+  network_.Later([this] {
+    pump_posted_ = false;
+    Pump();
+  });
+}
+
+void Delivery::Impl::Pump() {
+  RemoveLostSessions();
+  if (!ending_ && IsOver()) EndSessions();
+  if (ending_) {
+    if (sessions_.empty()) network_.Stop();
+    return SetWake();
+  }
+  MoveDue();
+  UpdateShares();
+  for (const auto& session : sessions_) session->Drive();
+  if (!ending_) MakeRoom();
+  if (!ending_) OpenSessions();
+  SetWake();
+}
+
+void Delivery::Impl::RemoveLostSessions() {
+  std::erase_if(sessions_, [](const auto& session) { return session->lost(); });
+}
+
+void Delivery::Impl::OpenSessions() {
+  while (sessions_.size() < std::max<std::size_t>(options_.connections, 1)) {
+    if (waits_for_token_ && !sessions_.empty()) return;
+    const auto waits = [](const auto& session) { return session->connecting(); };
+    const auto connecting = static_cast<std::size_t>(
+        std::count_if(sessions_.begin(), sessions_.end(), waits));
+    // One connection a message, as far as messages are in sight.
+    if (!HasFresh() || fresh_.size() - next_fresh_ < kReadAhead / 2) {
+      const std::size_t in_sight = fresh_.size() - next_fresh_ + ready_.size();
+      if (connecting >= in_sight) return;
+    }
+    const std::size_t target = NextTarget();
+    if (target == targets_.size()) return;
+    Target& chosen = targets_[target];
+    if (chosen.open == chosen.ready) chosen.connecting_since = Now();
+    ++chosen.open;
+    sessions_.push_back(std::make_unique<Session>(*this, target));
+  }
+}
+
+// The server that lacks connections most, by its share; of equals the one that is behind.
+std::size_t Delivery::Impl::NextTarget() {
+  const TimePoint now = Now();
+  std::size_t best = targets_.size();
+  const auto need = [this](std::size_t i) {
+    const Target& target = targets_[i];
+    return std::pair(static_cast<double>(target.open) / target.weight, shares_.Position(i));
+  };
+  for (std::size_t i = 0; i < targets_.size(); ++i) {
+    const Target& target = targets_[i];
+    if (!target.out.ok() || now < target.rest_until || now < target.no_connection_until) continue;
+    if (target.connect_failures > 0 && target.open > 0) continue;  // one tries for all
+    if (!HasWorkFor(i)) continue;
+    if (best == targets_.size() || need(i) < need(best)) best = i;
+  }
+  return best;
+}
+
+// A server without a connection gets one from those that are ahead of their share.
+void Delivery::Impl::MakeRoom() {
+  if (sessions_.size() < options_.connections) return;
+  for (std::size_t i = 0; i < targets_.size(); ++i) {
+    if (targets_[i].open > 0 || !shares_.takes_part(i)) continue;
+    const auto idle = std::find_if(sessions_.begin(), sessions_.end(),
+                                   [](const auto& session) { return session->blocked(); });
+    if (idle != sessions_.end()) (*idle)->End();
+  }
+}
+
+void Delivery::Impl::UpdateShares() {
+  const TimePoint now = Now();
+  for (std::size_t i = 0; i < targets_.size(); ++i) {
+    const Target& target = targets_[i];
+    const bool at_work = target.ready > 0 || target.open == 0 ||
+                         now - target.connecting_since < kPatience;
+    shares_.SetTakingPart(
+        i, target.out.ok() && now >= target.rest_until && at_work && HasWorkFor(i));
+  }
+}
+
+bool Delivery::Impl::IsOver() {
+  if (in_hand_ > 0) return false;
+  if (stopping_) return true;
+  if (std::none_of(targets_.begin(), targets_.end(),
+                   [](const Target& target) { return target.out.ok(); })) {
+    return true;
+  }
+  if (Unreachable()) {
+    std::string why = "no server can be reached:";
+    for (const Target& target : targets_) {
+      why += " " + target.name + ": " + (target.out.ok() ? target.last_trouble : target.out.text());
+    }
+    stopped_why_ = Status(Code::kUnavailable, std::move(why));
+    return true;
+  }
+  return !HasFresh() && source_ended_ && ready_.empty() && waiting_.empty();
+}
+
+bool Delivery::Impl::Unreachable() const {
+  return std::all_of(targets_.begin(), targets_.end(), [](const Target& target) {
+    const int most = target.reached ? kMostConnectFailures : kMostFirstFailures;
+    return !target.out.ok() || target.connect_failures >= most || target.pauses >= kMostPauses;
+  });
+}
+
+void Delivery::Impl::EndSessions() {
+  ending_ = true;
+  for (const auto& session : sessions_) session->End();
+}
+
+DeliveryEnd Delivery::Impl::End() {
+  DeliveryEnd end;
+  bool all_out = true, all_logins = true;
+  std::string why;
+  for (Target& target : targets_) {
+    all_out = all_out && !target.out.ok();
+    all_logins = all_logins && target.login_refused;
+    if (!target.out.ok()) why += " " + target.name + ": " + target.out.text();
+    end.accounts.push_back(std::move(target.tally));
+  }
+  const bool finished = source_ended_ && next_fresh_ == fresh_.size() && ready_.empty() &&
+                        waiting_.empty() && !left_behind_;
+  if (!failed_.ok()) {
+    end.reason = DeliveryEnd::Reason::kCannotRecord;
+    end.status = failed_;
+  } else if (finished) {
+    end.reason = DeliveryEnd::Reason::kDone;
+  } else if (all_out && all_logins) {
+    end.reason = DeliveryEnd::Reason::kNoLogin;
+    end.status = Status(Code::kLogin, "no server takes the login:" + why);
+  } else {
+    end.reason = DeliveryEnd::Reason::kStopped;
+    end.status = all_out ? Status(Code::kUnavailable, "no server can be used:" + why)
+                         : stopped_why_;
+  }
+  return end;
+}
+
+// Work
+
+bool Delivery::Impl::HasFresh() {
+  if (next_fresh_ < fresh_.size()) return true;
+  if (source_ended_ || stopping_ || ending_) return false;
+  if (waiting_.size() + ready_.size() >= RetryQueue::kFull) return false;
+  Result<std::vector<Recipient>> more =
+      source_.Next(std::max(kReadAhead, renderer_.recipients_per_message()));
+  if (!more.ok()) {
+    Fail(more.status());
+    return false;
+  }
+  fresh_ = std::move(more).value();
+  next_fresh_ = 0;
+  source_ended_ = fresh_.empty();
+  return !source_ended_;
+}
+
+bool Delivery::Impl::HasWorkFor(std::size_t target) {
+  if (HasFresh()) return true;
+  const auto end = ready_.begin() + static_cast<std::ptrdiff_t>(std::min(ready_.size(), kReadAhead));
+  return std::any_of(ready_.begin(), end,
+                     [&](const Item& item) { return !item.history.RefusedBy(target); });
+}
+
+void Delivery::Impl::MoveDue() {
+  const TimePoint now = Now();
+  while (std::optional<Item> item = waiting_.TakeDue(now)) ready_.push_back(*std::move(item));
+}
+
+std::size_t Delivery::Impl::MessageSize(std::size_t target, std::size_t limit_of_server) const {
+  const std::size_t learnt = targets_[target].max_recipients;
+  std::size_t most = limit_of_server > 0 ? limit_of_server : options_.recipients_per_transaction;
+  if (learnt > 0) most = std::min(most, learnt);
+  return std::max<std::size_t>(1, std::min(most, renderer_.recipients_per_message()));
+}
+
+double Delivery::Impl::Slack(std::size_t target) const {
+  if (sessions_.size() < options_.connections) return 0;
+  for (std::size_t i = 0; i < targets_.size(); ++i) {
+    if (targets_[i].open == 0 && shares_.takes_part(i)) return kStay * targets_[target].weight;
+  }
+  return 0;
+}
+
+Delivery::Impl::Take Delivery::Impl::TakeWork(std::size_t target, Slot& slot,
+                                              std::size_t limit_of_server) {
+  const TimePoint now = Now();
+  if (stopping_ || ending_ || !targets_[target].out.ok()) return Take::kNothingLeft;
+  if (now < targets_[target].rest_until) return Take::kNotNow;
+  if (!HasWorkFor(target)) return source_ended_ ? Take::kNothingLeft : Take::kNotNow;
+  if (targets_.size() > 1 && !shares_.MayTake(target, Slack(target))) return Take::kNotNow;
+  if (!bucket_.Take(now)) {
+    waits_for_token_ = true;
+    SetWake();
+    return Take::kNotNow;
+  }
+  slot.recipients.clear();
+  slot.histories.clear();
+  slot.split = 0;
+  const std::size_t size = MessageSize(target, limit_of_server);
+  while (slot.recipients.size() < size) {
+    if (TakeReady(target, true, slot)) continue;
+    if (HasFresh()) {
+      TakeFresh(slot);
+    } else if (!TakeReady(target, false, slot)) {
+      break;
+    }
+  }
+  if (slot.recipients.empty()) return Take::kNotNow;  // reading the list failed
+  for (History& history : slot.histories) {
+    ++history.attempts;
+    history.last_target = target;
+  }
+  shares_.Take(target);
+  if (targets_.size() > 1) PumpSoon();  // it may be another one's turn now
+  return Take::kTaken;
+}
+
+void Delivery::Impl::TakeFresh(Slot& slot) {
+  slot.recipients.push_back(std::move(fresh_[next_fresh_++]));
+  slot.histories.emplace_back();
+}
+
+// What waited goes to another server than last time, if one is at work.
+bool Delivery::Impl::TakeReady(std::size_t target, bool elsewhere_first, Slot& slot) {
+  bool others = false;
+  for (std::size_t i = 0; i < targets_.size(); ++i) {
+    others = others || (i != target && shares_.takes_part(i));
+  }
+  for (std::size_t i = 0; i < std::min(ready_.size(), kReadAhead); ++i) {
+    const History& history = ready_[i].history;
+    if (history.RefusedBy(target)) continue;
+    if (elsewhere_first && others && history.last_target == target) continue;
+    slot.recipients.push_back(std::move(ready_[i].recipient));
+    slot.histories.push_back(std::move(ready_[i].history));
+    ready_.erase(ready_.begin() + static_cast<std::ptrdiff_t>(i));
+    return true;
+  }
+  return false;
+}
+
+// Verdicts
+
+void Delivery::Impl::OnAnswer(std::size_t index_of_target, Slot& slot, std::size_t index,
+                              const Answer& answer) {
+  if (!failed_.ok()) return;  // nobody to tell
+  Target& target = targets_[index_of_target];
+  const Recipient& recipient = slot.recipients[index];
+  History& history = slot.histories[index];
+  if (answer.accepted) {
+    target.pauses = 0;
+    return Record(index_of_target, recipient, history, State::kSent, answer.reply);
+  }
+  const Failure& failure = answer.failure;
+  const Verdict verdict = Judge(failure);
+  history.last_reply = answer.reply;
+  if (failure.fault != Fault::kReply && failure.stage >= Stage::kMail) {
+    history.last_reply += std::string(" (at ") + StageName(failure.stage) + ")";
+  }
+  if (verdict.pause) Rest(target, kFirstRest, target.pauses, history.last_reply);
+  milliseconds delay{0};
+  switch (verdict.action) {
+    case Action::kRefuse:
+      return Record(index_of_target, recipient, history, State::kRefused, history.last_reply);
+    case Action::kUnknown:
+      return Record(index_of_target, recipient, history, State::kUnknown, history.last_reply);
+    case Action::kElsewhere:
+      history.refused_by.push_back(index_of_target);
+      if (!AnyoneLeftFor(history)) {
+        return Record(index_of_target, recipient, history, State::kRefused, history.last_reply);
+      }
+      break;
+    case Action::kTakeOut:
+      --history.attempts;
+      TakeOut(index_of_target, verdict, history.last_reply);
+      break;
+    case Action::kRetryNow:
+      --history.attempts;
+      if (verdict.scope == Scope::kRecipient) ++slot.split;
+      break;
+    case Action::kRetryLater:
+      if (history.attempts >= options_.retry) {
+        return Record(index_of_target, recipient, history, State::kFailed, history.last_reply);
+      }
+      delay = RetryDelay(options_.retry_delay, history.attempts);
+  }
+  const Status noted = results_.PutBack({&recipient, 1});
+  if (!noted.ok()) return Fail(noted);
+  PutBack({recipient, std::move(history)}, delay);
+}
+
+void Delivery::Impl::PutBack(Item item, milliseconds delay) {
+  if (stopping_) {
+    left_behind_ = true;
+  } else if (delay.count() > 0) {
+    waiting_.Add(std::move(item), Now() + delay);
+  } else {
+    ready_.push_back(std::move(item));
+    PumpSoon();
+  }
+}
+
+void Delivery::Impl::Record(std::size_t index_of_target, const Recipient& recipient,
+                            const History& history, State state, std::string_view reply) {
+  Target& target = targets_[index_of_target];
+  outcome_.state = state;
+  outcome_.attempts = history.attempts;
+  outcome_.server = target.name;
+  outcome_.reply = reply;
+  const auto count = [state](auto& tally) {
+    tally.sent += state == State::kSent;
+    tally.refused += state == State::kRefused;
+    tally.failed += state == State::kFailed;
+    tally.unknown += state == State::kUnknown;
+  };
+  count(target.tally);
+  count(progress_);
+  const Status recorded = results_.Record(recipient, outcome_);
+  if (!recorded.ok()) Fail(recorded);
+}
+
+bool Delivery::Impl::AnyoneLeftFor(const History& history) const {
+  for (std::size_t i = 0; i < targets_.size(); ++i) {
+    if (targets_[i].out.ok() && !history.RefusedBy(i)) return true;
+  }
+  return false;
+}
+
+void Delivery::Impl::OnSessionFailed(std::size_t index, bool was_ready, const Failure& failure,
+                                     const std::string& text) {
+  Target& target = targets_[index];
+  const Verdict verdict = Judge(failure);
+  if (verdict.action == Action::kTakeOut) return TakeOut(index, verdict, text);
+  if (was_ready || ending_) return;
+  if (target.ready > 0) {
+    // It serves others of ours: this was one connection too many.
+    target.no_connection_until = Now() + std::min(kReconnectRest, options_.retry_delay);
+    return;
+  }
+  Rest(target, target.reached ? kReconnectRest : kFirstRest, target.connect_failures, text);
+}
+
+// Several sessions that fail at the same time count as one failure.
+void Delivery::Impl::Rest(Target& target, milliseconds first, int& times, const std::string& why) {
+  target.last_trouble = why;
+  const TimePoint now = Now();
+  if (now < target.rest_until) return;
+  ++times;
+  const milliseconds delay = RetryDelay(std::min(first, options_.retry_delay), times);
+  target.rest_until = now + std::min(delay, kLongestRest);
+}
+
+void Delivery::Impl::TakeOut(std::size_t index, const Verdict& verdict, const std::string& text) {
+  Target& target = targets_[index];
+  if (!target.out.ok()) return;
+  target.out = Status(verdict.login ? Code::kLogin : Code::kUnavailable, text);
+  target.login_refused = verdict.login;
+  if (verdict.login) target.tally.login_refused = text;
+  SettleHopeless();
+  PumpSoon();
+}
+
+// Recipients that every remaining server has refused have their verdict now.
+void Delivery::Impl::SettleHopeless() {
+  const auto hopeless = [this](const Item& item) {
+    const History& history = item.history;
+    if (history.refused_by.empty() || AnyoneLeftFor(history)) return false;
+    Record(history.refused_by.back(), item.recipient, history, State::kRefused,
+           history.last_reply);
+    return true;
+  };
+  std::erase_if(ready_, hopeless);
+  waiting_.RemoveIf(hopeless);
+}
+
+// The sink or the source is broken: nothing more goes out, and nothing more can be told.
+void Delivery::Impl::Fail(const Status& status) {
+  if (!failed_.ok()) return;
+  failed_ = status;
+  ending_ = true;
+  for (const auto& session : sessions_) session->Abort();
+  PumpSoon();
+}
+
+Delivery::Delivery(DeliveryOptions options, std::vector<Account> accounts, WorkSource& source,
+                   Renderer& renderer, ResultSink& results)
+    : impl_(std::make_unique<Impl>(std::move(options), std::move(accounts), source, renderer,
+                                   results)) {}
+
+Delivery::~Delivery() = default;
+
+DeliveryEnd Delivery::Run(const std::function<void(const Progress&)>& on_tick) {
+  return impl_->Run(on_tick);
+}
+
+void Delivery::RequestStop() { impl_->RequestStop(); }
+
+}  // namespace vespro::engine

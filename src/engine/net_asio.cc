@@ -1,0 +1,405 @@
+#include <openssl/ssl.h>
+#include <openssl/x509v3.h>
+
+#include <array>
+#include <asio.hpp>
+#include <asio/ssl.hpp>
+#include <csignal>
+#include <cstdio>
+#include <vector>
+
+#include "base/files.h"
+#include "engine/net.h"
+
+namespace vespro::engine {
+namespace {
+
+using asio::ip::tcp;
+using std::chrono::steady_clock;
+
+constexpr std::size_t kReadBytes = 16 * 1024;
+constexpr std::size_t kMaxAddresses = 8;
+// Pieces that go to the system in one call.
+constexpr std::size_t kMaxGathered = 32;
+
+std::string WithoutBrackets(const std::string& server) {
+  if (server.size() > 2 && server.front() == '[' && server.back() == ']') {
+    return server.substr(1, server.size() - 2);
+  }
+  return server;
+}
+
+bool IsLoopback(asio::ip::address address) {
+  if (address.is_v6() && address.to_v6().is_v4_mapped()) {
+    address = asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6());
+  }
+  return address.is_loopback();
+}
+
+std::string Literal(const asio::ip::address& address) {
+  std::string text = address.to_string();
+  text.resize(std::min(text.find('%'), text.size()));  // an interface's name is not for others
+  return address.is_v6() ? "[IPv6:" + text + "]" : "[" + text + "]";
+}
+
+}  // namespace
+
+struct Network::State {
+  asio::io_context io{1};
+  asio::ssl::context tls{asio::ssl::context::tls_client};
+  asio::steady_timer wake{io};
+  asio::signal_set signals{io};
+  std::function<void()> on_interrupt;
+
+  void WaitForSignal() {
+    signals.async_wait([this](asio::error_code error, int) {
+      if (error) return;
+      on_interrupt();
+      WaitForSignal();
+    });
+  }
+};
+
+// What the handlers share. It lives until the last handler has run, the Connection may go earlier.
+class AsioConnection : public std::enable_shared_from_this<AsioConnection> {
+ public:
+  AsioConnection(Network::State& network, ConnectionEvents& events)
+      : network_(network),
+        events_(&events),
+        resolver_(network.io),
+        socket_(network.io),
+        timer_(network.io) {}
+
+  void Connect(const std::string& server, std::uint16_t port) {
+    const std::string host = WithoutBrackets(server);
+    asio::error_code error;
+    const asio::ip::address address = asio::ip::make_address(host, error);
+    if (!error) {
+      addresses_.emplace_back(address, port);
+      return TryNextAddress();
+    }
+    resolver_.async_resolve(
+        host, std::to_string(port), tcp::resolver::numeric_service,
+        [self = shared_from_this(), host](asio::error_code failed, const auto& found) {
+          if (self->losing_) return;
+          if (failed) return self->Lose(Fault::kNoName, host + ": " + failed.message());
+          for (const auto& entry : found) {
+            if (self->addresses_.size() < kMaxAddresses) {
+              self->addresses_.push_back(entry.endpoint());
+            }
+          }
+          self->TryNextAddress();
+        });
+  }
+
+  void StartTls(const std::string& server) {
+    const std::string host = WithoutBrackets(server);
+    tls_ = std::make_unique<TlsStream>(socket_, network_.tls);
+    SSL* ssl = tls_->native_handle();
+    asio::error_code no_address;
+    asio::ip::make_address(host, no_address);
+    bool checkable;
+    if (no_address) {
+      SSL_set_hostflags(ssl, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
+      // What SSL_set_tlsext_host_name stands for, whose cast our warnings refuse.
+      const long named = SSL_ctrl(ssl, SSL_CTRL_SET_TLSEXT_HOSTNAME, TLSEXT_NAMETYPE_host_name,
+                                  const_cast<char*>(host.c_str()));
+      checkable = named == 1 && SSL_set1_host(ssl, host.c_str()) == 1;
+    } else {
+      checkable = X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), host.c_str()) == 1;
+    }
+    if (!checkable) return Lose(Fault::kTls, "the server's name can't be checked: " + host);
+    busy_ = true;
+    tls_->async_handshake(asio::ssl::stream_base::client,
+                          [self = shared_from_this()](asio::error_code error) {
+                            self->busy_ = false;
+                            self->OnHandshake(error);
+                          });
+  }
+
+  void Write(std::span<const std::string_view> pieces) {
+    pieces_.assign(pieces.begin(), pieces.end());
+    first_piece_ = 0;
+    if (!losing_) WriteSome();
+  }
+
+  void Close() { Lose(Fault::kClosed, "the connection was closed"); }
+
+  // The timer is set anew only when it fires early, since the limit moves with every message.
+  void SetTimeLimit(std::chrono::milliseconds limit) {
+    limit_ = limit;
+    deadline_ = limit.count() == 0 ? steady_clock::time_point::max() : steady_clock::now() + limit;
+    if (deadline_ < timer_at_) ArmTimer();
+  }
+
+  void Abandon() {
+    events_ = nullptr;
+    Close();
+  }
+
+ private:
+  using TlsStream = asio::ssl::stream<tcp::socket&>;
+
+  void ArmTimer() {
+    timer_at_ = deadline_;
+    timer_.expires_at(deadline_);
+    timer_.async_wait([self = shared_from_this()](asio::error_code error) {
+      if (error || self->losing_) return;
+      self->timer_at_ = steady_clock::time_point::max();
+      if (self->deadline_ > steady_clock::now()) {
+        if (self->deadline_ != steady_clock::time_point::max()) self->ArmTimer();
+        return;
+      }
+      self->OnDeadline();
+    });
+  }
+
+  void OnDeadline() {
+    // One address that does not answer must not hide the next one.
+    if (connecting_ && next_address_ < addresses_.size()) {
+      asio::error_code ignored;
+      socket_.close(ignored);  // the connect's handler goes on
+      SetTimeLimit(limit_);
+      return;
+    }
+    const auto seconds = std::chrono::duration<double>(limit_).count();
+    char text[64];
+    std::snprintf(text, sizeof text, "no answer within %.3g seconds", seconds);
+    Lose(Fault::kTimeout, text);
+  }
+
+  void TryNextAddress() {
+    if (losing_) return;
+    if (next_address_ == addresses_.size()) {
+      return Lose(Fault::kUnreachable,
+                  last_error_.empty() ? "the name has no address" : last_error_);
+    }
+    const tcp::endpoint endpoint = addresses_[next_address_++];
+    asio::error_code ignored;
+    socket_.close(ignored);
+    connecting_ = true;
+    SetTimeLimit(limit_);
+    socket_.async_connect(endpoint, [self = shared_from_this(), endpoint](asio::error_code error) {
+      self->connecting_ = false;
+      if (self->losing_) return;
+      if (!error) return self->OnConnected(endpoint);
+      const bool late = error == asio::error::operation_aborted;
+      self->last_error_ =
+          endpoint.address().to_string() + ": " + (late ? "no answer in time" : error.message());
+      self->TryNextAddress();
+    });
+  }
+
+  void OnConnected(const tcp::endpoint& remote) {
+    asio::error_code error;
+    socket_.set_option(tcp::no_delay(true), error);
+    const tcp::endpoint local = socket_.local_endpoint(error);
+    if (error) return Lose(Fault::kClosed, error.message());
+    events_->OnConnected(Literal(local.address()), IsLoopback(remote.address()));
+    Read();
+  }
+
+  void OnHandshake(asio::error_code error) {
+    if (losing_ || error) {
+      const long verified = SSL_get_verify_result(tls_->native_handle());
+      if (losing_) return FinishLosing();
+      if (verified != X509_V_OK) {
+        return Lose(Fault::kCertificate, std::string("the server's certificate is not accepted: ") +
+                                             X509_verify_cert_error_string(verified));
+      }
+      return Lose(Fault::kTls, "TLS could not be started: " + error.message());
+    }
+    events_->OnTlsEstablished();
+    Read();
+  }
+
+  void Read() {
+    if (losing_ || reading_ || (tls_ != nullptr && busy_)) return;
+    reading_ = true;
+    const auto handler = [self = shared_from_this()](asio::error_code error, std::size_t bytes) {
+      self->reading_ = false;
+      self->OnRead(error, bytes);
+    };
+    if (tls_ != nullptr) {
+      tls_->async_read_some(asio::buffer(buffer_), handler);
+    } else {
+      socket_.async_read_some(asio::buffer(buffer_), handler);
+    }
+  }
+
+  void OnRead(asio::error_code error, std::size_t bytes) {
+    if (losing_) return FinishLosing();
+    if (error) return Lose(Fault::kClosed, LossText(error));
+    events_->OnReceived({buffer_.data(), bytes});
+    Read();
+  }
+
+  static std::string LossText(asio::error_code error) {
+    if (error == asio::error::eof || error == asio::ssl::error::stream_truncated) {
+      return "the server closed the connection";
+    }
+    return "the connection broke: " + error.message();
+  }
+
+  void WriteSome() {
+    while (first_piece_ < pieces_.size() && pieces_[first_piece_].empty()) ++first_piece_;
+    if (first_piece_ == pieces_.size()) return;
+    writing_ = true;
+    const auto handler = [self = shared_from_this()](asio::error_code error, std::size_t bytes) {
+      self->writing_ = false;
+      self->OnWritten(error, bytes);
+    };
+    if (tls_ != nullptr) {
+      const std::string_view piece = pieces_[first_piece_];
+      return tls_->async_write_some(asio::const_buffer(piece.data(), piece.size()), handler);
+    }
+    gathered_.clear();
+    for (std::size_t i = first_piece_; i < pieces_.size() && gathered_.size() < kMaxGathered; ++i) {
+      gathered_.emplace_back(pieces_[i].data(), pieces_[i].size());
+    }
+    socket_.async_write_some(gathered_, handler);
+  }
+
+  void OnWritten(asio::error_code error, std::size_t bytes) {
+    for (std::size_t left = bytes; left > 0;) {
+      std::string_view& piece = pieces_[first_piece_];
+      const std::size_t part = std::min(left, piece.size());
+      piece.remove_prefix(part);
+      left -= part;
+      if (piece.empty()) ++first_piece_;
+    }
+    while (first_piece_ < pieces_.size() && pieces_[first_piece_].empty()) ++first_piece_;
+    const bool finished = first_piece_ == pieces_.size();
+    if (bytes > 0 && events_ != nullptr) events_->OnWritten(bytes, finished);
+    if (losing_) return FinishLosing();
+    // A reset connection may still hold the server's last words; the read brings them, or its end.
+    if (error) return reading_ ? void() : Lose(Fault::kClosed, LossText(error));
+    if (!finished && !writing_) WriteSome();
+  }
+
+  // Cancels what is under way; the loss is told when no handler can report bytes any more.
+  void Lose(Fault fault, std::string text) {
+    if (losing_) return;
+    losing_ = true;
+    fault_ = fault;
+    text_ = std::move(text);
+    resolver_.cancel();
+    timer_.cancel();
+    asio::error_code ignored;
+    socket_.close(ignored);
+    asio::post(network_.io, [self = shared_from_this()] { self->FinishLosing(); });
+  }
+
+  void FinishLosing() {
+    if (reading_ || writing_ || busy_ || told_) return;
+    told_ = true;
+    if (events_ != nullptr) events_->OnLost(fault_, text_);
+  }
+
+  Network::State& network_;
+  ConnectionEvents* events_;
+  tcp::resolver resolver_;
+  tcp::socket socket_;
+  std::unique_ptr<TlsStream> tls_;
+
+  std::vector<tcp::endpoint> addresses_;
+  std::size_t next_address_ = 0;
+  bool connecting_ = false;
+  std::string last_error_;
+
+  asio::steady_timer timer_;
+  std::chrono::milliseconds limit_{0};
+  steady_clock::time_point deadline_ = steady_clock::time_point::max();
+  steady_clock::time_point timer_at_ = steady_clock::time_point::max();
+
+  std::array<char, kReadBytes> buffer_;
+  std::vector<std::string_view> pieces_;
+  std::size_t first_piece_ = 0;
+  std::vector<asio::const_buffer> gathered_;
+  bool reading_ = false, writing_ = false, busy_ = false;  // busy_: the TLS handshake
+  bool losing_ = false, told_ = false;
+  Fault fault_ = Fault::kClosed;
+  std::string text_;
+};
+
+namespace {
+
+class ConnectionHandle final : public Connection {
+ public:
+  explicit ConnectionHandle(std::shared_ptr<AsioConnection> impl) : impl_(std::move(impl)) {}
+  ~ConnectionHandle() override { impl_->Abandon(); }
+
+  void Connect(const std::string& server, std::uint16_t port) override {
+    impl_->Connect(server, port);
+  }
+  void StartTls(const std::string& server) override { impl_->StartTls(server); }
+  void Write(std::span<const std::string_view> pieces) override { impl_->Write(pieces); }
+  void Close() override { impl_->Close(); }
+  void SetTimeLimit(std::chrono::milliseconds limit) override { impl_->SetTimeLimit(limit); }
+
+ private:
+  std::shared_ptr<AsioConnection> impl_;
+};
+
+}  // namespace
+
+Network::Network() : state_(std::make_unique<State>()) {
+  SSL_CTX* tls = state_->tls.native_handle();
+  SSL_CTX_set_min_proto_version(tls, TLS1_2_VERSION);
+  SSL_CTX_set_mode(tls, SSL_MODE_RELEASE_BUFFERS);
+  asio::error_code no_anchors;  // then every certificate is refused, which says so itself
+  state_->tls.set_default_verify_paths(no_anchors);
+  state_->tls.set_verify_mode(asio::ssl::verify_peer);
+}
+
+Network::~Network() = default;
+
+Status Network::AddTrustAnchors(const std::filesystem::path& pem) {
+  Result<std::string> bytes = ModFiles::ReadAll(pem, 16 * 1024 * 1024);
+  if (!bytes.ok()) return bytes.status();
+  asio::error_code error;
+  state_->tls.add_certificate_authority(asio::buffer(bytes.value()), error);
+  if (!error) return {};
+  return Status(Code::kBadInput, ModFiles::ToUtf8(pem) + " holds no certificates in PEM form: " +
+                                     error.message());
+}
+
+std::unique_ptr<Connection> Network::NewConnection(ConnectionEvents& events) {
+  return std::make_unique<ConnectionHandle>(std::make_shared<AsioConnection>(*state_, events));
+}
+
+void Network::WakeAt(steady_clock::time_point when, std::function<void()> callback) {
+  state_->wake.expires_at(when);
+  state_->wake.async_wait([callback = std::move(callback)](asio::error_code error) {
+    if (!error) callback();
+  });
+}
+
+void Network::Later(std::function<void()> callback) {
+  asio::post(state_->io, std::move(callback));
+}
+
+void Network::OnInterrupt(std::function<void()> callback) {
+  state_->on_interrupt = std::move(callback);
+  asio::error_code ignored;  // without handlers the signals end the process, as ever
+  state_->signals.add(SIGINT, ignored);
+  state_->signals.add(SIGTERM, ignored);
+  state_->WaitForSignal();
+}
+
+void Network::Run() {
+  const auto work = asio::make_work_guard(state_->io);
+  state_->io.run();
+}
+
+void Network::Stop() { state_->io.stop(); }
+
+std::string QualifiedHostName() {
+  asio::error_code error;
+  std::string name = asio::ip::host_name(error);
+  const bool qualified = !error && name.find('.') != std::string::npos && name.back() != '.' &&
+                         name.front() != '.';
+  return qualified ? name : std::string();
+}
+
+}  // namespace vespro::engine

@@ -1,0 +1,760 @@
+#include "engine/smtp_client.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cstring>
+
+#include "base/text.h"
+#include "mime/base64.h"
+
+namespace vespro::engine {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+// Smaller pieces of a message are copied next to the commands: one long write is cheaper than many
+// short ones, above all under TLS. Attachments are longer and stay where they are.
+constexpr std::size_t kCopyBelow = 8 * 1024;
+// Behind this many bytes of the path a command line could be longer than any server takes.
+constexpr std::size_t kMaxPathBytes = 400;
+// An initial response makes AUTH too long a line beyond this (RFC 4954, section 4).
+constexpr std::size_t kMaxInitialResponse = 480;
+
+// RFC 5321, section 4.5.3.2; it names none for the rest.
+constexpr seconds kConnectLimit{60}, kHandshakeLimit{120}, kCommandLimit{300}, kDataLimit{120},
+    kBlockLimit{180}, kEndLimit{600}, kQuitLimit{5};
+
+seconds LimitOf(Stage stage) {
+  switch (stage) {
+    case Stage::kData: return kDataLimit;
+    case Stage::kEnd: return kEndLimit;
+    case Stage::kQuit: return kQuitLimit;
+    default: return kCommandLimit;
+  }
+}
+
+bool HasHighBit(std::string_view bytes) {
+  std::size_t i = 0;
+  std::uint64_t any = 0;
+  for (; i + 8 <= bytes.size(); i += 8) {
+    std::uint64_t word;
+    std::memcpy(&word, bytes.data() + i, 8);
+    any |= word;
+  }
+  if ((any & 0x8080808080808080U) != 0) return true;
+  return !ModText::IsAscii(bytes.substr(i));
+}
+
+// The last gate before the wire, whatever was checked before: nothing may end the path or the line.
+bool MayStandInCommand(std::string_view address) {
+  if (address.size() > kMaxPathBytes || ModText::HasControls(address)) return false;
+  if (address.find_first_of("<>") != std::string_view::npos) return false;
+  return ModText::IsUtf8(address);
+}
+
+// The word in front of the next blank, taken off `text`.
+std::string_view TakeWord(std::string_view& text) {
+  while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
+  const std::size_t end = std::min(text.find(' '), text.size());
+  const std::string_view word = text.substr(0, end);
+  text.remove_prefix(end);
+  return word;
+}
+
+void Save(const Reply& reply, std::string text, auto& saved) {
+  saved.fault = Fault::kReply;
+  saved.code = reply.code;
+  saved.enhanced = reply.enhanced;
+  saved.text = std::move(text);
+}
+
+}  // namespace
+
+SmtpClient::SmtpClient(const ClientOptions& options, ClientEvents& events)
+    : options_(options), events_(events), active_(std::max<std::size_t>(options.window_messages, 1)) {}
+
+// Events
+
+void SmtpClient::Connected(std::string hello_name, bool loopback) {
+  assert(state_ == State::kNew);
+  hello_name_ = std::move(hello_name);
+  loopback_ = loopback;
+  Expect(Stage::kGreeting);
+  state_ = options_.tls_from_start ? State::kHandshake : State::kSetUp;
+}
+
+void SmtpClient::TlsEstablished() {
+  assert(state_ == State::kHandshake);
+  secure_ = true;
+  state_ = State::kSetUp;
+  // What was said before the handshake counts for nothing (RFC 3207, section 4.2).
+  if (!options_.tls_from_start) SayHello("EHLO ");
+}
+
+void SmtpClient::Received(std::string_view bytes) {
+  while (state_ != State::kOver) {
+    const ReplyParser::Got got = parser_.Feed(bytes);
+    if (got == ReplyParser::Got::kMore) return;
+    if (got == ReplyParser::Got::kGarbage) {
+      return Derail("the server sent something that is no SMTP reply");
+    }
+    OnReply(parser_.reply());
+    if (state_ == State::kHandshake && !bytes.empty()) {
+      return FailSession(Stage::kStartTls, Fault::kTls,
+                         "the server's answer to STARTTLS came with more text behind it: somebody "
+                         "may be meddling with the connection");
+    }
+  }
+}
+
+void SmtpClient::Written(std::uint64_t bytes) {
+  written_ += bytes;
+  assert(written_ <= taken_);
+  ConcludeFinished();
+}
+
+void SmtpClient::Lost(Fault fault, std::string_view text) {
+  if (state_ == State::kOver) return;
+  if (state_ == State::kQuitting) {
+    state_ = State::kOver;  // everything is finished, the farewell is a courtesy
+    return;
+  }
+  Stage stage = Stage::kConnect;
+  if (!expected_.empty()) {
+    stage = expected_.front().stage;
+  } else if (state_ == State::kHandshake) {
+    stage = Stage::kStartTls;
+  } else if (state_ == State::kReady) {
+    stage = Stage::kReset;
+  }
+  FailSession(stage, fault, std::string(text));
+}
+
+// Our own decision to end the session: of a write that is under way, all may have arrived.
+void SmtpClient::Derail(std::string_view text) {
+  taken_counts_ = true;
+  Lost(Fault::kGarbage, text);
+}
+
+// The dialogue up to the first message
+
+void SmtpClient::OnReply(const Reply& reply) {
+  if (expected_.empty()) {
+    if (reply.code == 421) return On421({Stage::kReset, 0, 0}, reply);
+    return Derail("the server answered what was not asked: " + OneLine(reply));
+  }
+  const Expected expected = expected_.front();
+  expected_.pop_front();
+  if (expected.stage == Stage::kQuit) {
+    state_ = State::kOver;
+  } else if (reply.code == 421) {
+    On421(expected, reply);
+  } else if (expected.stage < Stage::kMail) {
+    OnSetUpReply(expected.stage, reply);
+  } else {
+    OnTransactionReply(expected, reply);
+  }
+}
+
+void SmtpClient::OnSetUpReply(Stage stage, const Reply& reply) {
+  const auto fail = [&] {
+    SessionOver({.stage = stage, .code = reply.code, .enhanced = reply.enhanced},
+                Masked(OneLine(reply)));
+  };
+  switch (stage) {
+    case Stage::kGreeting: return reply.code == 220 ? SayHello("EHLO ") : fail();
+    case Stage::kHello: return reply.klass() == 2 || reply.klass() == 5 ? OnHello(reply) : fail();
+    case Stage::kAuth:
+      if (reply.code == 504 && login_ == Login::kPlain && auth_login_) {
+        auth_plain_ = false;  // it offers PLAIN and does not know it
+        return StartLogin();
+      }
+      return reply.klass() == 2 || reply.klass() == 3 ? OnAuth(reply) : fail();
+    case Stage::kStartTls:
+      if (reply.code != 220) return fail();  // never on without TLS where it was offered
+      parser_.Reset();
+      state_ = State::kHandshake;
+      return;
+    default: assert(false && "no stage of the set-up");
+  }
+}
+
+void SmtpClient::SayHello(std::string_view verb) {
+  starttls_ = pipelining_ = chunking_ = eight_bit_ = utf8_ = false;
+  size_ = auth_plain_ = auth_login_ = false;
+  max_size_ = max_recipients_ = max_messages_ = 0;
+  Say(verb);
+  Say(hello_name_);
+  Say("\r\n");
+  Expect(Stage::kHello);
+  said_helo_ = verb.front() == 'H';
+}
+
+void SmtpClient::OnHello(const Reply& reply) {
+  if (reply.klass() == 5) {
+    if (!said_helo_) return SayHello("HELO ");
+    return SessionOver({.stage = Stage::kHello, .code = reply.code, .enhanced = reply.enhanced},
+                       OneLine(reply));
+  }
+  if (!said_helo_) ReadExtensions(reply.text);
+  AfterHello();
+}
+
+void SmtpClient::ReadExtensions(std::string_view text) {
+  std::vector<std::string_view> lines = ModText::Split(text, '\n');
+  for (std::size_t i = 1; i < lines.size(); ++i) {
+    std::string_view rest = lines[i];
+    const std::string keyword = ModText::LowerAscii(TakeWord(rest));
+    if (keyword == "starttls") starttls_ = true;
+    if (keyword == "pipelining") pipelining_ = true;
+    if (keyword == "chunking") chunking_ = options_.use_chunking;
+    if (keyword == "8bitmime") eight_bit_ = true;
+    if (keyword == "smtputf8") utf8_ = true;
+    if (keyword == "size") {
+      size_ = true;
+      if (!ModText::ParseUnsigned(TakeWord(rest), UINT64_MAX, &max_size_)) max_size_ = 0;
+    }
+    if (keyword == "limits") ReadLimits(rest);
+    if (keyword == "auth") ReadMechanisms(rest);
+    // Servers older than RFC 2554 join the first mechanism with "=".
+    if (keyword.starts_with("auth=")) {
+      ReadMechanisms(keyword.substr(5));
+      ReadMechanisms(rest);
+    }
+  }
+}
+
+void SmtpClient::ReadLimits(std::string_view value) {
+  for (std::string_view word = TakeWord(value); !word.empty(); word = TakeWord(value)) {
+    const std::size_t equals = std::min(word.find('='), word.size());
+    const std::string_view name = word.substr(0, equals);
+    std::uint64_t number = 0;
+    if (equals == word.size()) continue;
+    if (!ModText::ParseUnsigned(word.substr(equals + 1), 1'000'000, &number)) continue;
+    if (ModText::EqualsIgnoringAsciiCase(name, "RCPTMAX")) max_recipients_ = number;
+    if (ModText::EqualsIgnoringAsciiCase(name, "MAILMAX")) max_messages_ = number;
+  }
+}
+
+void SmtpClient::ReadMechanisms(std::string_view value) {
+  for (std::string_view word = TakeWord(value); !word.empty(); word = TakeWord(value)) {
+    if (ModText::EqualsIgnoringAsciiCase(word, "PLAIN")) auth_plain_ = true;
+    if (ModText::EqualsIgnoringAsciiCase(word, "LOGIN")) auth_login_ = true;
+  }
+}
+
+void SmtpClient::AfterHello() {
+  if (!secure_ && options_.tls != TlsUse::kOff && starttls_) {
+    Say("STARTTLS\r\n");
+    return Expect(Stage::kStartTls);
+  }
+  if (!secure_ && options_.tls == TlsUse::kRequired) {
+    return FailSession(Stage::kStartTls, Fault::kNoTls, "the server does not offer TLS");
+  }
+  if (!options_.login.empty()) return StartLogin();
+  state_ = State::kReady;
+  was_ready_ = true;
+}
+
+void SmtpClient::StartLogin() {
+  if (!secure_ && !loopback_ && !options_.insecure_auth) {
+    return FailSession(Stage::kAuth, Fault::kNoAuth,
+                       "the server does not offer TLS, and a password is not sent over a clear "
+                       "connection");
+  }
+  if (auth_plain_) {
+    std::string response = options_.login;
+    response.insert(response.begin(), '\0');
+    response += '\0' + options_.password;
+    response_ = ModBase64::Encode(response);
+    const bool at_once = response_.size() <= kMaxInitialResponse;
+    Say("AUTH PLAIN");
+    if (at_once) Say(" " + response_);
+    Say("\r\n");
+    login_ = Login::kPlain;
+  } else if (auth_login_) {
+    Say("AUTH LOGIN\r\n");
+    login_ = Login::kLogin;
+  } else {
+    return FailSession(Stage::kAuth, Fault::kNoAuth,
+                       "the server offers no way to log in that we know (PLAIN, LOGIN)");
+  }
+  Expect(Stage::kAuth);
+}
+
+void SmtpClient::OnAuth(const Reply& reply) {
+  if (reply.klass() == 2) {
+    login_ = Login::kNone;
+    response_.clear();
+    state_ = State::kReady;
+    was_ready_ = true;
+    return;
+  }
+  // 334: the server wants the next word. More questions than PLAIN and LOGIN have are none of ours.
+  switch (login_) {
+    case Login::kPlain:
+      Say(response_);
+      login_ = Login::kPlainResponse;
+      break;
+    case Login::kLogin:
+      Say(ModBase64::Encode(options_.login));
+      login_ = Login::kUser;
+      break;
+    case Login::kUser:
+      Say(ModBase64::Encode(options_.password));
+      login_ = Login::kPassword;
+      break;
+    default:
+      return Derail("the server asked for more than its way to log in has");
+  }
+  Say("\r\n");
+  Expect(Stage::kAuth);
+}
+
+// Some servers repeat what they were sent.
+std::string SmtpClient::Masked(std::string text) const {
+  for (const std::string& secret :
+       {options_.password, ModBase64::Encode(options_.password), response_}) {
+    if (!secret.empty()) text = ModText::ReplaceAll(text, secret, "***");
+  }
+  return text;
+}
+
+// Transactions
+
+bool SmtpClient::CanBegin() const {
+  if (state_ != State::kReady || draining_ || quit_asked_) return false;
+  if (order_.empty()) return true;
+  if (!pipelining_ || active_[order_.back()].next != Step::kIssued) return false;
+  if (!chunking_) return order_.size() < std::min<std::size_t>(2, active_.size());
+  return order_.size() < active_.size() && bytes_in_hand_ < options_.window_bytes;
+}
+
+std::size_t SmtpClient::FreeSlot() const {
+  const auto free = std::find_if(active_.begin(), active_.end(),
+                                 [](const Active& active) { return !active.used; });
+  assert(free != active_.end() && "ask CanBegin first");
+  return static_cast<std::size_t>(free - active_.begin());
+}
+
+void SmtpClient::Begin(std::size_t slot, const Transaction& transaction) {
+  assert(CanBegin() && !active_[slot].used && !transaction.recipients.empty());
+  Active& active = active_[slot];
+  active.used = true;
+  active.job = transaction;
+  active.next = Step::kMail;
+  active.next_recipient = active.awaited = active.accepted = active.possible = 0;
+  active.body_sent = active.utf8 = active.eight_bit = false;
+  active.end = 0;
+  for (Saved* saved : {&active.mail, &active.data, &active.body}) *saved = Saved();
+  if (active.recipients.size() < transaction.recipients.size()) {
+    active.recipients.resize(transaction.recipients.size());
+  }
+  for (std::size_t i = 0; i < transaction.recipients.size(); ++i) active.recipients[i] = Saved();
+  order_.push_back(slot);
+  bytes_in_hand_ += transaction.message->bytes;
+  if (!CheckEnvelope(active)) active.next = Step::kIssued;
+  Pump();
+  ConcludeFinished();
+}
+
+// False when nothing of it can be sent to this server; mail or the recipients then say why.
+bool SmtpClient::CheckEnvelope(Active& active) {
+  const auto refuse = [](Saved& saved, Fault fault, std::string_view text) {
+    saved.fault = fault;
+    saved.text = text;
+    return false;
+  };
+  if (!MayStandInCommand(active.job.sender)) {
+    return refuse(active.mail, Fault::kBadAddress, "the sender's address can't be used");
+  }
+  for (const std::string_view piece : active.job.message->pieces) {
+    active.eight_bit = active.eight_bit || HasHighBit(piece);
+  }
+  active.utf8 = !ModText::IsAscii(active.job.sender);
+  if (const std::string why = WhyNotCarried(active); !why.empty()) {
+    return refuse(active.mail, Fault::kCannotCarry, why);
+  }
+  for (std::size_t i = 0; i < active.job.recipients.size(); ++i) {
+    const std::string& address = active.job.recipients[i].address;
+    if (address.empty() || !MayStandInCommand(address)) {
+      refuse(active.recipients[i], Fault::kBadAddress, "the address can't be used");
+    } else if (!utf8_ && !ModText::IsAscii(address)) {
+      refuse(active.recipients[i], Fault::kCannotCarry,
+             "the server takes no addresses with letters outside ASCII (SMTPUTF8)");
+    } else {
+      ++active.possible;
+      active.utf8 = active.utf8 || !ModText::IsAscii(address);
+    }
+  }
+  return active.possible > 0;
+}
+
+std::string SmtpClient::WhyNotCarried(const Active& active) const {
+  const std::uint64_t bytes = active.job.message->bytes;
+  if (max_size_ > 0 && bytes > max_size_) {
+    return "the message has " + std::to_string(bytes) + " bytes, the server takes at most " +
+           std::to_string(max_size_);
+  }
+  if (active.utf8 && !utf8_) {
+    return "the server takes no sender with letters outside ASCII (SMTPUTF8)";
+  }
+  if (active.eight_bit && !eight_bit_) return "the server takes no 8-bit messages (8BITMIME)";
+  return {};
+}
+
+// Puts on the wire what may go there now.
+void SmtpClient::Pump() {
+  if (state_ != State::kReady) return;
+  for (const std::size_t slot : order_) {
+    Active& active = active_[slot];
+    while (active.next != Step::kIssued) {
+      if (!IssueNext(slot, active)) return;
+    }
+  }
+  if (order_.empty() && expected_.empty() && quit_asked_) {
+    Say("QUIT\r\n");
+    Expect(Stage::kQuit);
+    state_ = State::kQuitting;
+  }
+}
+
+// False when an answer has to come first.
+bool SmtpClient::IssueNext(std::size_t slot, Active& active) {
+  if (awaiting_go_ahead_ || (!pipelining_ && !expected_.empty())) return false;
+  switch (active.next) {
+    case Step::kMail:
+      // Behind a BDAT that may yet be refused the server's state is uncertain: no message may
+      // inherit an envelope (RFC 3030, section 2).
+      if (unclean_ || (chunking_ && !expected_.empty())) {
+        Say("RSET\r\n");
+        Expect(Stage::kReset);
+        unclean_ = false;
+        return true;
+      }
+      IssueMail(slot, active);
+      return true;
+    case Step::kRcpt: return IssueRecipient(slot, active);
+    case Step::kData: return IssueBody(slot, active);
+    case Step::kIssued: break;
+  }
+  return true;
+}
+
+void SmtpClient::IssueMail(std::size_t slot, Active& active) {
+  Say("MAIL FROM:<");
+  Say(active.job.sender);
+  Say(">");
+  if (size_) Say(" SIZE=" + std::to_string(active.job.message->bytes));
+  if (active.eight_bit) Say(" BODY=8BITMIME");
+  if (active.utf8) Say(" SMTPUTF8");
+  Say("\r\n");
+  Expect(Stage::kMail, slot);
+  ++active.awaited;
+  active.next = Step::kRcpt;
+}
+
+bool SmtpClient::IssueRecipient(std::size_t slot, Active& active) {
+  if (active.mail.failed()) {
+    active.next = Step::kIssued;
+    return true;
+  }
+  while (active.next_recipient < active.job.recipients.size() &&
+         active.recipients[active.next_recipient].failed()) {
+    ++active.next_recipient;
+  }
+  if (active.next_recipient == active.job.recipients.size()) {
+    active.next = Step::kData;
+    return true;
+  }
+  Say("RCPT TO:<");
+  Say(active.job.recipients[active.next_recipient].address);
+  Say(">\r\n");
+  Expect(Stage::kRcpt, slot, active.next_recipient++);
+  ++active.awaited;
+  return true;
+}
+
+bool SmtpClient::IssueBody(std::size_t slot, Active& active) {
+  active.next = Step::kIssued;
+  if (active.awaited == 0 && active.accepted == 0) return true;  // all refused, nothing to send
+  ++active.awaited;
+  if (!chunking_) {
+    Say("DATA\r\n");
+    Expect(Stage::kData, slot);
+    awaiting_go_ahead_ = true;
+    return true;
+  }
+  Say("BDAT " + std::to_string(active.job.message->bytes) + " LAST\r\n");
+  for (const std::string_view piece : active.job.message->pieces) AddPiece(piece);
+  Expect(Stage::kEnd, slot);
+  active.body_sent = true;
+  active.end = queued_;
+  return true;
+}
+
+void SmtpClient::OnTransactionReply(const Expected& expected, const Reply& reply) {
+  if (expected.stage == Stage::kReset) {
+    if (reply.klass() != 2) return Derail("RSET was refused: " + OneLine(reply));
+    return Pump();
+  }
+  Active& active = active_[expected.slot];
+  const bool go_ahead = expected.stage == Stage::kData && reply.klass() == 3;
+  if (reply.klass() == 3 && !go_ahead) {
+    expected_.push_front(expected);  // it is not answered
+    return Derail("an answer out of place: " + OneLine(reply));
+  }
+  --active.awaited;
+  switch (expected.stage) {
+    case Stage::kMail: Save(reply, OneLine(reply), active.mail); break;
+    case Stage::kRcpt:
+      Save(reply, OneLine(reply), active.recipients[expected.index]);
+      if (reply.klass() == 2) ++active.accepted;
+      break;
+    case Stage::kData: OnDataReply(active, reply); break;
+    default:
+      Save(reply, OneLine(reply), active.body);
+      if (active.body.accepted() && active.accepted > 0) ++messages_accepted_;
+      // Commands were not known, so the bytes behind BDAT may have been read as commands.
+      if (chunking_ && (reply.code == 500 || reply.code == 502)) {
+        chunking_failed_ = true;
+        return Derail("the server offers CHUNKING and does not know BDAT");
+      }
+      break;
+  }
+  ConcludeFinished();
+  Pump();
+  ConcludeFinished();
+}
+
+void SmtpClient::OnDataReply(Active& active, const Reply& reply) {
+  awaiting_go_ahead_ = false;
+  if (reply.klass() != 3) {
+    // 2xx to DATA says nothing that makes sense; it counts as no.
+    Save(reply, OneLine(reply), active.data);
+    if (active.data.accepted()) active.data.fault = Fault::kGarbage;
+    return;
+  }
+  active.data.code = 250;
+  const auto slot = static_cast<std::size_t>(&active - active_.data());
+  ++active.awaited;
+  if (active.accepted == 0 || !active.mail.accepted()) {
+    Say(".\r\n");  // the server took DATA without a recipient: an empty end (RFC 2920, section 3.1)
+    Expect(Stage::kEnd, slot);
+    return;
+  }
+  AddStuffed(*active.job.message);
+  Expect(Stage::kEnd, slot);
+  active.body_sent = true;
+  active.end = queued_;
+}
+
+// The server closes the connection behind this reply; nothing after it is looked at.
+void SmtpClient::On421(const Expected& expected, const Reply& reply) {
+  const std::string text = OneLine(reply);
+  if (expected.stage >= Stage::kMail && expected.stage <= Stage::kEnd) {
+    Active& active = active_[expected.slot];
+    Saved& saved = expected.stage == Stage::kMail   ? active.mail
+                   : expected.stage == Stage::kRcpt ? active.recipients[expected.index]
+                   : expected.stage == Stage::kData ? active.data
+                                                    : active.body;
+    Save(reply, text, saved);
+  }
+  SessionOver({.stage = expected.stage, .code = 421, .enhanced = reply.enhanced}, text);
+}
+
+void SmtpClient::Quit() {
+  quit_asked_ = true;
+  Pump();
+}
+
+// Results
+
+bool SmtpClient::IsFinished(const Active& active) const {
+  return active.next == Step::kIssued && active.awaited == 0 && written_ >= active.end;
+}
+
+bool SmtpClient::MayHaveEnded(const Active& active) const {
+  return active.body_sent && (taken_counts_ ? taken_ : written_) >= active.end;
+}
+
+void SmtpClient::ConcludeFinished() {
+  while (!order_.empty() && IsFinished(active_[order_.front()])) {
+    Conclude(order_.front(), nullptr, {});
+  }
+  if (draining_ && order_.empty() && state_ == State::kReady) {
+    state_ = State::kOver;
+    events_.OnSessionFailed(drain_failure_, drain_text_);
+  }
+}
+
+// Tells every recipient's answer. `lost` is set when the session ended before the transaction did.
+void SmtpClient::Conclude(std::size_t slot, const Failure* lost, const std::string& lost_text) {
+  Active& active = active_[slot];
+  const bool taken = active.body_sent && active.body.accepted();
+  const bool ended = MayHaveEnded(active);
+  const bool in_front = order_.front() == slot;
+  order_.erase(std::find(order_.begin(), order_.end(), slot));
+  bytes_in_hand_ -= active.job.message->bytes;
+  if (!taken && active.mail.accepted()) unclean_ = true;
+
+  Saved open;  // for what was not answered
+  if (lost != nullptr) {
+    open.fault = lost->fault;
+    open.code = lost->code;
+    open.enhanced = lost->enhanced;
+    open.text = lost_text;
+  }
+  for (std::size_t i = 0; i < active.job.recipients.size(); ++i) {
+    const Saved& recipient = active.recipients[i];
+    const bool local = recipient.fault != Fault::kReply;
+    if (!local && active.mail.failed() && !(taken && recipient.accepted())) {
+      Tell(slot, i, active.mail, Stage::kMail, in_front);
+    } else if (recipient.failed()) {
+      Tell(slot, i, recipient, Stage::kRcpt, in_front);
+    } else if (taken && recipient.accepted()) {
+      Tell(slot, i, active.body, Stage::kEnd, in_front);
+    } else if (active.data.failed()) {
+      Tell(slot, i, active.data, Stage::kData, in_front);
+    } else if (active.body.failed()) {
+      Tell(slot, i, active.body, Stage::kEnd, in_front);
+    } else {
+      const Stage stage = ended                  ? Stage::kEnd
+                          : active.mail.open()   ? Stage::kMail
+                          : recipient.open()     ? Stage::kRcpt
+                                                 : Stage::kData;
+      Tell(slot, i, open, stage, in_front);
+    }
+  }
+  active.used = false;
+  events_.OnFinished(slot);
+}
+
+void SmtpClient::Tell(std::size_t slot, std::size_t index, const Saved& saved, Stage stage,
+                      bool in_front) {
+  const Active& active = active_[slot];
+  Answer answer;
+  answer.reply = saved.text;
+  answer.accepted = stage == Stage::kEnd && saved.accepted();
+  if (!answer.accepted) {
+    answer.failure = {.stage = stage,
+                      .fault = saved.fault,
+                      .code = saved.fault == Fault::kReply ? saved.code : 0,
+                      .enhanced = saved.enhanced,
+                      .others_accepted = active.accepted > 0,
+                      .proved = messages_accepted_ > 0,
+                      .message_ended = MayHaveEnded(active),
+                      .in_front = in_front};
+    if (state_ == State::kReady && Judge(answer.failure).renew && !draining_) {
+      draining_ = true;
+      drain_failure_ = answer.failure;
+      drain_text_ = saved.text;
+    }
+  }
+  events_.OnRecipient(slot, index, answer);
+}
+
+void SmtpClient::FailSession(Stage stage, Fault fault, const std::string& text) {
+  Failure failure;
+  failure.stage = stage;
+  failure.fault = fault;
+  SessionOver(failure, text);
+}
+
+void SmtpClient::SessionOver(const Failure& failure, const std::string& text) {
+  if (state_ == State::kOver) return;
+  state_ = State::kOver;
+  expected_.clear();
+  text_.clear();
+  parts_.clear();
+  queued_ = taken_;
+  // The first is in front, the others were waiting behind it; they keep that mark.
+  const std::vector<std::size_t> slots = order_;
+  for (std::size_t i = slots.size(); i-- > 0;) Conclude(slots[i], &failure, text);
+  Failure last = failure;
+  last.proved = messages_accepted_ > 0;
+  events_.OnSessionFailed(last, text);
+}
+
+// Output
+
+void SmtpClient::Expect(Stage stage, std::size_t slot, std::size_t index) {
+  expected_.push_back({stage, slot, index});
+}
+
+void SmtpClient::Say(std::string_view text) { Add(text); }
+
+void SmtpClient::Add(std::string_view bytes) {
+  queued_ += bytes.size();
+  if (!parts_.empty() && parts_.back().elsewhere == nullptr) {
+    parts_.back().size += bytes.size();
+  } else {
+    parts_.push_back({nullptr, text_.size(), bytes.size()});
+  }
+  text_ += bytes;
+}
+
+void SmtpClient::AddPiece(std::string_view piece) {
+  if (piece.size() < kCopyBelow) return Add(piece);
+  queued_ += piece.size();
+  parts_.push_back({piece.data(), 0, piece.size()});
+}
+
+// Doubles every dot at the beginning of a line and adds the end (RFC 5321, section 4.5.2). The very
+// first line counts, and so does a line that begins with a piece.
+void SmtpClient::AddStuffed(const RenderedMessage& message) {
+  bool line_start = true;
+  char last[2] = {'\r', '\n'};
+  for (std::string_view piece : message.pieces) {
+    if (piece.empty()) continue;
+    if (line_start && piece.front() == '.') Add(".");
+    last[0] = piece.size() > 1 ? piece[piece.size() - 2] : last[1];
+    last[1] = piece.back();
+    line_start = piece.back() == '\n';
+    for (std::size_t dot; (dot = piece.find("\n.")) != std::string_view::npos;) {
+      AddPiece(piece.substr(0, dot + 1));
+      Add(".");
+      piece.remove_prefix(dot + 1);
+    }
+    AddPiece(piece);
+  }
+  if (last[0] != '\r' || last[1] != '\n') Add("\r\n");
+  Add(".\r\n");
+}
+
+bool SmtpClient::TakeOutput(WireBytes& out) {
+  if (parts_.empty()) return false;
+  out.text.clear();
+  out.text.swap(text_);
+  out.pieces.clear();
+  for (const Part& part : parts_) {
+    const char* begin = part.elsewhere != nullptr ? part.elsewhere : out.text.data() + part.offset;
+    out.pieces.emplace_back(begin, part.size);
+  }
+  parts_.clear();
+  taken_ = queued_;
+  return true;
+}
+
+SmtpClient::Want SmtpClient::want() const {
+  if (state_ == State::kOver) return Want::kClose;
+  return state_ == State::kHandshake ? Want::kStartTls : Want::kNothing;
+}
+
+milliseconds SmtpClient::Scaled(seconds limit) const {
+  const double scaled = static_cast<double>(milliseconds(limit).count()) * options_.timeout_scale;
+  return milliseconds(std::max<std::int64_t>(1, static_cast<std::int64_t>(scaled)));
+}
+
+milliseconds SmtpClient::TimeLimit() const {
+  if (state_ == State::kOver) return milliseconds(0);
+  if (state_ == State::kNew) return Scaled(kConnectLimit);
+  if (state_ == State::kHandshake) return Scaled(kHandshakeLimit);
+  seconds limit{0};
+  if (taken_ > written_) limit = kBlockLimit;
+  if (!expected_.empty()) limit = std::max(limit, LimitOf(expected_.front().stage));
+  return limit.count() == 0 ? milliseconds(0) : Scaled(limit);
+}
+
+}  // namespace vespro::engine
