@@ -6,37 +6,16 @@
 #include <cstring>
 #include <memory>
 
-#include "base/code_page.h"
 #include "base/files.h"
+#include "base/memory.h"
 #include "base/random.h"
 #include "base/text.h"
 
 namespace vespro::ModRecipients {
 namespace {
 
-constexpr std::size_t kReadBytes = 1024 * 1024;
-constexpr std::size_t kWriteBytes = 256 * 1024;
+constexpr std::size_t kBlockBytes = 256 * 1024;
 constexpr std::size_t kTextProbeBytes = 64 * 1024;
-
-Result<std::string> ReadList(const std::filesystem::path& path) {
-  Result<File> file = File::Open(path, File::Mode::kRead);
-  if (!file.ok()) return file.status();
-  Result<std::uint64_t> size = file->Size();
-  if (!size.ok()) return size.status();
-  std::string bytes;
-  if (size.value() >= bytes.max_size()) {
-    return Status(Code::kBadInput, "'" + ModFiles::ToUtf8(path) + "' is too large");
-  }
-  // Room for the line end that the last line may lack.
-  bytes.reserve(static_cast<std::size_t>(size.value()) + 1);
-  const auto block = std::make_unique_for_overwrite<char[]>(kReadBytes);
-  for (;;) {
-    Result<std::size_t> count = file->Read(block.get(), kReadBytes);
-    if (!count.ok()) return count.status();
-    if (count.value() == 0) return bytes;
-    bytes.append(block.get(), count.value());
-  }
-}
 
 // How often `counts(i)` is true below `size`. Short inner rounds let the compiler count in bytes,
 // sixteen at a time.
@@ -56,56 +35,72 @@ std::size_t CountIf(std::size_t size, const Predicate& counts) {
   return total;
 }
 
-// Makes every line end in LF, with a CR before it where the file has CR LF. Returns the lines.
-std::size_t UnifyLineEnds(std::string& bytes) {
-  if (bytes.back() != '\n') bytes += '\n';
-  const char* const data = bytes.data();
-  const std::size_t last = bytes.size() - 1;
-  const auto is_lone_cr = [data](std::size_t i) { return data[i] == '\r' && data[i + 1] != '\n'; };
-  if (CountIf(last, is_lone_cr) > 0) {
-    for (std::size_t i = 0; i < last; ++i) {
-      if (is_lone_cr(i)) bytes[i] = '\n';
-    }
-  }
-  return CountIf(bytes.size(), [data](std::size_t i) { return data[i] == '\n'; });
-}
+// A file in blocks of whole lines. Every line of a block ends in LF, with a CR before it where the
+// file has CR LF.
+class Blocks {
+ public:
+  explicit Blocks(File& file) : file_(file), block_(kBlockBytes, '\0') {}
 
-std::size_t LineEnd(const std::string& bytes, std::size_t begin) {
-  const void* const end = std::memchr(bytes.data() + begin, '\n', bytes.size() - begin);
-  return static_cast<std::size_t>(static_cast<const char*>(end) - bytes.data());
-}
-
-// Lower-cases the lines that are not pure ASCII, by the same rules as a single address. A letter's
-// other case may have more bytes, or fewer; from the first such line on the text is built anew.
-void LowerBeyondAscii(std::string& bytes) {
-  std::string rebuilt;
-  std::string line;
-  for (std::size_t begin = 0; begin < bytes.size();) {
-    const std::size_t end = LineEnd(bytes, begin);
-    const std::string_view old = std::string_view(bytes).substr(begin, end - begin);
-    line.assign(old);
-    if (!ModText::IsAscii(line)) ModRow::LowerAddress(line);
-    if (rebuilt.empty() && line.size() == old.size()) {
-      std::copy(line.begin(), line.end(), bytes.begin() + static_cast<std::ptrdiff_t>(begin));
-    } else {
-      if (rebuilt.empty()) {
-        rebuilt.reserve(bytes.size() + bytes.size() / 16);
-        rebuilt.assign(bytes, 0, begin);
+  // The next block, valid and free to be changed until the next call; empty at the end.
+  Result<std::string_view> Next() {
+    std::memmove(block_.data(), block_.data() + given_, filled_ - given_);
+    filled_ -= given_;
+    given_ = 0;
+    while (given_ == 0) {
+      // The last byte stays free for the line end that the last line may lack.
+      if (filled_ + 1 == block_.size()) block_.resize(2 * block_.size());
+      Result<std::size_t> count = file_.Read(block_.data() + filled_, block_.size() - 1 - filled_);
+      if (!count.ok()) return count.status();
+      filled_ += count.value();
+      if (count.value() > 0) {
+        given_ = EndOfWholeLines();
+      } else {
+        if (filled_ > 0 && block_[filled_ - 1] != '\n') block_[filled_++] = '\n';
+        given_ = filled_;
+        break;
       }
-      rebuilt.append(line).append(1, '\n');
     }
-    begin = end + 1;
+    UnifyLineEnds();
+    return std::string_view(block_).substr(0, given_);
   }
-  if (!rebuilt.empty()) bytes = std::move(rebuilt);
+  char* data() { return block_.data(); }
+
+ private:
+  // A CR in the last place may have its LF in the next block.
+  std::size_t EndOfWholeLines() const {
+    if (block_[filled_ - 1] == '\n') return filled_;
+    const std::size_t end = std::string_view(block_).substr(0, filled_ - 1).find_last_of("\r\n");
+    return end == std::string_view::npos ? 0 : end + 1;
+  }
+
+  void UnifyLineEnds() {
+    const char* const data = block_.data();
+    const auto is_lone_cr = [data](std::size_t i) {
+      return data[i] == '\r' && data[i + 1] != '\n';
+    };
+    if (CountIf(given_, is_lone_cr) == 0) return;
+    for (std::size_t i = 0; i < given_; ++i) {
+      if (is_lone_cr(i)) block_[i] = '\n';
+    }
+  }
+
+  File& file_;
+  std::string block_;
+  std::size_t filled_ = 0;  // how much of the block was read
+  std::size_t given_ = 0;   // how much of that are the lines given last
+};
+
+void ReserveLarge(std::string& text, std::uint64_t size) {
+  text.reserve(static_cast<std::size_t>(size));
+  ModMemory::PreferLargePages(text.data(), text.capacity());
 }
 
-void LowerAll(std::string& bytes) {
-  unsigned char all = 0;
-  for (char& c : bytes) {
-    c = static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
-    all = static_cast<unsigned char>(all | static_cast<unsigned char>(c));
+// Only lines beyond ASCII need more than this.
+void LowerAscii(char* data, std::size_t size) {
+  for (std::size_t i = 0; i < size; ++i) {
+    const char c = data[i];
+    data[i] = static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
   }
-  if ((all & 0x80) != 0) LowerBeyondAscii(bytes);
 }
 
 // A keyed hash: the key is new in every run, so that nobody can write a list whose addresses all
@@ -141,26 +136,37 @@ class Hasher {
   std::uint64_t factor_;
 };
 
-// The set of addresses: open addressing, eight bytes a place. A place holds the beginning of the
-// address's line among the kept ones, plus one, and sixteen bits of its hash; 0 is free.
+// The set of addresses: open addressing, eight bytes a place. A place holds where the address's
+// line begins among the kept ones, plus one, and sixteen bits of its hash; 0 is free.
 class Places {
  public:
-  // Never full: a quarter more places than lines. False when the system has no such memory.
-  bool Make(std::size_t lines) {
-    if (lines > kMaxLines) return false;
-    count_ = lines + lines / 4 + 16;
+  // Room for `count` addresses without growing. False when the system has no such memory.
+  bool Reserve(std::uint64_t count) {
+    if (count > kMaxCount) return false;
+    size_ = static_cast<std::size_t>(count + count / 4 + 16);
+    room_ = static_cast<std::size_t>(count);
     // Zeroed pages that nobody touches cost nothing, as when most lines are duplicates.
-    places_.reset(static_cast<std::uint64_t*>(std::calloc(count_, sizeof(std::uint64_t))));
-    return places_ != nullptr;
+    places_.reset(static_cast<std::uint64_t*>(std::calloc(size_, sizeof(std::uint64_t))));
+    if (places_ == nullptr) return false;
+    ModMemory::PreferLargePages(places_.get(), size_ * sizeof(std::uint64_t));
+    return true;
   }
+  std::size_t room() const { return room_; }
 
   void Prefetch(std::uint64_t hash) const { __builtin_prefetch(&places_[First(hash)]); }
+
+  // Where the kept line begins that a look-up will be compared with first; false when with none.
+  bool Likely(std::uint64_t hash, std::size_t& begin) const {
+    const std::uint64_t place = places_[First(hash)];
+    begin = static_cast<std::size_t>((place >> 16) - 1);
+    return place != 0 && (place & 0xFFFF) == (hash & 0xFFFF);
+  }
 
   // True when no kept line `is_same(begin)`; then `begin` has been noted down for this one.
   template <class IsSame>
   bool Insert(std::uint64_t hash, std::uint64_t begin, const IsSame& is_same) {
     const std::uint64_t tag = hash & 0xFFFF;
-    for (std::size_t i = First(hash);; i = i + 1 < count_ ? i + 1 : 0) {
+    for (std::size_t i = First(hash);; i = i + 1 < size_ ? i + 1 : 0) {
       std::uint64_t& place = places_[i];
       if (place == 0) {
         place = (begin + 1) << 16 | tag;
@@ -174,107 +180,121 @@ class Places {
 
  private:
   // First() spreads over at most 2^32 places.
-  static constexpr std::uint64_t kMaxLines = 3'000'000'000;
+  static constexpr std::uint64_t kMaxCount = 3'000'000'000;
   std::size_t First(std::uint64_t hash) const {
-    return static_cast<std::size_t>(((hash >> 32) * std::uint64_t{count_}) >> 32);
+    return static_cast<std::size_t>(((hash >> 32) * std::uint64_t{size_}) >> 32);
   }
 
   struct Free {
     void operator()(std::uint64_t* places) const { std::free(places); }
   };
   std::unique_ptr<std::uint64_t[], Free> places_;
-  std::size_t count_ = 0;
+  std::size_t size_ = 0;
+  std::size_t room_ = 0;
 };
 
-// What is kept moves to the front of the buffer, each line ended by LF; it never overtakes what is
-// still to be read. Lines go through in small groups, so that the memory that a line's look-up
-// needs is on its way while the next ones are split and hashed.
+// Lines go through in small groups, so that the memory that a line's look-up needs is on its way
+// while the next ones are split and hashed.
 class Deduplicator {
  public:
-  Deduplicator(const Distribution& list, const std::function<void()>& do_events, std::string bytes)
-      : list_(list), do_events_(do_events), bytes_(std::move(bytes)) {}
+  Deduplicator(const Distribution& list, const std::function<void()>& do_events)
+      : list_(list), do_events_(do_events), is_csv_(list.kind == ListKind::kCsv) {}
 
-  Status Run() {
-    const std::size_t lines = UnifyLineEnds(bytes_);
-    if (list_.kind != ListKind::kCsv) LowerAll(bytes_);
-    if (!places_.Make(lines)) {
-      return Status(Code::kBadInput, "'" + list_.path + "' has too many lines for this machine");
+  Status Run(File& file, std::uint64_t file_bytes) {
+    Blocks blocks(file);
+    for (bool first = true;; first = false) {
+      Result<std::string_view> block = blocks.Next();
+      if (!block.ok()) return block.status();
+      std::string_view lines = block.value();
+      if (lines.empty()) break;
+      if (!is_csv_) LowerAscii(blocks.data(), lines.size());
+      if (first) {
+        if (Status started = Start(lines, file_bytes); !started.ok()) return started;
+      }
+      while (!lines.empty()) {
+        if (Status taken = TakeLine(lines); !taken.ok()) return taken;
+      }
+      if (Status finished = FinishGroup(); !finished.ok()) return finished;
     }
-    std::size_t begin = 0;
-    if (bytes_.starts_with(ModRow::kByteOrderMark)) {
-      head_ = ModRow::kByteOrderMark;
-      begin = head_.size();
-    }
-    if (list_.kind == ListKind::kCsv && list_.header) begin = TakeHeader(begin);
-    while (begin < bytes_.size()) begin = TakeLine(begin);
-    FinishGroup();
-    return {};
+    return line_number_ > 0 ? Status() : Status(Code::kBadInput, std::string(kBlankFile));
   }
 
-  Status Write(const std::filesystem::path& path) {
+  Status Write(const std::filesystem::path& path) const {
     Result<AtomicFile> file = AtomicFile::Create(path);
     if (!file.ok()) return file.status();
-    std::string block = head_;
-    for (std::size_t begin = 0; begin < kept_;) {
-      const std::size_t end = LineEnd(bytes_, begin);
-      block.append(bytes_, begin, end - begin).append("\r\n");
-      begin = end + 1;
-      if (block.size() < kWriteBytes) continue;
-      if (Status status = file->Write(block); !status.ok()) return status;
-      block.clear();
-    }
-    if (Status status = file->Write(block); !status.ok()) return status;
+    if (Status status = file->Write(head_); !status.ok()) return status;
+    if (Status status = file->Write(kept_); !status.ok()) return status;
     return file->Commit();
   }
 
   Loaded& loaded() { return loaded_; }
 
  private:
+  static constexpr std::string_view kLineEnd = "\r\n";
+
   struct Pending {
     std::string_view line;  // what is kept: the address of a TEXT list, a CSV table's row
     std::string_view key;
-    std::string address;  // where `key` points for a CSV table
+    std::string address;  // where `key` points unless it is a piece of the block
     std::uint64_t hash = 0;
   };
 
-  std::string_view Line(std::size_t begin, std::size_t end) const {
-    if (end > begin && bytes_[end - 1] == '\r') --end;
-    return std::string_view(bytes_.data() + begin, end - begin);
-  }
-
-  std::size_t TakeHeader(std::size_t begin) {
-    ++line_number_;
-    const std::size_t end = LineEnd(bytes_, begin);
-    if (const std::string_view header = Line(begin, end); !header.empty()) {
-      head_.append(header).append("\r\n");
+  // The text's check, the byte-order mark, and memory for as many lines as the first block
+  // promises. Memory that is only reserved and never touched costs nothing.
+  Status Start(std::string_view& lines, std::uint64_t file_bytes) {
+    Status text = ModDistribution::CheckIsText(list_.path, lines.substr(0, kTextProbeBytes));
+    if (!text.ok()) return text;
+    const char* const data = lines.data();
+    const std::size_t count =
+        CountIf(lines.size(), [data](std::size_t i) { return data[i] == '\n'; });
+    const double share = static_cast<double>(file_bytes) / static_cast<double>(lines.size());
+    const auto promised =
+        static_cast<std::uint64_t>(static_cast<double>(count) * share * 1.05) + 16;
+    if (file_bytes + promised > kept_.max_size() || !places_.Reserve(promised)) return TooLarge();
+    ReserveLarge(kept_, file_bytes + promised);
+    ReserveLarge(loaded_.duplicate_addresses, file_bytes);
+    if (lines.starts_with(ModRow::kByteOrderMark)) {
+      head_ = ModRow::kByteOrderMark;
+      lines.remove_prefix(head_.size());
     }
-    return end + 1;
+    return {};
   }
 
-  // Returns where the next line begins.
-  std::size_t TakeLine(std::size_t begin) {
-    ++line_number_;
+  Status TooLarge() const {
+    return Status(Code::kBadInput, "'" + list_.path + "' has too many lines for this machine");
+  }
+
+  Status TakeLine(std::string_view& lines) {
+    std::string_view line = lines.substr(0, lines.find('\n'));
+    lines.remove_prefix(std::min(lines.size(), line.size() + 1));
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    if (++line_number_ == 1 && is_csv_ && list_.header) {
+      if (!line.empty()) head_.append(line).append(kLineEnd);
+      return {};
+    }
     if (do_events_) do_events_();
-    const std::size_t end = LineEnd(bytes_, begin);
     Pending& pending = group_[group_size_];
-    pending.line = Line(begin, end);
-    if (FindKey(pending)) {
-      pending.hash = hasher_(pending.key);
-      places_.Prefetch(pending.hash);
-      if (++group_size_ == group_.size()) FinishGroup();
-    }
-    return end + 1;
+    if (is_csv_ ? !FindCsvKey(line, pending) : !FindTextKey(line, pending)) return {};
+    pending.hash = hasher_(pending.key);
+    places_.Prefetch(pending.hash);
+    return ++group_size_ == group_.size() ? FinishGroup() : Status();
   }
 
-  bool FindKey(Pending& pending) {
-    if (list_.kind != ListKind::kCsv) {
-      pending.line = ModText::Trim(pending.line);
-      pending.key = pending.line;
-      return !pending.key.empty();
+  static bool FindTextKey(std::string_view line, Pending& pending) {
+    line = ModText::Trim(line);
+    if (!ModText::IsAscii(line)) {
+      pending.address.assign(line);
+      ModRow::LowerAddress(pending.address);
+      line = pending.address;
     }
-    const ModRow::Found found =
-        ModRow::AddressOf(pending.line, list_.kind, list_.column, pending.address);
+    pending.line = pending.key = line;
+    return !line.empty();
+  }
+
+  bool FindCsvKey(std::string_view line, Pending& pending) {
+    const ModRow::Found found = ModRow::AddressOf(line, list_.kind, list_.column, pending.address);
     if (found == ModRow::Found::kShortRow) NoteShortRow();
+    pending.line = line;
     pending.key = pending.address;
     return found == ModRow::Found::kAddress;
   }
@@ -286,46 +306,68 @@ class Deduplicator {
     }
   }
 
-  void FinishGroup() {
+  Status FinishGroup() {
+    while (loaded_.distinct + group_size_ > places_.room()) {
+      if (!Grow()) return TooLarge();
+    }
+    for (std::size_t i = 0; i < group_size_; ++i) {
+      std::size_t begin = 0;
+      if (places_.Likely(group_[i].hash, begin)) __builtin_prefetch(kept_.data() + begin);
+    }
     for (std::size_t i = 0; i < group_size_; ++i) Finish(group_[i]);
     group_size_ = 0;
+    return {};
   }
 
   void Finish(const Pending& pending) {
     const std::string_view key = pending.key;
     const auto is_same = [this, key](std::size_t begin) { return KeptKeyIs(begin, key); };
-    if (!places_.Insert(pending.hash, kept_, is_same)) {
+    if (places_.Insert(pending.hash, kept_.size(), is_same)) {
+      ++loaded_.distinct;
+      kept_.append(pending.line).append(kLineEnd);
+    } else {
       ++loaded_.duplicates;
       loaded_.duplicate_addresses.append(key).append(1, '\n');
-      return;
     }
-    ++loaded_.distinct;
-    std::memmove(bytes_.data() + kept_, pending.line.data(), pending.line.size());
-    kept_ += pending.line.size();
-    bytes_[kept_++] = '\n';
   }
 
   bool KeptKeyIs(std::size_t begin, std::string_view key) {
-    if (list_.kind != ListKind::kCsv) {
-      return key.size() < kept_ - begin && bytes_[begin + key.size()] == '\n' &&
-             std::memcmp(bytes_.data() + begin, key.data(), key.size()) == 0;
+    if (!is_csv_) {
+      return key.size() < kept_.size() - begin && kept_[begin + key.size()] == '\r' &&
+             std::memcmp(kept_.data() + begin, key.data(), key.size()) == 0;
     }
     // Asked only when the hashes agree, so nearly every time this row is the one.
-    const std::string_view row(bytes_.data() + begin, LineEnd(bytes_, begin) - begin);
-    return ModRow::AddressOf(row, list_.kind, list_.column, kept_address_) ==
-               ModRow::Found::kAddress &&
-           kept_address_ == key;
+    return KeptKey(begin) == key;
+  }
+
+  std::string_view KeptKey(std::size_t begin) {
+    const std::string_view line =
+        std::string_view(kept_).substr(begin, kept_.find('\r', begin) - begin);
+    if (!is_csv_) return line;
+    ModRow::AddressOf(line, list_.kind, list_.column, kept_address_);
+    return kept_address_;
+  }
+
+  // The lines grew shorter than they began, so there are more of them than promised.
+  bool Grow() {
+    if (!places_.Reserve(std::uint64_t{places_.room()} * 2)) return false;
+    const auto never = [](std::size_t) { return false; };
+    for (std::size_t begin = 0; begin < kept_.size();) {
+      places_.Insert(hasher_(KeptKey(begin)), begin, never);
+      begin = kept_.find('\n', begin) + 1;
+    }
+    return true;
   }
 
   const Distribution& list_;
   const std::function<void()>& do_events_;
-  std::string bytes_;
+  const bool is_csv_;
   std::string head_;  // the byte-order mark and the header row
-  std::size_t kept_ = 0;
+  std::string kept_;  // the lines of a rewritten file
   std::uint64_t line_number_ = 0;
   Hasher hasher_;
   Places places_;
-  std::array<Pending, 16> group_;
+  std::array<Pending, 32> group_;
   std::size_t group_size_ = 0;
   std::string kept_address_;
   Loaded loaded_;
@@ -336,14 +378,15 @@ class Deduplicator {
 Result<Loaded> LoadAndDeduplicate(const Distribution& list,
                                   const std::function<void()>& do_events) {
   const std::filesystem::path path = ModFiles::FromUtf8(list.path);
-  Result<std::string> bytes = ReadList(path);
-  if (!bytes.ok()) return bytes.status();
-  if (bytes->empty()) return Status(Code::kBadInput, std::string(kBlankFile));
-  const std::string_view start = std::string_view(bytes.value()).substr(0, kTextProbeBytes);
-  if (Status text = ModDistribution::CheckIsText(list.path, start); !text.ok()) return text;
-
-  Deduplicator deduplicator(list, do_events, std::move(bytes).value());
-  if (Status run = deduplicator.Run(); !run.ok()) return run;
+  Deduplicator deduplicator(list, do_events);
+  {
+    // Closed before it is replaced: Windows does not replace an open file.
+    Result<File> file = File::Open(path, File::Mode::kRead);
+    if (!file.ok()) return file.status();
+    Result<std::uint64_t> size = file->Size();
+    if (!size.ok()) return size.status();
+    if (Status run = deduplicator.Run(file.value(), size.value()); !run.ok()) return run;
+  }
   Loaded& loaded = deduplicator.loaded();
   if (loaded.duplicates > 0) {
     if (Status written = deduplicator.Write(path); !written.ok()) return written;

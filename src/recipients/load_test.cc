@@ -180,6 +180,22 @@ TEST_F(LoadTest, RefusesWhatIsNoListAndLeavesIt) {
   EXPECT_EQ(refused(folder / "missing"), Code::kNotFound);
 }
 
+TEST_F(LoadTest, LinesSpanBlocksAndGrowShorter) {
+  // A line longer than a block, a CR LF and a lone CR on either side of every block's edge, and far
+  // more lines than the first block lets expect.
+  std::string bytes = std::string(600000, 'x') + "@b\r\n";
+  for (int i = 0; i < 40000; ++i) {
+    bytes += std::to_string(i % 30000) + "@b" + (i % 2 == 0 ? "\r\n" : "\r");
+  }
+  const Distribution list{ModFiles::ToUtf8(folder / "list"), ListKind::kText};
+  const Twin twin = SlowTwin(bytes, list);
+  Result<Loaded> loaded = Load(bytes, ListKind::kText);
+  ASSERT_TRUE(loaded.ok());
+  EXPECT_EQ(loaded->duplicates, 10000U);
+  EXPECT_TRUE(loaded->duplicate_addresses == twin.duplicate_addresses);
+  EXPECT_TRUE(folder.Read("list") == twin.file);
+}
+
 TEST_F(LoadTest, ManyLines) {
   // Every place of the table and every block of the writer is used; one address comes back at the
   // end.

@@ -62,6 +62,10 @@ Status DecodeSecrets(AccountEntry& entry) {
   if (!login.ok()) return Status(Code::kBadInput, "the login name is not stored as it should be");
   Result<std::string> password = ModPassword::DecodePassword(entry.encoded_password);
   if (!password.ok()) return Status(Code::kBadInput, "the password is not stored as it should be");
+  // A line that was cut off, for a dialog takes the two only as a pair.
+  if (!login->empty() && password->empty()) {
+    return Status(Code::kBadInput, "there is a login name but no password");
+  }
   entry.login = std::move(login).value();
   entry.password = std::move(password).value();
   return {};

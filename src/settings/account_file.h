@@ -25,8 +25,8 @@ struct AccountEntry {
   std::string encoded_login;
   std::string encoded_password;
 
-  // A line that is no entry, or whose login or password can't be decoded. `damage` says why,
-  // without secrets; `raw_line` is written back as it stands.
+  // A line that is no entry, or whose login or password can't be decoded or lacks its other half.
+  // `damage` says why, without secrets; `raw_line` is written back as it stands.
   bool damaged = false;
   std::string damage;
   std::string raw_line;
