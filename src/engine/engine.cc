@@ -338,7 +338,7 @@ Result<double> ParseRate(std::string_view text) {
   if (unit == "min") seconds = 60;
   if (unit == "h") seconds = 3600;
   if (unit == "day") seconds = 86400;
-  if (!whole || number <= 0 || seconds == 0) {
+  if (!whole || !(number > 0 && number < 1e9) || seconds == 0) {
     return Status(Code::kUsage, "a rate is a number and /s, /min, /h or /day, such as 30/min");
   }
   return number / seconds;

@@ -352,7 +352,7 @@ Result<Journal> Journal::Open(const fs::path& folder, const ListIdentity& list, 
   } else {
     AppendHeader(journal.buffer_, list);
   }
-  if (Status status = journal.Flush(true); !status.ok()) return status;
+  if (Status status = journal.Flush(!loaded.usable); !status.ok()) return status;
   return journal;
 }
 

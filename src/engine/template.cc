@@ -49,12 +49,19 @@ const std::string& Template::DateField() {
   return date_;
 }
 
+std::string Template::UniqueText() {
+  std::string text(32, '0');
+  std::uint64_t bits = 0;
+  for (std::size_t i = 0; i < text.size(); ++i, bits >>= 4) {
+    if (i % 16 == 0) bits = randomness_.Next();
+    text[i] = "0123456789abcdef"[bits & 15];
+  }
+  return text;
+}
+
 void Template::AppendMessageId(std::string& out) {
-  std::array<char, 48> unique{};
-  std::snprintf(unique.data(), unique.size(), "Message-ID: <%016llx%016llx@",
-                static_cast<unsigned long long>(randomness_.Next()),
-                static_cast<unsigned long long>(randomness_.Next()));
-  out.append(unique.data()).append(DomainOf(sender_)).append(">\r\n");
+  out.append("Message-ID: <").append(UniqueText()).append("@").append(DomainOf(sender_)) +=
+      ">\r\n";
 }
 
 void Template::ReadValues(std::string_view row) {

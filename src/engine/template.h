@@ -87,6 +87,7 @@ class Template final : public Renderer {
   void Seal();
 
   const std::string& DateField();
+  std::string UniqueText();
   void AppendMessageId(std::string& out);
   void ReadValues(std::string_view row);
   void AppendSlot(std::string& out, const MergeSlot& slot);

@@ -1,7 +1,5 @@
 // The once-per-job half of Template: reads the message file and lays out the segments.
 #include <algorithm>
-#include <array>
-#include <cstdio>
 
 #include "base/code_page.h"
 #include "base/lines.h"
@@ -309,14 +307,11 @@ Status Template::AddMultipart(const MimePart& part) {
   if (part.children.empty()) {
     return Status(Code::kBadInput, "the message has a multipart without parts");
   }
-  std::array<char, 48> boundary{};
   // "=_" stands in no quoted-printable or Base64 text, so no value can end the part.
-  std::snprintf(boundary.data(), boundary.size(), "=_%016llx%016llx",
-                static_cast<unsigned long long>(randomness_.Next()),
-                static_cast<unsigned long long>(randomness_.Next()));
+  const std::string boundary = "=_" + UniqueText();
   AddBytes("Content-Type: " + TypeOf(part) + Parameters(part.parameters, {"boundary"}) +
-           ";\r\n boundary=\"" + boundary.data() + "\"\r\n" + DescribingFields(part) + "\r\n");
-  const std::string line = "--" + std::string(boundary.data());
+           ";\r\n boundary=\"" + boundary + "\"\r\n" + DescribingFields(part) + "\r\n");
+  const std::string line = "--" + boundary;
   for (const MimePart& child : part.children) {
     AddBytes(line + "\r\n");
     if (Status status = AddPart(child); !status.ok()) return status;

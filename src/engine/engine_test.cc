@@ -1,0 +1,391 @@
+#include "engine/engine.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "base/testing.h"
+#include "base/text.h"
+#include "engine/job.h"
+#include "engine/journal.h"
+#include "engine/preview.h"
+#include "engine/progress.h"
+#include "settings/password.h"
+
+namespace vespro::engine {
+namespace {
+
+// A mail server's behaviour, by address, in place of the wire.
+struct FakeDelivery {
+  std::map<std::string, State> verdicts;  // kSent for all others
+  std::vector<std::string> sent;          // every message that was given out
+  std::size_t stop_after = 1'000'000;     // messages; then as `stop_reason`
+  DeliveryEnd::Reason stop_reason = DeliveryEnd::Reason::kStopped;
+  bool stop_on_the_wire = false;  // the last message gets no verdict, as if the power went
+  bool forget_one = false;        // a fault that the count at the end must show
+
+  DeliveryEnd operator()(const DeliveryOptions&, const std::vector<Account>& accounts,
+                         WorkSource& source, Renderer& renderer, ResultSink& results,
+                         const std::function<void(const Progress&)>& on_tick) {
+    DeliveryEnd end;
+    const std::string server =
+        accounts.front().server + ":" + std::to_string(accounts.front().port);
+    RenderedMessage message;
+    for (std::size_t count = 0;; ++count) {
+      Result<std::vector<Recipient>> next = source.Next(renderer.recipients_per_message());
+      if (!next.ok()) return {DeliveryEnd::Reason::kCannotRecord, next.status(), {}};
+      if (next->empty()) return end;
+      if (count == stop_after && !stop_on_the_wire) return {stop_reason, {}, {}};
+      renderer.Render(next.value(), message);
+      Status status = results.Sending(next.value(), server);
+      if (!status.ok()) return {DeliveryEnd::Reason::kCannotRecord, status, {}};
+      for (const Recipient& recipient : next.value()) sent.push_back(recipient.address);
+      if (count == stop_after) return {stop_reason, {}, {}};
+      for (const Recipient& recipient : next.value()) {
+        if (std::exchange(forget_one, false)) continue;
+        status = results.Record(recipient, OutcomeFor(recipient.address, server));
+        if (!status.ok()) return {DeliveryEnd::Reason::kCannotRecord, status, {}};
+      }
+      on_tick({});
+    }
+  }
+
+  Outcome OutcomeFor(const std::string& address, const std::string& server) const {
+    const auto found = verdicts.find(address);
+    const State state = found == verdicts.end() ? State::kSent : found->second;
+    return {state, 1, server, state == State::kSent ? "250 ok" : "550 \"no\", <go> away"};
+  }
+};
+
+class EngineTest : public ::testing::Test {
+ protected:
+  EngineTest() {
+    folder_.Write("list.csv",
+                  "Mail,Name\r\na@x.org,Ann\r\nb@x.org,\"Bob, Jr\"\r\nnobody,Nick\r\n"
+                  "A@x.org,Ann again\r\nc@x.org,Cid\r\nd@x.org,Dan\r\n");
+    folder_.Write("message.eml",
+                  "TO: \r\nFROM: \"The Club\"<club@x.org>\r\nSubject: Hi, #NAME <now>\r\n\r\n"
+                  "Dear #NAME\r\n");
+    WriteJob(0);
+  }
+
+  void WriteJob(int bcc_mode) {
+    folder_.Write("Vespro.cfg", "CONNECTION=2\r\nDISTRIBUTION FILE=" + Path("list.csv") +
+                                    ",CSV,0,HEADER\r\nBCC MODE=" + std::to_string(bcc_mode) +
+                                    "\r\nMESSAGE FILE=" + Path("message.eml") +
+                                    "\r\nHOST=mail.x.org,25,,\r\n");
+  }
+
+  int Run(FakeDelivery& delivery) {
+    out_.text.clear();
+    err_.text.clear();
+    EngineWorld world{clock_, randomness_, out_, err_, false, std::ref(delivery)};
+    options_.job_file = folder_ / "Vespro.cfg";
+    return RunEngine(options_, world);
+  }
+
+  std::string Path(std::string_view name) const { return ModFiles::ToUtf8(folder_ / name); }
+
+  TemporaryFolder folder_;
+  FixedClock clock_{std::chrono::system_clock::time_point(std::chrono::seconds(1'700'000'000))};
+  CountingRandomness randomness_;
+  StringSink out_, err_;
+  EngineOptions options_;
+};
+
+using Addresses = std::vector<std::string>;
+
+// Local times differ from machine to machine.
+std::string WithoutTimes(std::string text) {
+  for (const std::string key : {"Started: ", "Ended: "}) {
+    const std::size_t at = text.find(key);
+    if (at == std::string::npos) continue;
+    text.erase(at, text.find("\r\n", at) + 2 - at);
+  }
+  return text;
+}
+
+TEST_F(EngineTest, AWholeJobAndItsReports) {
+  FakeDelivery delivery;
+  delivery.verdicts = {{"b@x.org", State::kRefused}, {"c@x.org", State::kUnknown}};
+  EXPECT_EQ(Run(delivery), kExitSomeNotSent);
+  EXPECT_EQ(delivery.sent, (Addresses{"a@x.org", "b@x.org", "c@x.org", "d@x.org"}));
+  EXPECT_EQ(err_.text, "");
+  EXPECT_TRUE(out_.text.starts_with("2 sent, 1 refused, 2 skipped, 1 unknown; report: "))
+      << out_.text;
+
+  EXPECT_EQ(WithoutTimes(folder_.Read("report.txt")),
+            "Subject: Hi, #NAME <now>\r\nFrom: The Club <club@x.org>\r\nList: " +
+                Path("list.csv") +
+                "\r\nResult: finished\r\nsent: 2\r\nrefused: 1\r\nfailed: 0\r\nskipped: 2\r\n"
+                "unknown: 1\r\nAccount: mail.x.org:25 sent 2 refused 1 unknown 1\r\n\r\n"
+                "a@x.org\tsent\t1\tmail.x.org:25\t250 ok\r\n"
+                "b@x.org\trefused\t1\tmail.x.org:25\t550 \"no\", <go> away\r\n"
+                "nobody\tskipped\t0\t\tline 4: not an address: no \"@\"\r\n"
+                "a@x.org\tskipped\t0\t\tline 5: duplicate of an earlier line\r\n"
+                "c@x.org\tunknown\t1\tmail.x.org:25\t550 \"no\", <go> away\r\n"
+                "d@x.org\tsent\t1\tmail.x.org:25\t250 ok\r\n");
+  // Neither the duplicate nor the unknown: sending to this file must mail nobody twice.
+  EXPECT_EQ(folder_.Read("failed.csv"),
+            "Mail,Name,state,reason\r\n"
+            "b@x.org,\"Bob, Jr\",refused,550 no; <go> away\r\n"
+            "nobody,Nick,skipped,line 4: not an address: no @\r\n");
+
+  const std::string html = folder_.Read("report.html");
+  const std::string first = html.substr(0, html.find('\n'));
+  const std::size_t title = first.find("<title>Hi; #NAME &lt;now&gt;</title>");
+  ASSERT_NE(title, std::string::npos) << first;
+  EXPECT_EQ(first.substr(0, title).find(','), std::string::npos) << first;
+  std::vector<std::size_t> order;  // problems, then skipped rows, then the others
+  for (const char* cell : {">b@x.org<", ">c@x.org<", ">nobody<", ">d@x.org<"}) {
+    order.push_back(html.find(cell));
+    ASSERT_NE(order.back(), std::string::npos) << cell;
+  }
+  EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
+  EXPECT_EQ(html.find("<go>"), std::string::npos);
+  EXPECT_EQ(html.find("<script"), std::string::npos);
+  EXPECT_NE(html.find("name=\"viewport\""), std::string::npos);
+}
+
+TEST_F(EngineTest, AFinishedJobIsNotSentAgain) {
+  FakeDelivery delivery;
+  EXPECT_EQ(Run(delivery), kExitSomeNotSent);  // the row without an address
+  const std::string journal = folder_.Read("journal");
+  FakeDelivery again;
+  EXPECT_EQ(Run(again), kExitSomeNotSent);
+  EXPECT_EQ(again.sent, Addresses{});
+  EXPECT_TRUE(out_.text.starts_with("this job was finished before; nobody is left\n4 sent"))
+      << out_.text;
+  options_.fresh = true;
+  EXPECT_EQ(Run(again), kExitSomeNotSent);
+  EXPECT_EQ(again.sent.size(), 4u);
+  EXPECT_TRUE(folder_.Read("journal.old").starts_with(journal));
+}
+
+TEST_F(EngineTest, ExitsZeroWhenOnlyDuplicatesWereSkipped) {
+  folder_.Write("list.csv", "Mail,Name\na@x.org,A\na@x.org,B\n\n");
+  FakeDelivery delivery;
+  EXPECT_EQ(Run(delivery), kExitAllSent);
+  EXPECT_FALSE(ModFiles::IsFile(folder_ / "failed.csv"));
+}
+
+// Stopped after every possible message, in and between messages: taken together the runs send to
+// everybody, and to nobody twice.
+TEST_F(EngineTest, StoppedAnywhereAndStartedAgain) {
+  for (std::size_t stop = 0; stop <= 4; ++stop) {
+    for (bool on_the_wire : {false, true}) {
+      SCOPED_TRACE(std::to_string(stop) + (on_the_wire ? " on the wire" : ""));
+      ModFiles::Remove(folder_ / "journal").Ignore();  // the last round's
+      FakeDelivery first;
+      first.stop_after = stop;
+      first.stop_on_the_wire = on_the_wire;
+      const bool stopped = stop < 4;
+      EXPECT_EQ(Run(first), stopped ? kExitInterrupted : kExitSomeNotSent);
+      FakeDelivery second;
+      EXPECT_EQ(Run(second), kExitSomeNotSent);
+      Addresses all = first.sent;
+      all.insert(all.end(), second.sent.begin(), second.sent.end());
+      EXPECT_EQ(all, (Addresses{"a@x.org", "b@x.org", "c@x.org", "d@x.org"}));
+      const bool one_unknown = stopped && on_the_wire;
+      EXPECT_EQ(out_.text.find("1 unknown") != std::string::npos, one_unknown) << out_.text;
+
+      options_.resend_unknown = true;
+      FakeDelivery third;
+      EXPECT_EQ(Run(third), kExitSomeNotSent);
+      EXPECT_EQ(third.sent.size(), one_unknown ? 1u : 0u);
+      EXPECT_NE(out_.text.find("4 sent, 2 skipped;"), std::string::npos) << out_.text;
+      options_.resend_unknown = false;
+    }
+  }
+}
+
+TEST_F(EngineTest, AChangedListIsRefused) {
+  FakeDelivery delivery;
+  delivery.stop_after = 1;
+  EXPECT_EQ(Run(delivery), kExitInterrupted);
+  folder_.Write("list.csv", "Mail,Name\r\nz@x.org,Zoe\r\n");
+  FakeDelivery again;
+  EXPECT_EQ(Run(again), kExitBadInput);
+  EXPECT_EQ(again.sent, Addresses{});
+  EXPECT_NE(err_.text.find("--fresh"), std::string::npos) << err_.text;
+}
+
+TEST_F(EngineTest, TwoEnginesOnOneJob) {
+  Result<FileLock> other = FileLock::Take(folder_ / "journal.lock", FileLock::Wait::kNo);
+  ASSERT_TRUE(other.ok());
+  FakeDelivery delivery;
+  EXPECT_EQ(Run(delivery), kExitRunAgain);
+  EXPECT_NE(err_.text.find("another engine"), std::string::npos) << err_.text;
+  EXPECT_EQ(delivery.sent, Addresses{});
+}
+
+TEST_F(EngineTest, AMissingVerdictIsAnInternalError) {
+  FakeDelivery delivery;
+  delivery.forget_one = true;
+  EXPECT_EQ(Run(delivery), kExitInternal);
+  EXPECT_NE(folder_.Read("report.txt").find("do not add up"), std::string::npos);
+}
+
+TEST_F(EngineTest, TurboHasARowForEachPerson) {
+  WriteJob(3);
+  FakeDelivery delivery;
+  EXPECT_EQ(Run(delivery), kExitSomeNotSent);
+  EXPECT_NE(out_.text.find("4 sent"), std::string::npos) << out_.text;
+}
+
+TEST_F(EngineTest, PagesAndTheirLinks) {
+  std::string list = "Mail,Name\n";
+  for (int i = 0; i < 7; ++i) list += "p" + std::to_string(i) + "@x.org,\n";
+  folder_.Write("list.csv", list);
+  folder_.Write("report-4.html", "an earlier run's");
+  options_.entries_per_page = 3;
+  FakeDelivery delivery;
+  delivery.verdicts = {{"p6@x.org", State::kFailed}};
+  EXPECT_EQ(Run(delivery), kExitSomeNotSent);
+  const std::string first = folder_.Read("report.html"), last = folder_.Read("report-3.html");
+  EXPECT_NE(first.find(">p6@x.org<"), std::string::npos);
+  EXPECT_NE(first.find("href=\"report-2.html\""), std::string::npos);
+  EXPECT_NE(last.find(">p5@x.org<"), std::string::npos);
+  EXPECT_NE(last.find("href=\"report.html\""), std::string::npos);
+  EXPECT_EQ(last.find("report-4.html"), std::string::npos);
+  EXPECT_FALSE(ModFiles::IsFile(folder_ / "report-4.html"));
+}
+
+TEST_F(EngineTest, DryRunRendersAndTouchesNothingElse) {
+  options_.dry_run = folder_ / "mail";
+  FakeDelivery delivery;
+  EXPECT_EQ(Run(delivery), kExitAllSent);
+  EXPECT_EQ(delivery.sent, Addresses{});
+  EXPECT_EQ(folder_.Count(), 4);  // the list, the message, the job, and mail
+  Addresses greetings;
+  for (const auto& entry : std::filesystem::directory_iterator(folder_ / "mail/new")) {
+    const std::string text = ModFiles::ReadAll(entry.path()).value();
+    const std::size_t dear = text.find("Dear");
+    greetings.push_back(text.substr(dear));
+  }
+  std::sort(greetings.begin(), greetings.end());
+  EXPECT_EQ(greetings,
+            (Addresses{"Dear=20\"Bob\r\n", "Dear=20Ann\r\n", "Dear=20Cid\r\n", "Dear=20Dan\r\n"}));
+}
+
+TEST_F(EngineTest, PreviewOfARow) {
+  const Distribution list{Path("list.csv"), ListKind::kCsv, 0, true};
+  Result<std::string> third =
+      RenderRow(folder_ / "message.eml", 0, list, 3, clock_, randomness_);
+  ASSERT_TRUE(third.ok()) << third.status().text();
+  EXPECT_NE(third->find("To: c@x.org\r\n"), std::string::npos);
+  EXPECT_NE(third->find("Dear=20Cid"), std::string::npos);
+  EXPECT_EQ(RenderRow(folder_ / "message.eml", 0, list, 5, clock_, randomness_).status().code(),
+            Code::kUsage);
+}
+
+TEST_F(EngineTest, ExitCodes) {
+  FakeDelivery delivery;
+  delivery.stop_after = 0;
+  delivery.stop_reason = DeliveryEnd::Reason::kNoLogin;
+  EXPECT_EQ(Run(delivery), kExitLogin);
+  delivery.stop_reason = DeliveryEnd::Reason::kCannotRecord;
+  EXPECT_EQ(Run(delivery), kExitRunAgain);
+  options_.json = true;
+  delivery.stop_after = 9;
+  EXPECT_EQ(Run(delivery), kExitSomeNotSent);
+  EXPECT_TRUE(out_.text.starts_with("{\"result\":\"finished\",\"sent\":4,\"refused\":0,")) << out_.text;
+  options_.json = false;
+  folder_.Write("message.eml", "no head");
+  EXPECT_EQ(Run(delivery), kExitBadInput);
+  folder_.Write("Vespro.cfg", "MESSAGE FILE=x\r\nDISTRIBUTION FILE=x,TEXT\r\n");
+  EXPECT_EQ(Run(delivery), kExitNoAccount);
+  ModFiles::Remove(folder_ / "Vespro.cfg").Ignore();  // seen by the next line
+  EXPECT_EQ(Run(delivery), kExitBadInput);
+}
+
+TEST(JobTest, ReadsTheWholeFile) {
+  const std::string secret = ModPassword::EncodePassword("s3cret");
+  Result<Job> job = ParseJob("CONNECTION= 5\r\nDISTRIBUTION FILE=C:/l/a.csv,CSV,2,VALUE\r\n"
+                             "BCC MODE=50\r\nMESSAGE FILE=C:/s/V.eml\r\nFUTURE=1\r\n"
+                             "HOST=one,25,,\r\nHOST=two,587," +
+                             ModPassword::EncodePassword("ann") + "," + secret +
+                             "\r\nHOST=one,25,,\r\nHOST=bad,smtp,," + secret + "\r\n");
+  ASSERT_TRUE(job.ok()) << job.status().text();
+  EXPECT_EQ(job->connections, 5u);
+  EXPECT_EQ(job->list.path, "C:/l/a.csv");
+  EXPECT_EQ(job->list.column, 2);
+  EXPECT_FALSE(job->list.header);
+  EXPECT_EQ(job->bcc_mode, 50);
+  EXPECT_EQ(ModFiles::ToUtf8(job->message_file), "C:/s/V.eml");
+  ASSERT_EQ(job->accounts.size(), 3u);
+  EXPECT_EQ(job->accounts[1].server, "two");
+  EXPECT_EQ(job->accounts[1].port, 587);
+  EXPECT_EQ(job->accounts[1].login, "ann");
+  EXPECT_EQ(job->accounts[1].password, "s3cret");
+  ASSERT_EQ(job->warnings.size(), 2u);
+  EXPECT_NE(job->warnings[0].find("'FUTURE'"), std::string::npos) << job->warnings[0];
+  EXPECT_NE(job->warnings[1].find("'bad'"), std::string::npos) << job->warnings[1];
+  EXPECT_EQ(job->warnings[1].find(secret), std::string::npos) << job->warnings[1];
+}
+
+TEST(JobTest, WhatIsMissingIsNamed) {
+  const std::string list = "DISTRIBUTION FILE=a,TEXT\n", message = "MESSAGE FILE=m\n",
+                    host = "HOST=h,25,,\n";
+  const struct {
+    std::string bytes;
+    Code code;
+    std::string text;
+  } rows[] = {
+      {"", Code::kBadInput, "DISTRIBUTION FILE="},
+      {message + host + "DISTRIBUTION FILE=\n", Code::kBadInput, "DISTRIBUTION FILE="},
+      {message + host + "DISTRIBUTION FILE=a.dat\n", Code::kBadInput, "TEXT or CSV"},
+      {list + host, Code::kBadInput, "MESSAGE FILE="},
+      {list + message, Code::kConfig, "HOST="},
+      {list + message + "HOST=h,0,,\n", Code::kConfig, "port"},
+      {list + message + "HOST=h,25,%%%,\n", Code::kConfig, "login"},
+      {list + message + "HOST=h,25,,p%ss\n", Code::kConfig, "password"},
+      {list + message + "HOST=h 1,25,,\n", Code::kConfig, "server"},
+      {list + message + "HOST=h\n", Code::kConfig, "four fields"},
+  };
+  for (const auto& row : rows) {
+    Result<Job> job = ParseJob(row.bytes);
+    ASSERT_FALSE(job.ok()) << row.bytes;
+    EXPECT_EQ(job.status().code(), row.code) << row.bytes;
+    EXPECT_NE(job.status().text().find(row.text), std::string::npos) << job.status().text();
+    EXPECT_EQ(job.status().text().find("p%ss"), std::string::npos);
+  }
+  Result<Job> bare = ParseJob(list + message + host);
+  ASSERT_TRUE(bare.ok());
+  EXPECT_EQ(bare->connections, 1u);
+  EXPECT_EQ(bare->bcc_mode, 0);
+}
+
+TEST(OptionsTest, RatesAndPages) {
+  EXPECT_DOUBLE_EQ(ParseRate("30/min").value(), 0.5);
+  EXPECT_DOUBLE_EQ(ParseRate("2.5/s").value(), 2.5);
+  EXPECT_DOUBLE_EQ(ParseRate("7200/h").value(), 2);
+  EXPECT_DOUBLE_EQ(ParseRate("86400/day").value(), 1);
+  for (const char* bad : {"", "30", "/s", "0/s", "-1/s", "1/month", "1 /s", "nan/s", "1/s "}) {
+    EXPECT_EQ(ParseRate(bad).status().code(), Code::kUsage) << bad;
+  }
+  EXPECT_EQ(ParseEntriesPerPage("20"), 20u);
+  for (const char* bad : {"", "0", "501", "x", "-3"}) EXPECT_EQ(ParseEntriesPerPage(bad), 100u);
+}
+
+TEST(ProgressLineTest, RedrawsOnATerminalAndKeepsQuietElsewhere) {
+  StringSink terminal, file;
+  const ProgressLine::Moment start{};
+  ProgressLine drawn(terminal, true, start), written(file, false, start);
+  Progress progress;
+  progress.sent = 100;
+  for (int ms = 0; ms <= 20'000; ms += 50) {
+    const auto now = start + std::chrono::milliseconds(ms);
+    drawn.Show(progress, ms < 10'000 ? 1000 : 0, now);
+    written.Show(progress, 100, now);
+  }
+  drawn.Finish();
+  EXPECT_EQ(std::count(terminal.text.begin(), terminal.text.end(), '\r'), 200);
+  EXPECT_TRUE(terminal.text.ends_with("\n"));
+  EXPECT_EQ(file.text,
+            "100 sent, 0 refused, 0 failed, 100 left, 10.0/s, 0:10 to go\n"
+            "100 sent, 0 refused, 0 failed, 100 left, 5.0/s, 0:20 to go\n");
+}
+
+}  // namespace
+}  // namespace vespro::engine
