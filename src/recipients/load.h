@@ -1,5 +1,5 @@
 // recipients/load.h - finds the duplicates of a distribution file and takes them out of it. Linear
-// in the file; memory is the file, its duplicates and ten bytes a line. One thread per call.
+// in the file; memory is the file and some twelve bytes a line. One thread per call.
 #pragma once
 
 #include <cstdint>
