@@ -39,6 +39,12 @@ struct WrittenJob {
   std::vector<std::string> remarks;
 };
 
+struct WrittenMessage {
+  std::filesystem::path message_file;
+  Distribution distribution;
+  std::int16_t bcc_mode = 0;
+  std::vector<std::string> remarks;
+};
 namespace ModSendJob {
 
 // Checks that the file can be a distribution file and finds its mapping. kNotFound for a missing
@@ -50,12 +56,6 @@ Status CheckList(const Distribution& distribution);
 // Writes the job into the home's sessions; the engine is not started.
 Result<WrittenJob> WriteJob(Home& home, ConsoleRules rules, const SendRequest& request);
 
-struct WrittenMessage {
-  std::filesystem::path message_file;
-  Distribution distribution;
-  std::int16_t bcc_mode = 0;
-  std::vector<std::string> remarks;
-};
 // Only the message file, into `folder`, for looking at it.
 Result<WrittenMessage> WriteMessage(Home& home, ConsoleRules rules, const SendRequest& request,
                                     const std::filesystem::path& folder);

@@ -1,0 +1,200 @@
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+#include "base/files.h"
+#include "base/lines.h"
+#include "base/text.h"
+#include "cli/verbs.h"
+#include "recipients/distribution.h"
+#include "recipients/list_text.h"
+#include "recipients/load.h"
+#include "settings/settings.h"
+#include "terminal/home.h"
+#include "terminal/send_job.h"
+#include "terminal/terminal_host.h"
+
+namespace vespro::cli {
+namespace {
+
+struct ListArguments {
+  std::string file;
+  std::string column;
+  bool header = false;
+  bool value = false;
+
+  ListChoice Choice() const {
+    ListChoice choice;
+    choice.file = ModFiles::FromUtf8(file);
+    choice.column = column;
+    if (header || value) choice.header = header;
+    return choice;
+  }
+};
+
+// The column's name among the fields of the first row; empty when there is none.
+std::string ColumnName(const Distribution& distribution) {
+  if (distribution.kind != ListKind::kCsv || distribution.column < 0) return {};
+  Result<ModDistribution::FirstRows> rows = ModDistribution::ReadFirstRows(distribution.path);
+  if (!rows.ok()) return {};
+  Result<ModDistribution::Mapping> mapping =
+      ModDistribution::ProposeMapping(rows->first, rows->second);
+  const auto column = static_cast<std::size_t>(distribution.column);
+  return mapping.ok() && column < mapping->fields.size() ? mapping->fields[column] : std::string();
+}
+
+void Print(const Globals& globals, const Distribution& distribution) {
+  const std::string_view kind = ModDistribution::KindName(distribution.kind);
+  const bool is_csv = distribution.kind == ListKind::kCsv;
+  if (globals.json) {
+    nlohmann::json data = {{"file", distribution.path}, {"kind", kind}};
+    if (is_csv) {
+      data["column"] = distribution.column + 1;
+      data["column_name"] = ColumnName(distribution);
+      data["header"] = distribution.header;
+    }
+    return PrintJson(data);
+  }
+  std::cout << "file:   " << distribution.path << "\nkind:   " << kind << "\n";
+  if (!is_csv) return;
+  std::cout << "column: " << distribution.column + 1 << " ("
+            << ModText::Printable(ColumnName(distribution))
+            << ")\nfirst line: " << (distribution.header ? "column names" : "a recipient") << "\n";
+}
+
+int Show(const Globals& globals) {
+  Result<Home> home = OpenHome(globals.home);
+  if (!home.ok()) return Fail(home.status());
+  Settings settings(*home->backend);
+  const Distribution distribution = ModDistribution::Parse(settings.Read(setting::kMailList));
+  if (distribution.path.empty()) {
+    return Fail(Status(Code::kConfig, "No file selected: choose one with 'vespro list use FILE'"));
+  }
+  Print(globals, distribution);
+  return 0;
+}
+
+int Use(const Globals& globals, const ListArguments& arguments) {
+  Result<Home> home = OpenHome(globals.home);
+  if (!home.ok()) return Fail(home.status());
+  Result<Distribution> chosen = ModSendJob::ChooseList(arguments.Choice());
+  if (!chosen.ok()) return Fail(chosen.status());
+  Settings settings(*home->backend);
+  Status written = settings.Write(setting::kMailList, ModDistribution::Compose(chosen.value()));
+  if (!written.ok()) return Fail(written);
+  Print(globals, chosen.value());
+  return 0;
+}
+
+int Kind(const Globals& globals, const ListArguments& arguments) {
+  const std::string_view kind = ModDistribution::KindName(ModDistribution::KindOf(arguments.file));
+  if (globals.json) {
+    PrintJson({{"file", arguments.file}, {"kind", kind}});
+  } else {
+    std::cout << (kind.empty() ? "unknown" : kind) << "\n";
+  }
+  return 0;
+}
+
+int Map(const Globals& globals, const ListArguments& arguments) {
+  Result<Distribution> chosen = ModSendJob::ChooseList(arguments.Choice());
+  if (!chosen.ok()) return Fail(chosen.status());
+  if (chosen->kind != ListKind::kCsv) {
+    return Fail(Status(Code::kBadInput, "'" + arguments.file + "' is no CSV table"));
+  }
+  Result<ModDistribution::FirstRows> rows = ModDistribution::ReadFirstRows(chosen->path);
+  if (!rows.ok()) return Fail(rows.status());
+  Result<ModDistribution::Mapping> mapping =
+      ModDistribution::ProposeMapping(rows->first, rows->second);
+  if (!mapping.ok()) return Fail(mapping.status());
+  if (globals.json) {
+    PrintJson(
+        {{"fields", mapping->fields}, {"column", chosen->column + 1}, {"header", chosen->header}});
+    return 0;
+  }
+  for (std::size_t i = 0; i < mapping->fields.size(); ++i) {
+    const bool is_address = static_cast<std::size_t>(chosen->column) == i;
+    std::cout << (is_address ? "* " : "  ") << i + 1 << "  "
+              << ModText::Printable(mapping->fields[i]) << "\n";
+  }
+  std::cout << "first line: " << (chosen->header ? "column names" : "a recipient") << "\n";
+  return 0;
+}
+
+int Dedupe(const Globals& globals, const ListArguments& arguments) {
+  Result<Distribution> chosen = ModSendJob::ChooseList(arguments.Choice());
+  if (!chosen.ok()) return Fail(chosen.status());
+  TerminalHost host(globals.rules, nullptr, EditorType::kPlainText);
+  if (host.MsgBox("Do you want to remove duplicate emails?", MessageIcon::kQuestion,
+                  MessageButtons::kYesNo, "Vespro") == MessageAnswer::kNo) {
+    return 0;
+  }
+  Result<ModRecipients::Loaded> loaded = ModRecipients::LoadAndDeduplicate(chosen.value());
+  if (!loaded.ok()) return Fail(loaded.status());
+  nlohmann::json removed = nlohmann::json::array();
+  std::string_view rest = loaded->duplicate_addresses;
+  for (std::string_view address; NextLine(rest, address);) {
+    if (globals.json) {
+      removed.push_back(ListText(address));
+    } else {
+      std::cout << ModText::Printable(ListText(address), 400) << "\n";
+    }
+  }
+  if (globals.json) {
+    PrintJson({{"duplicates", loaded->duplicates},
+               {"addresses", loaded->distinct},
+               {"removed", removed},
+               {"short_rows", loaded->short_rows},
+               {"short_row_lines", loaded->short_row_lines}});
+    return 0;
+  }
+  for (const std::uint64_t line : loaded->short_row_lines) {
+    Note("line " + std::to_string(line) + " has no field for the address" +
+         (loaded->rewritten ? " and was left out" : ""));
+  }
+  Note(loaded->duplicates == 0
+           ? std::string("No email duplicates found")
+           : "Found and removed " + std::to_string(loaded->duplicates) + " email duplicates, " +
+                 std::to_string(loaded->distinct) + " addresses stay");
+  return 0;
+}
+
+void AddMapping(CLI::App* verb, const std::shared_ptr<ListArguments>& arguments) {
+  verb->add_option("--column", arguments->column, "The address column: its name or number from 1")
+      ->type_name("NAME|N");
+  auto* header = verb->add_flag("--header", arguments->header, "The first line holds column names");
+  verb->add_flag("--value", arguments->value, "The first line is a recipient")->excludes(header);
+}
+
+}  // namespace
+
+void AddListVerbs(CLI::App& app, Globals& globals, Action& action) {
+  CLI::App* list = app.add_subcommand("list", "The distribution file");
+  list->require_subcommand(1);
+  auto arguments = std::make_shared<ListArguments>();
+
+  CLI::App* show = list->add_subcommand("show", "Show the current one");
+  show->footer("Example: vespro list show");
+  show->callback([&] { action = [&globals] { return Show(globals); }; });
+
+  const auto add = [&](const char* name, const char* description, const char* example, bool mapped,
+                       int (*run)(const Globals&, const ListArguments&)) {
+    CLI::App* verb = list->add_subcommand(name, description);
+    verb->add_option("FILE", arguments->file, "A text file with one address a line, or a CSV table")
+        ->required();
+    if (mapped) AddMapping(verb, arguments);
+    verb->footer(example);
+    verb->callback([&globals, &action, arguments, run] {
+      action = [&globals, arguments, run] { return run(globals, *arguments); };
+    });
+  };
+  add("use", "Make a file the current one", "Example: vespro list use members.csv --column Email",
+      true, Use);
+  add("kind", "Tell a file's kind by its name: TEXT, CSV or unknown",
+      "Example: vespro list kind members.csv", false, Kind);
+  add("map", "Show a CSV table's columns, the address column marked",
+      "Example: vespro list map members.csv", true, Map);
+  add("dedupe", "Remove duplicate addresses from a file, and print them",
+      "Example: vespro list dedupe members.txt --yes", true, Dedupe);
+}
+
+}  // namespace vespro::cli

@@ -1,0 +1,98 @@
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+#include "base/text.h"
+#include "cli/verbs.h"
+#include "settings/settings.h"
+#include "terminal/home.h"
+
+namespace vespro::cli {
+namespace {
+
+struct SettingArguments {
+  std::string name, value;
+};
+
+int List(const Globals& globals) {
+  Result<Home> home = OpenHome(globals.home);
+  if (!home.ok()) return Fail(home.status());
+  const Settings settings(*home->backend);
+  nlohmann::json data = nlohmann::json::object();
+  for (const SettingRow& row : kSettingRows) {
+    const std::string value = settings.Read(row.name);
+    if (globals.json) {
+      data[std::string(row.name)] = value;
+    } else {
+      std::cout << row.name << " = " << ModText::Printable(value, 1000) << "\n";
+    }
+  }
+  if (globals.json) {
+    PrintJson(data);
+  } else {
+    Note("kept in " + home->settings_place);
+  }
+  return 0;
+}
+
+Status UnknownName(const std::string& name) {
+  std::string names;
+  for (const SettingRow& row : kSettingRows) {
+    names += (names.empty() ? "" : ", ") + std::string(row.name);
+  }
+  return Status(Code::kUsage,
+                "there is no setting '" + ModText::Printable(name) + "'; there are: " + names);
+}
+
+int Get(const Globals& globals, const SettingArguments& arguments) {
+  const SettingRow* row = FindSetting(arguments.name);
+  if (row == nullptr) return Fail(UnknownName(arguments.name));
+  Result<Home> home = OpenHome(globals.home);
+  if (!home.ok()) return Fail(home.status());
+  const std::string value = Settings(*home->backend).Read(row->name);
+  if (globals.json) {
+    PrintJson({{"name", row->name}, {"value", value}});
+  } else {
+    std::cout << value << "\n";
+  }
+  return 0;
+}
+
+int Set(const Globals& globals, const SettingArguments& arguments) {
+  const SettingRow* row = FindSetting(arguments.name);
+  if (row == nullptr) return Fail(UnknownName(arguments.name));
+  Result<Home> home = OpenHome(globals.home);
+  if (!home.ok()) return Fail(home.status());
+  Settings settings(*home->backend);
+  Status written = settings.Write(row->name, arguments.value);
+  return written.ok() ? 0 : Fail(written);
+}
+
+}  // namespace
+
+void AddSettingsVerbs(CLI::App& app, Globals& globals, Action& action) {
+  CLI::App* settings = app.add_subcommand("settings", "Lasting settings");
+  settings->require_subcommand(1);
+  auto arguments = std::make_shared<SettingArguments>();
+  const auto bind = [&](CLI::App* verb, int (*run)(const Globals&, const SettingArguments&)) {
+    verb->callback([&globals, &action, arguments, run] {
+      action = [&globals, arguments, run] { return run(globals, *arguments); };
+    });
+  };
+
+  CLI::App* list = settings->add_subcommand("list", "List them all");
+  list->footer("Example: vespro settings list");
+  list->callback([&] { action = [&globals] { return List(globals); }; });
+
+  CLI::App* get = settings->add_subcommand("get", "Print one");
+  get->add_option("NAME", arguments->name, "Its name, as 'settings list' shows it")->required();
+  get->footer("Example: vespro settings get SenderEmail");
+  bind(get, Get);
+
+  CLI::App* set = settings->add_subcommand("set", "Store one");
+  set->add_option("NAME", arguments->name, "Its name, as 'settings list' shows it")->required();
+  set->add_option("VALUE", arguments->value, "Its new value; may be empty")->required();
+  set->footer("Example: vespro settings set SenderEmail club@example.org");
+  bind(set, Set);
+}
+
+}  // namespace vespro::cli

@@ -1,0 +1,44 @@
+// cli/verbs.h - how a verb is declared and run.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/status.h"
+#include "terminal/console.h"
+
+namespace vespro::cli {
+
+// What stands before or behind any verb.
+struct Globals {
+  std::string home;
+  bool json = false;
+  ConsoleRules rules;
+  std::vector<std::string> engine_options;  // what stands behind "--"
+};
+
+// The chosen verb's work, run once the whole command line was understood; gives the exit code.
+using Action = std::function<int()>;
+
+// The exit code for a failure, as in sysexits.h.
+int ExitCode(Code code);
+// The failure in one line on standard error; gives its exit code.
+int Fail(const Status& status);
+// Data on standard output. Bytes that are no UTF-8 become U+FFFD.
+void PrintJson(const nlohmann::json& data);
+// A remark on standard error.
+void Note(std::string_view text);
+
+void AddSendVerbs(CLI::App& app, Globals& globals, Action& action);
+void AddListVerbs(CLI::App& app, Globals& globals, Action& action);
+void AddAccountVerbs(CLI::App& app, Globals& globals, Action& action);
+void AddSettingsVerbs(CLI::App& app, Globals& globals, Action& action);
+void AddReportVerbs(CLI::App& app, Globals& globals, Action& action);
+void AddCatchVerb(CLI::App& app, Globals& globals, Action& action);
+
+}  // namespace vespro::cli
