@@ -58,7 +58,7 @@ TEST(HeaderTest, EncodedWordsHoldWholeCharacters) {
   for (const std::string& sample : {text, "a" + text, text + std::string(300, 'a')}) {
     const std::string field = ModHeader::Field("Subject", sample);
     std::size_t words = 0;
-    for (std::string_view line : ModText::Split(field.substr(9), '\n')) {
+    for (std::string_view line : ModText::Split(std::string_view(field).substr(9), '\n')) {
       if (line.empty()) continue;
       ++words;
       EXPECT_EQ(ModHeader::Decode(line).find("\xEF\xBF\xBD"), std::string::npos) << line;
