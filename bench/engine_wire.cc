@@ -80,9 +80,7 @@ int main(int argc, char** argv) {
   DeliveryOptions options;
   options.connections = std::strtoull(argv[3], nullptr, 10);
   const std::string_view tls = argc > 6 ? argv[6] : "auto";
-  options.tls = tls == "off"        ? TlsUse::kOff
-                : tls == "required" ? TlsUse::kRequired
-                                    : TlsUse::kAuto;
+  options.tls = tls == "off" ? TlsUse::kOff : tls == "required" ? TlsUse::kRequired : TlsUse::kAuto;
   if (argc > 7) options.extra_ca = argv[7];
   options.messages_per_connection = messages;
   Numbers source(messages);

@@ -39,9 +39,9 @@ struct Target {
   bool reached = false;
   int connect_failures = 0, pauses = 0;  // in a row
   std::string last_trouble;
-  TimePoint rest_until{};        // no message and no connection before
+  TimePoint rest_until{};           // no message and no connection before
   TimePoint no_connection_until{};  // it takes no more at a time than are open
-  TimePoint connecting_since{};  // the first session that is not ready yet
+  TimePoint connecting_since{};     // the first session that is not ready yet
   bool use_chunking = true;
   std::size_t max_recipients = 0;  // learnt from 452; 0 when nothing was learnt
 };
@@ -161,9 +161,9 @@ class Delivery::Impl {
 
   bool stopping_ = false, left_behind_ = false, pump_posted_ = false, ending_ = false;
   int interrupts_ = 0;
-  Status failed_;         // of the sink or the source
-  Status stopped_why_;    // no server can be reached
-  Outcome outcome_;       // its memory is reused
+  Status failed_;       // of the sink or the source
+  Status stopped_why_;  // no server can be reached
+  Outcome outcome_;     // its memory is reused
   Progress progress_;
   std::function<void(const Progress&)> on_tick_;
   TimePoint next_tick_{}, wake_at_ = TimePoint::max();
@@ -260,8 +260,7 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     options.login = target.account.login;
     options.password = target.account.password;
     options.tls = impl.options_.tls;
-    options.tls_from_start =
-        target.account.port == kTlsPort && impl.options_.tls != TlsUse::kOff;
+    options.tls_from_start = target.account.port == kTlsPort && impl.options_.tls != TlsUse::kOff;
     options.insecure_auth = impl.options_.insecure_auth;
     options.use_chunking = target.use_chunking;
     options.timeout_scale = impl.options_.timeout_scale;
@@ -283,9 +282,14 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     const std::size_t slot = client_.FreeSlot();
     Slot& next = slots_[slot];
     switch (impl_.TakeWork(target_, next, client_.max_recipients())) {
-      case Take::kNotNow: blocked_ = true; return false;
-      case Take::kNothingLeft: client_.Quit(); return false;
-      case Take::kTaken: break;
+      case Take::kNotNow:
+        blocked_ = true;
+        return false;
+      case Take::kNothingLeft:
+        client_.Quit();
+        return false;
+      case Take::kTaken:
+        break;
     }
     impl_.in_hand_ += next.recipients.size();
     ++begun_;
@@ -310,8 +314,10 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
       connection_->Write(wire_.pieces);
     }
     switch (client_.want()) {
-      case SmtpClient::Want::kNothing: break;
-      case SmtpClient::Want::kClose: return connection_->Close();
+      case SmtpClient::Want::kNothing:
+        break;
+      case SmtpClient::Want::kClose:
+        return connection_->Close();
       case SmtpClient::Want::kStartTls:
         if (!tls_started_) connection_->StartTls(impl_.targets_[target_].account.server);
         tls_started_ = true;
@@ -417,8 +423,8 @@ void Delivery::Impl::OpenSessions() {
   while (sessions_.size() < std::max<std::size_t>(options_.connections, 1)) {
     if (waits_for_token_ && !sessions_.empty()) return;
     const auto waits = [](const auto& session) { return session->connecting(); };
-    const auto connecting = static_cast<std::size_t>(
-        std::count_if(sessions_.begin(), sessions_.end(), waits));
+    const auto connecting =
+        static_cast<std::size_t>(std::count_if(sessions_.begin(), sessions_.end(), waits));
     // One connection a message, as far as messages are in sight.
     if (!HasFresh() || fresh_.size() - next_fresh_ < kReadAhead / 2) {
       const std::size_t in_sight = fresh_.size() - next_fresh_ + ready_.size();
@@ -466,10 +472,10 @@ void Delivery::Impl::UpdateShares() {
   const TimePoint now = Now();
   for (std::size_t i = 0; i < targets_.size(); ++i) {
     const Target& target = targets_[i];
-    const bool at_work = target.ready > 0 || target.open == 0 ||
-                         now - target.connecting_since < kPatience;
-    shares_.SetTakingPart(
-        i, target.out.ok() && now >= target.rest_until && at_work && HasWorkFor(i));
+    const bool at_work =
+        target.ready > 0 || target.open == 0 || now - target.connecting_since < kPatience;
+    shares_.SetTakingPart(i,
+                          target.out.ok() && now >= target.rest_until && at_work && HasWorkFor(i));
   }
 }
 
@@ -525,8 +531,8 @@ DeliveryEnd Delivery::Impl::End() {
     end.status = Status(Code::kLogin, "no server takes the login:" + why);
   } else {
     end.reason = DeliveryEnd::Reason::kStopped;
-    end.status = all_out ? Status(Code::kUnavailable, "no server can be used:" + why)
-                         : stopped_why_;
+    end.status =
+        all_out ? Status(Code::kUnavailable, "no server can be used:" + why) : stopped_why_;
   }
   return end;
 }
@@ -551,7 +557,8 @@ bool Delivery::Impl::HasFresh() {
 
 bool Delivery::Impl::HasWorkFor(std::size_t target) {
   if (HasFresh()) return true;
-  const auto end = ready_.begin() + static_cast<std::ptrdiff_t>(std::min(ready_.size(), kReadAhead));
+  const auto end =
+      ready_.begin() + static_cast<std::ptrdiff_t>(std::min(ready_.size(), kReadAhead));
   return std::any_of(ready_.begin(), end,
                      [&](const Item& item) { return !item.history.RefusedBy(target); });
 }
@@ -759,8 +766,7 @@ void Delivery::Impl::SettleHopeless() {
   const auto hopeless = [this](const Item& item) {
     const History& history = item.history;
     if (history.refused_by.empty() || AnyoneLeftFor(history)) return false;
-    Record(history.refused_by.back(), item.recipient, history, State::kRefused,
-           history.last_reply);
+    Record(history.refused_by.back(), item.recipient, history, State::kRefused, history.last_reply);
     return true;
   };
   std::erase_if(ready_, hopeless);

@@ -1,11 +1,12 @@
-// engine/net.h - one connection to a server, asynchronous: TCP, then TLS when asked. Everything runs
-// on the thread that runs the Network; the events come from its loop, never from within a call.
+// engine/net.h - one connection to a server, asynchronous: TCP, then TLS when asked. Everything
+// runs on the thread that runs the Network; the events come from its loop, never from within a
+// call.
 //
-// TLS is 1.2 or later, with the server's name sent (SNI). The server's certificate is always checked:
-// chain, dates and name, or address where the server is named by one.
+// TLS is 1.2 or later, with the server's name sent (SNI). The server's certificate is always
+// checked: chain, dates and name, or address where the server is named by one.
 //
-// BUGS: a name is looked up on a thread of the library's own, by the system's resolver; a lookup that
-// hangs is given up at the time limit, but the Network's destructor waits for it.
+// BUGS: a name is looked up on a thread of the library's own, by the system's resolver; a lookup
+// that hangs is given up at the time limit, but the Network's destructor waits for it.
 #pragma once
 
 #include <chrono>

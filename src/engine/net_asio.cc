@@ -360,8 +360,8 @@ Status Network::AddTrustAnchors(const std::filesystem::path& pem) {
   asio::error_code error;
   state_->tls.add_certificate_authority(asio::buffer(bytes.value()), error);
   if (!error) return {};
-  return Status(Code::kBadInput, ModFiles::ToUtf8(pem) + " holds no certificates in PEM form: " +
-                                     error.message());
+  return Status(Code::kBadInput,
+                ModFiles::ToUtf8(pem) + " holds no certificates in PEM form: " + error.message());
 }
 
 std::unique_ptr<Connection> Network::NewConnection(ConnectionEvents& events) {
@@ -375,9 +375,7 @@ void Network::WakeAt(steady_clock::time_point when, std::function<void()> callba
   });
 }
 
-void Network::Later(std::function<void()> callback) {
-  asio::post(state_->io, std::move(callback));
-}
+void Network::Later(std::function<void()> callback) { asio::post(state_->io, std::move(callback)); }
 
 void Network::OnInterrupt(std::function<void()> callback) {
   state_->on_interrupt = std::move(callback);
@@ -397,8 +395,8 @@ void Network::Stop() { state_->io.stop(); }
 std::string QualifiedHostName() {
   asio::error_code error;
   std::string name = asio::ip::host_name(error);
-  const bool qualified = !error && name.find('.') != std::string::npos && name.back() != '.' &&
-                         name.front() != '.';
+  const bool qualified =
+      !error && name.find('.') != std::string::npos && name.back() != '.' && name.front() != '.';
   return qualified ? name : std::string();
 }
 

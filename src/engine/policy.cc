@@ -40,7 +40,13 @@ constexpr Row kRows[] = {
     // What we found out ourselves.
     {kFirstSession, Stage::kQuit, Fault::kCertificate, Fault::kNoTls, 0, 0, If::kAlways, kUseless},
     {kFirstSession, Stage::kQuit, Fault::kNoAuth, Fault::kNoAuth, 0, 0, If::kAlways, kUseless},
-    {Stage::kRcpt, Stage::kRcpt, Fault::kCannotCarry, Fault::kCannotCarry, 0, 0, If::kAlways,
+    {Stage::kRcpt,
+     Stage::kRcpt,
+     Fault::kCannotCarry,
+     Fault::kCannotCarry,
+     0,
+     0,
+     If::kAlways,
      {.scope = Scope::kRecipient, .action = kElsewhere}},
     {Stage::kMail, Stage::kEnd, Fault::kCannotCarry, Fault::kCannotCarry, 0, 0, If::kAlways,
      kOtherAccounts},
@@ -68,7 +74,13 @@ constexpr Row kRows[] = {
     // The two sides are out of step.
     {Stage::kMail, Stage::kEnd, kAnswer, kAnswer, 503, 503, If::kAlways, kBroken},
 
-    {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 400, 499, If::kSlowDown,
+    {Stage::kMail,
+     Stage::kMail,
+     kAnswer,
+     kAnswer,
+     400,
+     499,
+     If::kSlowDown,
      {.scope = Scope::kMessage, .action = kRetryLater, .pause = true}},
     {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 400, 499, If::kAlways, kMessageLater},
     {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 500, 599, If::kAlways, kOtherAccounts},
@@ -91,12 +103,18 @@ bool AsksToSlowDown(const Failure& failure) {
 
 bool Holds(If condition, const Failure& failure) {
   switch (condition) {
-    case If::kAlways: return true;
-    case If::kEnded: return failure.message_ended;
-    case If::kBehind: return !failure.in_front;
-    case If::kOthersAccepted: return failure.others_accepted;
-    case If::kProved: return failure.proved;
-    case If::kSlowDown: return AsksToSlowDown(failure);
+    case If::kAlways:
+      return true;
+    case If::kEnded:
+      return failure.message_ended;
+    case If::kBehind:
+      return !failure.in_front;
+    case If::kOthersAccepted:
+      return failure.others_accepted;
+    case If::kProved:
+      return failure.proved;
+    case If::kSlowDown:
+      return AsksToSlowDown(failure);
   }
   return false;
 }
@@ -120,17 +138,28 @@ Verdict Judge(const Failure& failure) {
 
 const char* StageName(Stage stage) {
   switch (stage) {
-    case Stage::kConnect: return "connecting";
-    case Stage::kGreeting: return "the greeting";
-    case Stage::kHello: return "EHLO";
-    case Stage::kStartTls: return "STARTTLS";
-    case Stage::kAuth: return "AUTH";
-    case Stage::kMail: return "MAIL FROM";
-    case Stage::kRcpt: return "RCPT TO";
-    case Stage::kData: return "DATA";
-    case Stage::kEnd: return "the message";
-    case Stage::kReset: return "RSET";
-    case Stage::kQuit: return "QUIT";
+    case Stage::kConnect:
+      return "connecting";
+    case Stage::kGreeting:
+      return "the greeting";
+    case Stage::kHello:
+      return "EHLO";
+    case Stage::kStartTls:
+      return "STARTTLS";
+    case Stage::kAuth:
+      return "AUTH";
+    case Stage::kMail:
+      return "MAIL FROM";
+    case Stage::kRcpt:
+      return "RCPT TO";
+    case Stage::kData:
+      return "DATA";
+    case Stage::kEnd:
+      return "the message";
+    case Stage::kReset:
+      return "RSET";
+    case Stage::kQuit:
+      return "QUIT";
   }
   return "?";
 }

@@ -3,9 +3,9 @@
 //
 // The questions, in the order in which they matter:
 //   May the server have the message? Then nothing is sent again: kUnknown.
-//   Whose trouble is it? The account's (a login, a certificate), the connection's (a hang-up, a 421),
-//   the message's (its sender, its size, its content) or one recipient's.
-//   Does it pass by itself? 4xx and broken connections do, 5xx does not.
+//   Whose trouble is it? The account's (a login, a certificate), the connection's (a hang-up, a
+//   421), the message's (its sender, its size, its content) or one recipient's. Does it pass by
+//   itself? 4xx and broken connections do, 5xx does not.
 // The table in policy.cc answers them row by row; the first row that fits wins.
 #pragma once
 
@@ -16,9 +16,17 @@ namespace vespro::engine {
 // Where in the dialogue it happened. kEnd is the end of the message: whoever fails there may have
 // been heard.
 enum class Stage {
-  kConnect, kGreeting, kHello, kStartTls, kAuth,  // the session's
-  kMail, kRcpt, kData, kEnd,                      // a transaction's
-  kReset, kQuit,
+  kConnect,
+  kGreeting,
+  kHello,
+  kStartTls,
+  kAuth,  // the session's
+  kMail,
+  kRcpt,
+  kData,
+  kEnd,  // a transaction's
+  kReset,
+  kQuit,
 };
 
 enum class Fault {
@@ -52,10 +60,10 @@ struct Failure {
   Fault fault = Fault::kReply;
   int code = 0;  // of the reply, with kReply
   EnhancedCode enhanced;
-  bool others_accepted = false;   // at kRcpt: another recipient of the same message was taken
-  bool proved = false;            // a message was accepted on this connection before
-  bool message_ended = false;     // the whole message may have reached the server
-  bool in_front = true;           // the server was at work on this one, not on one before it
+  bool others_accepted = false;  // at kRcpt: another recipient of the same message was taken
+  bool proved = false;           // a message was accepted on this connection before
+  bool message_ended = false;    // the whole message may have reached the server
+  bool in_front = true;          // the server was at work on this one, not on one before it
 };
 
 struct Verdict {

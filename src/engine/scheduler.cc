@@ -99,8 +99,8 @@ TimePoint TokenBucket::NextAt(TimePoint now) const {
   if (per_second_ <= 0) return now;
   const double missing = 1 - tokens_ - Seconds(now - filled_at_).count() * per_second_;
   if (missing <= 0) return now;
-  return now + std::chrono::ceil<std::chrono::steady_clock::duration>(
-                   Seconds(missing / per_second_));
+  return now +
+         std::chrono::ceil<std::chrono::steady_clock::duration>(Seconds(missing / per_second_));
 }
 
 }  // namespace vespro::engine

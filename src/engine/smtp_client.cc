@@ -27,10 +27,14 @@ constexpr seconds kConnectLimit{60}, kHandshakeLimit{120}, kCommandLimit{300}, k
 
 seconds LimitOf(Stage stage) {
   switch (stage) {
-    case Stage::kData: return kDataLimit;
-    case Stage::kEnd: return kEndLimit;
-    case Stage::kQuit: return kQuitLimit;
-    default: return kCommandLimit;
+    case Stage::kData:
+      return kDataLimit;
+    case Stage::kEnd:
+      return kEndLimit;
+    case Stage::kQuit:
+      return kQuitLimit;
+    default:
+      return kCommandLimit;
   }
 }
 
@@ -72,7 +76,9 @@ void Save(const Reply& reply, std::string text, auto& saved) {
 }  // namespace
 
 SmtpClient::SmtpClient(const ClientOptions& options, ClientEvents& events)
-    : options_(options), events_(events), active_(std::max<std::size_t>(options.window_messages, 1)) {}
+    : options_(options),
+      events_(events),
+      active_(std::max<std::size_t>(options.window_messages, 1)) {}
 
 // Events
 
@@ -163,8 +169,10 @@ void SmtpClient::OnSetUpReply(Stage stage, const Reply& reply) {
                 Masked(OneLine(reply)));
   };
   switch (stage) {
-    case Stage::kGreeting: return reply.code == 220 ? SayHello("EHLO ") : fail();
-    case Stage::kHello: return reply.klass() == 2 || reply.klass() == 5 ? OnHello(reply) : fail();
+    case Stage::kGreeting:
+      return reply.code == 220 ? SayHello("EHLO ") : fail();
+    case Stage::kHello:
+      return reply.klass() == 2 || reply.klass() == 5 ? OnHello(reply) : fail();
     case Stage::kAuth:
       if (reply.code == 504 && login_ == Login::kPlain && auth_login_) {
         auth_plain_ = false;  // it offers PLAIN and does not know it
@@ -176,7 +184,8 @@ void SmtpClient::OnSetUpReply(Stage stage, const Reply& reply) {
       parser_.Reset();
       state_ = State::kHandshake;
       return;
-    default: assert(false && "no stage of the set-up");
+    default:
+      assert(false && "no stage of the set-up");
   }
 }
 
@@ -315,7 +324,7 @@ void SmtpClient::OnAuth(const Reply& reply) {
 // Some servers repeat what they were sent.
 std::string SmtpClient::Masked(std::string text) const {
   for (const std::string& secret :
-       {options_.password, ModBase64::Encode(options_.password), response_}) {
+       {response_, ModBase64::Encode(options_.password), options_.password}) {
     if (!secret.empty()) text = ModText::ReplaceAll(text, secret, "***");
   }
   return text;
@@ -345,7 +354,7 @@ void SmtpClient::Begin(std::size_t slot, const Transaction& transaction) {
   active.job = transaction;
   active.next = Step::kMail;
   active.next_recipient = active.awaited = active.accepted = active.possible = 0;
-  active.body_sent = active.utf8 = active.eight_bit = false;
+  active.reset = active.body_sent = active.utf8 = active.eight_bit = false;
   active.end = 0;
   for (Saved* saved : {&active.mail, &active.data, &active.body}) *saved = Saved();
   if (active.recipients.size() < transaction.recipients.size()) {
@@ -427,17 +436,21 @@ bool SmtpClient::IssueNext(std::size_t slot, Active& active) {
     case Step::kMail:
       // Behind a BDAT that may yet be refused the server's state is uncertain: no message may
       // inherit an envelope (RFC 3030, section 2).
-      if (unclean_ || (chunking_ && !expected_.empty())) {
+      if (!active.reset && (unclean_ || (chunking_ && !expected_.empty()))) {
         Say("RSET\r\n");
         Expect(Stage::kReset);
+        active.reset = true;
         unclean_ = false;
         return true;
       }
       IssueMail(slot, active);
       return true;
-    case Step::kRcpt: return IssueRecipient(slot, active);
-    case Step::kData: return IssueBody(slot, active);
-    case Step::kIssued: break;
+    case Step::kRcpt:
+      return IssueRecipient(slot, active);
+    case Step::kData:
+      return IssueBody(slot, active);
+    case Step::kIssued:
+      break;
   }
   return true;
 }
@@ -507,12 +520,16 @@ void SmtpClient::OnTransactionReply(const Expected& expected, const Reply& reply
   }
   --active.awaited;
   switch (expected.stage) {
-    case Stage::kMail: Save(reply, OneLine(reply), active.mail); break;
+    case Stage::kMail:
+      Save(reply, OneLine(reply), active.mail);
+      break;
     case Stage::kRcpt:
       Save(reply, OneLine(reply), active.recipients[expected.index]);
       if (reply.klass() == 2) ++active.accepted;
       break;
-    case Stage::kData: OnDataReply(active, reply); break;
+    case Stage::kData:
+      OnDataReply(active, reply);
+      break;
     default:
       Save(reply, OneLine(reply), active.body);
       if (active.body.accepted() && active.accepted > 0) ++messages_accepted_;
@@ -620,10 +637,10 @@ void SmtpClient::Conclude(std::size_t slot, const Failure* lost, const std::stri
     } else if (active.body.failed()) {
       Tell(slot, i, active.body, Stage::kEnd, in_front);
     } else {
-      const Stage stage = ended                  ? Stage::kEnd
-                          : active.mail.open()   ? Stage::kMail
-                          : recipient.open()     ? Stage::kRcpt
-                                                 : Stage::kData;
+      const Stage stage = ended                ? Stage::kEnd
+                          : active.mail.open() ? Stage::kMail
+                          : recipient.open()   ? Stage::kRcpt
+                                               : Stage::kData;
       Tell(slot, i, open, stage, in_front);
     }
   }

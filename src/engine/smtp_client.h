@@ -1,8 +1,8 @@
-// engine/smtp_client.h - the client's side of one SMTP session (RFC 5321) as a state machine: events
-// in, bytes and wishes out. It has no socket and no clock; its owner brings the bytes and keeps the
-// time. Uses STARTTLS (RFC 3207), AUTH PLAIN and LOGIN (RFC 4954), PIPELINING (RFC 2920), CHUNKING
-// (RFC 3030), SIZE (RFC 1870), 8BITMIME (RFC 6152), SMTPUTF8 (RFC 6531) and LIMITS (RFC 9422) where
-// the server offers them.
+// engine/smtp_client.h - the client's side of one SMTP session (RFC 5321) as a state machine:
+// events in, bytes and wishes out. It has no socket and no clock; its owner brings the bytes and
+// keeps the time. Uses STARTTLS (RFC 3207), AUTH PLAIN and LOGIN (RFC 4954), PIPELINING (RFC 2920),
+// CHUNKING (RFC 3030), SIZE (RFC 1870), 8BITMIME (RFC 6152), SMTPUTF8 (RFC 6531) and LIMITS (RFC
+// 9422) where the server offers them.
 //
 // The owner's loop, after every event:
 //   while CanBegin() and there is a message: render it, Begin(FreeSlot(), ...)
@@ -10,8 +10,8 @@
 //   do what want() says; restart the time limit of TimeLimit()
 //
 // With PIPELINING and CHUNKING the next transaction is on the wire before the last one is answered:
-// up to `window_messages` at a time. With PIPELINING alone, MAIL, RCPT and DATA go out in one piece,
-// behind the end of the message before. Otherwise every command waits for its answer.
+// up to `window_messages` at a time. With PIPELINING alone, MAIL, RCPT and DATA go out in one
+// piece, behind the end of the message before. Otherwise every command waits for its answer.
 #pragma once
 
 #include <chrono>
@@ -29,11 +29,11 @@
 namespace vespro::engine {
 
 struct ClientOptions {
-  std::string login;     // empty: no authentication
+  std::string login;  // empty: no authentication
   std::string password;
   TlsUse tls = TlsUse::kAuto;
-  bool tls_from_start = false;  // TLS from the first byte, as on port 465
-  bool insecure_auth = false;   // the password may cross a clear connection to a far server
+  bool tls_from_start = false;       // TLS from the first byte, as on port 465
+  bool insecure_auth = false;        // the password may cross a clear connection to a far server
   std::size_t window_messages = 16;  // at least 1
   std::uint64_t window_bytes = 1024 * 1024;
   bool use_chunking = true;
@@ -107,10 +107,10 @@ class SmtpClient {
   // How long the owner may wait for the next event; zero when for ever.
   std::chrono::milliseconds TimeLimit() const;
 
-  bool ready() const { return state_ == State::kReady; }   // logged in, takes transactions
+  bool ready() const { return state_ == State::kReady; }  // logged in, takes transactions
   bool was_ready() const { return was_ready_; }
   bool over() const { return state_ == State::kOver; }
-  bool draining() const { return draining_; }              // takes no more transactions
+  bool draining() const { return draining_; }  // takes no more transactions
   std::size_t in_hand() const { return order_.size(); }
   std::uint64_t messages_accepted() const { return messages_accepted_; }
   // The server offered CHUNKING and does not know BDAT: it must not be used with this server.
@@ -144,6 +144,7 @@ class SmtpClient {
     std::size_t awaited = 0;   // replies
     std::size_t accepted = 0;  // recipients
     std::size_t possible = 0;  // recipients that may be named to this server
+    bool reset = false;        // RSET was said before it
     bool body_sent = false;
     bool utf8 = false, eight_bit = false;
     std::uint64_t end = 0;  // the output's length up to the end of the message

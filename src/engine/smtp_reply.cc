@@ -19,6 +19,11 @@ int CodeOf(std::string_view line) {
   return code >= 200 && code <= 599 ? code : 0;
 }
 
+std::string_view WithoutCr(std::string_view line) {
+  if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+  return line;
+}
+
 // One to three digits off the front of `text`; -1 where there are none.
 int TakeNumber(std::string_view& text) {
   int value = 0;
@@ -82,7 +87,7 @@ ReplyParser::Got ReplyParser::Feed(std::string_view& bytes) {
     if (lf == std::string_view::npos) {
       bytes = {};
       // A line that can't become a reply is not waited for.
-      if (line_.size() >= 4 && CodeOf(line_) == 0) garbage_ = true;
+      if (line_.size() >= 4 && CodeOf(WithoutCr(line_)) == 0) garbage_ = true;
       break;
     }
     bytes.remove_prefix(lf + 1);
@@ -93,8 +98,7 @@ ReplyParser::Got ReplyParser::Feed(std::string_view& bytes) {
 }
 
 ReplyParser::Got ReplyParser::EndLine() {
-  std::string_view line = line_;
-  if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+  const std::string_view line = WithoutCr(line_);
   const int code = CodeOf(line);
   if (code == 0) {
     garbage_ = true;

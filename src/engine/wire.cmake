@@ -1,6 +1,7 @@
 # The wire half of the engine: the SMTP dialogue, portable and without sockets, and what carries it.
 vespro_room(engine_smtp
   SOURCES policy.cc scheduler.cc smtp_client.cc smtp_reply.cc
+  TESTS policy_test.cc scheduler_test.cc smtp_client_test.cc smtp_reply_test.cc
   USES base mime)
 
 if(NOT WIN32)
