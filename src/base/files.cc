@@ -113,11 +113,11 @@ Result<std::string> ReadAll(const fs::path& path, std::uint64_t max_bytes) {
                                        std::to_string(size.value()) + " bytes, at most " +
                                        std::to_string(max_bytes) + ")");
   }
-  std::string bytes(static_cast<std::size_t>(size.value()), '\0');
+  // One byte more than promised, so that the last read finds the end without growing the buffer.
+  std::string bytes(static_cast<std::size_t>(size.value()) + 1, '\0');
   std::size_t filled = 0;
   for (;;) {
-    // One byte more than promised shows a file that grew since its size was asked.
-    if (filled == bytes.size()) bytes.resize(bytes.size() + 1);
+    if (filled == bytes.size()) bytes.resize(filled + filled / 2 + 1);
     Result<std::size_t> count = file->Read(bytes.data() + filled, bytes.size() - filled);
     if (!count.ok()) return count.status();
     if (count.value() == 0) break;
@@ -125,7 +125,6 @@ Result<std::string> ReadAll(const fs::path& path, std::uint64_t max_bytes) {
     if (filled > max_bytes) {
       return Status(Code::kBadInput, "'" + ToUtf8(path) + "' grew while it was read");
     }
-    if (filled == bytes.size()) bytes.resize(filled + filled / 2 + 1);
   }
   bytes.resize(filled);
   return bytes;

@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "base/text.h"
@@ -59,7 +60,8 @@ std::int32_t WriteValue(Root root, std::string_view path, std::string_view name,
                           static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
   }
   if (type == kNumber) {
-    const auto number = static_cast<std::int32_t>(ModText::LeadingNumber(value));
+    const double wanted = ModText::LeadingNumber(value);
+    const auto number = static_cast<std::int32_t>(std::clamp(wanted, -2147483648.0, 2147483647.0));
     return RegSetValueExW(key.get(), wide_name.c_str(), 0, REG_DWORD,
                           reinterpret_cast<const BYTE*>(&number), sizeof number);
   }
