@@ -97,7 +97,6 @@ int Remove(const Globals& globals, const AccountArguments& arguments) {
 
 void AddAccountVerbs(CLI::App& app, Globals& globals, Action& action) {
   CLI::App* accounts = app.add_subcommand("accounts", "The mail servers that deliver");
-  accounts->require_subcommand(1);
   auto arguments = std::make_shared<AccountArguments>();
 
   CLI::App* list = accounts->add_subcommand("list", "List them, without their passwords");

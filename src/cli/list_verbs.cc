@@ -169,7 +169,6 @@ void AddMapping(CLI::App* verb, const std::shared_ptr<ListArguments>& arguments)
 
 void AddListVerbs(CLI::App& app, Globals& globals, Action& action) {
   CLI::App* list = app.add_subcommand("list", "The distribution file");
-  list->require_subcommand(1);
   auto arguments = std::make_shared<ListArguments>();
 
   CLI::App* show = list->add_subcommand("show", "Show the current one");

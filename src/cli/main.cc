@@ -80,7 +80,6 @@ int Run(std::vector<std::string> arguments) {
   app.add_flag("--yes", globals.rules.assume_yes, "Answer questions with yes");
   app.add_flag("--no-input", globals.rules.no_input, "Never ask");
   app.fallthrough();
-  app.require_subcommand(1);
   AddSendVerbs(app, globals, action);
   AddListVerbs(app, globals, action);
   AddAccountVerbs(app, globals, action);
@@ -96,6 +95,13 @@ int Run(std::vector<std::string> arguments) {
     app.parse(arguments);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : ExitCode(Code::kUsage);
+  }
+  if (!action) {
+    // A group's name alone, or nothing at all.
+    const CLI::App* last = &app;
+    while (!last->get_subcommands().empty()) last = last->get_subcommands().front();
+    std::cerr << last->help();
+    return ExitCode(Code::kUsage);
   }
   const int code = action();
   // A full disk behind standard output shows here and nowhere else.

@@ -37,7 +37,6 @@ int ListReports(const Globals& globals) {
 
 void AddReportVerbs(CLI::App& app, Globals& globals, Action& action) {
   CLI::App* reports = app.add_subcommand("reports", "The delivery reports of earlier jobs");
-  reports->require_subcommand(1);
   CLI::App* list = reports->add_subcommand("list", "List them, with the place of each page");
   list->footer("Example: vespro reports list");
   list->callback([&] { action = [&globals] { return ListReports(globals); }; });

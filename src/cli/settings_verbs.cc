@@ -71,7 +71,6 @@ int Set(const Globals& globals, const SettingArguments& arguments) {
 
 void AddSettingsVerbs(CLI::App& app, Globals& globals, Action& action) {
   CLI::App* settings = app.add_subcommand("settings", "Lasting settings");
-  settings->require_subcommand(1);
   auto arguments = std::make_shared<SettingArguments>();
   const auto bind = [&](CLI::App* verb, int (*run)(const Globals&, const SettingArguments&)) {
     verb->callback([&globals, &action, arguments, run] {

@@ -46,12 +46,11 @@ Result<ListSource> ListSource::Open(const Distribution& list, ListOptions option
   if (list.kind == ListKind::kUnknown) {
     return Status(Code::kBadInput, "'" + list.path + "' is neither TEXT nor CSV in the job");
   }
+  if (Status text = ModDistribution::ProbeText(list.path); !text.ok()) return text;
   Result<LineReader> first = LineReader::Open(path, kMaxRowBytes);
   if (!first.ok()) return first.status();
   std::string first_row;
   if (std::string_view line; first->Next(line)) {
-    Status text = ModDistribution::CheckIsText(list.path, line);
-    if (!text.ok()) return text;
     if (list.kind == ListKind::kCsv) first_row = ModRow::StripByteOrderMark(line);
   }
   Result<LineReader> lines = LineReader::Open(path, kMaxRowBytes);

@@ -94,7 +94,17 @@ Status CheckIsText(std::string_view path, std::string_view start) {
                                      "(comma separated) and choose that file");
 }
 
+Status ProbeText(std::string_view path) {
+  Result<File> file = File::Open(ModFiles::FromUtf8(path), File::Mode::kRead);
+  if (!file.ok()) return file.status();
+  std::string start(kTextProbeBytes, '\0');
+  Result<std::size_t> count = file->Read(start.data(), start.size());
+  if (!count.ok()) return count.status();
+  return CheckIsText(path, std::string_view(start).substr(0, count.value()));
+}
+
 Result<FirstRows> ReadFirstRows(std::string_view path) {
+  if (Status text = ProbeText(path); !text.ok()) return text;
   Result<LineReader> reader = LineReader::Open(ModFiles::FromUtf8(path), kMaxRowBytes);
   if (!reader.ok()) return reader.status();
   FirstRows rows;
@@ -102,9 +112,6 @@ Result<FirstRows> ReadFirstRows(std::string_view path) {
   if (reader->Next(line)) rows.first = ModRow::StripByteOrderMark(line);
   if (reader->Next(line)) rows.second = line;
   if (!reader->status().ok()) return reader->status();
-  if (Status status = CheckIsText(path, rows.first + "\n" + rows.second); !status.ok()) {
-    return status;
-  }
   return rows;
 }
 

@@ -54,6 +54,10 @@ struct Mapping {
 // (column 0 when that has none either). kBadInput with kIncorrectCsv when the first row is blank.
 Result<Mapping> ProposeMapping(std::string_view first, std::string_view second);
 
+// CheckIsText for the beginning of a file. kNotFound, or kBadInput for a folder or a device, too.
+Status ProbeText(std::string_view path);
+inline constexpr std::size_t kTextProbeBytes = 64 * 1024;
+
 // Whether `start`, the beginning of a list, is no text: it holds a NUL, as spreadsheets' own
 // formats and UTF-16 do. kBadInput then, with the file, the line and what to do.
 Status CheckIsText(std::string_view path, std::string_view start);

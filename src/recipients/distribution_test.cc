@@ -129,5 +129,14 @@ TEST(DistributionTest, ProposedMapping) {
             ModDistribution::kIncorrectCsv);
 }
 
+// A picture whose first bytes and lines look harmless.
+TEST(DistributionTest, BinaryDataAnywhereNearTheStartIsNoList) {
+  TemporaryFolder folder;
+  const auto path = folder.Write("p.csv", std::string("\x89PNG\r\n\x1A\n\0\0\0\rIHDR", 16));
+  const Status status = ModDistribution::ReadFirstRows(ModFiles::ToUtf8(path)).status();
+  EXPECT_EQ(status.code(), Code::kBadInput);
+  EXPECT_NE(status.text().find("line 3"), std::string::npos) << status.text();
+}
+
 }  // namespace
 }  // namespace vespro

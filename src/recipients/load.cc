@@ -15,7 +15,6 @@ namespace vespro::ModRecipients {
 namespace {
 
 constexpr std::size_t kBlockBytes = 256 * 1024;
-constexpr std::size_t kTextProbeBytes = 64 * 1024;
 
 // How often `counts(i)` is true below `size`. Short inner rounds let the compiler count in bytes,
 // sixteen at a time.
@@ -242,7 +241,7 @@ class Deduplicator {
   // The text's check, the byte-order mark, and memory for as many lines as the first block
   // promises. Memory that is only reserved and never touched costs nothing.
   Status Start(std::string_view& lines, std::uint64_t file_bytes) {
-    Status text = ModDistribution::CheckIsText(list_.path, lines.substr(0, kTextProbeBytes));
+    Status text = ModDistribution::CheckIsText(list_.path, lines.substr(0, ModDistribution::kTextProbeBytes));
     if (!text.ok()) return text;
     const char* const data = lines.data();
     const std::size_t count =
