@@ -65,6 +65,8 @@ class Run {
     for (const std::string& warning : job_.warnings) Say("warning: " + warning);
     folder_ = options_.job_file.parent_path();
     if (folder_.empty()) folder_ = ".";
+    job_.message_file = folder_ / job_.message_file;
+    job_.list.path = ModFiles::ToUtf8(folder_ / ModFiles::FromUtf8(job_.list.path));
 
     Result<std::string> message = ModFiles::ReadAll(job_.message_file);
     if (!message.ok()) return message.status();
@@ -200,12 +202,13 @@ class Run {
     switch (end.reason) {
       case DeliveryEnd::Reason::kDone: result_ = "finished"; break;
       case DeliveryEnd::Reason::kStopped:
-        exit = kExitInterrupted;
-        result_ = "interrupted; run it again to go on";
+        exit = end.status.ok() ? kExitInterrupted : kExitRunAgain;
+        result_ = end.status.ok() ? "interrupted; run it again to go on"
+                                  : "stopped (" + end.status.text() + "); run it again to go on";
         break;
       case DeliveryEnd::Reason::kNoLogin:
         exit = kExitLogin;
-        result_ = "no account's login was accepted; run it again to go on";
+        result_ = "stopped (" + end.status.text() + "); run it again to go on";
         break;
       case DeliveryEnd::Reason::kCannotRecord:
         exit = kExitRunAgain;

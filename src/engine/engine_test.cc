@@ -70,10 +70,10 @@ class EngineTest : public ::testing::Test {
   }
 
   void WriteJob(int bcc_mode) {
-    folder_.Write("Vespro.cfg", "CONNECTION=2\r\nDISTRIBUTION FILE=" + Path("list.csv") +
-                                    ",CSV,0,HEADER\r\nBCC MODE=" + std::to_string(bcc_mode) +
-                                    "\r\nMESSAGE FILE=" + Path("message.eml") +
-                                    "\r\nHOST=mail.x.org,25,,\r\n");
+    folder_.Write("Vespro.cfg",
+                  "CONNECTION=2\r\nDISTRIBUTION FILE=list.csv,CSV,0,HEADER\r\nBCC MODE=" +
+                      std::to_string(bcc_mode) +
+                      "\r\nMESSAGE FILE=message.eml\r\nHOST=mail.x.org,25,,\r\n");
   }
 
   int Run(FakeDelivery& delivery) {

@@ -13,6 +13,7 @@
 
 namespace vespro::engine {
 
+// Relative paths are meant from the job file's folder.
 struct Job {
   std::size_t connections = 1;
   Distribution list;

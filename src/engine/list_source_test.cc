@@ -35,7 +35,8 @@ class ListSourceTest : public ::testing::Test {
  protected:
   ListSource Open(std::string_view bytes, ListKind kind, std::int16_t column = 0,
                   bool header = false, ListOptions options = {}) {
-    const auto path = folder_.Write("list.csv", bytes);
+    // A name of its own: an open list can't be replaced everywhere.
+    const auto path = folder_.Write("list" + std::to_string(randomness_.Next()) + ".csv", bytes);
     Result<ListSource> source =
         ListSource::Open({ModFiles::ToUtf8(path), kind, column, header}, options, randomness_);
     EXPECT_TRUE(source.ok()) << source.status().text();

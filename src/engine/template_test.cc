@@ -4,6 +4,7 @@
 
 #include <random>
 
+#include "base/code_page.h"
 #include "base/lines.h"
 #include "base/testing.h"
 #include "base/text.h"
@@ -173,7 +174,8 @@ TEST(TemplateTest, TheCommonToIsAlwaysAValidField) {
       {"Gr\xC3\xBC\xC3\x9F" "e", "To: =?UTF-8?B?R3LDvMOfZQ==?=:;\r\n"},
   };
   for (const auto& row : rows) {
-    const auto made = Prepare("TO: " + row.line + "\r\nFROM: a@b.example\r\n\r\nx\r\n", {}, 1);
+    const auto made = Prepare(
+        "TO: " + ModCodePage::FromUtf8(row.line) + "\r\nFROM: a@b.example\r\n\r\nx\r\n", {}, 1);
     ASSERT_TRUE(made->message);
     const std::string message = Render(*made, "");
     EXPECT_NE(message.find("\r\n" + row.field), std::string::npos) << row.line << "\n" << message;
