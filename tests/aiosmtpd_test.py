@@ -20,7 +20,6 @@ class Keeper:
 
     def __init__(self):
         self.messages = []
-        self.commands_before_tls = []
 
     async def handle_DATA(self, server, session, envelope):
         self.messages.append((session.ssl is not None, session.authenticated, envelope.rcpt_tos,
@@ -61,9 +60,9 @@ class EncryptedServer(support.JobTest):
 
     def complaint(self, done, *words):
         """One clear line: it names the server and each of the words, and no secret."""
-        lines = [l for l in done.stderr.splitlines() if all(w in l.lower() for w in words)]
-        self.assertTrue(lines, done.stderr)
-        self.assertIn("localhost", " ".join(lines))
+        [line] = done.stderr.splitlines()
+        for word in (*words, "localhost:"):
+            self.assertIn(word, line)
         everything = done.stdout + done.stderr + "".join(
             p.read_text("utf-8", "replace") for p in self.home.rglob("*")
             if p.is_file() and p.suffix in (".txt", ".html", ".log") or p.name == "journal")
@@ -95,7 +94,7 @@ class EncryptedServer(support.JobTest):
         done = self.send("--subject", "S", "--list", self.listed, "--text", self.text,
                          engine=("--tls", "required", "--retry", "1", "--retry-delay", "0"))
         self.assertIn(done.returncode, (1, 75, 78), done.stderr)
-        self.complaint(done, "starttls")
+        self.complaint(done, "tls")
         self.assertEqual(self.keeper.messages, [])
 
 

@@ -78,11 +78,13 @@ class JobTest(unittest.TestCase):
 
 
 class Catcher:
-    """`vespro catch` on a free port."""
+    """`vespro catch`, on a free port unless the arguments name one."""
 
     def __init__(self, maildir, *arguments):
         self.maildir = maildir
-        command = [PROGRAMS / "vespro", "catch", "--port", "0", "--maildir", maildir, *arguments]
+        if "--port" not in arguments:
+            arguments += ("--port", "0")
+        command = [PROGRAMS / "vespro", "catch", "--maildir", maildir, *arguments]
         self.process = subprocess.Popen([str(part) for part in command], stdout=subprocess.PIPE)
         line = self.process.stdout.readline().decode()
         self.port = int(re.fullmatch(r"listening on .*:(\d+)\n", line).group(1))
