@@ -24,12 +24,17 @@ constexpr std::string_view kCutOff =
 
 int ExitOf(const Status& status) {
   switch (status.code()) {
-    case Code::kUsage: return kExitUsage;
-    case Code::kConfig: return kExitNoAccount;
+    case Code::kUsage:
+      return kExitUsage;
+    case Code::kConfig:
+      return kExitNoAccount;
     case Code::kCannotWrite:
-    case Code::kResumable: return kExitRunAgain;
-    case Code::kLogin: return kExitLogin;
-    default: return kExitBadInput;
+    case Code::kResumable:
+      return kExitRunAgain;
+    case Code::kLogin:
+      return kExitLogin;
+    default:
+      return kExitBadInput;
   }
 }
 
@@ -85,8 +90,8 @@ class Run {
   }
 
   int DryRun() {
-    Result<std::uint64_t> count = RenderToMaildir(options_.dry_run, *source_, *template_,
-                                                  world_.clock, world_.randomness);
+    Result<std::uint64_t> count =
+        RenderToMaildir(options_.dry_run, *source_, *template_, world_.clock, world_.randomness);
     if (!count.ok()) {
       Say(count.status().text());
       return ExitOf(count.status());
@@ -95,8 +100,8 @@ class Run {
       world_.out
           .Write(std::to_string(count.value()) + " messages for " +
                  std::to_string(source_->given()) + " recipients in '" +
-                 ModFiles::ToUtf8(options_.dry_run) + "', " +
-                 std::to_string(source_->skipped()) + " rows skipped; nothing was sent\n")
+                 ModFiles::ToUtf8(options_.dry_run) + "', " + std::to_string(source_->skipped()) +
+                 " rows skipped; nothing was sent\n")
           .Ignore();  // the messages are there all the same
     }
     return kExitAllSent;
@@ -200,7 +205,9 @@ class Run {
   int Conclude(const DeliveryEnd& end) {
     int exit = kExitAllSent;
     switch (end.reason) {
-      case DeliveryEnd::Reason::kDone: result_ = "finished"; break;
+      case DeliveryEnd::Reason::kDone:
+        result_ = "finished";
+        break;
       case DeliveryEnd::Reason::kStopped:
         exit = end.status.ok() ? kExitInterrupted : kExitRunAgain;
         result_ = end.status.ok() ? "interrupted; run it again to go on"
@@ -237,9 +244,9 @@ class Run {
     facts.header_row = source_->header_row();
     facts.result = result_;
     facts.accounts = end.accounts;
-    facts.ended = std::chrono::duration_cast<std::chrono::seconds>(
-                      world_.clock.Now().time_since_epoch())
-                      .count();
+    facts.ended =
+        std::chrono::duration_cast<std::chrono::seconds>(world_.clock.Now().time_since_epoch())
+            .count();
     facts.entries_per_page = options_.entries_per_page;
     const bool adds_up = AddsUp(end, counts.value());
     if (!adds_up) {
@@ -265,8 +272,7 @@ class Run {
 
   // Every recipient has one verdict, or the run says that it was stopped before.
   bool AddsUp(const DeliveryEnd& end, const ReportCounts& counts) const {
-    const std::uint64_t expected =
-        before_ + source_->given() + source_->skipped() - repeated_;
+    const std::uint64_t expected = before_ + source_->given() + source_->skipped() - repeated_;
     if (end.reason == DeliveryEnd::Reason::kDone) {
       return counts.Total() == expected && counts.in_doubt == 0;
     }
@@ -278,8 +284,8 @@ class Run {
     if (options_.json) {
       nlohmann::ordered_json summary;
       summary["result"] = result_;
-      for (State state : {State::kSent, State::kRefused, State::kFailed, State::kSkipped,
-                          State::kUnknown}) {
+      for (State state :
+           {State::kSent, State::kRefused, State::kFailed, State::kSkipped, State::kUnknown}) {
         summary[std::string(StateName(state))] = counts.Of(state);
       }
       summary["in_doubt"] = counts.in_doubt;
@@ -293,9 +299,10 @@ class Run {
     }
     if (options_.quiet) return;
     std::string text;
-    if (nothing_new && result_ == "finished") text = "this job was finished before; nobody is left\n";
-    for (State state : {State::kSent, State::kRefused, State::kFailed, State::kSkipped,
-                        State::kUnknown}) {
+    if (nothing_new && result_ == "finished")
+      text = "this job was finished before; nobody is left\n";
+    for (State state :
+         {State::kSent, State::kRefused, State::kFailed, State::kSkipped, State::kUnknown}) {
       if (state != State::kSent && counts.Of(state) == 0) continue;
       if (state != State::kSent) text += ", ";
       (text += std::to_string(counts.Of(state)) + " ").append(StateName(state));
@@ -323,9 +330,7 @@ class Run {
 
 }  // namespace
 
-int RunEngine(const EngineOptions& options, EngineWorld& world) {
-  return Run(options, world).Go();
-}
+int RunEngine(const EngineOptions& options, EngineWorld& world) { return Run(options, world).Go(); }
 
 Result<double> ParseRate(std::string_view text) {
   const std::size_t slash = text.find('/');

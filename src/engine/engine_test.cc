@@ -115,8 +115,7 @@ TEST_F(EngineTest, AWholeJobAndItsReports) {
       << out_.text;
 
   EXPECT_EQ(WithoutTimes(folder_.Read("report.txt")),
-            "Subject: Hi, #NAME <now>\r\nFrom: The Club <club@x.org>\r\nList: " +
-                Path("list.csv") +
+            "Subject: Hi, #NAME <now>\r\nFrom: The Club <club@x.org>\r\nList: " + Path("list.csv") +
                 "\r\nResult: finished\r\nsent: 2\r\nrefused: 1\r\nfailed: 0\r\nskipped: 2\r\n"
                 "unknown: 1\r\nAccount: mail.x.org:25 sent 2 refused 1 unknown 1\r\n\r\n"
                 "a@x.org\tsent\t1\tmail.x.org:25\t250 ok\r\n"
@@ -270,8 +269,7 @@ TEST_F(EngineTest, DryRunRendersAndTouchesNothingElse) {
 
 TEST_F(EngineTest, PreviewOfARow) {
   const Distribution list{Path("list.csv"), ListKind::kCsv, 0, true};
-  Result<std::string> third =
-      RenderRow(folder_ / "message.eml", 0, list, 3, clock_, randomness_);
+  Result<std::string> third = RenderRow(folder_ / "message.eml", 0, list, 3, clock_, randomness_);
   ASSERT_TRUE(third.ok()) << third.status().text();
   EXPECT_NE(third->find("To: c@x.org\r\n"), std::string::npos);
   EXPECT_NE(third->find("Dear=20Cid"), std::string::npos);
@@ -289,7 +287,8 @@ TEST_F(EngineTest, ExitCodes) {
   options_.json = true;
   delivery.stop_after = 9;
   EXPECT_EQ(Run(delivery), kExitSomeNotSent);
-  EXPECT_TRUE(out_.text.starts_with("{\"result\":\"finished\",\"sent\":4,\"refused\":0,")) << out_.text;
+  EXPECT_TRUE(out_.text.starts_with("{\"result\":\"finished\",\"sent\":4,\"refused\":0,"))
+      << out_.text;
   options_.json = false;
   folder_.Write("message.eml", "no head");
   EXPECT_EQ(Run(delivery), kExitBadInput);
@@ -301,11 +300,12 @@ TEST_F(EngineTest, ExitCodes) {
 
 TEST(JobTest, ReadsTheWholeFile) {
   const std::string secret = ModPassword::EncodePassword("s3cret");
-  Result<Job> job = ParseJob("CONNECTION= 5\r\nDISTRIBUTION FILE=C:/l/a.csv,CSV,2,VALUE\r\n"
-                             "BCC MODE=50\r\nMESSAGE FILE=C:/s/V.eml\r\nFUTURE=1\r\n"
-                             "HOST=one,25,,\r\nHOST=two,587," +
-                             ModPassword::EncodePassword("ann") + "," + secret +
-                             "\r\nHOST=one,25,,\r\nHOST=bad,smtp,," + secret + "\r\n");
+  Result<Job> job = ParseJob(
+      "CONNECTION= 5\r\nDISTRIBUTION FILE=C:/l/a.csv,CSV,2,VALUE\r\n"
+      "BCC MODE=50\r\nMESSAGE FILE=C:/s/V.eml\r\nFUTURE=1\r\n"
+      "HOST=one,25,,\r\nHOST=two,587," +
+      ModPassword::EncodePassword("ann") + "," + secret + "\r\nHOST=one,25,,\r\nHOST=bad,smtp,," +
+      secret + "\r\n");
   ASSERT_TRUE(job.ok()) << job.status().text();
   EXPECT_EQ(job->connections, 5u);
   EXPECT_EQ(job->list.path, "C:/l/a.csv");

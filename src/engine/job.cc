@@ -20,8 +20,7 @@ Result<Account> ParseAccount(std::string_view value) {
   Account account;
   account.server = ModText::Trim(fields[0]);
   if (account.server.empty()) return Status(Code::kBadInput, "it names no server");
-  if (ModText::HasControls(account.server) ||
-      account.server.find(' ') != std::string::npos) {
+  if (ModText::HasControls(account.server) || account.server.find(' ') != std::string::npos) {
     return Status(Code::kBadInput, "its server can't be a name");
   }
   std::uint64_t port = 0;

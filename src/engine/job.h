@@ -1,4 +1,5 @@
-// engine/job.h - the job configuration file as data. Format: docs/formats/job-file.md. Pure: any thread.
+// engine/job.h - the job configuration file as data. Format: docs/formats/job-file.md. Pure: any
+// thread.
 #pragma once
 
 #include <cstddef>

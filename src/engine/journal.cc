@@ -32,7 +32,8 @@ std::uint32_t Checksum(std::string_view bytes) {
 
 std::array<char, 8> Hex(std::uint32_t number) {
   std::array<char, 8> text{};
-  for (std::size_t i = text.size(); i-- > 0; number >>= 4) text[i] = "0123456789abcdef"[number & 15];
+  for (std::size_t i = text.size(); i-- > 0; number >>= 4)
+    text[i] = "0123456789abcdef"[number & 15];
   return text;
 }
 
@@ -57,11 +58,20 @@ class LineWriter {
     out_ += '\t';
     for (char c : text) {
       switch (c) {
-        case '\\': out_ += "\\\\"; break;
-        case '\t': out_ += "\\t"; break;
-        case '\r': out_ += "\\r"; break;
-        case '\n': out_ += "\\n"; break;
-        default: out_ += c;
+        case '\\':
+          out_ += "\\\\";
+          break;
+        case '\t':
+          out_ += "\\t";
+          break;
+        case '\r':
+          out_ += "\\r";
+          break;
+        case '\n':
+          out_ += "\\n";
+          break;
+        default:
+          out_ += c;
       }
     }
     return *this;
@@ -152,7 +162,8 @@ bool ParseFields(char kind, const std::vector<std::string_view>& fields, Journal
       who.row = Unescape(fields[6]);
       return true;
     }
-    default: return false;
+    default:
+      return false;
   }
 }
 
@@ -284,7 +295,8 @@ bool LineStates::Take(const JournalEvent& event) {
   if (event.kind == Kind::kIntent) {
     low = 1;
   } else if (event.kind == Kind::kPutBack) {
-    // What was unknown before is unknown again: the second message did not arrive, the first may have.
+    // What was unknown before is unknown again: the second message did not arrive, the first may
+    // have.
     low = outcomes > 0 ? 2 + static_cast<unsigned>(State::kUnknown) : 0;
   } else {
     low = 2 + static_cast<unsigned>(event.outcome.state);
@@ -343,8 +355,8 @@ Result<Journal> Journal::Open(const fs::path& folder, const ListIdentity& list, 
       loaded = std::move(read).value();
     }
   }
-  Result<File> file = File::Open(
-      path, loaded.usable ? File::Mode::kAppend : File::Mode::kReplace, Access::kPrivate);
+  Result<File> file = File::Open(path, loaded.usable ? File::Mode::kAppend : File::Mode::kReplace,
+                                 Access::kPrivate);
   if (!file.ok()) return file.status();
   Journal journal(std::move(file).value(), clock, std::move(loaded.states), loaded.damaged);
   if (loaded.usable) {

@@ -38,12 +38,12 @@ constexpr std::size_t kStates = 5;
 struct JournalEvent {
   enum class Kind { kList, kRun, kIntent, kPutBack, kOutcome, kEnd };
   Kind kind = Kind::kList;
-  ListIdentity list;       // kList
-  std::int64_t time = 0;   // kRun, kEnd: seconds since 1970, UTC
-  Recipient recipient;     // kIntent: without row; kPutBack: the line only; kOutcome: all.
-                           // An outcome's row is the one to mend and send again, empty for none.
-  Outcome outcome;         // kOutcome; kIntent: the server
-  std::string reason;      // kEnd: how the run ended
+  ListIdentity list;      // kList
+  std::int64_t time = 0;  // kRun, kEnd: seconds since 1970, UTC
+  Recipient recipient;    // kIntent: without row; kPutBack: the line only; kOutcome: all.
+                          // An outcome's row is the one to mend and send again, empty for none.
+  Outcome outcome;        // kOutcome; kIntent: the server
+  std::string reason;     // kEnd: how the run ended
 };
 
 // Reads a journal from its beginning.

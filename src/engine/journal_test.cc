@@ -59,7 +59,8 @@ TEST(JournalTest, KeepsEveryByteOfAnEvent) {
   EXPECT_EQ(events[5].reason, nasty);
 }
 
-// The rows to mend are those that surely were not sent; a sent or uncertain one would be sent twice.
+// The rows to mend are those that surely were not sent; a sent or uncertain one would be sent
+// twice.
 TEST(JournalTest, OnlyRowsSurelyNotSentAreToBeMended) {
   TemporaryFolder folder;
   Result<Journal> journal = OpenIn(folder);
@@ -101,7 +102,8 @@ TEST(JournalTest, CutAtEveryByte) {
   }
   const std::string whole = folder.Read("journal");
   std::vector<std::size_t> ends;  // where each line's checksum is complete
-  for (std::size_t at = 0; (at = whole.find('\n', at)) != std::string::npos; ++at) ends.push_back(at);
+  for (std::size_t at = 0; (at = whole.find('\n', at)) != std::string::npos; ++at)
+    ends.push_back(at);
   ASSERT_EQ(ends.size(), 11u);
 
   for (std::size_t cut = 0; cut <= whole.size(); ++cut) {

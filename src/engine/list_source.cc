@@ -97,7 +97,8 @@ Result<bool> ListSource::Take(std::string_view row, Recipient& recipient) {
     return Skip(row.substr(0, kKeptOfOverlong), {}, "line too long: more than a mebibyte", true);
   }
   switch (ModRow::AddressOf(row, list_.kind, list_.column, address_)) {
-    case ModRow::Found::kAddress: break;
+    case ModRow::Found::kAddress:
+      break;
     case ModRow::Found::kEmpty:
       if (ModText::Trim(row).empty()) return false;
       return Skip(row, {}, "no address", true);
@@ -140,8 +141,8 @@ Result<bool> ListSource::Skip(std::string_view row, std::string_view address,
   }
   ++skipped_;
   if (!on_skip_) return false;
-  Status told = on_skip_({lines_.line_number(), std::string(address), std::string(row)}, reason,
-                         mend);
+  Status told =
+      on_skip_({lines_.line_number(), std::string(address), std::string(row)}, reason, mend);
   if (!told.ok()) return told;
   return false;
 }

@@ -48,11 +48,13 @@ class ListSourceTest : public ::testing::Test {
 
 TEST_F(ListSourceTest, PlainAddresses) {
   ListSource source = Open(
-      "\xEF\xBB\xBF" "Ann@Example.org\r\n\r\n  \n bob@example.org \nann@example.org\rno address\n"
-      "\xFC@example.org\n", ListKind::kText);
+      "\xEF\xBB\xBF"
+      "Ann@Example.org\r\n\r\n  \n bob@example.org \nann@example.org\rno address\n"
+      "\xFC@example.org\n",
+      ListKind::kText);
   const ReadList read = ReadAll(source);
-  EXPECT_EQ(read.given, (Lines{"1: ann@example.org|", "4: bob@example.org|",
-                               "7: \xC3\xBC@example.org|"}));
+  EXPECT_EQ(read.given,
+            (Lines{"1: ann@example.org|", "4: bob@example.org|", "7: \xC3\xBC@example.org|"}));
   EXPECT_EQ(read.skipped,
             (Lines{"5: duplicate of an earlier line", "6: not an address: no \"@\""}));
   EXPECT_EQ(read.to_mend, (Lines{"no address"}));
@@ -96,7 +98,11 @@ TEST_F(ListSourceTest, LimitOnlySuppressAndWanted) {
   EXPECT_EQ(one.skipped, Lines{});
 
   ListSource suppressed = Open(list, ListKind::kText);
-  ASSERT_TRUE(suppressed.Suppress(folder_.Write("stop.txt", "\xEF\xBB\xBF" "B@x.org\r\n\r\nz@z\n")).ok());
+  ASSERT_TRUE(suppressed
+                  .Suppress(folder_.Write("stop.txt",
+                                          "\xEF\xBB\xBF"
+                                          "B@x.org\r\n\r\nz@z\n"))
+                  .ok());
   ASSERT_TRUE(suppressed.Suppress(folder_.Write("more.txt", " d@X.ORG")).ok());
   const ReadList rest = ReadAll(suppressed);
   EXPECT_EQ(rest.given, (Lines{"1: a@x.org|", "5: c@x.org|"}));
@@ -114,9 +120,8 @@ TEST_F(ListSourceTest, LimitOnlySuppressAndWanted) {
 
 TEST_F(ListSourceTest, AFailedSkipEndsTheReading) {
   ListSource source = Open("bad\na@x.org\n", ListKind::kText);
-  source.OnSkip([](const Recipient&, std::string_view, bool) {
-    return Status(Code::kCannotWrite, "full");
-  });
+  source.OnSkip(
+      [](const Recipient&, std::string_view, bool) { return Status(Code::kCannotWrite, "full"); });
   EXPECT_EQ(source.Next(1).status().code(), Code::kCannotWrite);
 }
 
@@ -136,18 +141,20 @@ TEST(AddressTest, WhatCanBeAnEnvelopeAddress) {
   for (const std::string& good :
        {std::string("a@b"), std::string("a.b+c=d/e@sub.example.org"), std::string("a..b.@ne.jp"),
         std::string("o'brien@x.ie"), std::string("a@[192.0.2.1]"), std::string("a@[IPv6:::1]"),
-        std::string("m\xC3\xBCller@b\xC3\xBC" "cher.example"), local64 + "@x.org",
-        "a@" + label + "." + label + "." + label + "." + label.substr(0, 60)}) {
+        std::string("m\xC3\xBCller@b\xC3\xBC"
+                    "cher.example"),
+        local64 + "@x.org", "a@" + label + "." + label + "." + label + "." + label.substr(0, 60)}) {
     EXPECT_EQ(WhyUnusable(good), "") << good;
   }
   for (const std::string& bad :
-       {std::string(""), std::string("a"), std::string("@b"), std::string("a@"),
-        std::string("a@b@c"), std::string("a b@c"), std::string("a@b c"), std::string("<a@b>"),
-        std::string("a@b>\r\nRCPT TO:<c@d"), std::string("a,b@c"), std::string("\"a\"@b"),
-        std::string("a\\@b"), std::string("a;@b"), std::string("a@b..c"), std::string("a@.b"),
-        std::string("a@b."), std::string("a@[]"), std::string("a@[1 2]"), std::string("a@[1]b"),
-        std::string("a\xFF@b"), std::string("a\0@b", 4), std::string("a\x7F@b"), local64 + "a@x.org",
-        "a@" + std::string(253, 'b')}) {
+       {std::string(""),        std::string("a"),       std::string("@b"),
+        std::string("a@"),      std::string("a@b@c"),   std::string("a b@c"),
+        std::string("a@b c"),   std::string("<a@b>"),   std::string("a@b>\r\nRCPT TO:<c@d"),
+        std::string("a,b@c"),   std::string("\"a\"@b"), std::string("a\\@b"),
+        std::string("a;@b"),    std::string("a@b..c"),  std::string("a@.b"),
+        std::string("a@b."),    std::string("a@[]"),    std::string("a@[1 2]"),
+        std::string("a@[1]b"),  std::string("a\xFF@b"), std::string("a\0@b", 4),
+        std::string("a\x7F@b"), local64 + "a@x.org",    "a@" + std::string(253, 'b')}) {
     EXPECT_NE(WhyUnusable(bad), "") << bad;
   }
 }
@@ -156,8 +163,10 @@ TEST(AddressTest, WhatCanBeAnEnvelopeAddress) {
 TEST(AddressSetTest, FindsEveryRepeatAndNothingElse) {
   CountingRandomness randomness;
   AddressSet set(randomness);
-  for (int i = 0; i < 200'000; ++i) ASSERT_TRUE(set.Insert("p" + std::to_string(i) + "@x.org")) << i;
-  for (int i = 0; i < 200'000; ++i) ASSERT_FALSE(set.Insert("p" + std::to_string(i) + "@x.org")) << i;
+  for (int i = 0; i < 200'000; ++i)
+    ASSERT_TRUE(set.Insert("p" + std::to_string(i) + "@x.org")) << i;
+  for (int i = 0; i < 200'000; ++i)
+    ASSERT_FALSE(set.Insert("p" + std::to_string(i) + "@x.org")) << i;
   EXPECT_EQ(set.size(), 200'000u);
   EXPECT_TRUE(set.Contains("p7@x.org"));
   EXPECT_FALSE(set.Contains("q7@x.org"));

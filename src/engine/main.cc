@@ -55,8 +55,7 @@ void Declare(CLI::App& app, Arguments& arguments, EngineOptions& options) {
   app.add_option("--limit", options.list.limit, "Only the first N recipients")
       ->type_name("N")
       ->check(CLI::PositiveNumber);
-  app.add_option("--only", arguments.only, "Only this recipient of the list")
-      ->type_name("ADDRESS");
+  app.add_option("--only", arguments.only, "Only this recipient of the list")->type_name("ADDRESS");
   app.add_option("--rate", arguments.rate, "At most N/s, N/min, N/h or N/day, over all accounts");
   app.add_option("--suppress", arguments.suppress,
                  "Never mail the addresses in this file; may be repeated")
@@ -104,9 +103,8 @@ Status Convert(const Arguments& arguments, EngineOptions& options) {
   return {};
 }
 
-DeliveryEnd DeliverOverTheWire(const DeliveryOptions& options,
-                               const std::vector<Account>& accounts, WorkSource& source,
-                               Renderer& renderer, ResultSink& results,
+DeliveryEnd DeliverOverTheWire(const DeliveryOptions& options, const std::vector<Account>& accounts,
+                               WorkSource& source, Renderer& renderer, ResultSink& results,
                                const std::function<void(const Progress&)>& on_tick) {
   Delivery delivery(options, accounts, source, renderer, results);
   return delivery.Run(on_tick);

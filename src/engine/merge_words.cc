@@ -28,17 +28,18 @@ std::uint32_t FirstCharacter(std::string_view text) {
 // Beyond ASCII nearly everything that people write names with is a letter; these ranges are not:
 // punctuation, signs, arrows, pictures.
 constexpr std::array<std::array<std::uint32_t, 2>, 21> kNoLetters = {{
-    {0x80, 0xA9},     {0xAB, 0xB4},     {0xB6, 0xB9},     {0xBB, 0xBF},     {0xD7, 0xD7},
-    {0xF7, 0xF7},     {0x2000, 0x206F}, {0x20A0, 0x20CF}, {0x2190, 0x2BFF}, {0x2E00, 0x2E7F},
-    {0x3000, 0x3004}, {0x3008, 0x3020}, {0x3030, 0x3030}, {0xE000, 0xF8FF}, {0xFE00, 0xFE6F},
-    {0xFF01, 0xFF0F}, {0xFF1A, 0xFF20}, {0xFF3B, 0xFF40}, {0xFF5B, 0xFF65}, {0xFFE0, 0xFFFF},
+    {0x80, 0xA9},       {0xAB, 0xB4},     {0xB6, 0xB9},     {0xBB, 0xBF},     {0xD7, 0xD7},
+    {0xF7, 0xF7},       {0x2000, 0x206F}, {0x20A0, 0x20CF}, {0x2190, 0x2BFF}, {0x2E00, 0x2E7F},
+    {0x3000, 0x3004},   {0x3008, 0x3020}, {0x3030, 0x3030}, {0xE000, 0xF8FF}, {0xFE00, 0xFE6F},
+    {0xFF01, 0xFF0F},   {0xFF1A, 0xFF20}, {0xFF3B, 0xFF40}, {0xFF5B, 0xFF65}, {0xFFE0, 0xFFFF},
     {0x1F000, 0x1FAFF},
 }};
 
 bool GoesOn(std::string_view rest) {
   if (rest.empty()) return false;
   const char c = rest.front();
-  if ((static_cast<unsigned char>(c) & 0x80) == 0) return IsAsciiLetter(c) || IsDigit(c) || c == '_';
+  if ((static_cast<unsigned char>(c) & 0x80) == 0)
+    return IsAsciiLetter(c) || IsDigit(c) || c == '_';
   const std::uint32_t character = FirstCharacter(rest);
   return std::none_of(kNoLetters.begin(), kNoLetters.end(), [character](const auto& range) {
     return character >= range[0] && character <= range[1];
@@ -48,10 +49,14 @@ bool GoesOn(std::string_view rest) {
 std::string EscapeMarkup(std::string_view name) {
   std::string escaped;
   for (char c : name) {
-    if (c == '&') escaped += "&amp;";
-    else if (c == '<') escaped += "&lt;";
-    else if (c == '>') escaped += "&gt;";
-    else escaped += c;
+    if (c == '&')
+      escaped += "&amp;";
+    else if (c == '<')
+      escaped += "&lt;";
+    else if (c == '>')
+      escaped += "&gt;";
+    else
+      escaped += c;
   }
   return escaped;
 }
@@ -232,12 +237,23 @@ void AppendValue(std::string& out, std::string_view value, Place place) {
   } else if (place == Place::kHtml) {
     for (char c : value) {
       switch (c) {
-        case '&': out += "&amp;"; break;
-        case '<': out += "&lt;"; break;
-        case '>': out += "&gt;"; break;
-        case '"': out += "&quot;"; break;
-        case '\'': out += "&#39;"; break;
-        default: out += c;
+        case '&':
+          out += "&amp;";
+          break;
+        case '<':
+          out += "&lt;";
+          break;
+        case '>':
+          out += "&gt;";
+          break;
+        case '"':
+          out += "&quot;";
+          break;
+        case '\'':
+          out += "&#39;";
+          break;
+        default:
+          out += c;
       }
     }
   } else {

@@ -1,5 +1,5 @@
-// engine/merge_words.h - finds the merge words in a message's texts: "#" and a field's name, longest
-// name first, not followed by a letter, a digit or "_". Text is UTF-8. Pure: any thread.
+// engine/merge_words.h - finds the merge words in a message's texts: "#" and a field's name,
+// longest name first, not followed by a letter, a digit or "_". Text is UTF-8. Pure: any thread.
 #pragma once
 
 #include <cstddef>
@@ -55,8 +55,8 @@ class MergeWords {
 // Appends a value as its place needs it. `value` has no control characters but tab and CR LF.
 void AppendValue(std::string& out, std::string_view value, Place place);
 
-// A value for a text body: each CR LF, CR and LF becomes CR LF, other control characters but the tab
-// are dropped.
+// A value for a text body: each CR LF, CR and LF becomes CR LF, other control characters but the
+// tab are dropped.
 std::string BodyValue(std::string_view value);
 // A value for a header: each run of control characters becomes one blank, none is left at the ends.
 std::string OneLine(std::string_view value);

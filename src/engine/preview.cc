@@ -69,8 +69,7 @@ Result<std::string> RenderRow(const fs::path& message_file, int bcc_mode, const 
     if (!recipient.ok()) return recipient.status();
     if (recipient->empty()) {
       return Status(Code::kUsage, "the list has only " + std::to_string(at - 1) +
-                                      " usable recipients; there is no row " +
-                                      std::to_string(row));
+                                      " usable recipients; there is no row " + std::to_string(row));
     }
     if (at < row) continue;
     RenderedMessage message;

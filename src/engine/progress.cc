@@ -27,13 +27,11 @@ ProgressLine::ProgressLine(ByteSink& err, bool terminal, Moment start)
 
 std::string ProgressLine::Text(const Progress& progress, std::uint64_t left,
                                std::chrono::duration<double> elapsed) {
-  const std::uint64_t done =
-      progress.sent + progress.refused + progress.failed + progress.unknown;
+  const std::uint64_t done = progress.sent + progress.refused + progress.failed + progress.unknown;
   const double rate = elapsed.count() > 0 ? static_cast<double>(done) / elapsed.count() : 0;
-  std::string text = std::to_string(progress.sent) + " sent, " +
-                     std::to_string(progress.refused) + " refused, " +
-                     std::to_string(progress.failed) + " failed, " + std::to_string(left) +
-                     " left";
+  std::string text = std::to_string(progress.sent) + " sent, " + std::to_string(progress.refused) +
+                     " refused, " + std::to_string(progress.failed) + " failed, " +
+                     std::to_string(left) + " left";
   if (progress.waiting_for_retry > 0) {
     text += " (" + std::to_string(progress.waiting_for_retry) + " to try again)";
   }
@@ -41,8 +39,8 @@ std::string ProgressLine::Text(const Progress& progress, std::uint64_t left,
   std::snprintf(speed.data(), speed.size(), ", %.1f/s", rate);
   text += speed.data();
   if (rate > 0 && left > 0) {
-    text += ", " + Duration(static_cast<std::uint64_t>(static_cast<double>(left) / rate)) +
-            " to go";
+    text +=
+        ", " + Duration(static_cast<std::uint64_t>(static_cast<double>(left) / rate)) + " to go";
   }
   return text;
 }

@@ -49,12 +49,16 @@ void QpWriter::Append(std::string_view text) {
       length = 2;
     } else if (c == ' ' || c == '\t') {
       // At a piece's end nobody knows whether the line ends there.
-      if (text.size() == 1 || text[1] == '\r') Encoded(text.substr(0, 1));
-      else Plain(c);
+      if (text.size() == 1 || text[1] == '\r')
+        Encoded(text.substr(0, 1));
+      else
+        Plain(c);
     } else if (c > ' ' && c < 0x7F && c != '=') {
       // A dot, or the "From " of a mailbox file, that opens a line could be changed on the way.
-      if (column_ == 0 && (c == '.' || text.starts_with("From "))) Encoded(text.substr(0, 1));
-      else Plain(c);
+      if (column_ == 0 && (c == '.' || text.starts_with("From ")))
+        Encoded(text.substr(0, 1));
+      else
+        Plain(c);
     } else {
       length = CharacterLength(text);
       Encoded(text.substr(0, length));

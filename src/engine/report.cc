@@ -58,8 +58,8 @@ Result<Scan> ScanJournal(const fs::path& folder, const ListIdentity& list) {
 }
 
 std::string LocalTimeText(std::int64_t seconds) {
-  const LocalTime local = ModClock::ToLocal(
-      std::chrono::system_clock::time_point(std::chrono::seconds(seconds)));
+  const LocalTime local =
+      ModClock::ToLocal(std::chrono::system_clock::time_point(std::chrono::seconds(seconds)));
   const int offset = local.utc_offset_minutes;
   std::array<char, 64> text{};
   std::snprintf(text.data(), text.size(), "%04d-%02d-%02d %02d:%02d:%02d %c%02d%02d", local.year,
@@ -87,10 +87,14 @@ std::string CsvReason(std::string_view text) {
   std::string plain;
   for (char c : text) {
     const auto byte = static_cast<unsigned char>(c);
-    if (c == ',') plain += ';';
-    else if (byte < 0x20 || byte == 0x7F) plain += ' ';
-    else if (byte >= 0x80) plain += '?';
-    else if (c != '"' && c != '\'') plain += c;
+    if (c == ',')
+      plain += ';';
+    else if (byte < 0x20 || byte == 0x7F)
+      plain += ' ';
+    else if (byte >= 0x80)
+      plain += '?';
+    else if (c != '"' && c != '\'')
+      plain += c;
   }
   return plain;
 }
@@ -99,11 +103,10 @@ Status WriteText(const fs::path& folder, const LineStates& states, const ReportF
                  const ReportCounts& counts) {
   Result<AtomicFile> file = AtomicFile::Create(folder / "report.txt", Access::kPrivate);
   if (!file.ok()) return file.status();
-  std::string head = "Subject: " + Value(facts.subject) + "\r\nFrom: " + Value(facts.from) +
-                     "\r\nList: " + Value(facts.list_path) +
-                     "\r\nStarted: " + LocalTimeText(counts.started) +
-                     "\r\nEnded: " + LocalTimeText(facts.ended) +
-                     "\r\nResult: " + Value(facts.result) + "\r\n";
+  std::string head =
+      "Subject: " + Value(facts.subject) + "\r\nFrom: " + Value(facts.from) +
+      "\r\nList: " + Value(facts.list_path) + "\r\nStarted: " + LocalTimeText(counts.started) +
+      "\r\nEnded: " + LocalTimeText(facts.ended) + "\r\nResult: " + Value(facts.result) + "\r\n";
   for (State state : kStateOrder) {
     head.append(StateName(state)).append(": ") += std::to_string(counts.Of(state)) + "\r\n";
   }
@@ -117,7 +120,8 @@ Status WriteText(const fs::path& folder, const LineStates& states, const ReportF
   }
   for (const AccountTally& account : facts.accounts) {
     if (account.login_refused.empty()) continue;
-    head += "Login refused: " + Value(account.server) + ": " + Value(account.login_refused) + "\r\n";
+    head +=
+        "Login refused: " + Value(account.server) + ": " + Value(account.login_refused) + "\r\n";
   }
   if (Status status = file->Write(head + "\r\n"); !status.ok()) return status;
   Status rows = LastOutcomes(states).ForEach(folder, [&](const JournalEvent& event) {
@@ -234,8 +238,7 @@ class PageWriter {
 
  private:
   std::string PageHead() const {
-    const std::string page_of =
-        number_ == 1 ? std::string() : " - page " + std::to_string(number_);
+    const std::string page_of = number_ == 1 ? std::string() : " - page " + std::to_string(number_);
     std::string html = "<!DOCTYPE html><html lang=\"en\"><head><meta charset=\"utf-8\"><title>" +
                        TitleText(facts_.subject) + page_of + "</title>\n" +
                        "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n";

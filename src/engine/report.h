@@ -23,8 +23,8 @@ struct ReportFacts {
   std::string subject;
   std::string from;
   std::string list_path;
-  std::string header_row;  // the list's bytes; empty when it has no header
-  std::string result;      // how the job stands, for a person
+  std::string header_row;              // the list's bytes; empty when it has no header
+  std::string result;                  // how the job stands, for a person
   std::vector<AccountTally> accounts;  // for the logins that were refused
   std::int64_t ended = 0;              // seconds since 1970
   std::size_t entries_per_page = 100;

@@ -60,8 +60,7 @@ std::string Template::UniqueText() {
 }
 
 void Template::AppendMessageId(std::string& out) {
-  out.append("Message-ID: <").append(UniqueText()).append("@").append(DomainOf(sender_)) +=
-      ">\r\n";
+  out.append("Message-ID: <").append(UniqueText()).append("@").append(DomainOf(sender_)) += ">\r\n";
 }
 
 void Template::ReadValues(std::string_view row) {
@@ -122,13 +121,21 @@ void Template::Render(std::span<const Recipient> recipients, RenderedMessage& ou
         own += segment.own;
         if (!segment.outside.empty()) cuts_.push_back({own.size(), segment.outside});
         break;
-      case Segment::Kind::kDate: own += DateField(); break;
+      case Segment::Kind::kDate:
+        own += DateField();
+        break;
       case Segment::Kind::kTo:
         own.append("To: ").append(recipients.front().address).append("\r\n");
         break;
-      case Segment::Kind::kSubject: RenderSubject(own); break;
-      case Segment::Kind::kMessageId: AppendMessageId(own); break;
-      case Segment::Kind::kText: RenderText(text_parts_[segment.text_part], own); break;
+      case Segment::Kind::kSubject:
+        RenderSubject(own);
+        break;
+      case Segment::Kind::kMessageId:
+        AppendMessageId(own);
+        break;
+      case Segment::Kind::kText:
+        RenderText(text_parts_[segment.text_part], own);
+        break;
     }
   }
   // Only now, when `own` moves no more.

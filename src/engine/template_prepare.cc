@@ -11,13 +11,13 @@
 namespace vespro::engine {
 namespace {
 
-constexpr std::size_t kMaxLine = 998;         // RFC 5322, section 2.1.1
-constexpr std::size_t kMaxEncodedLine = 76;   // RFC 2045, section 6
-constexpr std::size_t kCopiedUpTo = 2048;     // longer unchanged bytes are sent from where they are
+constexpr std::size_t kMaxLine = 998;        // RFC 5322, section 2.1.1
+constexpr std::size_t kMaxEncodedLine = 76;  // RFC 2045, section 6
+constexpr std::size_t kCopiedUpTo = 2048;    // longer unchanged bytes are sent from where they are
 constexpr std::size_t kMaxTypeBytes = 100;
 
 struct BodyShape {
-  bool ascii = true;     // no NUL and no byte beyond ASCII
+  bool ascii = true;  // no NUL and no byte beyond ASCII
   bool crlf_only = true;
   bool lone_cr = false;
   std::size_t longest = 0;
@@ -120,8 +120,7 @@ std::string DescribingFields(const MimePart& part) {
     }
   }
   if (const HeaderField* field = Find(part, "Content-Description")) {
-    fields += ModHeader::Field("Content-Description",
-                               OneLine(ModHeader::Decode(field->value)));
+    fields += ModHeader::Field("Content-Description", OneLine(ModHeader::Decode(field->value)));
   }
   return fields;
 }
@@ -359,8 +358,10 @@ Status Template::AddOther(const MimePart& part) {
   AddBytes("Content-Type: " + type + "\r\nContent-Transfer-Encoding: " + encoding + "\r\n" +
            DescribingFields(part) + "\r\n");
   if (stays) {
-    if (shape.crlf_only) AddView(part.body);
-    else AddBytes(WithCrLf(part.body));
+    if (shape.crlf_only)
+      AddView(part.body);
+    else
+      AddBytes(WithCrLf(part.body));
     return {};
   }
   Result<std::string> bytes = DecodedBytes(part);

@@ -77,9 +77,8 @@ std::string SubjectOf(const MimePart& root) {
 // The date is the machine's local time.
 std::string WithoutDate(std::string message) {
   const std::size_t start = message.find("Date: ");
-  return start == std::string::npos
-             ? message
-             : message.erase(start, message.find("\r\n", start) + 2 - start);
+  return start == std::string::npos ? message
+                                    : message.erase(start, message.find("\r\n", start) + 2 - start);
 }
 
 TEST(TemplateTest, WholePersonalisedMessage) {
@@ -171,7 +170,9 @@ TEST(TemplateTest, TheCommonToIsAlwaysAValidField) {
        "To: Club <club@example.org>,\r\n b@example.org\r\n"},
       {"The club", "To: The club:;\r\n"},
       {"a@b@c:;<", "To: \"a@b@c:;<\":;\r\n"},
-      {"Gr\xC3\xBC\xC3\x9F" "e", "To: =?UTF-8?B?R3LDvMOfZQ==?=:;\r\n"},
+      {"Gr\xC3\xBC\xC3\x9F"
+       "e",
+       "To: =?UTF-8?B?R3LDvMOfZQ==?=:;\r\n"},
   };
   for (const auto& row : rows) {
     const auto made = Prepare(
@@ -193,7 +194,8 @@ TEST(TemplateTest, BadMessageFilesAreRefusedWithTheReason) {
       {"TO: \r\nFROM: a@b.example>\r\n\r\nx", "FROM:"},
       {"TO: \r\nFROM: a@b.example\r\nREPLY-TO: who\r\n\r\nx", "REPLY-TO:"},
       {"TO: \r\nFROM: a@b.example\r\nContent-Type: multipart/mixed\r\n\r\nx", "boundary"},
-      {"TO: \r\nFROM: a@b.example\r\nContent-Type: x/y\r\nContent-Transfer-Encoding: rot13\r\n\r\nx",
+      {"TO: \r\nFROM: a@b.example\r\nContent-Type: x/y\r\nContent-Transfer-Encoding: "
+       "rot13\r\n\r\nx",
        "rot13"},
   };
   for (const auto& row : rows) {
@@ -216,7 +218,10 @@ constexpr std::string_view kAlternative =
 
 std::string Unescaped(std::string text) {
   for (const auto& [from, to] : {std::pair<std::string_view, std::string_view>{"&lt;", "<"},
-                                 {"&gt;", ">"}, {"&quot;", "\""}, {"&#39;", "'"}, {"&amp;", "&"}}) {
+                                 {"&gt;", ">"},
+                                 {"&quot;", "\""},
+                                 {"&#39;", "'"},
+                                 {"&amp;", "&"}}) {
     text = ModText::ReplaceAll(text, from, to);
   }
   return text;
@@ -241,7 +246,10 @@ TEST(TemplateTest, HostileValues) {
       {"a\r\nBcc: evil@example.com\r\n\r\nowned", "a\r\nBcc: evil@example.com\r\n\r\nowned",
        "a Bcc: evil@example.com owned"},
       {"a\rb\nc", "a\r\nb\r\nc", "a b c"},
-      {std::string("nul\0del\x7F" "bell\a!", 14), "nuldelbell!", "nul del bell !"},
+      {std::string("nul\0del\x7F"
+                   "bell\a!",
+                   14),
+       "nuldelbell!", "nul del bell !"},
       {"\xFF\xFE latin", "\xC3\xBF\xC3\xBE latin", "\xC3\xBF\xC3\xBE latin"},
       {"", "", ""},
   };
@@ -282,7 +290,8 @@ TEST(TemplateTest, AttachmentsArriveByteForByte) {
           part("Content-Type: application/pdf\r\nContent-Transfer-Encoding: base64", encoded) +
           part("Content-Type: text/csv\r\nContent-Disposition: attachment", ascii) +
           part("Content-Type: text/plain\r\nContent-Disposition: attachment\r\n"
-               "Content-Transfer-Encoding: 8bit", beyond) +
+               "Content-Transfer-Encoding: 8bit",
+               beyond) +
           part("Content-Type: message/rfc822", "Subject: #V\r\n\r\n#V") + "--b--\r\n",
       "mail,V");
   ASSERT_TRUE(made->message);
@@ -304,7 +313,8 @@ TEST(TemplateTest, WordsInHtmlButNotInItsStyle) {
       "<STYLE>a{color:#FED}</STYLE><style>#FED{}</style><script>'#FED'</script>"
       "<body text=#FED link='#FED' bgcolor=\"#FED\"><font color=#FED style='x:#FED' face='#FED'>"
       "<!--[if mso]><td bordercolor='#FED'>#FED<![endif]-->"
-      "&#FED; #FED; a#FED##FED #FED\xC3\xA9 #FED\xE2\x80\x94 #R&amp;D #FED<b>x</b> <i fill='#FED'\r\n",
+      "&#FED; #FED; a#FED##FED #FED\xC3\xA9 #FED\xE2\x80\x94 #R&amp;D #FED<b>x</b> <i "
+      "fill='#FED'\r\n",
       "FED,R&D");
   ASSERT_TRUE(made->message);
   EXPECT_EQ(TextOf(Parse(Render(*made, "<1>,2&"))),
@@ -318,7 +328,8 @@ TEST(TemplateTest, WordsInHtmlButNotInItsStyle) {
 
 TEST(TemplateTest, TheLongestNameWinsAndShortRowsGiveNothing) {
   const auto made = Prepare(
-      "TO: \r\nFROM: a@b.example\r\nSubject: s\r\n\r\n#A #AB #AB_C #ABC #A_ #A-B #a #A1 #A. ##A\r\n",
+      "TO: \r\nFROM: a@b.example\r\nSubject: s\r\n\r\n#A #AB #AB_C #ABC #A_ #A-B #a #A1 #A. "
+      "##A\r\n",
       "A,AB,AB_C,A-B");
   ASSERT_TRUE(made->message);
   EXPECT_EQ(TextOf(Parse(Render(*made, "1,\"2\",\"\"3\"\""))),
@@ -330,8 +341,20 @@ TEST(TemplateTest, TheLongestNameWinsAndShortRowsGiveNothing) {
 TEST(TemplateTest, RendersWhatTheSlowWayWould) {
   std::mt19937 random(20'231);
   const auto pick = [&random](std::size_t n) { return static_cast<std::size_t>(random() % n); };
-  const std::string_view bits[] = {"word ", "#V", "#W", "\r\n", "=", ". ", " ", "\t", "\xC3\xA9",
-                                   "From ", "longlonglonglong", "\xF0\x9F\x98\x80", ".", "x"};
+  const std::string_view bits[] = {"word ",
+                                   "#V",
+                                   "#W",
+                                   "\r\n",
+                                   "=",
+                                   ". ",
+                                   " ",
+                                   "\t",
+                                   "\xC3\xA9",
+                                   "From ",
+                                   "longlonglonglong",
+                                   "\xF0\x9F\x98\x80",
+                                   ".",
+                                   "x"};
   for (int round = 0; round < 400; ++round) {
     const bool cyrillic = round % 4 == 0;  // goes out as Base64
     std::string text;
@@ -343,10 +366,12 @@ TEST(TemplateTest, RendersWhatTheSlowWayWould) {
     for (std::size_t i = pick(90); i-- > 0;) w += static_cast<char>('!' + pick(90));
     std::erase(w, ',');
     if (w.size() >= 2 && w.front() == '"' && w.back() == '"') w += 'x';
-    const auto made = Prepare("TO: \r\nFROM: a@b.example\r\nSubject: #W\r\n"
-                              "Content-Type: text/plain; charset=utf-8\r\n"
-                              "Content-Transfer-Encoding: base64\r\n\r\n" + ModBase64::Encode(text),
-                              "V,W");
+    const auto made = Prepare(
+        "TO: \r\nFROM: a@b.example\r\nSubject: #W\r\n"
+        "Content-Type: text/plain; charset=utf-8\r\n"
+        "Content-Transfer-Encoding: base64\r\n\r\n" +
+            ModBase64::Encode(text),
+        "V,W");
     ASSERT_TRUE(made->message);
     const std::string message = Render(*made, v + "," + w);
     ExpectFitForTheWire(message);
