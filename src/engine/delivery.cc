@@ -172,6 +172,8 @@ class Delivery::Impl {
 // One connection and what is on it.
 class Delivery::Impl::Session final : public ConnectionEvents, public ClientEvents {
  public:
+  enum class Limit { kRunsOn, kStartsAgain };
+
   Session(Impl& impl, std::size_t target)
       : impl_(impl),
         target_(target),
@@ -183,13 +185,14 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     connection_->Connect(account.server, account.port);
   }
 
-  // Begins what can be begun and brings it on its way.
-  void Drive() {
+  // Begins what can be begun and brings it on its way. Time runs on unless the server did
+  // something.
+  void Drive(Limit limit = Limit::kRunsOn) {
     if (lost_) return;
     blocked_ = false;
     while (client_.CanBegin() && !impl_.ending_ && BeginOne()) {
     }
-    Flush();
+    Flush(limit);
   }
 
   // Finishes what is in hand, then ends.
@@ -197,7 +200,7 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     if (lost_) return;
     if (!client_.was_ready()) return connection_->Close();
     client_.Quit();
-    Flush();
+    Flush(Limit::kRunsOn);
   }
   void Abort() {
     if (!lost_) connection_->Close();
@@ -212,21 +215,21 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
   void OnConnected(std::string local_literal, bool loopback) override {
     client_.Connected(impl_.host_name_.empty() ? std::move(local_literal) : impl_.host_name_,
                       loopback);
-    Flush();
+    Flush(Limit::kStartsAgain);
   }
   void OnTlsEstablished() override {
     client_.TlsEstablished();
-    Flush();
+    Flush(Limit::kStartsAgain);
   }
   void OnReceived(std::string_view bytes) override {
     client_.Received(bytes);
     NoteReady();
-    Drive();
+    Drive(Limit::kStartsAgain);
   }
   void OnWritten(std::uint64_t bytes, bool finished) override {
     client_.Written(bytes);
     if (finished) writing_ = false;
-    Drive();
+    Drive(Limit::kStartsAgain);
   }
   void OnLost(Fault fault, const std::string& text) override {
     client_.Lost(fault, text);
@@ -307,9 +310,10 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     return true;
   }
 
-  void Flush() {
+  void Flush(Limit limit) {
     if (lost_) return;
     if (!writing_ && client_.TakeOutput(wire_)) {
+      limit = Limit::kStartsAgain;
       writing_ = true;
       connection_->Write(wire_.pieces);
     }
@@ -322,7 +326,7 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
         if (!tls_started_) connection_->StartTls(impl_.targets_[target_].account.server);
         tls_started_ = true;
     }
-    connection_->SetTimeLimit(client_.TimeLimit());
+    if (limit == Limit::kStartsAgain) connection_->SetTimeLimit(client_.TimeLimit());
   }
 
   Impl& impl_;

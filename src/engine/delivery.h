@@ -116,13 +116,15 @@ struct AccountTally {
 struct DeliveryEnd {
   enum class Reason {
     kDone,          // every recipient that the source gave has its verdict
-    kStopped,       // RequestStop: what was in hand is finished, the rest is not recorded
+    // RequestStop, or no server can be reached or used, which `status` then says: what was in hand
+    // is finished, the rest is not recorded.
+    kStopped,
     kNoLogin,       // every account's login was refused; the rest is not recorded
     kCannotRecord,  // the sink or the source failed, see status; nothing was sent since
   };
   Reason reason = Reason::kDone;
   Status status;
-  std::vector<AccountTally> accounts;  // in the order of the job
+  std::vector<AccountTally> accounts;  // in the order of the job, equal lines as one
 };
 
 class Delivery {

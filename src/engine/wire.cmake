@@ -8,6 +8,7 @@ if(NOT WIN32)
   find_package(OpenSSL 3.0 REQUIRED)
   vespro_room(engine_wire
     SOURCES delivery.cc net_asio.cc
+    TESTS delivery_test.cc
     USES engine_smtp
     LIBRARIES vespro_asio OpenSSL::SSL OpenSSL::Crypto)
   add_executable(engine_wire_bench ${PROJECT_SOURCE_DIR}/bench/engine_wire.cc)
