@@ -94,7 +94,7 @@ class EncryptedServer(support.JobTest):
         done = self.send("--subject", "S", "--list", self.listed, "--text", self.text,
                          engine=("--tls", "required", "--retry", "1", "--retry-delay", "0"))
         self.assertIn(done.returncode, (1, 75, 78), done.stderr)
-        self.complaint(done, "tls")
+        self.complaint(done, "TLS")
         self.assertEqual(self.keeper.messages, [])
 
 

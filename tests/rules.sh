@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The house rules that a search can check: platform headers stay behind the platform rooms' doors, the
-# build and not the preprocessor picks a platform, every room says what it is for.
+# build and not the preprocessor picks a platform, every room says what it is for. A test may play the
+# other side of a connection, so tests are free to use what their subject is not.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../src"
 bad=0
@@ -17,7 +18,7 @@ complain "platform header outside the platform rooms" < <(
   grep -rnE --include=*.h --include=*.cc \
     '#include *<(windows\.h|winsock2\.h|ole2\.h|gtk/|sys/socket\.h|netdb\.h|arpa/|netinet/|asio)' . |
     sed 's,^\./,,' |
-    grep -vE '^(outlook|evolution|terminal|base/win32|base/posix)/|^engine/net' || true)
+    grep -vE '^(outlook|evolution|terminal|base/win32|base/posix)/|^engine/net|_test\.cc:|/test_[a-z]*\.h:' || true)
 
 complain "platform test in a room" < <(
   grep -rnE --include=*.h --include=*.cc '^ *# *(if|ifdef|ifndef|elif).*(_WIN32|_WIN64|__linux__|__unix__)' . |
