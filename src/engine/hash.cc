@@ -82,7 +82,7 @@ void AddressSet::Grow(Shard& shard) {
 
 bool AddressSet::Insert(std::string_view address) {
   const std::uint64_t hash = Hash(address);
-  Shard& shard = shards_[hash >> 56];
+  Shard& shard = shards_[static_cast<std::size_t>(hash >> 56)];
   // 6 of 7 full at most: 8 / (6/7) * 1.5 bytes an address just after growing.
   if ((shard.used + 1) * 7 > shard.slots.size() * 6) Grow(shard);
   std::uint64_t& slot = shard.slots[Find(shard, hash)];
@@ -95,7 +95,7 @@ bool AddressSet::Insert(std::string_view address) {
 
 bool AddressSet::Contains(std::string_view address) const {
   const std::uint64_t hash = Hash(address);
-  const Shard& shard = shards_[hash >> 56];
+  const Shard& shard = shards_[static_cast<std::size_t>(hash >> 56)];
   return !shard.slots.empty() && shard.slots[Find(shard, hash)] == hash;
 }
 

@@ -54,11 +54,12 @@ void Declare(CLI::App& app, Arguments& arguments, EngineOptions& options) {
       ->type_name("DIR");
   app.add_option("--limit", options.list.limit, "Only the first N recipients")
       ->type_name("N")
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 40));
   app.add_option("--only", arguments.only, "Only this recipient of the list")->type_name("ADDRESS");
   app.add_option("--rate", arguments.rate, "At most N/s, N/min, N/h or N/day, over all accounts");
   app.add_option("--suppress", arguments.suppress,
                  "Never mail the addresses in this file; may be repeated")
+      ->allow_extra_args(false)
       ->type_name("FILE");
   app.add_option("--tls", arguments.tls, "required, auto (where offered) or off")
       ->check(CLI::IsMember({"required", "auto", "off"}));
