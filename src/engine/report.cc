@@ -262,7 +262,7 @@ class PageWriter {
     for (State state : kStateOrder) {
       html.append("<span class=\"key ").append(StateName(state)).append("\">") +=
           std::to_string(counts_.Of(state)) + " ";
-      html.append(StateName(state)) += "</span>";
+      html.append(StateName(state)) += "</span>\n";  // where a narrow page may break
     }
     html += "</p>\n<dl>" + Fact("Result", facts_.result) + Fact("From", facts_.from) +
             Fact("List", facts_.list_path) + Fact("Started", LocalTimeText(counts_.started)) +
