@@ -4,6 +4,7 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 
+#include "base/command_line.h"
 #include "base/text.h"
 #include "cli/verbs.h"
 
@@ -116,7 +117,7 @@ int Run(std::vector<std::string> arguments) {
 
 int main(int argc, char** argv) {
   try {
-    return vespro::cli::Run(vespro::ModConsole::Arguments(argc, argv));
+    return vespro::cli::Run(vespro::ModCommandLine::Begin(argc, argv));
   } catch (const std::exception& error) {
     // Out of memory, or a fault of ours: nothing below throws on purpose.
     std::cerr << "vespro: " << vespro::ModText::Printable(error.what()) << "\n";

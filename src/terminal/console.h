@@ -3,7 +3,6 @@
 
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace vespro {
 
@@ -19,8 +18,6 @@ namespace ModConsole {
 bool CanAsk();
 // A line from standard input without its line end; empty at its end.
 std::string ReadLine();
-// The arguments of main as UTF-8; on Windows they come from the system, not from `argv`.
-std::vector<std::string> Arguments(int argc, char** argv);
 
 }  // namespace ModConsole
 }  // namespace vespro

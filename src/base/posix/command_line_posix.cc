@@ -1,0 +1,21 @@
+#include <unistd.h>
+
+#include "base/command_line.h"
+
+namespace vespro::ModCommandLine {
+
+std::vector<std::string> Begin(int argc, char** argv) { return {argv, argv + argc}; }
+
+bool IsTerminal(Stream stream) {
+  switch (stream) {
+    case Stream::kInput:
+      return isatty(STDIN_FILENO) == 1;
+    case Stream::kOutput:
+      return isatty(STDOUT_FILENO) == 1;
+    case Stream::kError:
+      return isatty(STDERR_FILENO) == 1;
+  }
+  return false;
+}
+
+}  // namespace vespro::ModCommandLine

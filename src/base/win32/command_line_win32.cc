@@ -1,0 +1,47 @@
+#include <windows.h>
+// After windows.h, on which it depends.
+#include <fcntl.h>
+#include <io.h>
+#include <shellapi.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "base/command_line.h"
+#include "base/win32/wide.h"
+
+namespace vespro::ModCommandLine {
+namespace {
+
+// The console belongs to the shell that started us and goes back to it as it was.
+UINT consoles_code_page = 0;
+
+void GiveConsoleBack() { SetConsoleOutputCP(consoles_code_page); }
+
+}  // namespace
+
+std::vector<std::string> Begin(int, char**) {
+  _setmode(_fileno(stdout), _O_BINARY);
+  _setmode(_fileno(stderr), _O_BINARY);
+  consoles_code_page = GetConsoleOutputCP();
+  if (consoles_code_page != 0 && SetConsoleOutputCP(CP_UTF8)) std::atexit(GiveConsoleBack);
+
+  int count = 0;
+  wchar_t** wide = CommandLineToArgvW(GetCommandLineW(), &count);
+  std::vector<std::string> arguments;
+  for (int i = 0; wide != nullptr && i < count; ++i) {
+    arguments.push_back(ModWide::ToUtf8(wide[i]));
+  }
+  LocalFree(wide);
+  return arguments;
+}
+
+bool IsTerminal(Stream stream) {
+  const DWORD which = stream == Stream::kInput    ? STD_INPUT_HANDLE
+                      : stream == Stream::kOutput ? STD_OUTPUT_HANDLE
+                                                  : STD_ERROR_HANDLE;
+  DWORD mode = 0;
+  return GetConsoleMode(GetStdHandle(which), &mode) != 0;
+}
+
+}  // namespace vespro::ModCommandLine

@@ -1,0 +1,23 @@
+#include "terminal/console.h"
+
+#include <iostream>
+
+#include "base/code_page.h"
+#include "base/command_line.h"
+#include "base/text.h"
+
+namespace vespro::ModConsole {
+
+bool CanAsk() {
+  using ModCommandLine::Stream;
+  return ModCommandLine::IsTerminal(Stream::kInput) && ModCommandLine::IsTerminal(Stream::kError);
+}
+
+std::string ReadLine() {
+  std::string line;
+  std::getline(std::cin, line);
+  if (!line.empty() && line.back() == '\r') line.pop_back();
+  return ModText::IsUtf8(line) ? line : ModCodePage::ToUtf8(line);
+}
+
+}  // namespace vespro::ModConsole
