@@ -350,6 +350,12 @@ TEST(JobTest, WhatIsMissingIsNamed) {
     EXPECT_NE(job.status().text().find(row.text), std::string::npos) << job.status().text();
     EXPECT_EQ(job.status().text().find("p%ss"), std::string::npos);
   }
+  // Behind a byte-order mark a job is UTF-8, whatever the code page is.
+  const std::string mark = "\xEF\xBB\xBF";
+  Result<Job> marked = ParseJob(mark + "MESSAGE FILE=\xC5\x82\n" + list + host);
+  ASSERT_TRUE(marked.ok()) << marked.status().text();
+  EXPECT_EQ(ModFiles::ToUtf8(marked->message_file), "\xC5\x82");
+  EXPECT_FALSE(ParseJob(mark + "MESSAGE FILE=\xC5\n" + list + host).ok());
   Result<Job> bare = ParseJob(list + message + host);
   ASSERT_TRUE(bare.ok());
   EXPECT_EQ(bare->connections, 1u);

@@ -6,6 +6,7 @@
 #include "base/files.h"
 #include "base/lines.h"
 #include "base/text.h"
+#include "recipients/row.h"
 #include "settings/password.h"
 
 namespace vespro::engine {
@@ -85,7 +86,11 @@ struct Reader {
 }  // namespace
 
 Result<Job> ParseJob(std::string_view bytes) {
-  const std::string text = ModCodePage::ToUtf8(bytes);
+  // The mark stands before a job whose paths the code page can't hold.
+  const std::string_view utf8 = ModRow::StripByteOrderMark(bytes);
+  const bool marked = utf8.size() < bytes.size();
+  if (marked && !ModText::IsUtf8(utf8)) return Status(Code::kBadInput, "the job is not UTF-8");
+  const std::string text = marked ? std::string(utf8) : ModCodePage::ToUtf8(bytes);
   Reader reader;
   std::string_view rest = text;
   std::size_t number = 0;

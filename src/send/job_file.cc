@@ -19,7 +19,7 @@ std::string FormatJobFile(const JobFile& job) {
   if (!ModText::Trim(job.bcc_mode).empty()) line("BCC MODE", job.bcc_mode);
   line("MESSAGE FILE", job.message_file);
   for (const std::string& host : job.hosts) line("HOST", host);
-  return ModCodePage::FromUtf8(text);
+  return ModCodePage::CanHold(text) ? ModCodePage::FromUtf8(text) : "\xEF\xBB\xBF" + text;
 }
 
 Result<std::string> CreateConfigFile(SendContext& context, std::string_view distribution_setting) {

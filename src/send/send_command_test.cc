@@ -22,8 +22,10 @@ class SendCommandTest : public SendTestHost {
     const Status status = ModSend::CmdSend_Click(context);
     EXPECT_TRUE(status.ok()) << status.text();
   }
+  // Without the mark of a job whose folder the code page can't hold.
   std::string SessionFile(const char* name) {
-    return folder.Read("session/" + window.session_name + "/" + name);
+    const std::string bytes = folder.Read("session/" + window.session_name + "/" + name);
+    return bytes.starts_with("\xEF\xBB\xBF") ? bytes.substr(3) : bytes;
   }
   std::string SessionFolder() {
     return ModText::ReplaceAll(ModFiles::ToUtf8(folder.path()), "\\", "/") + "/session/" +
