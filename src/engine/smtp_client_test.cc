@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
+#include <random>
 #include <vector>
 
 #include "base/text.h"
@@ -671,6 +673,105 @@ TEST(SmtpClientTest, DotsWhereverThePiecesMeet) {
       EXPECT_EQ(std::any_of(out.pieces.begin(), out.pieces.end(), in_place), with_large);
     }
   }
+}
+
+// A server that answers at random, in every mode, with three kinds of messages on the wire.
+// Whatever it says: each recipient gets one verdict, and none of "sent" without the server's yes to
+// a message.
+class Storm final : public ClientEvents {
+ public:
+  Storm(std::uint32_t seed, bool pipelining, bool chunking) : random_(seed), client_({}, *this) {
+    people_ = {{1, "a@x", ""}, {2, "b@x", ""}, {3, "<c@x", ""}};
+    message_.pieces = {"x: y\r\n\r\n.z\r\n"};
+    message_.bytes = message_.pieces[0].size();
+    client_.Connected("[127.0.0.1]", true);
+    client_.Received("220 hi\r\n");
+    std::string hello = "250-x\r\n";
+    if (pipelining) hello += "250-PIPELINING\r\n";
+    if (chunking) hello += "250-CHUNKING\r\n";
+    client_.Received(hello + "250 HELP\r\n");
+  }
+
+  // How many recipients were sent to.
+  std::size_t Run() {
+    for (int step = 0; step < 200 && !client_.over(); ++step) {
+      if (client_.CanBegin() && Chance(2)) Begin();
+      Write();
+      if (Chance(150)) client_.Quit();
+      if (Chance(150)) client_.Lost(Fault::kTimeout, "lost");
+      if (!owed_.empty()) Answer();
+    }
+    client_.Lost(Fault::kClosed, "closed");
+    Write();
+    EXPECT_EQ(told_, begun_ * people_.size());
+    EXPECT_EQ(finished_, begun_);
+    EXPECT_EQ(client_.in_hand(), 0U);
+    EXPECT_LE(sent_, 2 * yes_);
+    return sent_;
+  }
+
+  void OnRecipient(std::size_t, std::size_t index, const struct Answer& answer) override {
+    ++told_;
+    EXPECT_FALSE(answer.accepted && index == 2) << "an address that was never said";
+    sent_ += answer.accepted;
+  }
+  void OnFinished(std::size_t) override { ++finished_; }
+  void OnSessionFailed(const Failure&, const std::string&) override {}
+
+ private:
+  bool Chance(unsigned one_in) { return random_() % one_in == 0; }
+  void Begin() {
+    ++begun_;
+    client_.Begin(client_.FreeSlot(), {"s@x", people_, &message_});
+  }
+  void Write() {
+    WireBytes wire;
+    while (client_.TakeOutput(wire)) {
+      for (const std::string_view piece : wire.pieces) {
+        owed_ += Commands(piece);
+        client_.Written(piece.size());
+      }
+    }
+  }
+  // The answers that the server owes for it.
+  static std::string Commands(std::string_view text) {
+    std::string owed;
+    for (const std::string_view line : ModText::Split(text, '\n')) {
+      const std::string_view verb = line.substr(0, 4);
+      if (verb == "DATA") {
+        owed += '3';
+      } else if (line == ".\r" || verb == "MAIL" || verb == "RCPT" || verb == "BDAT" ||
+                 verb == "RSET" || verb == "QUIT") {
+        owed += '2';
+      }
+    }
+    return owed;
+  }
+  void Answer() {
+    static constexpr const char* kOthers[] = {"550 no", "550 no",  "451 not", "452 full", "250 ok",
+                                              "354 go", "503 bad", "421 bye", "?"};
+    std::string answer = owed_[0] == '3' ? "354 go" : "250 ok";
+    if (Chance(8)) answer = kOthers[random_() % (Chance(4) ? std::size(kOthers) : 4)];
+    yes_ += answer.starts_with("250");
+    owed_.erase(0, 1);
+    client_.Received(answer + "\r\n");
+  }
+
+  std::mt19937 random_;
+  SmtpClient client_;
+  std::vector<Recipient> people_;
+  RenderedMessage message_;
+  std::string owed_;
+  std::size_t begun_ = 0, told_ = 0, finished_ = 0, sent_ = 0, yes_ = 0;
+};
+
+TEST(SmtpClientTest, WhateverTheServerSays) {
+  std::size_t sent = 0;
+  for (std::uint32_t seed = 0; seed < 3000; ++seed) {
+    SCOPED_TRACE(seed);
+    sent += Storm(seed, seed % 3 > 0, seed % 3 > 1).Run();
+  }
+  EXPECT_GT(sent, 3000U) << "the storm is too strong to show anything";
 }
 
 }  // namespace
