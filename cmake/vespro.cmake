@@ -71,8 +71,6 @@ function(vespro_room name)
   if(ROOM_TESTS AND VESPRO_TESTS)
     add_executable(${name}_test ${ROOM_TESTS})
     target_link_libraries(${name}_test PRIVATE vespro_${name} gtest_main)
-    target_compile_definitions(${name}_test PRIVATE
-      VESPRO_TESTDATA="${CMAKE_CURRENT_SOURCE_DIR}/testdata")
     add_test(NAME ${name} COMMAND ${name}_test)
     set_tests_properties(${name} PROPERTIES TIMEOUT 300)
   endif()
