@@ -21,9 +21,9 @@ struct JobFile {
 
 namespace ModSend {
 
-// The file's bytes in the code page, lines ended by CR LF; a path that the code page can't hold makes
-// it UTF-8 with a byte-order mark. A line end inside a value would begin another line of the job: it
-// becomes a blank.
+// The file's bytes in the code page, lines ended by CR LF; a path that the code page can't hold
+// makes it UTF-8 with a byte-order mark. A line end inside a value would begin another line of the
+// job: it becomes a blank.
 std::string FormatJobFile(const JobFile& job);
 
 // Makes a session: its name (kept in the window), its folder, the message file and the job file.
