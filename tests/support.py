@@ -19,6 +19,15 @@ STATES = ("sent", "refused", "failed", "skipped", "unknown")
 SECONDS = 120  # for one program; far more than it needs, so that only a hang trips it
 
 
+def command_line(*arguments):
+    """The command with its arguments. In a build for Windows Wine runs it, and has our root as Z:."""
+    windows = PROGRAMS / "vespro-cli.exe"
+    if not windows.exists():
+        return [str(part) for part in (PROGRAMS / "vespro", *arguments)]
+    named = ["Z:{}".format(a) if isinstance(a, pathlib.PurePath) else str(a) for a in arguments]
+    return [str(ROOT / "cmake" / "wine-run"), str(windows), *named]
+
+
 class JobTest(unittest.TestCase):
     """A test with a home and a folder of its own; everything it starts ends with it."""
 
@@ -36,10 +45,9 @@ class JobTest(unittest.TestCase):
 
     def vespro(self, *arguments, stdin="", **more):
         """Runs the command in this test's home."""
-        command = [PROGRAMS / "vespro", "--home", self.home, *arguments]
         return subprocess.run(
-            [str(part) for part in command], input=stdin, capture_output=True, encoding="utf-8",
-            errors="surrogateescape", timeout=SECONDS, **more)
+            command_line("--home", self.home, *arguments), input=stdin, capture_output=True,
+            encoding="utf-8", errors="surrogateescape", timeout=SECONDS, **more)
 
     def expect(self, code, done):
         self.assertEqual(
@@ -84,8 +92,8 @@ class Catcher:
         self.maildir = maildir
         if "--port" not in arguments:
             arguments += ("--port", "0")
-        command = [PROGRAMS / "vespro", "catch", "--maildir", maildir, *arguments]
-        self.process = subprocess.Popen([str(part) for part in command], stdout=subprocess.PIPE)
+        command = command_line("catch", "--maildir", maildir, *arguments)
+        self.process = subprocess.Popen(command, stdout=subprocess.PIPE)
         line = self.process.stdout.readline().decode()
         self.port = int(re.fullmatch(r"listening on .*:(\d+)\n", line).group(1))
 

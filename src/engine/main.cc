@@ -1,13 +1,12 @@
 // vespro-engine: sends one job and writes its reports.
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <string>
 #include <vector>
 
-#include "base/text.h"
+#include "base/command_line.h"
 #include "engine/delivery.h"
 #include "engine/engine.h"
 
@@ -111,13 +110,16 @@ DeliveryEnd DeliverOverTheWire(const DeliveryOptions& options, const std::vector
   return delivery.Run(on_tick);
 }
 
-int Main(int argc, char** argv) {
+int Main(std::vector<std::string> command_line) {
   EngineOptions options;
   Arguments arguments;
   CLI::App app("Sends a bulk-mail job and reports on every recipient.", "vespro-engine");
   Declare(app, arguments, options);
+  // CLI11 takes its arguments last first, without the program's name.
+  std::reverse(command_line.begin(), command_line.end());
+  if (!command_line.empty()) command_line.pop_back();
   try {
-    app.parse(argc, argv);
+    app.parse(command_line);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kExitAllSent : kExitUsage;
   }
@@ -128,7 +130,8 @@ int Main(int argc, char** argv) {
   SystemClock clock;
   SystemRandomness randomness;
   StandardStream out(stdout), err(stderr);
-  EngineWorld world{clock, randomness, out, err, isatty(STDERR_FILENO) == 1, DeliverOverTheWire};
+  const bool watched = ModCommandLine::IsTerminal(ModCommandLine::Stream::kError);
+  EngineWorld world{clock, randomness, out, err, watched, DeliverOverTheWire};
   return RunEngine(options, world);
 }
 
@@ -137,7 +140,7 @@ int Main(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   try {
-    return vespro::engine::Main(argc, argv);
+    return vespro::engine::Main(vespro::ModCommandLine::Begin(argc, argv));
   } catch (const std::exception& error) {
     // Only running out of memory is expected here; the journal has everything that was done.
     std::fprintf(stderr, "vespro-engine: %s; run the job again to go on\n", error.what());

@@ -10,6 +10,7 @@
 
 #include "base/files.h"
 #include "engine/net.h"
+#include "engine/net_system.h"
 
 namespace vespro::engine {
 namespace {
@@ -343,12 +344,11 @@ class ConnectionHandle final : public Connection {
 
 }  // namespace
 
-Network::Network() : state_(std::make_unique<State>()) {
+Network::Network() : state_((platform::PrepareTls(), std::make_unique<State>())) {
   SSL_CTX* tls = state_->tls.native_handle();
   SSL_CTX_set_min_proto_version(tls, TLS1_2_VERSION);
   SSL_CTX_set_mode(tls, SSL_MODE_RELEASE_BUFFERS);
-  asio::error_code no_anchors;  // then every certificate is refused, which says so itself
-  state_->tls.set_default_verify_paths(no_anchors);
+  platform::TrustWhatTheSystemTrusts(tls);
   state_->tls.set_verify_mode(asio::ssl::verify_peer);
 }
 

@@ -1,0 +1,9 @@
+#include "engine/net_system.h"
+
+namespace vespro::engine::platform {
+
+void PrepareTls() {}
+
+void TrustWhatTheSystemTrusts(SSL_CTX* tls) { SSL_CTX_set_default_verify_paths(tls); }
+
+}  // namespace vespro::engine::platform
