@@ -20,6 +20,9 @@ constexpr std::size_t kReadAhead = 64;  // recipients
 // Where there are more servers than connections, a connection sends this many messages to one
 // before it makes room for the next.
 constexpr double kStay = 10;
+// So often a recipient is told that there is no room beside the others before that counts as trouble
+// of its own.
+constexpr int kMostSplits = 3;
 // A server that is being connected to holds up the others' shares no longer than this.
 constexpr std::chrono::seconds kPatience{3};
 // Failures in a row, on every server, after which the job is stopped and left for later.
@@ -96,7 +99,8 @@ class Delivery::Impl {
     std::vector<Recipient> recipients;
     std::vector<History> histories;
     RenderedMessage message;
-    std::size_t split = 0;  // recipients for whom the server had no room in this message
+    // Recipients for whom the server had no room in this message, and the first of them.
+    std::size_t split = 0, first_split = 0;
   };
   enum class Take { kTaken, kNotNow, kNothingLeft };
 
@@ -247,7 +251,8 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
   void OnFinished(std::size_t slot) override {
     Slot& done = slots_[slot];
     impl_.in_hand_ -= done.recipients.size();
-    if (done.split > 0) {
+    // A limit cuts the end off; a single full mailbox stands anywhere.
+    if (done.split > 0 && done.first_split + done.split == done.recipients.size()) {
       impl_.targets_[target_].max_recipients = done.recipients.size() - done.split;
     }
     if (impl_.in_hand_ == 0) impl_.PumpSoon();
@@ -657,7 +662,11 @@ void Delivery::Impl::OnAnswer(std::size_t index_of_target, Slot& slot, std::size
     return Record(index_of_target, recipient, history, State::kSent, answer.reply);
   }
   const Failure& failure = answer.failure;
-  const Verdict verdict = Judge(failure);
+  Verdict verdict = Judge(failure);
+  if (verdict.action == Action::kRetryNow && verdict.scope == Scope::kRecipient) {
+    if (slot.split++ == 0) slot.first_split = index;
+    if (++history.splits > kMostSplits) verdict.action = Action::kRetryLater;
+  }
   history.last_reply = answer.reply;
   if (failure.fault != Fault::kReply && failure.stage >= Stage::kMail) {
     history.last_reply += std::string(" (at ") + StageName(failure.stage) + ")";
@@ -681,7 +690,6 @@ void Delivery::Impl::OnAnswer(std::size_t index_of_target, Slot& slot, std::size
       break;
     case Action::kRetryNow:
       --history.attempts;
-      if (verdict.scope == Scope::kRecipient) ++slot.split;
       break;
     case Action::kRetryLater:
       if (history.attempts >= options_.retry) {
@@ -760,7 +768,7 @@ void Delivery::Impl::TakeOut(std::size_t index, const Verdict& verdict, const st
   if (!target.out.ok()) return;
   target.out = Status(verdict.login ? Code::kLogin : Code::kUnavailable, text);
   target.login_refused = verdict.login;
-  if (verdict.login) target.tally.login_refused = text;
+  (verdict.login ? target.tally.login_refused : target.tally.taken_out) = text;
   SettleHopeless();
   PumpSoon();
 }

@@ -110,6 +110,7 @@ struct Progress {
 struct AccountTally {
   std::string server;        // "name:port"
   std::string login_refused;  // the server's words when it took no login; empty otherwise
+  std::string taken_out;     // why else it took no further part; empty otherwise
   std::uint64_t sent = 0, refused = 0, failed = 0, unknown = 0;
 };
 

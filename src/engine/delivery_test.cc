@@ -314,8 +314,17 @@ TEST(DeliveryTest, ASenderThatOneServerRefusesGoesToTheOther) {
     Job job(40);
     job.To(strict.port);
     if (with_open) job.To(open.port);
-    EXPECT_EQ(job.Run().reason, Reason::kDone);
-    EXPECT_EQ(job.ledger.Count(with_open ? State::kSent : State::kRefused), 40U);
+    const DeliveryEnd end = job.Run();
+    EXPECT_EQ(end.accounts[0].taken_out, "550 5.7.1 not here");
+    if (with_open) {
+      EXPECT_EQ(end.reason, Reason::kDone);
+      EXPECT_EQ(job.ledger.Count(State::kSent), 40U);
+    } else {
+      // Nobody on the list is to blame: they stay unrecorded for another day.
+      EXPECT_EQ(end.reason, Reason::kStopped);
+      EXPECT_NE(end.status.text().find("550 5.7.1 not here"), std::string::npos);
+      EXPECT_TRUE(job.ledger.outcomes.empty());
+    }
   }
 }
 

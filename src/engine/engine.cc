@@ -29,6 +29,8 @@ int ExitOf(const Status& status) {
     case Code::kConfig:
       return kExitNoAccount;
     case Code::kCannotWrite:
+    case Code::kUnavailable:
+    case Code::kTimedOut:
     case Code::kResumable:
       return kExitRunAgain;
     case Code::kLogin:
@@ -62,6 +64,17 @@ class Run {
   }
 
   Status Prepare() {
+    const bool narrowed = options_.list.limit > 0 || !options_.list.only.empty();
+    if (options_.resend_unknown && narrowed) {
+      return Status(Code::kUsage, "--resend-unknown is for the whole list: leave out --limit and "
+                                  "--only");
+    }
+    // Before --fresh sets anything aside.
+    if (const fs::path& ca = options_.delivery.extra_ca; !ca.empty()) {
+      if (Result<File> readable = File::Open(ca, File::Mode::kRead); !readable.ok()) {
+        return readable.status();
+      }
+    }
     Result<std::string> bytes = ModFiles::ReadAll(options_.job_file, kMaxJobBytes);
     if (!bytes.ok()) return bytes.status();
     Result<Job> job = ParseJob(bytes.value());
@@ -202,6 +215,14 @@ class Run {
     return Conclude(end);
   }
 
+  // Why a finished run had nobody to send to; empty when it had.
+  std::string WhyNobody() const {
+    if (source_->given() > 0 || source_->passed_over() > 0) return {};
+    const std::string& only = options_.list.only;
+    if (!only.empty()) return "'" + ModText::Printable(only) + "' is not on the list";
+    return before_ == 0 && source_->skipped() == 0 ? "there is nobody on the list" : "";
+  }
+
   int Conclude(const DeliveryEnd& end) {
     int exit = kExitAllSent;
     switch (end.reason) {
@@ -261,6 +282,10 @@ class Run {
       Say("internal error: the verdicts do not add up to the recipients of the list; the journal "
           "says who was served");
       exit = kExitInternal;
+    }
+    if (const std::string nobody = WhyNobody(); exit == kExitAllSent && !nobody.empty()) {
+      Say(nobody);
+      exit = kExitBadInput;
     }
     const bool some_not = counts->Of(State::kRefused) + counts->Of(State::kFailed) +
                               counts->Of(State::kUnknown) + counts->to_mend >

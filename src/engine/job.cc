@@ -51,9 +51,14 @@ struct Reader {
       job.accounts.push_back(std::move(account).value());
       return;
     }
-    const std::string_view server = ModText::Trim(value.substr(0, value.find(',')));
-    last_fault = "account in line " + std::to_string(line) + " ('" +
-                 ModText::Printable(server, 80) + "') is left out: " + account.status().text();
+    // Of a line without commas nothing is shown: it may be a password.
+    const std::size_t comma = value.find(',');
+    const std::string server =
+        comma == std::string_view::npos
+            ? std::string()
+            : " ('" + ModText::Printable(ModText::Trim(value.substr(0, comma)), 80) + "')";
+    last_fault = "account in line " + std::to_string(line) + server +
+                 " is left out: " + account.status().text();
     job.warnings.push_back(last_fault);
   }
 

@@ -60,15 +60,31 @@ Result<ListSource> ListSource::Open(const Distribution& list, ListOptions option
   return source;
 }
 
+// Whoever asked not to be mailed must not be missed for the sake of a file's form: every field with
+// an "@" counts, quoted or not, and a line without one is a fault, but for a table's first.
 Status ListSource::Suppress(const fs::path& file) {
+  const std::string name = ModFiles::ToUtf8(file);
+  if (Status text = ModDistribution::ProbeText(name); !text.ok()) return text;
   Result<LineReader> lines = LineReader::Open(file, kMaxRowBytes);
   if (!lines.ok()) return lines.status();
   suppressed_.push_back({ModFiles::ToUtf8(file.filename()), AddressSet(*randomness_)});
   AddressSet& addresses = suppressed_.back().addresses;
   for (std::string_view line; lines->Next(line);) {
     if (lines->line_number() == 1) line = ModRow::StripByteOrderMark(line);
-    const std::string address = Normalised(line);
-    if (!address.empty()) addresses.Insert(address);
+    bool found = false;
+    for (const std::string_view field : ModText::Split(line, ',')) {
+      if (field.find('@') == std::string_view::npos) continue;
+      std::string bare(field);
+      std::erase_if(bare, [](char c) { return c == '"' || c == '\''; });
+      addresses.Insert(Normalised(bare));
+      found = true;
+    }
+    if (!found && lines->line_number() > 1 && !ModText::Trim(line).empty()) {
+      return Status(Code::kBadInput, "'" + name + "', line " +
+                                         std::to_string(lines->line_number()) +
+                                         ": no address in it, so somebody might be mailed who must "
+                                         "not be; correct or remove the line");
+    }
   }
   return lines->status();
 }

@@ -8,7 +8,7 @@ namespace {
 using enum Action;
 
 // A condition on the failure beside its stage, fault and code.
-enum class If { kAlways, kEnded, kBehind, kOthersAccepted, kProved, kSlowDown };
+enum class If { kAlways, kEnded, kBehind, kTooMany, kProved, kSlowDown, kThisMessage };
 
 struct Row {
   Stage first_stage, last_stage;
@@ -29,6 +29,8 @@ constexpr Verdict kServerBusy{
 constexpr Verdict kNoLoginHere{
     .scope = Scope::kAccount, .action = kTakeOut, .renew = true, .login = true};
 constexpr Verdict kUseless{.scope = Scope::kAccount, .action = kTakeOut, .renew = true};
+// What is on the wire still gets its answer.
+constexpr Verdict kSenderNotWanted{.scope = Scope::kAccount, .action = kTakeOut};
 constexpr Verdict kMessageLater{.scope = Scope::kMessage, .action = kRetryLater};
 constexpr Verdict kMessageNever{.scope = Scope::kMessage, .action = kRefuse};
 constexpr Verdict kOtherAccounts{.scope = Scope::kMessage, .action = kElsewhere};
@@ -83,11 +85,14 @@ constexpr Row kRows[] = {
      If::kSlowDown,
      {.scope = Scope::kMessage, .action = kRetryLater, .pause = true}},
     {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 400, 499, If::kAlways, kMessageLater},
-    {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 500, 599, If::kAlways, kOtherAccounts},
+    // A sender refused, a quota used up: it would go like that with everybody on the list, so nobody
+    // is to blame for it, and the rest of the list waits for better times.
+    {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 500, 599, If::kThisMessage, kOtherAccounts},
+    {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 500, 599, If::kAlways, kSenderNotWanted},
 
     // Too many recipients: 452, and 552 from old servers (RFC 5321, section 4.5.3.1.10).
-    {Stage::kRcpt, Stage::kRcpt, kAnswer, kAnswer, 452, 452, If::kOthersAccepted, kSplit},
-    {Stage::kRcpt, Stage::kRcpt, kAnswer, kAnswer, 552, 552, If::kOthersAccepted, kSplit},
+    {Stage::kRcpt, Stage::kRcpt, kAnswer, kAnswer, 452, 452, If::kTooMany, kSplit},
+    {Stage::kRcpt, Stage::kRcpt, kAnswer, kAnswer, 552, 552, If::kTooMany, kSplit},
     {Stage::kRcpt, Stage::kRcpt, kAnswer, kAnswer, 400, 499, If::kAlways, kPersonLater},
     {Stage::kRcpt, Stage::kRcpt, kAnswer, kAnswer, 500, 599, If::kAlways, kPersonNever},
 
@@ -101,6 +106,12 @@ bool AsksToSlowDown(const Failure& failure) {
          failure.enhanced == EnhancedCode{4, 3, 2};
 }
 
+// X.5.3 is "too many recipients"; a full mailbox (X.2.2) has the same reply code. Without an
+// enhanced code it can be either.
+bool MeansTooMany(const EnhancedCode& enhanced) {
+  return enhanced == EnhancedCode{} || (enhanced.subject == 5 && enhanced.detail == 3);
+}
+
 bool Holds(If condition, const Failure& failure) {
   switch (condition) {
     case If::kAlways:
@@ -109,8 +120,11 @@ bool Holds(If condition, const Failure& failure) {
       return failure.message_ended;
     case If::kBehind:
       return !failure.in_front;
-    case If::kOthersAccepted:
-      return failure.others_accepted;
+    case If::kTooMany:
+      return failure.others_accepted && MeansTooMany(failure.enhanced);
+    case If::kThisMessage:
+      return failure.code == 552 || failure.enhanced == EnhancedCode{5, 3, 4} ||
+             failure.enhanced == EnhancedCode{5, 6, 7};
     case If::kProved:
       return failure.proved;
     case If::kSlowDown:

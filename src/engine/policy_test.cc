@@ -43,7 +43,10 @@ TEST(PolicyTest, WhatAFailureMeans) {
       {"login not possible now", Answered(Stage::kAuth, 454), Scope::kConnection,
        Action::kRetryLater, true},
       {"login wanted", Answered(Stage::kMail, 530), Scope::kAccount, Action::kTakeOut, true},
-      {"sender refused", Answered(Stage::kMail, 550), Scope::kMessage, Action::kElsewhere, false},
+      {"sender refused", Answered(Stage::kMail, 550), Scope::kAccount, Action::kTakeOut, false},
+      {"quota used up", Answered(Stage::kMail, 550, {5, 7, 0}), Scope::kAccount, Action::kTakeOut,
+       false},
+      {"message too large", Answered(Stage::kMail, 552), Scope::kMessage, Action::kElsewhere, false},
       {"sender later", Answered(Stage::kMail, 451), Scope::kMessage, Action::kRetryLater, false},
       {"recipient refused", Answered(Stage::kRcpt, 550), Scope::kRecipient, Action::kRefuse, false},
       {"greylisted", Answered(Stage::kRcpt, 450), Scope::kRecipient, Action::kRetryLater, false},
@@ -87,6 +90,10 @@ TEST(PolicyTest, CircumstancesCount) {
     many.others_accepted = true;
     EXPECT_EQ(Judge(many).action, Action::kRetryNow) << code;
     EXPECT_NE(alone, Action::kRetryNow) << code;
+    many.enhanced = {code / 100, 5, 3};
+    EXPECT_EQ(Judge(many).action, Action::kRetryNow) << code;
+    many.enhanced = {code / 100, 2, 2};
+    EXPECT_EQ(Judge(many).action, alone) << "a full mailbox is that mailbox's trouble";
   }
 
   Failure behind = Local(Stage::kMail, Fault::kClosed);

@@ -119,9 +119,13 @@ Status WriteText(const fs::path& folder, const LineStates& states, const ReportF
     head += "\r\n";
   }
   for (const AccountTally& account : facts.accounts) {
-    if (account.login_refused.empty()) continue;
-    head +=
-        "Login refused: " + Value(account.server) + ": " + Value(account.login_refused) + "\r\n";
+    if (!account.login_refused.empty()) {
+      head += "Login refused: " + Value(account.server) + ": " + Value(account.login_refused) +
+              "\r\n";
+    }
+    if (!account.taken_out.empty()) {
+      head += "Given up: " + Value(account.server) + ": " + Value(account.taken_out) + "\r\n";
+    }
   }
   if (Status status = file->Write(head + "\r\n"); !status.ok()) return status;
   Status rows = LastOutcomes(states).ForEach(folder, [&](const JournalEvent& event) {
@@ -276,8 +280,10 @@ class PageWriter {
       html += Fact(server, text);
     }
     for (const AccountTally& account : facts_.accounts) {
-      if (account.login_refused.empty()) continue;
-      html += Fact(account.server, "login refused: " + account.login_refused);
+      if (!account.login_refused.empty()) {
+        html += Fact(account.server, "login refused: " + account.login_refused);
+      }
+      if (!account.taken_out.empty()) html += Fact(account.server, "given up: " + account.taken_out);
     }
     if (counts_.to_mend > 0) {
       html += "<dt>To correct</dt><dd><a href=\"failed.csv\">failed.csv</a></dd>";

@@ -48,6 +48,7 @@ class Shares {
 struct History {
   static constexpr std::size_t kNowhere = SIZE_MAX;
   int attempts = 0;
+  int splits = 0;  // how often there was no room in a message for it
   std::size_t last_target = kNowhere;
   std::vector<std::size_t> refused_by;  // targets that can't take it, while others may
   std::string last_reply;

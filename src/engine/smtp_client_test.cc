@@ -278,12 +278,12 @@ TEST(SmtpClientTest, LockStep) {
       {"the sender is refused, then the next message begins cleanly",
        kPlain +
            "+ a@x\nC: MAIL FROM:<s@x>\nS: 550 not you\n+ a@x\nC: MAIL FROM:<s@x>\nS: 451 wait\n",
-       {"a@x elsewhere: 550 not you", "a@x later: 451 wait"},
+       {"a@x takeout: 550 not you", "a@x later: 451 wait"},
        ""},
       {"DATA refused, RSET before the next",
        kPlain + "+ a@x\nC: MAIL FROM:<s@x>\nS: 250 ok\nC: RCPT TO:<a@x>\nS: 250 ok\nC: DATA\n"
                 "S: 451 no room\n+ b@x\nC: RSET\nS: 250 ok\nC: MAIL FROM:<s@x>\nS: 554 no\n",
-       {"a@x later: 451 no room", "b@x elsewhere: 554 no"},
+       {"a@x later: 451 no room", "b@x takeout: 554 no"},
        ""},
       {"the message refused",
        kPlain +
@@ -375,7 +375,7 @@ TEST(SmtpClientTest, Window) {
        kWindow + "+ a@x\n" + one + "+ a@x\n" + next + "+ a@x\n" + next +
            "S: 550 not you\nS: 503 x\nS: 503 x\nS: 250 ok\nS: 250 ok\nS: 550 no\nS: 554 none\n"
            "S: 250 ok\nS: 250 ok\nS: 250 ok\nS: 452 full\n",
-       {"a@x elsewhere: 550 not you", "a@x refuse: 550 no", "a@x later: 452 full"},
+       {"a@x takeout: 550 not you", "a@x refuse: 550 no", "a@x later: 452 full"},
        ""},
       {"a hang-up: what was answered stands, what was sent is unknown",
        kWindow + "+ a@x\n" + one +
@@ -534,7 +534,7 @@ TEST(SmtpClientTest, Tls) {
   options.tls = TlsUse::kOff;
   const Scene off[] = {{"not wanted",
                         offer + "+ a@x\nC: MAIL FROM:<s@x>\nS: 550 no\n",
-                        {"a@x elsewhere: 550 no"},
+                        {"a@x takeout: 550 no"},
                         ""}};
   PlayAll(off, options);
   options.tls = TlsUse::kRequired;
