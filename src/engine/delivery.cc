@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cassert>
 #include <deque>
+#include <limits>
 
 #include "engine/net.h"
 #include "engine/scheduler.h"
@@ -289,7 +290,10 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
   bool BeginOne() {
     const std::size_t slot = client_.FreeSlot();
     Slot& next = slots_[slot];
-    switch (impl_.TakeWork(target_, next, client_.max_recipients())) {
+    // More than memory has room for is as good as any number.
+    const auto limit = static_cast<std::size_t>(
+        std::min<std::uint64_t>(client_.max_recipients(), std::numeric_limits<std::size_t>::max()));
+    switch (impl_.TakeWork(target_, next, limit)) {
       case Take::kNotNow:
         blocked_ = true;
         return false;

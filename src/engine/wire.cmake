@@ -4,11 +4,6 @@ vespro_room(engine_smtp
   TESTS policy_test.cc scheduler_test.cc smtp_client_test.cc smtp_reply_test.cc
   USES base mime)
 
-# OpenSSL for 32-bit Windows is wanted only where somebody has built it.
-if(WIN32 AND CMAKE_SIZEOF_VOID_P EQUAL 4 AND NOT VESPRO_OPENSSL_ROOT)
-  return()
-endif()
-
 include(${PROJECT_SOURCE_DIR}/cmake/openssl.cmake)
 if(WIN32)
   set(system net_win32.cc)
