@@ -153,6 +153,10 @@ bool EnsureFolder(const fs::path& path, Access access) {
   return IsFolder(path);
 }
 
+bool MakeNewFolder(const fs::path& path, Access access) {
+  return platform::MakeFolder(path, access == Access::kPrivate);
+}
+
 Status MakeFolders(const fs::path& path, Access access) {
   if (IsFolder(path)) return {};
   if (path.has_parent_path() && path.parent_path() != path) {
@@ -176,7 +180,9 @@ Status Remove(const fs::path& path) {
                 static_cast<std::uint32_t>(error.value()));
 }
 
-Status Rename(const fs::path& from, const fs::path& to) { return platform::ReplaceByRename(from, to); }
+Status Rename(const fs::path& from, const fs::path& to) {
+  return platform::ReplaceByRename(from, to);
+}
 
 Status platform::Failure(Code code, const std::string& what, const fs::path& path,
                          std::uint32_t native) {

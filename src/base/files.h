@@ -133,6 +133,8 @@ bool IsFolder(const std::filesystem::path& path);
 // Makes the folder (not its parents) unless it is there; then says whether it is. An empty name
 // does nothing and gives false. kPrivate folders are 0700.
 bool EnsureFolder(const std::filesystem::path& path, Access access = Access::kPrivate);
+// True when this very call has made the folder; false when it was there or can't be made.
+bool MakeNewFolder(const std::filesystem::path& path, Access access = Access::kPrivate);
 // EnsureFolder for the whole way down.
 Status MakeFolders(const std::filesystem::path& path, Access access = Access::kPrivate);
 // Removes a file, or a folder with everything in it; links are removed, not followed. Nothing there

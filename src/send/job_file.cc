@@ -39,12 +39,10 @@ Result<std::string> CreateConfigFile(SendContext& context, std::string_view dist
   job.distribution_setting = distribution_setting;
   job.hosts = std::move(hosts).value();
 
-  std::string& name = context.window.session_name;
-  name = ModSession::SessionName(ModClock::ToLocal(context.clock.Now()),
-                                 ModSession::NextDigit(add_in.session_counter));
-  if (Status made = ModSession::MakeSessionFolder(add_in.data_folder, name); !made.ok()) {
-    return made;
-  }
+  Result<std::string> session =
+      ModSession::TakeSession(add_in.data_folder, context.clock, add_in.session_counter);
+  if (!session.ok()) return session.status();
+  const std::string& name = context.window.session_name = std::move(session).value();
   const std::string folder =
       ModSession::ForwardSlashes(ModSession::SessionsFolder(add_in.data_folder)) + "/" + name;
 

@@ -1,12 +1,20 @@
 #include "send/session.h"
 
 #include <array>
+#include <chrono>
 #include <cstdio>
+#include <thread>
 
 #include "base/files.h"
 #include "base/text.h"
 
 namespace vespro::ModSession {
+namespace {
+
+constexpr int kMostTries = 300;
+constexpr std::chrono::milliseconds kPause{50};
+
+}  // namespace
 
 int NextDigit(int& session_counter) {
   if (++session_counter > 9) session_counter = 0;
@@ -24,15 +32,25 @@ std::filesystem::path SessionsFolder(const std::filesystem::path& data_folder) {
   return data_folder / "session";
 }
 
-Status MakeSessionFolder(const std::filesystem::path& data_folder, const std::string& name) {
+Result<std::string> TakeSession(const std::filesystem::path& data_folder, const Clock& clock,
+                                int& session_counter) {
   const std::filesystem::path sessions = SessionsFolder(data_folder);
-  const std::filesystem::path folder = sessions / name;
   ModFiles::EnsureFolder(sessions);
-  if (ModFiles::EnsureFolder(folder)) return {};
-  // The job itself can't use it, but it shows in the log folder that a send was tried.
-  ModFiles::EnsureFolder(sessions / (name + "x"));
-  return Status(Code::kCannotWrite, "cannot make the session folder '" + ModFiles::ToUtf8(folder) +
-                                        "': check that its parent is a folder you may write to");
+  for (int tries = 0; tries < kMostTries; ++tries) {
+    if (tries > 0 && tries % 10 == 0) std::this_thread::sleep_for(kPause);
+    const std::string name =
+        SessionName(ModClock::ToLocal(clock.Now()), NextDigit(session_counter));
+    const std::filesystem::path folder = sessions / name;
+    if (ModFiles::MakeNewFolder(folder)) return name;
+    if (ModFiles::IsFolder(folder)) continue;
+    ModFiles::EnsureFolder(sessions / (name + "x"));
+    return Status(Code::kCannotWrite, "cannot make the session folder '" +
+                                          ModFiles::ToUtf8(folder) +
+                                          "': check that its parent is a folder you may write to");
+  }
+  return Status(Code::kResumable,
+                "too many sends at once: every session name of this second is "
+                "taken, send again");
 }
 
 std::string ForwardSlashes(const std::filesystem::path& path) {

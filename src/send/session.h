@@ -19,9 +19,13 @@ std::string SessionName(const LocalTime& now, int digit);
 // The folder below the data folder that holds every session.
 std::filesystem::path SessionsFolder(const std::filesystem::path& data_folder);
 
-// Makes the sessions' folder and the session's own, or one of that name and "x" where that can't be
-// made. kCannotWrite when the session's own folder is not there afterwards.
-Status MakeSessionFolder(const std::filesystem::path& data_folder, const std::string& name);
+// Names a session by the time of day and the next digit, and makes its folder; gives the name. A
+// folder that is there already belongs to a job, maybe of another program and on its way, so the
+// next digit is taken, and when all ten are taken the next second is waited for. Where a folder
+// can't be made, one of its name and "x" is tried, as a trace for people, and the answer is
+// kCannotWrite.
+Result<std::string> TakeSession(const std::filesystem::path& data_folder, const Clock& clock,
+                                int& session_counter);
 
 // The path as jobs and the engine take it: UTF-8 with "/" for every "\".
 std::string ForwardSlashes(const std::filesystem::path& path);

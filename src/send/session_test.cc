@@ -18,16 +18,30 @@ TEST(SessionTest, NamesAreADateAndARollingDigit) {
   EXPECT_EQ(ModSession::SessionName(now, 5), "1503040422155");
 }
 
+TEST(SessionTest, AFolderThatIsThereBelongsToAnotherJob) {
+  TemporaryFolder folder;
+  const FixedClock clock(std::chrono::system_clock::from_time_t(1767268800));
+  // Two programs, each counting from the start.
+  int first = 0, second = 0;
+  const Result<std::string> one = ModSession::TakeSession(folder.path(), clock, first);
+  const Result<std::string> two = ModSession::TakeSession(folder.path(), clock, second);
+  ASSERT_TRUE(one.ok() && two.ok());
+  EXPECT_EQ(one.value().back(), '1');
+  EXPECT_EQ(two.value().back(), '2');
+  EXPECT_TRUE(ModFiles::IsFolder(folder / ("session/" + two.value())));
+}
+
 TEST(SessionTest, TheFolderIsMadeOrTheFailureNamed) {
   TemporaryFolder folder;
-  ASSERT_TRUE(ModSession::MakeSessionFolder(folder.path(), "1").ok());
-  EXPECT_TRUE(ModFiles::IsFolder(folder / "session/1"));
-  ASSERT_TRUE(ModSession::MakeSessionFolder(folder.path(), "1").ok());
-  folder.Write("session/2", "a file where the folder should be");
-  const Status failed = ModSession::MakeSessionFolder(folder.path(), "2");
+  const FixedClock clock(std::chrono::system_clock::from_time_t(1767268800));
+  int counter = 0;
+  const std::string name = ModSession::SessionName(ModClock::ToLocal(clock.Now()), 1);
+  ASSERT_TRUE(ModFiles::EnsureFolder(folder / "session"));
+  folder.Write("session/" + name, "a file where the folder should be");
+  const Status failed = ModSession::TakeSession(folder.path(), clock, counter).status();
   EXPECT_EQ(failed.code(), Code::kCannotWrite);
-  EXPECT_NE(failed.text().find("session"), std::string::npos);
-  EXPECT_TRUE(ModFiles::IsFolder(folder / "session/2x"));
+  EXPECT_NE(failed.text().find(name), std::string::npos);
+  EXPECT_TRUE(ModFiles::IsFolder(folder / ("session/" + name + "x")));
 }
 
 TEST(JobFileTest, LinesInTheirOrder) {
