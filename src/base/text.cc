@@ -8,7 +8,16 @@
 namespace vespro::ModText {
 namespace {
 
-char LowerAsciiChar(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
+char LowerAsciiChar(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+}
+
+int HexValue(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
@@ -155,17 +164,42 @@ std::string Printable(std::string_view text, std::size_t max_bytes) {
   return out;
 }
 
+std::string PercentDecoded(std::string_view text) {
+  std::string out;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '%' && i + 2 < text.size() && HexValue(text[i + 1]) >= 0 &&
+        HexValue(text[i + 2]) >= 0) {
+      out += static_cast<char>(HexValue(text[i + 1]) * 16 + HexValue(text[i + 2]));
+      i += 2;
+    } else {
+      out += text[i];
+    }
+  }
+  return out;
+}
+
 std::string EscapeHtml(std::string_view text) {
   std::string out;
   out.reserve(text.size());
   for (const char c : text) {
     switch (c) {
-      case '&': out += "&amp;"; break;
-      case '<': out += "&lt;"; break;
-      case '>': out += "&gt;"; break;
-      case '"': out += "&quot;"; break;
-      case '\'': out += "&#39;"; break;
-      default: out += c;
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      case '\'':
+        out += "&#39;";
+        break;
+      default:
+        out += c;
     }
   }
   return out;
@@ -176,9 +210,9 @@ std::string UnescapeHtml(std::string_view text) {
       {"&amp;", '&'}, {"&lt;", '<'}, {"&gt;", '>'}, {"&quot;", '"'}, {"&#39;", '\''}};
   std::string out;
   while (!text.empty()) {
-    const auto* known = std::find_if(
-        std::begin(kReferences), std::end(kReferences),
-        [text](const auto& reference) { return text.starts_with(reference.first); });
+    const auto* known =
+        std::find_if(std::begin(kReferences), std::end(kReferences),
+                     [text](const auto& reference) { return text.starts_with(reference.first); });
     const bool is_known = known != std::end(kReferences);
     out += is_known ? known->second : text.front();
     text.remove_prefix(is_known ? known->first.size() : 1);

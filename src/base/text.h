@@ -32,7 +32,8 @@ double LeadingNumber(std::string_view text);
 // LeadingNumber rounded to a whole number, halves to the even neighbour, and kept within 16 bits.
 std::int16_t LeadingInt16(std::string_view text);
 
-// A whole decimal number without sign, blanks or anything behind it, at most `max`; false otherwise.
+// A whole decimal number without sign, blanks or anything behind it, at most `max`; false
+// otherwise.
 bool ParseUnsigned(std::string_view text, std::uint64_t max, std::uint64_t* value);
 
 // Whether the bytes are well-formed UTF-8 (RFC 3629: no surrogates, no overlong forms).
@@ -44,6 +45,9 @@ bool HasControls(std::string_view text);
 // For messages and reports: control characters shown as "?", at most `max_bytes` long and cut at a
 // character's edge, with "..." where it was cut.
 std::string Printable(std::string_view text, std::size_t max_bytes = 200);
+
+// "%41" as "A" (RFC 3986, section 2.1); a "%" without two hexadecimal digits stays.
+std::string PercentDecoded(std::string_view text);
 
 // "&", "<", ">", "\"" and "'" as HTML character references.
 std::string EscapeHtml(std::string_view text);

@@ -123,6 +123,10 @@ int Map(const Globals& globals, const ListArguments& arguments) {
 int Dedupe(const Globals& globals, const ListArguments& arguments) {
   Result<Distribution> chosen = ModSendJob::ChooseList(arguments.Choice());
   if (!chosen.ok()) return Fail(chosen.status());
+  const bool can_ask = !globals.rules.no_input && ModConsole::CanAsk();
+  if (!globals.rules.assume_yes && !can_ask) {
+    return Fail(Status(Code::kUsage, "nobody to ask: --yes removes the duplicates"));
+  }
   TerminalHost host(globals.rules, nullptr, EditorType::kPlainText);
   if (host.MsgBox("Do you want to remove duplicate emails?", MessageIcon::kQuestion,
                   MessageButtons::kYesNo, "Vespro") == MessageAnswer::kNo) {

@@ -8,6 +8,7 @@
 #include "cli/verbs.h"
 #include "engine/preview.h"
 #include "send/send_command.h"
+#include "send/session.h"
 #include "settings/settings.h"
 #include "terminal/home.h"
 #include "terminal/process.h"
@@ -114,20 +115,36 @@ int Send(const Globals& globals, const SendArguments& arguments, const SendOptio
       std::cout << job.job_file << "\n";
     }
   }
+  const fs::path folder = ModFiles::FromUtf8(job.job_file).parent_path();
+  Status kept = ModSendJob::KeepEngineOptions(folder, globals.engine_options);
+  if (!kept.ok()) return Fail(kept);
   if (arguments.no_start) return 0;
   return arguments.wait ? RunEngine(globals, job.engine) : StartEngine(globals, job);
 }
 
-int RunJob(const Globals& globals, const SendArguments& arguments) {
+// A job as people name it: its file, its session's folder, or the session's name.
+fs::path JobFile(const Home& home, const std::string& job) {
   std::error_code error;
-  fs::path file = fs::absolute(ModFiles::FromUtf8(arguments.job), error);
+  fs::path file = fs::absolute(ModFiles::FromUtf8(job), error);
+  if (!fs::exists(file, error) && job.find_first_of("/\\") == std::string::npos) {
+    file = ModSession::SessionsFolder(home.data_folder) / ModFiles::FromUtf8(job);
+  }
   if (ModFiles::IsFolder(file)) file /= std::string(kModuleName) + ".cfg";
+  return file;
+}
+
+int RunJob(Globals globals, const SendArguments& arguments) {
+  Result<Home> home = OpenHome(globals.home);
+  if (!home.ok()) return Fail(home.status());
+  const fs::path file = JobFile(home.value(), arguments.job);
   if (!ModFiles::IsFile(file)) {
     return Fail(Status(Code::kNotFound, "there is no job '" + ModFiles::ToUtf8(file) +
                                             "': give a session's folder or its Vespro.cfg"));
   }
-  Result<Home> home = OpenHome(globals.home);
-  if (!home.ok()) return Fail(home.status());
+  Result<std::vector<std::string>> options = ModSendJob::KeptEngineOptions(file.parent_path());
+  if (!options.ok()) return Fail(options.status());
+  // What is said now stands behind what was said then, and wins.
+  globals.engine_options.insert(globals.engine_options.begin(), options->begin(), options->end());
   Settings settings(*home->backend);
   const std::string per_page(ModText::Trim(settings.Read(setting::kReportPerPage)));
   return RunEngine(globals, ModSend::EngineCommand(InstalledAddIn(home.value()),
@@ -236,7 +253,8 @@ void AddSendVerbs(CLI::App& app, Globals& globals, Action& action) {
   });
 
   CLI::App* run = app.add_subcommand("run", "Start or resume a job that is written already");
-  run->add_option("JOB", arguments->job, "A session's folder or its Vespro.cfg")->required();
+  run->add_option("JOB", arguments->job, "A session's name or folder, or its Vespro.cfg")
+      ->required();
   run->footer("Example: vespro run ~/.local/share/vespro/session/0104261200001");
   run->callback([&globals, &action, arguments] {
     action = [&globals, arguments] { return RunJob(globals, *arguments); };

@@ -28,27 +28,6 @@ bool IsReadable(const fs::path& path, std::string* why) {
   return file.ok();
 }
 
-int HexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-std::string PercentDecoded(std::string_view text) {
-  std::string out;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '%' && i + 2 < text.size() && HexValue(text[i + 1]) >= 0 &&
-        HexValue(text[i + 2]) >= 0) {
-      out += static_cast<char>(HexValue(text[i + 1]) * 16 + HexValue(text[i + 2]));
-      i += 2;
-    } else {
-      out += text[i];
-    }
-  }
-  return out;
-}
-
 // The outbox folder, gone with the object.
 class Outbox {
  public:
@@ -153,7 +132,7 @@ std::string PrepareHtml(std::string_view html,
     if (name.empty() || name.size() > 1024) continue;
     auto [known, is_new] = references.try_emplace(name);
     if (is_new) {
-      const std::string decoded = PercentDecoded(name);
+      const std::string decoded = ModText::PercentDecoded(name);
       if (IsPlainName(name) && is_embedded(name)) {
         known->second = ContentIdOf(name);
       } else if (IsPlainName(decoded) && is_embedded(decoded)) {

@@ -11,6 +11,8 @@
 #include "base/text.h"
 #include "mime/header.h"
 #include "mime/reader.h"
+#include "send/body_export.h"
+#include "send/message_file.h"
 
 namespace vespro {
 namespace {
@@ -237,8 +239,7 @@ class ComposedItem::EmlReader {
     for (const MimePart* part : others_) {
       Result<std::string> bytes = DecodedBytes(*part);
       if (!bytes.ok()) return bytes.status();
-      const bool shown = has_html_ && !part->content_id.empty() &&
-                         item_.html_.find("cid:" + part->content_id) != std::string::npos;
+      const bool shown = has_html_ && !part->content_id.empty() && Shows(part->content_id);
       std::string name = NameOf(*part);
       if (shown) name = Unique(std::move(name));
       Result<fs::path> staged = item_.Stage(name);
@@ -253,11 +254,42 @@ class ComposedItem::EmlReader {
       }
       name = ModFiles::ToUtf8(staged.value().filename());
       item_.embedded_.push_back({name, staged.value()});
-      // With its closing quote, so that one id that begins another is not taken for it.
-      item_.html_ =
-          ModText::ReplaceAll(item_.html_, "cid:" + part->content_id + "\"", "cid:" + name + "\"");
+      PointTo(part->content_id, ModBodyExport::ContentIdOf(name));
     }
     return {};
+  }
+
+  // Calls `on_reference` with each content id that the HTML names, decoded, and where it stands.
+  template <class Function>
+  void ForEachReference(const Function& on_reference) const {
+    constexpr std::string_view kCid = "cid:";
+    const std::string_view html = item_.html_;
+    std::size_t at = 0;
+    while ((at = ModText::FindIgnoringAsciiCase(html, kCid, at)) != std::string_view::npos) {
+      at += kCid.size();
+      const std::size_t end = std::min(html.find_first_of("\"'<>() \t\r\n", at), html.size());
+      on_reference(ModText::PercentDecoded(html.substr(at, end - at)), at, end);
+      at = end;
+    }
+  }
+
+  bool Shows(const std::string& content_id) const {
+    bool shown = false;
+    ForEachReference([&](const std::string& id, std::size_t, std::size_t) {
+      shown = shown || id == content_id;
+    });
+    return shown;
+  }
+
+  void PointTo(const std::string& content_id, const std::string& new_id) {
+    std::string html;
+    std::size_t done = 0;
+    ForEachReference([&](const std::string& id, std::size_t begin, std::size_t end) {
+      if (id != content_id) return;
+      html.append(item_.html_, done, begin - done).append(new_id);
+      done = end;
+    });
+    item_.html_ = html.append(item_.html_, done);
   }
 
   std::string NameOf(const MimePart& part) {
@@ -304,7 +336,7 @@ Result<std::unique_ptr<ComposedItem>> ComposedItem::Compose(const ComposeRequest
   } else if (Status read = item->ReadBodies(request); !read.ok()) {
     return read;
   }
-  if (request.has_subject) item->subject_ = request.subject;
+  if (request.has_subject) item->subject_ = ModSend::OneLine(request.subject);
   for (const fs::path& file : request.embed) {
     if (Status added = item->Embed(file); !added.ok()) return added;
   }

@@ -137,7 +137,7 @@ TEST_F(ComposedItemTest, ASavedMessageIsTakenApart) {
       "--r\r\nContent-Type: multipart/alternative; boundary=a\r\n\r\n"
       "--a\r\nContent-Type: text/plain; charset=iso-8859-1\r\n\r\nSch\xF6n\r\n"
       "--a\r\nContent-Type: text/html; charset=utf-8\r\n\r\n"
-      "<img src=\"cid:i1@x\"><img src=\"cid:i10@x\">\r\n"
+      "<img src='cid:i1@x'><img src=\"CID:i10%40x\"><td background=cid:i1@x>\r\n"
       "--a--\r\n"
       "--r\r\nContent-Type: image/png\r\nContent-ID: <i1@x>\r\n"
       "Content-Disposition: inline; filename=p.png\r\n\r\nfirst\r\n"
@@ -153,7 +153,8 @@ TEST_F(ComposedItemTest, ASavedMessageIsTakenApart) {
             "Gr\xC3\xBC\xC3\x9F"
             "e");
   EXPECT_EQ(item->Body(), "Sch\xC3\xB6n");
-  EXPECT_EQ(item->HtmlBody(), "<img src=\"cid:p.png\"><img src=\"cid:2-p.png\">");
+  EXPECT_EQ(item->HtmlBody(),
+            "<img src='cid:p.png'><img src=\"CID:2-p.png\"><td background=cid:p.png>");
   ASSERT_EQ(item->AttachmentCount(), 2U);
   ASSERT_TRUE(item->SaveAttachment(1, folder / "copy").ok());
   EXPECT_EQ(folder.Read("copy"), "second");

@@ -1,9 +1,11 @@
 #include "terminal/send_job.h"
 
+#include <algorithm>
 #include <system_error>
 
 #include "base/clock.h"
 #include "base/files.h"
+#include "base/lines.h"
 #include "base/random.h"
 #include "base/text.h"
 #include "merge/field_names.h"
@@ -20,6 +22,8 @@ namespace vespro::ModSendJob {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr char kOptionsFile[] = "engine-options";
 
 std::string Quoted(std::string_view text) { return "'" + ModText::Printable(text) + "'"; }
 
@@ -50,6 +54,7 @@ Status CheckPathFitsSetting(const std::string& path) {
     what = "a backslash";
   }
   if (ModText::HasControls(path)) what = "a control character";
+  if (!ModText::IsUtf8(path)) what = "bytes that are no UTF-8";
   if (what == nullptr) return {};
   return Status(Code::kBadInput, Quoted(path) + " can't be a distribution file: its path holds " +
                                      what + ", rename or move it");
@@ -107,6 +112,10 @@ Status CheckSender(const Settings& settings) {
                   "Sender's email address is required: give --from ADDRESS, or store it with "
                   "'vespro settings set SenderEmail ADDRESS'");
   }
+  const std::string reply_to = settings.Read(setting::kReplyEmail);
+  if (!ModText::Trim(reply_to).empty() && !LooksLikeAddress(ModText::Trim(reply_to))) {
+    return Status(Code::kConfig, "the reply address " + Quoted(reply_to) + " is no email address");
+  }
   if (LooksLikeAddress(sender)) return {};
   return Status(Code::kConfig, "the sender's address " + Quoted(sender) + " is no email address");
 }
@@ -149,7 +158,7 @@ class Composer {
 
   Status Prepare(const SendRequest& request) {
     if (Status chosen = TakeList(request); !chosen.ok()) return chosen;
-    TakeSettings(request);
+    if (Status taken = TakeSettings(request); !taken.ok()) return taken;
     if (Status sender = CheckSender(settings_); !sender.ok()) return sender;
     Result<std::unique_ptr<ComposedItem>> item =
         ComposedItem::Compose(request.compose, randomness_);
@@ -192,7 +201,7 @@ class Composer {
     return CheckList(distribution_);
   }
 
-  void TakeSettings(const SendRequest& request) {
+  Status TakeSettings(const SendRequest& request) {
     const auto set = [this](std::string_view name, const std::optional<std::string>& value) {
       if (value.has_value()) overlay_.Set(name, *value);
     };
@@ -200,10 +209,16 @@ class Composer {
     set(setting::kSenderName, request.name);
     set(setting::kReplyEmail, request.reply_to);
     set(setting::kCommonToField, request.to);
-    if (request.turbo.has_value()) {
-      overlay_.Set(setting::kBccMode,
-                   *request.turbo ? settings_.Read(setting::kDefaultBccMode) : "0");
+    if (!request.turbo.has_value()) return {};
+    const std::string mode = *request.turbo ? settings_.Read(setting::kDefaultBccMode) : "0";
+    if (*request.turbo && ModText::LeadingInt16(mode) < 1) {
+      return Status(Code::kConfig,
+                    "--turbo needs the setting DefaultBccMode, the number of "
+                    "recipients on one message: 'vespro settings set DefaultBccMode "
+                    "100'");
     }
+    overlay_.Set(setting::kBccMode, mode);
+    return {};
   }
 
   OverlayBackend overlay_;
@@ -250,6 +265,31 @@ Result<Distribution> ChooseList(const ListChoice& choice) {
 Status CheckList(const Distribution& distribution) {
   if (Status content = CheckContent(distribution); !content.ok()) return content;
   return CheckColumn(distribution);
+}
+
+Status KeepEngineOptions(const fs::path& session_folder, const std::vector<std::string>& options) {
+  static constexpr std::string_view kForOneRun[] = {"--fresh", "--resend-unknown", "--json",
+                                                    "--quiet"};
+  std::string text;
+  for (const std::string& option : options) {
+    if (std::find(std::begin(kForOneRun), std::end(kForOneRun), option) != std::end(kForOneRun)) {
+      continue;
+    }
+    // A line each; nothing that the engine takes has a line end in it.
+    text += ModSend::OneLine(option) + "\n";
+  }
+  if (text.empty()) return {};
+  return ModFiles::ReplaceWith(session_folder / kOptionsFile, text, Access::kPrivate);
+}
+
+Result<std::vector<std::string>> KeptEngineOptions(const fs::path& session_folder) {
+  std::vector<std::string> options;
+  if (!ModFiles::IsFile(session_folder / kOptionsFile)) return options;
+  Result<std::string> text = ModFiles::ReadAll(session_folder / kOptionsFile);
+  if (!text.ok()) return text.status();
+  std::string_view rest = text.value();
+  for (std::string_view line; NextLine(rest, line);) options.emplace_back(line);
+  return options;
 }
 
 Result<WrittenJob> WriteJob(Home& home, ConsoleRules rules, const SendRequest& request) {

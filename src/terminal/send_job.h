@@ -53,6 +53,13 @@ Result<Distribution> ChooseList(const ListChoice& choice);
 // The same checks for a stored choice.
 Status CheckList(const Distribution& distribution);
 
+// The engine options that a job was begun with, kept in its folder: who takes it up again gets the
+// same limits and the same people left out. What holds for one run only is not kept.
+Status KeepEngineOptions(const std::filesystem::path& session_folder,
+                         const std::vector<std::string>& options);
+// None when none were kept.
+Result<std::vector<std::string>> KeptEngineOptions(const std::filesystem::path& session_folder);
+
 // Writes the job into the home's sessions; the engine is not started.
 Result<WrittenJob> WriteJob(Home& home, ConsoleRules rules, const SendRequest& request);
 
