@@ -17,12 +17,13 @@ using std::chrono::steady_clock;
 
 constexpr std::uint16_t kTlsPort = 465;
 constexpr milliseconds kTick{100};
-constexpr std::size_t kReadAhead = 64;  // recipients
+constexpr std::size_t kReadAhead = 64;          // recipients
+constexpr std::size_t kWindowRecipients = 200;  // on the wire of one connection
 // Where there are more servers than connections, a connection sends this many messages to one
 // before it makes room for the next.
 constexpr double kStay = 10;
-// So often a recipient is told that there is no room beside the others before that counts as trouble
-// of its own.
+// So often a recipient is told that there is no room beside the others before that counts as
+// trouble of its own.
 constexpr int kMostSplits = 3;
 // A server that is being connected to holds up the others' shares no longer than this.
 constexpr std::chrono::seconds kPatience{3};
@@ -135,7 +136,7 @@ class Delivery::Impl {
               std::string_view reply);
   void PutBack(Item item, milliseconds delay);
   bool AnyoneLeftFor(const History& history) const;
-  void OnSessionFailed(std::size_t target, bool was_ready, const Failure& failure,
+  void OnSessionFailed(std::size_t target, bool was_ready, bool was_used, const Failure& failure,
                        const std::string& text);
   void TakeOut(std::size_t target, const Verdict& verdict, const std::string& text);
   void SettleHopeless();
@@ -259,7 +260,7 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     if (impl_.in_hand_ == 0) impl_.PumpSoon();
   }
   void OnSessionFailed(const Failure& failure, const std::string& text) override {
-    impl_.OnSessionFailed(target_, client_.was_ready(), failure, text);
+    impl_.OnSessionFailed(target_, client_.was_ready(), begun_ > 0, failure, text);
   }
 
  private:
@@ -272,6 +273,10 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     options.tls_from_start = target.account.port == kTlsPort && impl.options_.tls != TlsUse::kOff;
     options.insecure_auth = impl.options_.insecure_auth;
     options.use_chunking = target.use_chunking;
+    // Whoever is in the window when the power fails is unknown afterwards: few, also in turbo mode.
+    options.window_messages = std::clamp<std::size_t>(
+        kWindowRecipients / std::max<std::size_t>(1, impl.renderer_.recipients_per_message()), 2,
+        options.window_messages);
     options.timeout_scale = impl.options_.timeout_scale;
     return options;
   }
@@ -743,12 +748,14 @@ bool Delivery::Impl::AnyoneLeftFor(const History& history) const {
   return false;
 }
 
-void Delivery::Impl::OnSessionFailed(std::size_t index, bool was_ready, const Failure& failure,
-                                     const std::string& text) {
+void Delivery::Impl::OnSessionFailed(std::size_t index, bool was_ready, bool was_used,
+                                     const Failure& failure, const std::string& text) {
   Target& target = targets_[index];
   const Verdict verdict = Judge(failure);
   if (verdict.action == Action::kTakeOut) return TakeOut(index, verdict, text);
-  if (was_ready || ending_) return;
+  if (was_used || ending_) return;
+  // A server that takes us in and throws us out again must not be called on without end.
+  if (was_ready) return Rest(target, kFirstRest, target.pauses, text);
   if (target.ready > 0) {
     // It serves others of ours: this was one connection too many.
     target.no_connection_until = Now() + std::min(kReconnectRest, options_.retry_delay);

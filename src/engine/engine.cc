@@ -19,6 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::uint64_t kMaxJobBytes = 64 * 1024 * 1024;
+constexpr double kSlowestRate = 1.0 / 86400 / 366;  // messages a second: one a year
 constexpr std::string_view kCutOff =
     "the job was cut off while this message was on its way; it may have arrived";
 
@@ -66,8 +67,9 @@ class Run {
   Status Prepare() {
     const bool narrowed = options_.list.limit > 0 || !options_.list.only.empty();
     if (options_.resend_unknown && narrowed) {
-      return Status(Code::kUsage, "--resend-unknown is for the whole list: leave out --limit and "
-                                  "--only");
+      return Status(Code::kUsage,
+                    "--resend-unknown is for the whole list: leave out --limit and "
+                    "--only");
     }
     // Before --fresh sets anything aside.
     if (const fs::path& ca = options_.delivery.extra_ca; !ca.empty()) {
@@ -371,7 +373,7 @@ Result<double> ParseRate(std::string_view text) {
   if (unit == "min") seconds = 60;
   if (unit == "h") seconds = 3600;
   if (unit == "day") seconds = 86400;
-  if (!whole || !(number > 0 && number < 1e9) || seconds == 0) {
+  if (!whole || !(number > 0 && number < 1e9) || seconds == 0 || number / seconds < kSlowestRate) {
     return Status(Code::kUsage, "a rate is a number and /s, /min, /h or /day, such as 30/min");
   }
   return number / seconds;

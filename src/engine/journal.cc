@@ -194,13 +194,14 @@ void AppendHeader(std::string& out, const ListIdentity& list) {
 struct Loaded {
   LineStates states;
   std::uint64_t damaged = 0;
-  bool usable = false;  // false: it broke off before its list was named, so nothing was sent
+  bool usable = false;    // false: it broke off before its list was named, so nothing was sent
+  bool headless = false;  // it does not name its list, but something was sent
 };
 
 Result<Loaded> Load(const fs::path& path, const ListIdentity& list) {
   Result<JournalReader> reader = JournalReader::Open(path);
   if (!reader.ok()) return reader.status();
-  Loaded loaded{LineStates(list.lines), 0, false};
+  Loaded loaded{LineStates(list.lines), 0, false, false};
   JournalEvent event;
   while (reader->Next(event)) {
     if (event.kind == JournalEvent::Kind::kList) {
@@ -213,8 +214,14 @@ Result<Loaded> Load(const fs::path& path, const ListIdentity& list) {
     } else if (loaded.usable && !loaded.states.Take(event)) {
       ++loaded.damaged;
     }
+    loaded.headless = loaded.headless || !loaded.usable;
   }
   if (!reader->status().ok()) return reader->status();
+  if (loaded.headless) {
+    return Status(Code::kBadInput,
+                  "the journal is damaged at its beginning and does not say for which list it is; "
+                  "--fresh starts the job anew and may mail people again");
+  }
   loaded.damaged += reader->damaged();
   return loaded;
 }
@@ -344,7 +351,7 @@ Result<Journal> Journal::Open(const fs::path& folder, const ListIdentity& list, 
                               const Clock& clock) {
   const fs::path path = PathIn(folder);
   std::error_code error;
-  Loaded loaded{LineStates(list.lines), 0, false};
+  Loaded loaded{LineStates(list.lines), 0, false, false};
   if (fs::exists(path, error)) {
     if (fresh) {
       Status renamed = ModFiles::Rename(path, folder / "journal.old");

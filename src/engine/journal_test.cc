@@ -128,6 +128,26 @@ TEST(JournalTest, CutAtEveryByte) {
 }
 
 // A bit that flips anywhere costs the line it stands in, and nothing else.
+// Whom it served is still to be read, but not of which list.
+TEST(JournalTest, AJournalWithoutItsHeadIsNotTakenForAnEmptyOne) {
+  TemporaryFolder folder;
+  {
+    Result<Journal> journal = OpenIn(folder);
+    ASSERT_TRUE(journal.ok() && journal->BeginRun().ok());
+    const Recipient one = Person(1);
+    ASSERT_TRUE(journal->Sending({&one, 1}, kServer).ok());
+    ASSERT_TRUE(journal->Record(one, {State::kSent, 1, std::string(kServer), "250 ok"}).ok());
+  }
+  std::string bytes = folder.Read("journal");
+  const std::size_t list_line = bytes.find('\n') + 1;
+  bytes[bytes.find('\n', list_line) - 1] ^= 1;
+  Overwrite(folder, bytes);
+  const Status status = OpenIn(folder).status();
+  EXPECT_EQ(status.code(), Code::kBadInput);
+  EXPECT_NE(status.text().find("--fresh"), std::string::npos) << status.text();
+  EXPECT_EQ(folder.Read("journal"), bytes);
+}
+
 TEST(JournalTest, DamagedLinesArePassedOver) {
   TemporaryFolder folder;
   {

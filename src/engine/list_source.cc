@@ -22,6 +22,9 @@ std::string ShortRow(std::string_view row, int column) {
          ", the address is in field " + std::to_string(column + 1);
 }
 
+// What parts the addresses of a suppression file: plain lines, tables, "Name <address>".
+constexpr std::string_view kBetweenAddresses = " \t,;:<>()\"'";
+
 }  // namespace
 
 std::string Normalised(std::string_view address) {
@@ -60,8 +63,9 @@ Result<ListSource> ListSource::Open(const Distribution& list, ListOptions option
   return source;
 }
 
-// Whoever asked not to be mailed must not be missed for the sake of a file's form: every field with
-// an "@" counts, quoted or not, and a line without one is a fault, but for a table's first.
+// Whoever asked not to be mailed must not be missed for the sake of a file's form: every word with
+// an
+// "@" counts, quoted or not, and a line without one is a fault, but for a table's first.
 Status ListSource::Suppress(const fs::path& file) {
   const std::string name = ModFiles::ToUtf8(file);
   if (Status text = ModDistribution::ProbeText(name); !text.ok()) return text;
@@ -72,11 +76,13 @@ Status ListSource::Suppress(const fs::path& file) {
   for (std::string_view line; lines->Next(line);) {
     if (lines->line_number() == 1) line = ModRow::StripByteOrderMark(line);
     bool found = false;
-    for (const std::string_view field : ModText::Split(line, ',')) {
-      if (field.find('@') == std::string_view::npos) continue;
-      std::string bare(field);
-      std::erase_if(bare, [](char c) { return c == '"' || c == '\''; });
-      addresses.Insert(Normalised(bare));
+    std::size_t begin = 0;
+    while ((begin = line.find_first_not_of(kBetweenAddresses, begin)) != std::string_view::npos) {
+      const std::size_t end = std::min(line.find_first_of(kBetweenAddresses, begin), line.size());
+      const std::string_view word = line.substr(begin, end - begin);
+      begin = end;
+      if (word.find('@') == std::string_view::npos) continue;
+      addresses.Insert(Normalised(word));
       found = true;
     }
     if (!found && lines->line_number() > 1 && !ModText::Trim(line).empty()) {

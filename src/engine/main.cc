@@ -1,6 +1,7 @@
 // vespro-engine: sends one job and writes its reports.
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -44,6 +45,8 @@ struct Arguments {
 void Declare(CLI::App& app, Arguments& arguments, EngineOptions& options) {
   DeliveryOptions& delivery = options.delivery;
   app.footer(kFooter);
+  // A job that is taken up again brings its earlier options; what is said anew comes behind them.
+  app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   app.set_version_flag("--version", "vespro-engine " VESPRO_VERSION);
   app.add_option("-s", arguments.job, "The job file")->required()->type_name("FILE");
   app.add_option("-p", arguments.per_page, "Entries per report page, 1 to 500 (default 100)")
@@ -51,13 +54,14 @@ void Declare(CLI::App& app, Arguments& arguments, EngineOptions& options) {
   app.add_option("--dry-run", arguments.dry_run,
                  "Render every message into this Maildir, contact nobody")
       ->type_name("DIR");
-  app.add_option("--limit", options.list.limit, "Only the first N recipients")
+  app.add_option("--limit", options.list.limit, "Only the first N recipients; 0 for all")
       ->type_name("N")
-      ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 40));
+      ->check(CLI::Range(std::uint64_t{0}, std::uint64_t{1} << 40));
   app.add_option("--only", arguments.only, "Only this recipient of the list")->type_name("ADDRESS");
   app.add_option("--rate", arguments.rate, "At most N/s, N/min, N/h or N/day, over all accounts");
   app.add_option("--suppress", arguments.suppress,
                  "Never mail the addresses in this file; may be repeated")
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
       ->allow_extra_args(false)
       ->type_name("FILE");
   app.add_option("--tls", arguments.tls, "required, auto (where offered) or off")
@@ -81,11 +85,18 @@ void Declare(CLI::App& app, Arguments& arguments, EngineOptions& options) {
   app.add_flag("--quiet", options.quiet, "No progress and no summary");
 }
 
-Status Convert(const Arguments& arguments, EngineOptions& options) {
+// `has_only`: --only was given, be it empty.
+Status Convert(const Arguments& arguments, bool has_only, EngineOptions& options) {
   options.job_file = ModFiles::FromUtf8(arguments.job);
   options.entries_per_page = ParseEntriesPerPage(arguments.per_page);
   options.dry_run = ModFiles::FromUtf8(arguments.dry_run);
   options.list.only = Normalised(arguments.only);
+  if (options.list.only.empty() && has_only) {
+    return Status(Code::kUsage, "--only needs an address");
+  }
+  if (!std::isfinite(arguments.retry_delay)) {
+    return Status(Code::kUsage, "--retry-delay is a number of seconds");
+  }
   for (const std::string& file : arguments.suppress) {
     options.suppress.push_back(ModFiles::FromUtf8(file));
   }
@@ -123,7 +134,7 @@ int Main(std::vector<std::string> command_line) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kExitAllSent : kExitUsage;
   }
-  if (Status status = Convert(arguments, options); !status.ok()) {
+  if (Status status = Convert(arguments, app.count("--only") > 0, options); !status.ok()) {
     std::fprintf(stderr, "vespro-engine: %s\n", status.text().c_str());
     return kExitUsage;
   }

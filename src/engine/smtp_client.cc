@@ -148,7 +148,7 @@ void SmtpClient::Derail(std::string_view text) {
 void SmtpClient::OnReply(const Reply& reply) {
   if (expected_.empty()) {
     if (reply.code == 421) return On421({Stage::kReset, 0, 0}, reply);
-    return Derail("the server answered what was not asked: " + OneLine(reply));
+    return Derail("the server answered what was not asked: " + Masked(reply));
   }
   const Expected expected = expected_.front();
   expected_.pop_front();
@@ -165,8 +165,7 @@ void SmtpClient::OnReply(const Reply& reply) {
 
 void SmtpClient::OnSetUpReply(Stage stage, const Reply& reply) {
   const auto fail = [&] {
-    SessionOver({.stage = stage, .code = reply.code, .enhanced = reply.enhanced},
-                Masked(OneLine(reply)));
+    SessionOver({.stage = stage, .code = reply.code, .enhanced = reply.enhanced}, Masked(reply));
   };
   switch (stage) {
     case Stage::kGreeting:
@@ -204,7 +203,7 @@ void SmtpClient::OnHello(const Reply& reply) {
   if (reply.klass() == 5) {
     if (!said_helo_) return SayHello("HELO ");
     return SessionOver({.stage = Stage::kHello, .code = reply.code, .enhanced = reply.enhanced},
-                       OneLine(reply));
+                       Masked(reply));
   }
   if (!said_helo_) ReadExtensions(reply.text);
   AfterHello();
@@ -295,7 +294,6 @@ void SmtpClient::StartLogin() {
 void SmtpClient::OnAuth(const Reply& reply) {
   if (reply.klass() == 2) {
     login_ = Login::kNone;
-    response_.clear();
     state_ = State::kReady;
     was_ready_ = true;
     return;
@@ -322,10 +320,24 @@ void SmtpClient::OnAuth(const Reply& reply) {
 }
 
 // Some servers repeat what they were sent.
-std::string SmtpClient::Masked(std::string text) const {
+// Some servers repeat what they were sent; whole, over two lines, or cut off. A trace of the login
+// is enough for the reply's text to be left out.
+std::string SmtpClient::Masked(const Reply& reply) const {
+  std::string text = OneLine(reply);
+  if (options_.password.empty()) return text;
+  std::string bare = reply.text;
+  std::erase_if(bare, [](char c) { return c == '\n' || c == ' '; });
+  constexpr std::size_t kTrace = 8;
   for (const std::string& secret :
        {response_, ModBase64::Encode(options_.password), options_.password}) {
-    if (!secret.empty()) text = ModText::ReplaceAll(text, secret, "***");
+    if (secret.size() < kTrace / 2) continue;
+    for (std::size_t i = 0; i < secret.size(); i += kTrace / 2) {
+      // The last piece may be short, and a short password is one piece.
+      const std::string piece = secret.substr(i, kTrace);
+      if (i > 0 && piece.size() < kTrace) break;
+      if (bare.find(piece) == std::string::npos) continue;
+      return std::to_string(reply.code) + " (the server's words repeat the login and are left out)";
+    }
   }
   return text;
 }
@@ -509,29 +521,29 @@ bool SmtpClient::IssueBody(std::size_t slot, Active& active) {
 
 void SmtpClient::OnTransactionReply(const Expected& expected, const Reply& reply) {
   if (expected.stage == Stage::kReset) {
-    if (reply.klass() != 2) return Derail("RSET was refused: " + OneLine(reply));
+    if (reply.klass() != 2) return Derail("RSET was refused: " + Masked(reply));
     return Pump();
   }
   Active& active = active_[expected.slot];
   const bool go_ahead = expected.stage == Stage::kData && reply.klass() == 3;
   if (reply.klass() == 3 && !go_ahead) {
     expected_.push_front(expected);  // it is not answered
-    return Derail("an answer out of place: " + OneLine(reply));
+    return Derail("an answer out of place: " + Masked(reply));
   }
   --active.awaited;
   switch (expected.stage) {
     case Stage::kMail:
-      Save(reply, OneLine(reply), active.mail);
+      Save(reply, Masked(reply), active.mail);
       break;
     case Stage::kRcpt:
-      Save(reply, OneLine(reply), active.recipients[expected.index]);
+      Save(reply, Masked(reply), active.recipients[expected.index]);
       if (reply.klass() == 2) ++active.accepted;
       break;
     case Stage::kData:
       OnDataReply(active, reply);
       break;
     default:
-      Save(reply, OneLine(reply), active.body);
+      Save(reply, Masked(reply), active.body);
       if (active.body.accepted() && active.accepted > 0) ++messages_accepted_;
       // Commands were not known, so the bytes behind BDAT may have been read as commands.
       if (chunking_ && (reply.code == 500 || reply.code == 502)) {
@@ -549,7 +561,7 @@ void SmtpClient::OnDataReply(Active& active, const Reply& reply) {
   awaiting_go_ahead_ = false;
   if (reply.klass() != 3) {
     // 2xx to DATA says nothing that makes sense; it counts as no.
-    Save(reply, OneLine(reply), active.data);
+    Save(reply, Masked(reply), active.data);
     if (active.data.accepted()) active.data.fault = Fault::kGarbage;
     return;
   }
@@ -569,7 +581,7 @@ void SmtpClient::OnDataReply(Active& active, const Reply& reply) {
 
 // The server closes the connection behind this reply; nothing after it is looked at.
 void SmtpClient::On421(const Expected& expected, const Reply& reply) {
-  const std::string text = OneLine(reply);
+  const std::string text = Masked(reply);
   if (expected.stage >= Stage::kMail && expected.stage <= Stage::kEnd) {
     Active& active = active_[expected.slot];
     Saved& saved = expected.stage == Stage::kMail   ? active.mail

@@ -196,7 +196,7 @@ class SmtpClient {
   void Derail(std::string_view text);
   bool MayHaveEnded(const Active& active) const;
   void FailSession(Stage stage, Fault fault, const std::string& text);
-  std::string Masked(std::string text) const;
+  std::string Masked(const Reply& reply) const;
 
   void Say(std::string_view text);
   void Add(std::string_view bytes);
