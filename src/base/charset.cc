@@ -82,31 +82,12 @@ constexpr std::array<std::uint16_t, 32> kWestern80 = {
     0x2039, 0x0152, 0x8D,   0x017D, 0x8F,   0x90,   0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
     0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x9D,   0x017E, 0x0178};
 
-void Append(std::string& out, std::uint32_t c) {
-  const auto put = [&out](std::uint32_t byte) { out += static_cast<char>(byte); };
-  if (c < 0x80) {
-    put(c);
-  } else if (c < 0x800) {
-    put(0xC0 | (c >> 6));
-    put(0x80 | (c & 0x3F));
-  } else if (c < 0x10000) {
-    put(0xE0 | (c >> 12));
-    put(0x80 | ((c >> 6) & 0x3F));
-    put(0x80 | (c & 0x3F));
-  } else {
-    put(0xF0 | (c >> 18));
-    put(0x80 | ((c >> 12) & 0x3F));
-    put(0x80 | ((c >> 6) & 0x3F));
-    put(0x80 | (c & 0x3F));
-  }
-}
-
 std::string FromWestern(std::string_view bytes) {
   std::string out;
   out.reserve(bytes.size() + bytes.size() / 8);
   for (const char c : bytes) {
     const auto byte = static_cast<unsigned char>(c);
-    Append(out, byte >= 0x80 && byte < 0xA0 ? kWestern80[byte - 0x80U] : byte);
+    ModText::AppendUtf8(out, byte >= 0x80 && byte < 0xA0 ? kWestern80[byte - 0x80U] : byte);
   }
   return out;
 }
@@ -122,12 +103,12 @@ std::string FromUtf16(std::string_view bytes, bool big_endian) {
     const std::uint32_t c = unit(i);
     const bool high = c >= 0xD800 && c < 0xDC00;
     if (high && i + 3 < bytes.size() && unit(i + 2) >= 0xDC00 && unit(i + 2) < 0xE000) {
-      Append(out, 0x10000 + ((c - 0xD800) << 10) + (unit(i + 2) - 0xDC00));
+      ModText::AppendUtf8(out, 0x10000 + ((c - 0xD800) << 10) + (unit(i + 2) - 0xDC00));
       i += 2;
     } else if (c >= 0xD800 && c < 0xE000) {
       out += kReplacement;
     } else {
-      Append(out, c);
+      ModText::AppendUtf8(out, c);
     }
   }
   if (bytes.size() % 2 != 0) out += kReplacement;

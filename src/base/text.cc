@@ -116,6 +116,25 @@ bool IsAscii(std::string_view bytes) {
                       [](char c) { return (static_cast<unsigned char>(c) & 0x80) != 0; });
 }
 
+void AppendUtf8(std::string& out, std::uint32_t c) {
+  const auto put = [&out](std::uint32_t byte) { out += static_cast<char>(byte); };
+  if (c < 0x80) {
+    put(c);
+  } else if (c < 0x800) {
+    put(0xC0 | (c >> 6));
+    put(0x80 | (c & 0x3F));
+  } else if (c < 0x10000) {
+    put(0xE0 | (c >> 12));
+    put(0x80 | ((c >> 6) & 0x3F));
+    put(0x80 | (c & 0x3F));
+  } else {
+    put(0xF0 | (c >> 18));
+    put(0x80 | ((c >> 12) & 0x3F));
+    put(0x80 | ((c >> 6) & 0x3F));
+    put(0x80 | (c & 0x3F));
+  }
+}
+
 bool IsUtf8(std::string_view bytes) {
   std::size_t i = 0;
   while (i < bytes.size()) {
@@ -178,9 +197,7 @@ std::string PercentDecoded(std::string_view text) {
   return out;
 }
 
-std::string EscapeHtml(std::string_view text) {
-  std::string out;
-  out.reserve(text.size());
+void AppendHtml(std::string& out, std::string_view text) {
   for (const char c : text) {
     switch (c) {
       case '&':
@@ -202,6 +219,12 @@ std::string EscapeHtml(std::string_view text) {
         out += c;
     }
   }
+}
+
+std::string EscapeHtml(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  AppendHtml(out, text);
   return out;
 }
 

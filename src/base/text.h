@@ -39,6 +39,8 @@ bool ParseUnsigned(std::string_view text, std::uint64_t max, std::uint64_t* valu
 // Whether the bytes are well-formed UTF-8 (RFC 3629: no surrogates, no overlong forms).
 bool IsUtf8(std::string_view bytes);
 bool IsAscii(std::string_view bytes);
+// A code point, at most U+10FFFF, as UTF-8.
+void AppendUtf8(std::string& out, std::uint32_t c);
 // Whether there is a control character (below U+0020, or U+007F) in the text.
 bool HasControls(std::string_view text);
 
@@ -50,6 +52,7 @@ std::string Printable(std::string_view text, std::size_t max_bytes = 200);
 std::string PercentDecoded(std::string_view text);
 
 // "&", "<", ">", "\"" and "'" as HTML character references.
+void AppendHtml(std::string& out, std::string_view text);
 std::string EscapeHtml(std::string_view text);
 // The inverse of EscapeHtml; other references stay as they are.
 std::string UnescapeHtml(std::string_view text);

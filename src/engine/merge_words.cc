@@ -235,27 +235,7 @@ void AppendValue(std::string& out, std::string_view value, Place place) {
   if (place == Place::kPlain) {
     out += value;
   } else if (place == Place::kHtml) {
-    for (char c : value) {
-      switch (c) {
-        case '&':
-          out += "&amp;";
-          break;
-        case '<':
-          out += "&lt;";
-          break;
-        case '>':
-          out += "&gt;";
-          break;
-        case '"':
-          out += "&quot;";
-          break;
-        case '\'':
-          out += "&#39;";
-          break;
-        default:
-          out += c;
-      }
-    }
+    ModText::AppendHtml(out, value);
   } else {
     for (char c : value) {
       const auto byte = static_cast<unsigned char>(c);

@@ -68,25 +68,6 @@ wint_t MapChar(wint_t c, Case to) {
   return to == Case::kLower ? towlower_l(c, CaseLocale()) : towupper_l(c, CaseLocale());
 }
 
-void AppendUtf8(std::string& out, wint_t c) {
-  const auto put = [&out](wint_t byte) { out += static_cast<char>(byte); };
-  if (c < 0x80) {
-    put(c);
-  } else if (c < 0x800) {
-    put(0xC0 | (c >> 6));
-    put(0x80 | (c & 0x3F));
-  } else if (c < 0x10000) {
-    put(0xE0 | (c >> 12));
-    put(0x80 | ((c >> 6) & 0x3F));
-    put(0x80 | (c & 0x3F));
-  } else {
-    put(0xF0 | (c >> 18));
-    put(0x80 | ((c >> 12) & 0x3F));
-    put(0x80 | ((c >> 6) & 0x3F));
-    put(0x80 | (c & 0x3F));
-  }
-}
-
 std::string MapUtf8(std::string_view text, Case to) {
   std::string out;
   out.reserve(text.size());
@@ -103,7 +84,7 @@ std::string MapUtf8(std::string_view text, Case to) {
     for (std::size_t k = 1; k < length; ++k) {
       c = (c << 6) | (static_cast<unsigned char>(character[k]) & 0x3FU);
     }
-    AppendUtf8(out, MapChar(c, to));
+    ModText::AppendUtf8(out, MapChar(c, to));
     i += length;
   }
   return out;
