@@ -48,6 +48,8 @@ bool HasControls(std::string_view text);
 // character's edge, with "..." where it was cut.
 std::string Printable(std::string_view text, std::size_t max_bytes = 200);
 
+// The value of a hexadecimal digit, in either case; -1 for anything else.
+int HexValue(char c);
 // "%41" as "A" (RFC 3986, section 2.1); a "%" without two hexadecimal digits stays.
 std::string PercentDecoded(std::string_view text);
 

@@ -39,18 +39,11 @@ std::string_view TrimBlanks(std::string_view text) {
   return text;
 }
 
-int HexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return -1;
-}
-
 // The byte behind `text[at]`, written as two hexadecimal digits; -1 when they aren't.
 int HexByte(std::string_view text, std::size_t at) {
   if (at + 2 >= text.size()) return -1;
-  const int high = HexValue(text[at + 1]);
-  const int low = HexValue(text[at + 2]);
+  const int high = ModText::HexValue(text[at + 1]);
+  const int low = ModText::HexValue(text[at + 2]);
   return high < 0 || low < 0 ? -1 : high << 4 | low;
 }
 

@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "base/lines.h"
+#include "base/text.h"
 
 namespace vespro::ModQuotedPrintable {
 namespace {
@@ -54,13 +55,6 @@ void AppendLine(std::string& out, std::string_view line) {
   }
 }
 
-int HexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return -1;
-}
-
 // Decodes a line without its end; false when it ends in a soft break.
 bool DecodeLine(std::string& out, std::string_view line) {
   while (!line.empty() && IsBlank(line.back())) line.remove_suffix(1);
@@ -70,8 +64,8 @@ bool DecodeLine(std::string& out, std::string_view line) {
       continue;
     }
     if (i + 1 == line.size()) return false;
-    const int high = HexValue(line[i + 1]);
-    const int low = i + 2 < line.size() ? HexValue(line[i + 2]) : -1;
+    const int high = ModText::HexValue(line[i + 1]);
+    const int low = i + 2 < line.size() ? ModText::HexValue(line[i + 2]) : -1;
     if (high < 0 || low < 0) {
       out += '=';
       continue;
