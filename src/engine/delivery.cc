@@ -311,12 +311,6 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     impl_.in_hand_ += next.recipients.size();
     ++begun_;
     impl_.renderer_.Render(next.recipients, next.message);
-    const Status noted = impl_.results_.Sending(next.recipients, impl_.targets_[target_].name);
-    if (!noted.ok()) {
-      impl_.in_hand_ -= next.recipients.size();
-      impl_.Fail(noted);
-      return false;
-    }
     client_.Begin(slot, {impl_.renderer_.sender(), next.recipients, &next.message});
     std::uint64_t most = impl_.options_.messages_per_connection;
     if (client_.max_messages() > 0) most = std::min(most, client_.max_messages());
@@ -326,7 +320,10 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
 
   void Flush(Limit limit) {
     if (lost_) return;
-    if (!writing_ && client_.TakeOutput(wire_)) {
+    const bool writes = !writing_ && client_.TakeOutput(wire_);
+    const Status noted = writes ? Announce() : impl_.results_.Commit();
+    if (!noted.ok()) return impl_.Fail(noted);
+    if (writes) {
       limit = Limit::kStartsAgain;
       writing_ = true;
       connection_->Write(wire_.pieces);
@@ -341,6 +338,21 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
         tls_started_ = true;
     }
     if (limit == Limit::kStartsAgain) connection_->SetTimeLimit(client_.TimeLimit());
+  }
+
+  // Nothing that a server could accept leaves before it is noted who may have it then.
+  Status Announce() {
+    for (const std::size_t index : wire_.ended) {
+      Slot& slot = slots_[index];
+      for (std::size_t i = 0; i < slot.recipients.size(); ++i) {
+        if (!client_.MayReach(index, i)) continue;
+        slot.histories[i].announced = true;
+        Status noted =
+            impl_.results_.Sending({&slot.recipients[i], 1}, impl_.targets_[target_].name);
+        if (!noted.ok()) return noted;
+      }
+    }
+    return impl_.results_.Commit();
   }
 
   Impl& impl_;
@@ -404,6 +416,7 @@ void Delivery::Impl::Tick() {
   const TimePoint now = Now();
   if (now < next_tick_) return;
   next_tick_ = now + kTick;
+  if (const Status noted = results_.Commit(); !noted.ok()) Fail(noted);
   progress_.waiting_for_retry = waiting_.size() + ready_.size();
   progress_.connections_open = sessions_.size();
   on_tick_(progress_);
@@ -629,6 +642,7 @@ Delivery::Impl::Take Delivery::Impl::TakeWork(std::size_t target, Slot& slot,
   for (History& history : slot.histories) {
     ++history.attempts;
     history.last_target = target;
+    history.announced = false;
   }
   shares_.Take(target);
   if (targets_.size() > 1) PumpSoon();  // it may be another one's turn now
@@ -706,8 +720,10 @@ void Delivery::Impl::OnAnswer(std::size_t index_of_target, Slot& slot, std::size
       }
       delay = RetryDelay(options_.retry_delay, history.attempts);
   }
-  const Status noted = results_.PutBack({&recipient, 1});
-  if (!noted.ok()) return Fail(noted);
+  if (history.announced) {
+    const Status noted = results_.PutBack({&recipient, 1});
+    if (!noted.ok()) return Fail(noted);
+  }
   PutBack({recipient, std::move(history)}, delay);
 }
 

@@ -69,10 +69,12 @@ class Renderer {
   virtual void Render(std::span<const Recipient> recipients, RenderedMessage& out) = 0;
 };
 
+// Told of everything that happens, in order. Calls may be gathered until Commit.
 class ResultSink {
  public:
   virtual ~ResultSink() = default;
-  // Before a server could accept the message: these recipients are on the wire to `server`.
+  // The end of the message to these recipients goes out behind the next Commit: from then on
+  // `server` may accept it.
   virtual Status Sending(std::span<const Recipient> recipients, std::string_view server) = 0;
   // After Sending, when the server certainly has not taken the message (an answer to try again
   // later, a connection that broke before the end of the data): these recipients wait for another
@@ -83,6 +85,10 @@ class ResultSink {
   }
   // The verdict on one recipient, once. After a failure nothing further is sent.
   virtual Status Record(const Recipient& recipient, const Outcome& outcome) = 0;
+  // What was told until now must outlive the process when this returns. Called before any end of a
+  // message goes out, after every group of answers, and on every tick. After a failure nothing
+  // further is sent.
+  virtual Status Commit() { return {}; }
 };
 
 enum class TlsUse { kAuto, kRequired, kOff };
@@ -90,14 +96,14 @@ enum class TlsUse { kAuto, kRequired, kOff };
 struct DeliveryOptions {
   std::size_t connections = 1;
   TlsUse tls = TlsUse::kAuto;
-  std::filesystem::path extra_ca;           // PEM, beside the system's own anchors; empty for none
-  bool insecure_auth = false;               // passwords over a clear connection to a far server
-  int retry = 3;                            // attempts a recipient may take in all
+  std::filesystem::path extra_ca;  // PEM, beside the system's own anchors; empty for none
+  bool insecure_auth = false;      // passwords over a clear connection to a far server
+  int retry = 3;                   // attempts a recipient may take in all
   std::chrono::milliseconds retry_delay{30'000};  // doubles from attempt to attempt
   std::size_t messages_per_connection = 500;
   std::size_t recipients_per_transaction = 100;
-  double timeout_scale = 1.0;               // of RFC 5321, section 4.5.3.2; tests shorten it
-  double messages_per_second = 0;           // over all accounts; 0 for no ceiling
+  double timeout_scale = 1.0;      // of RFC 5321, section 4.5.3.2; tests shorten it
+  double messages_per_second = 0;  // over all accounts; 0 for no ceiling
 };
 
 // Numbers for the progress line.
@@ -108,15 +114,15 @@ struct Progress {
 };
 
 struct AccountTally {
-  std::string server;        // "name:port"
+  std::string server;         // "name:port"
   std::string login_refused;  // the server's words when it took no login; empty otherwise
-  std::string taken_out;     // why else it took no further part; empty otherwise
+  std::string taken_out;      // why else it took no further part; empty otherwise
   std::uint64_t sent = 0, refused = 0, failed = 0, unknown = 0;
 };
 
 struct DeliveryEnd {
   enum class Reason {
-    kDone,          // every recipient that the source gave has its verdict
+    kDone,  // every recipient that the source gave has its verdict
     // RequestStop, or no server can be reached or used, which `status` then says: what was in hand
     // is finished, the rest is not recorded.
     kStopped,

@@ -77,9 +77,16 @@ class Ledger final : public ResultSink {
   Status Record(const Recipient& recipient, const Outcome& outcome) override {
     EXPECT_TRUE(outcomes.emplace(recipient.address, outcome).second) << "a second verdict";
     on_the_wire.erase(recipient.address);
+    if (outcome.state == State::kSent || outcome.state == State::kUnknown) {
+      EXPECT_TRUE(committed.contains(recipient.address)) << "accepted before it was noted";
+    }
     EXPECT_GE(outcome.attempts, 1);
     EXPECT_FALSE(outcome.server.empty());
     if (on_record) on_record();
+    return {};
+  }
+  Status Commit() override {
+    committed.insert(on_the_wire.begin(), on_the_wire.end());
     return {};
   }
   std::size_t Count(State state) const {
@@ -89,6 +96,7 @@ class Ledger final : public ResultSink {
 
   std::map<std::string, Outcome> outcomes;
   std::set<std::string> on_the_wire;  // sent, without a verdict or a way back
+  std::set<std::string> committed;    // of those that ever were
   std::function<void()> on_record;
   bool sending_fails = false;
 };

@@ -18,7 +18,7 @@ constexpr std::string_view kFirstLine = "vespro-journal 1";
 constexpr std::size_t kMaxLineBytes = 4 * 1024 * 1024;
 constexpr std::uint64_t kMaxNumber = std::uint64_t{1} << 62;
 constexpr auto kSyncEvery = std::chrono::seconds(1);
-constexpr std::uint64_t kSyncLines = 4096;
+constexpr std::size_t kMostGathered = 256 * 1024;  // bytes
 
 constexpr std::array<std::string_view, kStates> kStateNames = {"sent", "refused", "failed",
                                                                "skipped", "unknown"};
@@ -206,9 +206,11 @@ Result<Loaded> Load(const fs::path& path, const ListIdentity& list) {
   while (reader->Next(event)) {
     if (event.kind == JournalEvent::Kind::kList) {
       if (event.list != list) {
-        return Status(Code::kBadInput,
-                      "the list has changed since this job was begun, so its journal does not say "
-                      "any more who has been served; --fresh starts the job anew");
+        return Status(
+            Code::kBadInput,
+            "the list has changed since this job was begun, so its journal does not say "
+            "any more who has been served; put the list back as it was to go on, or start "
+            "the job anew with --fresh, which mails again whoever has been served");
       }
       loaded.usable = true;
     } else if (loaded.usable && !loaded.states.Take(event)) {
@@ -371,38 +373,47 @@ Result<Journal> Journal::Open(const fs::path& folder, const ListIdentity& list, 
   } else {
     AppendHeader(journal.buffer_, list);
   }
-  if (Status status = journal.Flush(!loaded.usable); !status.ok()) return status;
+  const Status begun = loaded.usable ? journal.Write() : journal.Sync();
+  if (!begun.ok()) return begun;
   return journal;
 }
 
-Status Journal::Flush(bool sync_now) {
-  if (!failure_.ok()) {
-    buffer_.clear();
-    return failure_;
+// After every line: a group must not grow without end.
+Status Journal::Gathered() { return buffer_.size() < kMostGathered ? failure_ : Write(); }
+
+Status Journal::Write() {
+  if (failure_.ok() && !buffer_.empty()) {
+    failure_ = file_.Write(buffer_);
+    unsynced_ = true;
   }
-  failure_ = file_.Write(buffer_);
   buffer_.clear();
-  ++lines_since_sync_;
-  const auto now = std::chrono::steady_clock::now();
-  const bool due = lines_since_sync_ >= kSyncLines || now - last_sync_ >= kSyncEvery;
-  if (failure_.ok() && (sync_now || due)) {
-    failure_ = file_.Sync();
-    last_sync_ = std::chrono::steady_clock::now();
-    lines_since_sync_ = 0;
-  }
   return failure_;
+}
+
+Status Journal::Sync() {
+  if (Status written = Write(); !written.ok()) return written;
+  failure_ = file_.Sync();
+  last_sync_ = std::chrono::steady_clock::now();
+  unsynced_ = false;
+  return failure_;
+}
+
+Status Journal::Commit() {
+  if (buffer_.empty() && !unsynced_) return failure_;
+  const bool due = std::chrono::steady_clock::now() - last_sync_ >= kSyncEvery;
+  return due ? Sync() : Write();
 }
 
 Status Journal::Sending(std::span<const Recipient> recipients, std::string_view server) {
   for (const Recipient& recipient : recipients) {
     LineWriter(buffer_, 'I').Number(recipient.line).Text(recipient.address).Text(server);
   }
-  return Flush();
+  return Gathered();
 }
 
 Status Journal::PutBack(std::span<const Recipient> recipients) {
   for (const Recipient& recipient : recipients) LineWriter(buffer_, 'P').Number(recipient.line);
-  return Flush();
+  return Gathered();
 }
 
 Status Journal::AppendOutcome(const Recipient& recipient, const Outcome& outcome,
@@ -415,7 +426,7 @@ Status Journal::AppendOutcome(const Recipient& recipient, const Outcome& outcome
       .Text(outcome.server)
       .Text(outcome.reply)
       .Text(row);
-  return Flush();
+  return Gathered();
 }
 
 Status Journal::Record(const Recipient& recipient, const Outcome& outcome) {
@@ -432,12 +443,12 @@ Status Journal::Skip(const Recipient& row, std::string_view reason, bool mend) {
 
 Status Journal::BeginRun() {
   LineWriter(buffer_, 'R').Number(static_cast<std::uint64_t>(Seconds(*clock_)));
-  return Flush();
+  return Write();
 }
 
 Status Journal::EndRun(std::string_view reason) {
   LineWriter(buffer_, 'E').Number(static_cast<std::uint64_t>(Seconds(*clock_))).Text(reason);
-  return Flush(true);
+  return Sync();
 }
 
 }  // namespace vespro::engine

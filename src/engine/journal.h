@@ -93,9 +93,9 @@ class LineStates {
   std::vector<std::uint8_t> marks_;
 };
 
-// Appends to the journal of a session folder. Each call has its lines with the system when it
-// returns, and on the disk within about a second. After a failure, such as a full disk, every
-// further call fails likewise and writes nothing.
+// Appends to the journal of a session folder. Lines are gathered; Commit has them with the system
+// when it returns, and calling it again and again has them on the disk within about a second. After
+// a failure, such as a full disk, every further call fails likewise and writes nothing.
 class Journal final : public ResultSink {
  public:
   // Continues the journal in `folder`, or begins one. kBadInput when the one that is there belongs
@@ -113,6 +113,7 @@ class Journal final : public ResultSink {
   Status Sending(std::span<const Recipient> recipients, std::string_view server) override;
   Status PutBack(std::span<const Recipient> recipients) override;
   Status Record(const Recipient& recipient, const Outcome& outcome) override;
+  Status Commit() override;
   // A row that is not sent to. `mend`: it belongs among the rows to be corrected and sent again,
   // which a duplicate does not.
   Status Skip(const Recipient& row, std::string_view reason, bool mend);
@@ -122,7 +123,9 @@ class Journal final : public ResultSink {
 
  private:
   Journal(File file, const Clock& clock, LineStates states, std::uint64_t damaged);
-  Status Flush(bool sync_now = false);
+  Status Gathered();
+  Status Write();
+  Status Sync();
   Status AppendOutcome(const Recipient& recipient, const Outcome& outcome, std::string_view row);
 
   File file_;
@@ -131,7 +134,7 @@ class Journal final : public ResultSink {
   std::uint64_t damaged_;
   std::string buffer_;
   std::chrono::steady_clock::time_point last_sync_;
-  std::uint64_t lines_since_sync_ = 0;
+  bool unsynced_ = false;
   Status failure_;
 };
 

@@ -70,6 +70,7 @@ TEST(JournalTest, OnlyRowsSurelyNotSentAreToBeMended) {
   }
   ASSERT_TRUE(journal->Skip(Person(1), "duplicate", false).ok());
   ASSERT_TRUE(journal->Record({2, "plain@example.com", ""}, {State::kFailed, 1, "", ""}).ok());
+  ASSERT_TRUE(journal->Commit().ok());
   std::vector<std::string> rows;
   for (const JournalEvent& event : ReadAll(folder)) {
     if (event.kind == JournalEvent::Kind::kOutcome) rows.push_back(event.recipient.row);
@@ -120,6 +121,7 @@ TEST(JournalTest, CutAtEveryByte) {
     EXPECT_LE(journal->damaged(), 1u) << cut;
 
     ASSERT_TRUE(journal->Record(Person(7), {State::kSent, 1, "", ""}).ok());
+    ASSERT_TRUE(journal->Commit().ok());
     Result<Journal> again = OpenIn(folder);
     ASSERT_TRUE(again.ok()) << cut;
     EXPECT_EQ(again->states().OutcomeOf(7), State::kSent) << cut;

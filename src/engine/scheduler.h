@@ -52,6 +52,7 @@ struct History {
   std::size_t last_target = kNowhere;
   std::vector<std::size_t> refused_by;  // targets that can't take it, while others may
   std::string last_reply;
+  bool announced = false;  // in this attempt: the sink knows that the message is on its way
   bool RefusedBy(std::size_t target) const;
 };
 

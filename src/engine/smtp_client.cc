@@ -548,6 +548,7 @@ void SmtpClient::OnTransactionReply(const Expected& expected, const Reply& reply
       // Commands were not known, so the bytes behind BDAT may have been read as commands.
       if (chunking_ && (reply.code == 500 || reply.code == 502)) {
         chunking_failed_ = true;
+        ForgetBodies();
         return Derail("the server offers CHUNKING and does not know BDAT");
       }
       break;
@@ -555,6 +556,12 @@ void SmtpClient::OnTransactionReply(const Expected& expected, const Reply& reply
   ConcludeFinished();
   Pump();
   ConcludeFinished();
+}
+
+// Nothing that was sent by BDAT can have been accepted where BDAT is not known.
+void SmtpClient::ForgetBodies() {
+  if (messages_accepted_ > 0) return;  // it knows BDAT after all
+  for (const std::size_t slot : order_) active_[slot].body_sent = false;
 }
 
 void SmtpClient::OnDataReply(Active& active, const Reply& reply) {
@@ -762,8 +769,16 @@ bool SmtpClient::TakeOutput(WireBytes& out) {
     out.pieces.emplace_back(begin, part.size);
   }
   parts_.clear();
+  out.ended.clear();
+  for (const std::size_t slot : order_) {
+    if (active_[slot].body_sent && active_[slot].end > taken_) out.ended.push_back(slot);
+  }
   taken_ = queued_;
   return true;
+}
+
+bool SmtpClient::MayReach(std::size_t slot, std::size_t index) const {
+  return !active_[slot].mail.failed() && !active_[slot].recipients[index].failed();
 }
 
 SmtpClient::Want SmtpClient::want() const {

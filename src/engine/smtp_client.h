@@ -71,6 +71,7 @@ class ClientEvents {
 struct WireBytes {
   std::string text;
   std::vector<std::string_view> pieces;
+  std::vector<std::size_t> ended;  // slots whose message ends in these bytes
 };
 
 class SmtpClient {
@@ -103,6 +104,8 @@ class SmtpClient {
 
   // What is to be done now.
   bool TakeOutput(WireBytes& out);  // false when there is nothing
+  // Whether the message in this slot can still be accepted for the recipient at `index`.
+  bool MayReach(std::size_t slot, std::size_t index) const;
   Want want() const;
   // How long the owner may wait for the next event; zero when for ever.
   std::chrono::milliseconds TimeLimit() const;
@@ -172,6 +175,7 @@ class SmtpClient {
   void OnAuth(const Reply& reply);
   void OnTransactionReply(const Expected& expected, const Reply& reply);
   void OnDataReply(Active& active, const Reply& reply);
+  void ForgetBodies();
   void On421(const Expected& expected, const Reply& reply);
 
   void SayHello(std::string_view verb);

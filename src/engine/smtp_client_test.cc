@@ -393,6 +393,10 @@ TEST(SmtpClientTest, Window) {
        kWindow + "+ a@x\n" + one + "S: 250 ok\nS: 250 ok\nS: 502 what\n",
        {"a@x later: 502 what"},
        "RSET: the server offers CHUNKING and does not know BDAT"},
+      {"and what went out behind it by BDAT can't have been accepted",
+       kWindow + "+ a@x\n" + one + "+ a@x\n" + next + "S: 250 ok\nS: 250 ok\nS: 502 what\n",
+       {"a@x now: the server offers CHUNKING and does not know BDAT", "a@x later: 502 what"},
+       "RSET: the server offers CHUNKING and does not know BDAT"},
       {"RSET refused: the session is of no use",
        kWindow + "+ a@x\n" + one + "+ a@x\n" + next +
            "S: 250 ok\nS: 250 ok\nS: 250 one\nS: 500 no\n",
