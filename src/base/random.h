@@ -2,8 +2,9 @@
 // interface so that tests can fix them.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
-#include <string>
 
 namespace vespro {
 
@@ -13,10 +14,19 @@ class Randomness {
   virtual std::uint64_t Next() = 0;
 };
 
-// The system's own source. Any thread.
+// The system's own source, asked for several numbers at a time. One thread per object.
 class SystemRandomness final : public Randomness {
  public:
-  std::uint64_t Next() override;
+  std::uint64_t Next() override {
+    if (used_ == numbers_.size()) Refill();
+    return numbers_[used_++];
+  }
+
+ private:
+  void Refill();
+
+  std::array<std::uint64_t, 32> numbers_{};
+  std::size_t used_ = numbers_.size();
 };
 
 }  // namespace vespro

@@ -6,11 +6,13 @@
 
 namespace vespro {
 
-std::uint64_t SystemRandomness::Next() {
-  std::uint64_t number = 0;
+void SystemRandomness::Refill() {
   // Up to 256 bytes getrandom gives all or nothing; it can't fail once the system has booted.
-  if (getrandom(&number, sizeof number, 0) != static_cast<ssize_t>(sizeof number)) std::abort();
-  return number;
+  static_assert(sizeof numbers_ <= 256);
+  if (getrandom(numbers_.data(), sizeof numbers_, 0) != static_cast<ssize_t>(sizeof numbers_)) {
+    std::abort();
+  }
+  used_ = 0;
 }
 
 }  // namespace vespro

@@ -8,13 +8,12 @@
 
 namespace vespro {
 
-std::uint64_t SystemRandomness::Next() {
-  std::uint64_t number = 0;
-  if (BCryptGenRandom(nullptr, reinterpret_cast<PUCHAR>(&number), sizeof number,
+void SystemRandomness::Refill() {
+  if (BCryptGenRandom(nullptr, reinterpret_cast<PUCHAR>(numbers_.data()), sizeof numbers_,
                       BCRYPT_USE_SYSTEM_PREFERRED_RNG) != 0) {
     std::abort();
   }
-  return number;
+  used_ = 0;
 }
 
 }  // namespace vespro
