@@ -47,10 +47,23 @@ std::string Literal(const asio::ip::address& address) {
 
 struct Network::State {
   asio::io_context io{1};
-  asio::ssl::context tls{asio::ssl::context::tls_client};
   asio::steady_timer wake{io};
   asio::signal_set signals{io};
   std::function<void()> on_interrupt;
+
+  // Made when it is first wanted: reading the system's certificates takes longer than sending a
+  // thousand messages.
+  asio::ssl::context& Tls() {
+    if (tls) return *tls;
+    platform::PrepareTls();
+    tls.emplace(asio::ssl::context::tls_client);
+    SSL_CTX_set_min_proto_version(tls->native_handle(), TLS1_2_VERSION);
+    SSL_CTX_set_mode(tls->native_handle(), SSL_MODE_RELEASE_BUFFERS);
+    platform::TrustWhatTheSystemTrusts(tls->native_handle());
+    tls->set_verify_mode(asio::ssl::verify_peer);
+    return *tls;
+  }
+  std::optional<asio::ssl::context> tls;
 
   void WaitForSignal() {
     signals.async_wait([this](asio::error_code error, int) {
@@ -95,7 +108,7 @@ class AsioConnection : public std::enable_shared_from_this<AsioConnection> {
 
   void StartTls(const std::string& server) {
     const std::string host = WithoutBrackets(server);
-    tls_ = std::make_unique<TlsStream>(socket_, network_.tls);
+    tls_ = std::make_unique<TlsStream>(socket_, network_.Tls());
     SSL* ssl = tls_->native_handle();
     asio::error_code no_address;
     asio::ip::make_address(host, no_address);
@@ -344,13 +357,7 @@ class ConnectionHandle final : public Connection {
 
 }  // namespace
 
-Network::Network() : state_((platform::PrepareTls(), std::make_unique<State>())) {
-  SSL_CTX* tls = state_->tls.native_handle();
-  SSL_CTX_set_min_proto_version(tls, TLS1_2_VERSION);
-  SSL_CTX_set_mode(tls, SSL_MODE_RELEASE_BUFFERS);
-  platform::TrustWhatTheSystemTrusts(tls);
-  state_->tls.set_verify_mode(asio::ssl::verify_peer);
-}
+Network::Network() : state_(std::make_unique<State>()) {}
 
 Network::~Network() = default;
 
@@ -358,7 +365,7 @@ Status Network::AddTrustAnchors(const std::filesystem::path& pem) {
   Result<std::string> bytes = ModFiles::ReadAll(pem, 16 * 1024 * 1024);
   if (!bytes.ok()) return bytes.status();
   asio::error_code error;
-  state_->tls.add_certificate_authority(asio::buffer(bytes.value()), error);
+  state_->Tls().add_certificate_authority(asio::buffer(bytes.value()), error);
   if (!error) return {};
   return Status(Code::kBadInput,
                 ModFiles::ToUtf8(pem) + " holds no certificates in PEM form: " + error.message());
