@@ -267,8 +267,7 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
   static ClientOptions OptionsFor(const Impl& impl, std::size_t index) {
     const Target& target = impl.targets_[index];
     ClientOptions options;
-    options.login = target.account.login;
-    options.password = target.account.password;
+    options.credentials = {target.account.login, target.account.password};
     options.tls = impl.options_.tls;
     options.tls_from_start = target.account.port == kTlsPort && impl.options_.tls != TlsUse::kOff;
     options.insecure_auth = impl.options_.insecure_auth;

@@ -18,8 +18,6 @@ using std::chrono::seconds;
 constexpr std::size_t kCopyBelow = 8 * 1024;
 // Behind this many bytes of the path a command line could be longer than any server takes.
 constexpr std::size_t kMaxPathBytes = 400;
-// An initial response makes AUTH too long a line beyond this (RFC 4954, section 4).
-constexpr std::size_t kMaxInitialResponse = 480;
 
 // RFC 5321, section 4.5.3.2; it names none for the rest.
 constexpr seconds kConnectLimit{60}, kHandshakeLimit{120}, kCommandLimit{300}, kDataLimit{120},
@@ -78,6 +76,8 @@ void Save(const Reply& reply, std::string text, auto& saved) {
 SmtpClient::SmtpClient(const ClientOptions& options, ClientEvents& events)
     : options_(options),
       events_(events),
+      sasl_(options_.credentials),
+      secrets_(sasl_.Secrets()),
       active_(std::max<std::size_t>(options.window_messages, 1)) {}
 
 // Events
@@ -146,6 +146,7 @@ void SmtpClient::Derail(std::string_view text) {
 // The dialogue up to the first message
 
 void SmtpClient::OnReply(const Reply& reply) {
+  ++replies_;
   if (expected_.empty()) {
     if (reply.code == 421) return On421({Stage::kReset, 0, 0}, reply);
     return Derail("the server answered what was not asked: " + Masked(reply));
@@ -173,9 +174,11 @@ void SmtpClient::OnSetUpReply(Stage stage, const Reply& reply) {
     case Stage::kHello:
       return reply.klass() == 2 || reply.klass() == 5 ? OnHello(reply) : fail();
     case Stage::kAuth:
-      if (reply.code == 504 && login_ == Login::kPlain && auth_login_) {
-        auth_plain_ = false;  // it offers PLAIN and does not know it
-        return StartLogin();
+      // Offered and not known, or too weak for this account. Any other refusal is the password's,
+      // and trying it again in another way would only lock the account.
+      if (reply.code == 504 || reply.code == 534) {
+        sasl_.GiveUpMechanism();
+        if (std::string command; sasl_.Begin(SecretMayCross(), command)) return SayAuth(command);
       }
       return reply.klass() == 2 || reply.klass() == 3 ? OnAuth(reply) : fail();
     case Stage::kStartTls:
@@ -190,7 +193,8 @@ void SmtpClient::OnSetUpReply(Stage stage, const Reply& reply) {
 
 void SmtpClient::SayHello(std::string_view verb) {
   starttls_ = pipelining_ = chunking_ = eight_bit_ = utf8_ = false;
-  size_ = auth_plain_ = auth_login_ = false;
+  size_ = false;
+  sasl_.Forget();
   max_size_ = max_recipients_ = max_messages_ = 0;
   Say(verb);
   Say(hello_name_);
@@ -247,8 +251,7 @@ void SmtpClient::ReadLimits(std::string_view value) {
 
 void SmtpClient::ReadMechanisms(std::string_view value) {
   for (std::string_view word = TakeWord(value); !word.empty(); word = TakeWord(value)) {
-    if (ModText::EqualsIgnoringAsciiCase(word, "PLAIN")) auth_plain_ = true;
-    if (ModText::EqualsIgnoringAsciiCase(word, "LOGIN")) auth_login_ = true;
+    sasl_.Offer(word);
   }
 }
 
@@ -260,76 +263,52 @@ void SmtpClient::AfterHello() {
   if (!secure_ && options_.tls == TlsUse::kRequired) {
     return FailSession(Stage::kStartTls, Fault::kNoTls, "the server does not offer TLS");
   }
-  if (!options_.login.empty()) return StartLogin();
+  if (!options_.credentials.login.empty()) return StartLogin();
   state_ = State::kReady;
   was_ready_ = true;
 }
 
 void SmtpClient::StartLogin() {
-  if (!secure_ && !loopback_ && !options_.insecure_auth) {
-    return FailSession(Stage::kAuth, Fault::kNoAuth,
-                       "the server does not offer TLS, and a password is not sent over a clear "
-                       "connection");
-  }
-  if (auth_plain_) {
-    std::string response = options_.login;
-    response.insert(response.begin(), '\0');
-    response += '\0' + options_.password;
-    response_ = ModBase64::Encode(response);
-    const bool at_once = response_.size() <= kMaxInitialResponse;
-    Say("AUTH PLAIN");
-    if (at_once) Say(" " + response_);
-    Say("\r\n");
-    login_ = Login::kPlain;
-  } else if (auth_login_) {
-    Say("AUTH LOGIN\r\n");
-    login_ = Login::kLogin;
-  } else {
-    return FailSession(Stage::kAuth, Fault::kNoAuth,
-                       "the server offers no way to log in that we know (PLAIN, LOGIN)");
-  }
+  std::string command;
+  if (sasl_.Begin(SecretMayCross(), command)) return SayAuth(command);
+  FailSession(Stage::kAuth, Fault::kNoAuth,
+              SecretMayCross() || !sasl_.OffersAny()
+                  ? "the server offers no way to log in that we know (" + sasl_.Known() + ")"
+                  : "the server does not offer TLS, and a password is not sent over a clear "
+                    "connection");
+}
+
+void SmtpClient::SayAuth(std::string_view command) {
+  Say("AUTH ");
+  Say(command);
+  Say("\r\n");
   Expect(Stage::kAuth);
+  secrets_ = sasl_.Secrets();
 }
 
 void SmtpClient::OnAuth(const Reply& reply) {
   if (reply.klass() == 2) {
-    login_ = Login::kNone;
     state_ = State::kReady;
     was_ready_ = true;
     return;
   }
-  // 334: the server wants the next word. More questions than PLAIN and LOGIN have are none of ours.
-  switch (login_) {
-    case Login::kPlain:
-      Say(response_);
-      login_ = Login::kPlainResponse;
-      break;
-    case Login::kLogin:
-      Say(ModBase64::Encode(options_.login));
-      login_ = Login::kUser;
-      break;
-    case Login::kUser:
-      Say(ModBase64::Encode(options_.password));
-      login_ = Login::kPassword;
-      break;
-    default:
-      return Derail("the server asked for more than its way to log in has");
-  }
+  const std::optional<std::string> answer = sasl_.Answer(reply.text);
+  if (!answer) return Derail("the server asked for more than its way to log in has");
+  secrets_ = sasl_.Secrets();
+  Say(*answer);
   Say("\r\n");
   Expect(Stage::kAuth);
 }
 
-// Some servers repeat what they were sent.
 // Some servers repeat what they were sent; whole, over two lines, or cut off. A trace of the login
 // is enough for the reply's text to be left out.
 std::string SmtpClient::Masked(const Reply& reply) const {
   std::string text = OneLine(reply);
-  if (options_.password.empty()) return text;
+  if (secrets_.empty()) return text;
   std::string bare = reply.text;
   std::erase_if(bare, [](char c) { return c == '\n' || c == ' '; });
   constexpr std::size_t kTrace = 8;
-  for (const std::string& secret :
-       {response_, ModBase64::Encode(options_.password), options_.password}) {
+  for (const std::string& secret : secrets_) {
     if (secret.size() < kTrace / 2) continue;
     for (std::size_t i = 0; i < secret.size(); i += kTrace / 2) {
       // The last piece may be short, and a short password is one piece.

@@ -1,6 +1,6 @@
 // engine/smtp_client.h - the client's side of one SMTP session (RFC 5321) as a state machine:
 // events in, bytes and wishes out. It has no socket and no clock; its owner brings the bytes and
-// keeps the time. Uses STARTTLS (RFC 3207), AUTH PLAIN and LOGIN (RFC 4954), PIPELINING (RFC 2920),
+// keeps the time. Uses STARTTLS (RFC 3207), AUTH (RFC 4954, see sasl.h), PIPELINING (RFC 2920),
 // CHUNKING (RFC 3030), SIZE (RFC 1870), 8BITMIME (RFC 6152), SMTPUTF8 (RFC 6531) and LIMITS (RFC
 // 9422) where the server offers them.
 //
@@ -24,13 +24,13 @@
 
 #include "engine/delivery.h"
 #include "engine/policy.h"
+#include "engine/sasl.h"
 #include "engine/smtp_reply.h"
 
 namespace vespro::engine {
 
 struct ClientOptions {
-  std::string login;  // empty: no authentication
-  std::string password;
+  Credentials credentials;  // no login: no authentication
   TlsUse tls = TlsUse::kAuto;
   bool tls_from_start = false;       // TLS from the first byte, as on port 465
   bool insecure_auth = false;        // the password may cross a clear connection to a far server
@@ -116,6 +116,8 @@ class SmtpClient {
   bool draining() const { return draining_; }  // takes no more transactions
   std::size_t in_hand() const { return order_.size(); }
   std::uint64_t messages_accepted() const { return messages_accepted_; }
+  // Replies that have been read as a whole.
+  std::uint64_t replies() const { return replies_; }
   // The server offered CHUNKING and does not know BDAT: it must not be used with this server.
   bool chunking_failed() const { return chunking_failed_; }
   // From LIMITS; 0 when the server names none.
@@ -124,7 +126,6 @@ class SmtpClient {
 
  private:
   enum class State { kNew, kSetUp, kHandshake, kReady, kQuitting, kOver };
-  enum class Login { kNone, kPlain, kPlainResponse, kLogin, kUser, kPassword };
   enum class Step { kMail, kRcpt, kData, kIssued };
 
   // A reply that is kept, or what we have to say ourselves.
@@ -172,6 +173,7 @@ class SmtpClient {
   void OnHello(const Reply& reply);
   void AfterHello();
   void StartLogin();
+  void SayAuth(std::string_view command);
   void OnAuth(const Reply& reply);
   void OnTransactionReply(const Expected& expected, const Reply& reply);
   void OnDataReply(Active& active, const Reply& reply);
@@ -182,6 +184,7 @@ class SmtpClient {
   void ReadExtensions(std::string_view text);
   void ReadLimits(std::string_view value);
   void ReadMechanisms(std::string_view value);
+  bool SecretMayCross() const { return secure_ || loopback_ || options_.insecure_auth; }
 
   bool CheckEnvelope(Active& active);
   std::string WhyNotCarried(const Active& active) const;
@@ -218,13 +221,14 @@ class SmtpClient {
 
   ReplyParser parser_;
   std::deque<Expected> expected_;
-  Login login_ = Login::kNone;
+  std::uint64_t replies_ = 0;
   bool said_helo_ = false;
-  std::string response_;  // of AUTH PLAIN
+  Sasl sasl_;
+  std::vector<std::string> secrets_;  // never to be shown
 
   // What the server offers.
   bool starttls_ = false, pipelining_ = false, chunking_ = false, eight_bit_ = false, utf8_ = false;
-  bool size_ = false, auth_plain_ = false, auth_login_ = false;
+  bool size_ = false;
   bool chunking_failed_ = false;
   std::uint64_t max_size_ = 0, max_recipients_ = 0, max_messages_ = 0;
 

@@ -554,8 +554,8 @@ TEST(SmtpClientTest, Login) {
   const std::string offer = "S: 220 hi\nC: EHLO [127.0.0.1]\nS: 250-x\nS: 250 AUTH ";
   const std::string plain = "C: AUTH PLAIN AHVzZXIAc2VjcmV0\n";
   ClientOptions options;
-  options.login = "user";
-  options.password = "secret";
+  options.credentials.login = "user";
+  options.credentials.secret = "secret";
   const Scene scenes[] = {
       {"PLAIN", offer + "LOGIN PLAIN\n" + plain + "S: 235 welcome\nquit\nC: QUIT\n", {}, ""},
       {"PLAIN asked for again",
@@ -580,7 +580,15 @@ TEST(SmtpClientTest, Login) {
       {"no way that we know",
        offer + "GSSAPI\n",
        {},
-       "AUTH: the server offers no way to log in that we know (PLAIN, LOGIN)"},
+       "AUTH: the server offers no way to log in that we know (PLAIN, LOGIN, CRAM-MD5)"},
+      {"PLAIN too weak for this account, LOGIN too, and no more",
+       offer + "PLAIN LOGIN\n" + plain + "S: 534 5.7.9 no\nC: AUTH LOGIN\nS: 534 5.7.9 no\n",
+       {},
+       "AUTH: 534 5.7.9 no"},
+      {"CRAM-MD5 with a challenge that is none",
+       offer + "CRAM-MD5\nC: AUTH CRAM-MD5\nS: 334 !!\nC: *\nS: 501 cancelled\n",
+       {},
+       "AUTH: 501 cancelled"},
       {"too many questions",
        offer + "LOGIN\nC: AUTH LOGIN\nS: 334 a\nC: dXNlcg==\nS: 334 b\nC: c2VjcmV0\nS: 334 c\n",
        {},
@@ -597,6 +605,42 @@ TEST(SmtpClientTest, Login) {
   const Scene allowed[] = {
       {"clear, far and allowed", offer + "PLAIN\n" + plain + "S: 235 ok\nquit\nC: QUIT\n", {}, ""}};
   PlayAll(allowed, options, false);
+}
+
+TEST(SmtpClientTest, LoginsThatDoNotTellThePassword) {
+  const std::string offer = "S: 220 hi\nC: EHLO [127.0.0.1]\nS: 250-x\nS: 250 AUTH ";
+  ClientOptions options;
+  // The example of RFC 2195, section 2.
+  options.credentials = {"tim", "tanstaaftanstaaf"};
+  const Scene cram[] = {
+      {"CRAM-MD5, also over a clear connection",
+       offer + "PLAIN CRAM-MD5\nC: AUTH CRAM-MD5\n"
+               "S: 334 PDE4OTYuNjk3MTcwOTUyQHBvc3RvZmZpY2UucmVzdG9uLm1jaS5uZXQ+\n"
+               "C: dGltIGI5MTNhNjAyYzdlZGE3YTQ5NWI0ZTZlNzMzNGQzODkw\nS: 235 ok\nquit\nC: QUIT\n",
+       {},
+       ""}};
+  PlayAll(cram, options, false);
+
+  options.credentials = {"me@x.org", "token", true};
+  const std::string xoauth2 =
+      "PLAIN XOAUTH2\nC: AUTH XOAUTH2 dXNlcj1tZUB4Lm9yZwFhdXRoPUJlYXJlciB0b2tlbgEB\n";
+  const Scene token[] = {
+      {"a token", offer + xoauth2 + "S: 235 ok\nquit\nC: QUIT\n", {}, ""},
+      {"a token that has expired: the error is asked for",
+       offer + xoauth2 + "S: 334 eyJzdGF0dXMiOiI0MDAifQ==\nC: \nS: 535 5.7.8 expired\n",
+       {},
+       "AUTH: 535 5.7.8 expired"},
+      {"no way to use it",
+       offer + "PLAIN\n",
+       {},
+       "AUTH: the server offers no way to log in that we know (XOAUTH2)"}};
+  PlayAll(token, options);
+  const Scene clear[] = {{"not over a clear connection",
+                          offer + "XOAUTH2\n",
+                          {},
+                          "AUTH: the server does not offer TLS, and a password is not sent over a "
+                          "clear connection"}};
+  PlayAll(clear, options, false);
 }
 
 TEST(SmtpClientTest, Extensions) {
