@@ -1,0 +1,110 @@
+#include <windows.h>
+
+#include <algorithm>
+#include <array>
+
+#include "base/shell.h"
+#include "base/win32/wide.h"
+
+namespace vespro::ModShell {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr std::size_t kMostBytes = 64 * 1024;
+constexpr DWORD kLookUp = 20;  // milliseconds
+
+class Handle {
+ public:
+  Handle() = default;
+  ~Handle() { Close(); }
+  Handle(const Handle&) = delete;
+  Handle& operator=(const Handle&) = delete;
+  void Close() {
+    if (handle_ != nullptr) CloseHandle(handle_);
+    handle_ = nullptr;
+  }
+  HANDLE get() const { return handle_; }
+  HANDLE* out() { return &handle_; }
+
+ private:
+  HANDLE handle_ = nullptr;
+};
+
+Status Failure(const char* what) {
+  const DWORD error = GetLastError();
+  return Status(Code::kUnavailable,
+                std::string(what) + " (Windows error " + std::to_string(error) + ")", error);
+}
+
+// cmd.exe takes everything between the outer quotes as it stands.
+std::wstring ShellLine(const std::wstring& shell, const std::string& command) {
+  return L"\"" + shell + L"\" /d /s /c \"" + ModWide::FromUtf8(command) + L"\"";
+}
+
+std::wstring Shell() {
+  std::array<wchar_t, MAX_PATH> folder{};
+  const UINT size = GetSystemDirectoryW(folder.data(), static_cast<UINT>(folder.size()));
+  return std::wstring(folder.data(), std::min<std::size_t>(size, folder.size() - 1)) + L"\\cmd.exe";
+}
+
+// What is in the pipe now; false when nobody can write to it any more.
+bool ReadSome(HANDLE pipe, std::string& output) {
+  std::array<char, 4096> block{};
+  for (;;) {
+    DWORD waiting = 0, count = 0;
+    if (!PeekNamedPipe(pipe, nullptr, 0, nullptr, &waiting, nullptr)) return false;
+    if (waiting == 0) return true;
+    const DWORD wanted = std::min<DWORD>(waiting, static_cast<DWORD>(block.size()));
+    if (!ReadFile(pipe, block.data(), wanted, &count, nullptr)) return false;
+    if (output.size() < kMostBytes) output.append(block.data(), count);
+  }
+}
+
+}  // namespace
+
+Result<std::string> FirstLine(const std::string& command, milliseconds limit,
+                              const std::atomic<bool>& stop) {
+  const steady_clock::time_point until = steady_clock::now() + limit;
+  Handle read, write, process, thread;
+  SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+  if (!CreatePipe(read.out(), write.out(), &inherited, 0)) return Failure("it can't be started");
+  SetHandleInformation(read.get(), HANDLE_FLAG_INHERIT, 0);
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  startup.dwFlags = STARTF_USESTDHANDLES;
+  startup.hStdOutput = write.get();
+  startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+  const std::wstring shell = Shell();
+  std::wstring line = ShellLine(shell, command);
+  PROCESS_INFORMATION started{};
+  if (!CreateProcessW(shell.c_str(), line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                      &startup, &started)) {
+    return Failure("it can't be started");
+  }
+  *process.out() = started.hProcess;
+  *thread.out() = started.hThread;
+  write.Close();
+
+  std::string output;
+  while (WaitForSingleObject(process.get(), kLookUp) == WAIT_TIMEOUT) {
+    ReadSome(read.get(), output);
+    const bool late = steady_clock::now() >= until;
+    if (!stop && !late) continue;
+    TerminateProcess(process.get(), 1);
+    if (stop) return Status(Code::kCancelled, "it was called off");
+    return Status(Code::kTimedOut, "it took too long");
+  }
+  ReadSome(read.get(), output);
+  DWORD code = 0;
+  GetExitCodeProcess(process.get(), &code);
+  if (code != 0) {
+    return Status(Code::kUnavailable, "it ended with status " + std::to_string(code));
+  }
+  output.resize(std::min({output.find('\n'), output.find('\r'), output.size(), kMostBytes}));
+  if (output.empty()) return Status(Code::kUnavailable, "it wrote nothing");
+  return output;
+}
+
+}  // namespace vespro::ModShell
