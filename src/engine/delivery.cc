@@ -5,6 +5,8 @@
 #include <deque>
 #include <limits>
 
+#include "base/shell.h"
+#include "base/text.h"
 #include "engine/net.h"
 #include "engine/scheduler.h"
 #include "engine/smtp_client.h"
@@ -29,6 +31,9 @@ constexpr int kMostSplits = 3;
 constexpr std::chrono::seconds kPatience{3};
 // Failures in a row, on every server, after which the job is stopped and left for later.
 constexpr int kMostConnectFailures = 8, kMostFirstFailures = 3, kMostPauses = 50;
+// For a person to answer the question of a password store.
+constexpr milliseconds kCommandLimit{120'000};
+constexpr std::string_view kTokenMark = "Bearer ";
 constexpr milliseconds kFirstRest{1000}, kReconnectRest{5000}, kLongestRest{60'000};
 
 // A server with the login that goes with it: all equal lines of the job.
@@ -49,6 +54,17 @@ struct Target {
   TimePoint connecting_since{};     // the first session that is not ready yet
   bool use_chunking = true;
   std::size_t max_recipients = 0;  // learnt from 452; 0 when nothing was learnt
+
+  // The password, where a command gives it.
+  enum class Secret { kThere, kWanted, kAskedFor };
+  std::string command;
+  Secret secret = Secret::kThere;
+  bool token = false;          // it is one
+  unsigned secret_number = 0;  // of those that the command gave
+  bool secret_worked = false;
+
+  std::size_t limit = kNoLimit;  // an index into the limits
+  static constexpr std::size_t kNoLimit = SIZE_MAX;
 };
 
 std::vector<Target> TargetsOf(const std::vector<Account>& accounts) {
@@ -80,6 +96,12 @@ std::vector<unsigned> WeightsOf(const std::vector<Target>& targets) {
 
 }  // namespace
 
+bool Names(std::string_view server, const Account& account) {
+  return ModText::EqualsIgnoringAsciiCase(server, account.server) ||
+         ModText::EqualsIgnoringAsciiCase(server,
+                                          account.server + ":" + std::to_string(account.port));
+}
+
 class Delivery::Impl {
  public:
   Impl(DeliveryOptions options, std::vector<Account> accounts, WorkSource& source,
@@ -90,7 +112,21 @@ class Delivery::Impl {
         results_(results),
         targets_(TargetsOf(accounts)),
         shares_(WeightsOf(targets_)),
-        bucket_(options_.messages_per_second, steady_clock::now()) {}
+        bucket_(options_.messages_per_second, steady_clock::now()) {
+    for (const ServerRate& rate : options_.account_rates) {
+      for (Target& target : targets_) {
+        if (Names(rate.server, target.account)) target.limit = limits_.size();
+      }
+      limits_.emplace_back(rate.messages_per_second, steady_clock::now());
+    }
+    for (const ServerCommand& command : options_.password_commands) {
+      for (Target& target : targets_) {
+        if (!Names(command.server, target.account)) continue;
+        target.command = command.command;
+        target.secret = Target::Secret::kWanted;
+      }
+    }
+  }
 
   DeliveryEnd Run(const std::function<void(const Progress&)>& on_tick);
   void RequestStop();
@@ -112,6 +148,10 @@ class Delivery::Impl {
   void Tick();
   void SetWake();
   void OpenSessions();
+  void AskForSecrets();
+  void OnSecret(std::size_t target, const Result<std::string>& secret);
+  bool RenewSecret(Target& target, unsigned refused);
+  bool WithinLimit(const Target& target, TimePoint now) const;
   std::size_t NextTarget();
   void MakeRoom();
   void RemoveLostSessions();
@@ -136,7 +176,7 @@ class Delivery::Impl {
               std::string_view reply);
   void PutBack(Item item, milliseconds delay);
   bool AnyoneLeftFor(const History& history) const;
-  void OnSessionFailed(std::size_t target, bool was_ready, bool was_used, const Failure& failure,
+  void OnSessionFailed(const Session& session, bool was_used, const Failure& failure,
                        const std::string& text);
   void TakeOut(std::size_t target, const Verdict& verdict, const std::string& text);
   void SettleHopeless();
@@ -154,6 +194,7 @@ class Delivery::Impl {
   std::vector<Target> targets_;
   Shares shares_;
   TokenBucket bucket_;
+  std::vector<TokenBucket> limits_;  // of servers
   std::string host_name_;
   std::vector<std::unique_ptr<Session>> sessions_;
 
@@ -163,7 +204,7 @@ class Delivery::Impl {
   std::deque<Item> ready_;  // waited long enough
   RetryQueue waiting_;
   std::size_t in_hand_ = 0;  // recipients in sessions
-  bool waits_for_token_ = false;
+  bool waits_for_token_ = false, waits_for_limit_ = false;
 
   bool stopping_ = false, left_behind_ = false, pump_posted_ = false, ending_ = false;
   int interrupts_ = 0;
@@ -183,6 +224,7 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
   Session(Impl& impl, std::size_t target)
       : impl_(impl),
         target_(target),
+        secret_number_(impl.targets_[target].secret_number),
         client_(OptionsFor(impl, target), *this),
         slots_(OptionsFor(impl, target).window_messages),
         connection_(impl.network_.NewConnection(*this)) {
@@ -213,6 +255,8 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
   }
 
   std::size_t target() const { return target_; }
+  unsigned secret_number() const { return secret_number_; }
+  bool was_ready() const { return client_.was_ready(); }
   bool lost() const { return lost_; }
   // It could take a message, had it been its turn.
   bool blocked() const { return blocked_ && client_.ready() && client_.in_hand() == 0; }
@@ -228,9 +272,11 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     Flush(Limit::kStartsAgain);
   }
   void OnReceived(std::string_view bytes) override {
+    const std::uint64_t replies = client_.replies();
     client_.Received(bytes);
     NoteReady();
-    Drive(Limit::kStartsAgain);
+    // The limit is for a whole reply, or a byte now and then would hold the session for ever.
+    Drive(client_.replies() > replies ? Limit::kStartsAgain : Limit::kRunsOn);
   }
   void OnWritten(std::uint64_t bytes, bool finished) override {
     client_.Written(bytes);
@@ -260,14 +306,14 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     if (impl_.in_hand_ == 0) impl_.PumpSoon();
   }
   void OnSessionFailed(const Failure& failure, const std::string& text) override {
-    impl_.OnSessionFailed(target_, client_.was_ready(), begun_ > 0, failure, text);
+    impl_.OnSessionFailed(*this, begun_ > 0, failure, text);
   }
 
  private:
   static ClientOptions OptionsFor(const Impl& impl, std::size_t index) {
     const Target& target = impl.targets_[index];
     ClientOptions options;
-    options.credentials = {target.account.login, target.account.password};
+    options.credentials = {target.account.login, target.account.password, target.token};
     options.tls = impl.options_.tls;
     options.tls_from_start = target.account.port == kTlsPort && impl.options_.tls != TlsUse::kOff;
     options.insecure_auth = impl.options_.insecure_auth;
@@ -287,6 +333,7 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     ++target.ready;
     target.reached = true;
     target.connect_failures = 0;
+    if (secret_number_ == target.secret_number) target.secret_worked = true;
     impl_.PumpSoon();
   }
 
@@ -356,6 +403,7 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
 
   Impl& impl_;
   std::size_t target_;
+  unsigned secret_number_;
   SmtpClient client_;
   std::vector<Slot> slots_;
   WireBytes wire_;
@@ -400,12 +448,15 @@ void Delivery::Impl::RequestStop() {
 void Delivery::Impl::SetWake() {
   TimePoint when = next_tick_;
   if (waits_for_token_) when = std::min(when, bucket_.NextAt(Now()));
+  for (const TokenBucket& limit : limits_) {
+    if (waits_for_limit_ && !limit.Ready(Now())) when = std::min(when, limit.NextAt(Now()));
+  }
   if (const std::optional<TimePoint> due = waiting_.NextDue()) when = std::min(when, *due);
   if (when >= wake_at_) return;
   wake_at_ = when;
   network_.WakeAt(when, [this] {
     wake_at_ = TimePoint::max();
-    waits_for_token_ = false;
+    waits_for_token_ = waits_for_limit_ = false;
     Tick();
     Pump();
   });
@@ -438,6 +489,7 @@ void Delivery::Impl::Pump() {
     return SetWake();
   }
   MoveDue();
+  AskForSecrets();
   UpdateShares();
   for (const auto& session : sessions_) session->Drive();
   if (!ending_) MakeRoom();
@@ -481,6 +533,8 @@ std::size_t Delivery::Impl::NextTarget() {
     const Target& target = targets_[i];
     if (!target.out.ok() || now < target.rest_until || now < target.no_connection_until) continue;
     if (target.connect_failures > 0 && target.open > 0) continue;  // one tries for all
+    if (target.secret != Target::Secret::kThere) continue;
+    if (target.open > 0 && !WithinLimit(target, now)) continue;
     if (!HasWorkFor(i)) continue;
     if (best == targets_.size() || need(i) < need(best)) best = i;
   }
@@ -504,8 +558,9 @@ void Delivery::Impl::UpdateShares() {
     const Target& target = targets_[i];
     const bool at_work =
         target.ready > 0 || target.open == 0 || now - target.connecting_since < kPatience;
-    shares_.SetTakingPart(i,
-                          target.out.ok() && now >= target.rest_until && at_work && HasWorkFor(i));
+    const bool may_send = target.secret == Target::Secret::kThere && WithinLimit(target, now);
+    shares_.SetTakingPart(
+        i, target.out.ok() && now >= target.rest_until && at_work && may_send && HasWorkFor(i));
   }
 }
 
@@ -620,10 +675,18 @@ Delivery::Impl::Take Delivery::Impl::TakeWork(std::size_t target, Slot& slot,
   if (now < targets_[target].rest_until) return Take::kNotNow;
   if (!HasWorkFor(target)) return source_ended_ ? Take::kNothingLeft : Take::kNotNow;
   if (targets_.size() > 1 && !shares_.MayTake(target, Slack(target))) return Take::kNotNow;
+  if (!WithinLimit(targets_[target], now)) {
+    waits_for_limit_ = true;
+    SetWake();
+    return Take::kNotNow;
+  }
   if (!bucket_.Take(now)) {
     waits_for_token_ = true;
     SetWake();
     return Take::kNotNow;
+  }
+  if (const std::size_t limit = targets_[target].limit; limit != Target::kNoLimit) {
+    limits_[limit].Take(now);
   }
   slot.recipients.clear();
   slot.histories.clear();
@@ -763,20 +826,69 @@ bool Delivery::Impl::AnyoneLeftFor(const History& history) const {
   return false;
 }
 
-void Delivery::Impl::OnSessionFailed(std::size_t index, bool was_ready, bool was_used,
-                                     const Failure& failure, const std::string& text) {
-  Target& target = targets_[index];
+void Delivery::Impl::OnSessionFailed(const Session& session, bool was_used, const Failure& failure,
+                                     const std::string& text) {
+  Target& target = targets_[session.target()];
   const Verdict verdict = Judge(failure);
-  if (verdict.action == Action::kTakeOut) return TakeOut(index, verdict, text);
+  if (verdict.login && RenewSecret(target, session.secret_number())) return;
+  if (verdict.action == Action::kTakeOut) return TakeOut(session.target(), verdict, text);
   if (was_used || ending_) return;
   // A server that takes us in and throws us out again must not be called on without end.
-  if (was_ready) return Rest(target, kFirstRest, target.pauses, text);
+  if (session.was_ready()) return Rest(target, kFirstRest, target.pauses, text);
   if (target.ready > 0) {
     // It serves others of ours: this was one connection too many.
     target.no_connection_until = Now() + std::min(kReconnectRest, options_.retry_delay);
     return;
   }
   Rest(target, target.reached ? kReconnectRest : kFirstRest, target.connect_failures, text);
+}
+
+// Passwords and ceilings
+
+bool Delivery::Impl::WithinLimit(const Target& target, TimePoint now) const {
+  return target.limit == Target::kNoLimit || limits_[target.limit].Ready(now);
+}
+
+void Delivery::Impl::AskForSecrets() {
+  for (std::size_t i = 0; i < targets_.size(); ++i) {
+    Target& target = targets_[i];
+    if (target.secret != Target::Secret::kWanted || !target.out.ok() || stopping_) continue;
+    target.secret = Target::Secret::kAskedFor;
+    const auto answer = std::make_shared<Result<std::string>>(std::string());
+    network_.Background(
+        [answer, command = target.command](const std::atomic<bool>& stop) {
+          *answer = ModShell::FirstLine(command, kCommandLimit, stop);
+        },
+        [this, answer, i] { OnSecret(i, *answer); });
+  }
+}
+
+void Delivery::Impl::OnSecret(std::size_t index, const Result<std::string>& secret) {
+  Target& target = targets_[index];
+  if (!secret.ok()) {
+    const Verdict no_login{.scope = Scope::kAccount, .action = Action::kTakeOut, .login = true};
+    return TakeOut(index, no_login,
+                   "the command for its password gave none: " + secret.status().text());
+  }
+  std::string_view text = secret.value();
+  target.token = text.starts_with(kTokenMark);
+  if (target.token) text.remove_prefix(kTokenMark.size());
+  target.account.password = text;
+  target.secret = Target::Secret::kThere;
+  ++target.secret_number;
+  target.secret_worked = false;
+  PumpSoon();
+}
+
+// True when a refused login is no reason to give the account up: the password was taken before and
+// the command may have a new one, or has given it already.
+bool Delivery::Impl::RenewSecret(Target& target, unsigned refused) {
+  if (target.command.empty()) return false;
+  if (target.secret != Target::Secret::kThere || refused != target.secret_number) return true;
+  if (!target.secret_worked) return false;
+  target.secret = Target::Secret::kWanted;
+  PumpSoon();
+  return true;
 }
 
 // Several sessions that fail at the same time count as one failure.

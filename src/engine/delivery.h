@@ -93,6 +93,20 @@ class ResultSink {
 
 enum class TlsUse { kAuto, kRequired, kOff };
 
+// What is said of one server: of all accounts that `server`, "name" or "name:port", names.
+struct ServerRate {
+  std::string server;
+  double messages_per_second = 0;
+};
+struct ServerCommand {
+  std::string server;
+  // A shell command. The first line that it writes is the password, or behind "Bearer " an OAuth 2
+  // access token. It is run when the first connection is wanted, and again when a login is refused
+  // that was taken before: tokens expire.
+  std::string command;
+};
+bool Names(std::string_view server, const Account& account);
+
 struct DeliveryOptions {
   std::size_t connections = 1;
   TlsUse tls = TlsUse::kAuto;
@@ -104,6 +118,8 @@ struct DeliveryOptions {
   std::size_t recipients_per_transaction = 100;
   double timeout_scale = 1.0;      // of RFC 5321, section 4.5.3.2; tests shorten it
   double messages_per_second = 0;  // over all accounts; 0 for no ceiling
+  std::vector<ServerRate> account_rates;
+  std::vector<ServerCommand> password_commands;
 };
 
 // Numbers for the progress line.

@@ -9,6 +9,7 @@
 // that hangs is given up at the time limit, but the Network's destructor waits for it.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
@@ -70,6 +71,10 @@ class Network {
   void Later(std::function<void()> callback);
   // Calls `callback` for every SIGINT and SIGTERM from now on.
   void OnInterrupt(std::function<void()> callback);
+
+  // Calls `work` on a thread of its own, then `done` from the loop. `work` has to end soon when its
+  // argument becomes true: ~Network waits for it.
+  void Background(std::function<void(const std::atomic<bool>&)> work, std::function<void()> done);
 
   // Runs the loop until Stop.
   void Run();

@@ -6,6 +6,8 @@
 #include <asio/ssl.hpp>
 #include <csignal>
 #include <cstdio>
+#include <optional>
+#include <thread>
 #include <vector>
 
 #include "base/files.h"
@@ -50,6 +52,8 @@ struct Network::State {
   asio::steady_timer wake{io};
   asio::signal_set signals{io};
   std::function<void()> on_interrupt;
+  std::atomic<bool> ending{false};
+  std::vector<std::thread> threads;
 
   // Made when it is first wanted: reading the system's certificates takes longer than sending a
   // thousand messages.
@@ -359,7 +363,10 @@ class ConnectionHandle final : public Connection {
 
 Network::Network() : state_(std::make_unique<State>()) {}
 
-Network::~Network() = default;
+Network::~Network() {
+  state_->ending = true;
+  for (std::thread& thread : state_->threads) thread.join();
+}
 
 Status Network::AddTrustAnchors(const std::filesystem::path& pem) {
   Result<std::string> bytes = ModFiles::ReadAll(pem, 16 * 1024 * 1024);
@@ -383,6 +390,14 @@ void Network::WakeAt(steady_clock::time_point when, std::function<void()> callba
 }
 
 void Network::Later(std::function<void()> callback) { asio::post(state_->io, std::move(callback)); }
+
+void Network::Background(std::function<void(const std::atomic<bool>&)> work,
+                         std::function<void()> done) {
+  state_->threads.emplace_back([this, work = std::move(work), done = std::move(done)] {
+    work(state_->ending);
+    asio::post(state_->io, done);
+  });
+}
 
 void Network::OnInterrupt(std::function<void()> callback) {
   state_->on_interrupt = std::move(callback);

@@ -101,6 +101,7 @@ class TokenBucket {
  public:
   explicit TokenBucket(double per_second, TimePoint now);
   bool Take(TimePoint now);
+  bool Ready(TimePoint now) const { return NextAt(now) <= now; }
   // When the next Take will succeed.
   TimePoint NextAt(TimePoint now) const;
 
