@@ -6,7 +6,6 @@
 #include <limits>
 
 #include "base/shell.h"
-#include "base/text.h"
 #include "engine/net.h"
 #include "engine/scheduler.h"
 #include "engine/smtp_client.h"
@@ -95,12 +94,6 @@ std::vector<unsigned> WeightsOf(const std::vector<Target>& targets) {
 }
 
 }  // namespace
-
-bool Names(std::string_view server, const Account& account) {
-  return ModText::EqualsIgnoringAsciiCase(server, account.server) ||
-         ModText::EqualsIgnoringAsciiCase(server,
-                                          account.server + ":" + std::to_string(account.port));
-}
 
 class Delivery::Impl {
  public:

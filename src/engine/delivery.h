@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "base/status.h"
+#include "base/text.h"
 
 namespace vespro::engine {
 
@@ -105,7 +106,11 @@ struct ServerCommand {
   // that was taken before: tokens expire.
   std::string command;
 };
-bool Names(std::string_view server, const Account& account);
+inline bool Names(std::string_view server, const Account& account) {
+  const std::string with_port = account.server + ":" + std::to_string(account.port);
+  return ModText::EqualsIgnoringAsciiCase(server, account.server) ||
+         ModText::EqualsIgnoringAsciiCase(server, with_port);
+}
 
 struct DeliveryOptions {
   std::size_t connections = 1;

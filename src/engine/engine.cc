@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "base/text.h"
+#include "engine/events.h"
 #include "engine/job.h"
 #include "engine/journal.h"
 #include "engine/preview.h"
@@ -18,7 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::uint64_t kMaxJobBytes = 64 * 1024 * 1024;
+constexpr std::uint64_t kMaxJobBytes = 64 * 1024 * 1024, kMaxKeyBytes = 64 * 1024;
 constexpr double kSlowestRate = 1.0 / 86400 / 366;  // messages a second: one a year
 constexpr std::string_view kCutOff =
     "the job was cut off while this message was on its way; it may have arrived";
@@ -44,7 +45,8 @@ int ExitOf(const Status& status) {
 // One run; the parts of it share these.
 class Run {
  public:
-  Run(const EngineOptions& options, EngineWorld& world) : options_(options), world_(world) {}
+  Run(const EngineOptions& options, EngineWorld& world)
+      : options_(options), world_(world), events_(world.out) {}
 
   int Go() {
     Status status = Prepare();
@@ -83,6 +85,7 @@ class Run {
     if (!job.ok()) return job.status();
     job_ = std::move(job).value();
     for (const std::string& warning : job_.warnings) Say("warning: " + warning);
+    if (Status servers = CheckServers(); !servers.ok()) return servers;
     folder_ = options_.job_file.parent_path();
     if (folder_.empty()) folder_ = ".";
     job_.message_file = folder_ / job_.message_file;
@@ -96,12 +99,49 @@ class Run {
     for (const fs::path& file : options_.suppress) {
       if (Status status = source_->Suppress(file); !status.ok()) return status;
     }
+    Result<UnsubscribeOptions> unsubscribe = WithKey();
+    if (!unsubscribe.ok()) return unsubscribe.status();
     Result<std::unique_ptr<Template>> prepared =
-        Template::Prepare(std::move(message).value(), {job_.bcc_mode, source_->first_row()},
+        Template::Prepare(std::move(message).value(),
+                          {job_.bcc_mode, source_->first_row(), std::move(unsubscribe).value()},
                           world_.clock, world_.randomness);
     if (!prepared.ok()) return prepared.status();
     template_ = std::move(prepared).value();
     return {};
+  }
+
+  // A server that is misspelt would be mailed through without its ceiling.
+  Status CheckServers() const {
+    const auto has = [this](const std::string& server, bool with_login) {
+      return std::any_of(job_.accounts.begin(), job_.accounts.end(), [&](const Account& account) {
+        return Names(server, account) && (!with_login || !account.login.empty());
+      });
+    };
+    const std::string none = "', which is no account of this job";
+    for (const ServerRate& rate : options_.delivery.account_rates) {
+      if (has(rate.server, false)) continue;
+      return Status(Code::kUsage,
+                    "--account-rate names '" + ModText::Printable(rate.server) + none);
+    }
+    for (const ServerCommand& command : options_.delivery.password_commands) {
+      if (has(command.server, true)) continue;
+      return Status(Code::kUsage, "--password-command names '" +
+                                      ModText::Printable(command.server) + none + " with a login");
+    }
+    return {};
+  }
+
+  Result<UnsubscribeOptions> WithKey() const {
+    UnsubscribeOptions unsubscribe = options_.unsubscribe;
+    if (options_.unsubscribe_key.empty()) return unsubscribe;
+    Result<std::string> key = ModFiles::ReadAll(options_.unsubscribe_key, kMaxKeyBytes);
+    if (!key.ok()) return key.status();
+    unsubscribe.key = std::move(key).value();
+    // An editor's line end is not meant.
+    while (unsubscribe.key.ends_with('\n') || unsubscribe.key.ends_with('\r')) {
+      unsubscribe.key.pop_back();
+    }
+    return unsubscribe;
   }
 
   int DryRun() {
@@ -140,12 +180,18 @@ class Run {
           " damaged lines of the journal are passed over");
     }
     if (Status status = journal_->BeginRun(); !status.ok()) return status;
+    if (options_.json) {
+      events_.Start(ModFiles::ToUtf8(options_.job_file), template_->subject(), job_.connections);
+    }
     if (!options_.resend_unknown) {
       if (Status status = SettleDoubts(); !status.ok()) return status;
     }
     before_ = RecordedBefore();
     source_->SetWanted([this](std::uint64_t line) { return Wanted(line); });
     source_->OnSkip([this](const Recipient& row, std::string_view reason, bool mend) {
+      if (options_.json) {
+        events_.Final(row, {State::kSkipped, 0, {}, std::string(reason)});
+      }
       return journal_->Skip(row, reason, mend);
     });
     return {};
@@ -169,6 +215,7 @@ class Run {
         event.outcome = {State::kUnknown, 1, {}, std::string(kCutOff)};
         Status status = journal_->Record(recipient, event.outcome);
         if (!status.ok()) return status;
+        if (options_.json) events_.Final(recipient, event.outcome);
         states.Take(event);
       }
     }
@@ -208,12 +255,18 @@ class Run {
     DeliveryOptions delivery = options_.delivery;
     delivery.connections = job_.connections;
     ProgressLine line(world_.err, world_.err_is_terminal, std::chrono::steady_clock::now());
-    const DeliveryEnd end = world_.deliver(
-        delivery, job_.accounts, *source_, *template_, *journal_, [&](const Progress& progress) {
-          if (options_.quiet) return;
-          line.Show(progress, Left(progress), std::chrono::steady_clock::now());
-        });
+    EventSink watched(*journal_, events_);
+    ResultSink& results = options_.json ? static_cast<ResultSink&>(watched) : *journal_;
+    const DeliveryEnd end = world_.deliver(delivery, job_.accounts, *source_, *template_, results,
+                                           [&](const Progress& progress) {
+                                             const auto now = std::chrono::steady_clock::now();
+                                             if (options_.json)
+                                               events_.Show(progress, Left(progress), now);
+                                             if (!options_.quiet)
+                                               line.Show(progress, Left(progress), now);
+                                           });
     line.Finish();
+    events_.Flush();
     return Conclude(end);
   }
 
@@ -310,6 +363,7 @@ class Run {
     const bool nothing_new = source_->given() == 0 && source_->skipped() == 0 && before_ > 0;
     if (options_.json) {
       nlohmann::ordered_json summary;
+      summary["event"] = "end";
       summary["result"] = result_;
       for (State state :
            {State::kSent, State::kRefused, State::kFailed, State::kSkipped, State::kUnknown}) {
@@ -353,6 +407,7 @@ class Run {
   std::uint64_t before_ = 0;    // lines that had an outcome when the run began
   std::uint64_t repeated_ = 0;  // of them, taken up again
   std::string result_;
+  Events events_;
 };
 
 }  // namespace

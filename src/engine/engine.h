@@ -15,6 +15,7 @@
 #include "base/status.h"
 #include "engine/delivery.h"
 #include "engine/list_source.h"
+#include "engine/unsubscribe.h"
 
 namespace vespro::engine {
 
@@ -37,7 +38,9 @@ struct EngineOptions {
   std::filesystem::path dry_run;  // a Maildir to render into, contacting nobody; empty: send
   ListOptions list;
   std::vector<std::filesystem::path> suppress;
-  DeliveryOptions delivery;  // `connections` comes from the job
+  DeliveryOptions delivery;               // `connections` comes from the job
+  UnsubscribeOptions unsubscribe;         // without the key,
+  std::filesystem::path unsubscribe_key;  // which is in this file; empty for none
   bool fresh = false;
   bool resend_unknown = false;
   bool json = false;

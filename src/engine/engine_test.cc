@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <nlohmann/json.hpp>
+
+#include <map>
 
 #include "base/testing.h"
 #include "base/text.h"
@@ -287,8 +290,20 @@ TEST_F(EngineTest, ExitCodes) {
   options_.json = true;
   delivery.stop_after = 9;
   EXPECT_EQ(Run(delivery), kExitSomeNotSent);
-  EXPECT_TRUE(out_.text.starts_with("{\"result\":\"finished\",\"sent\":4,\"refused\":0,"))
+  // Each line by itself: a start, everybody's verdict, the end.
+  std::map<std::string, int> events;
+  nlohmann::json last;
+  for (const std::string_view line : ModText::Split(out_.text, '\n')) {
+    if (line.empty()) continue;
+    last = nlohmann::json::parse(line);
+    ++events[last["event"]];
+  }
+  EXPECT_EQ(events["start"], 1);
+  EXPECT_EQ(events["recipient"], static_cast<int>(last["sent"]) + static_cast<int>(last["skipped"]))
       << out_.text;
+  EXPECT_EQ(last["event"], "end");
+  EXPECT_EQ(last["result"], "finished");
+  EXPECT_EQ(last["sent"], 4);
   options_.json = false;
   folder_.Write("message.eml", "no head");
   EXPECT_EQ(Run(delivery), kExitBadInput);

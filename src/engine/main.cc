@@ -37,8 +37,8 @@ constexpr const char* kFooter =
 
 // The options as texts, as they stand on the command line.
 struct Arguments {
-  std::string job, per_page, dry_run, only, rate, ca, tls = "auto";
-  std::vector<std::string> suppress;
+  std::string job, per_page, dry_run, only, rate, ca, unsubscribe_key, tls = "auto";
+  std::vector<std::string> suppress, account_rates, password_commands;
   double retry_delay = 30;
 };
 
@@ -59,11 +59,29 @@ void Declare(CLI::App& app, Arguments& arguments, EngineOptions& options) {
       ->check(CLI::Range(std::uint64_t{0}, std::uint64_t{1} << 40));
   app.add_option("--only", arguments.only, "Only this recipient of the list")->type_name("ADDRESS");
   app.add_option("--rate", arguments.rate, "At most N/s, N/min, N/h or N/day, over all accounts");
-  app.add_option("--suppress", arguments.suppress,
-                 "Never mail the addresses in this file; may be repeated")
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-      ->allow_extra_args(false)
+  const auto several = [](CLI::Option* option) {
+    return option->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)->allow_extra_args(false);
+  };
+  several(app.add_option("--account-rate", arguments.account_rates,
+                         "At most N messages to this server, name or name:port; may be repeated"))
+      ->type_name("SERVER=N/min");
+  several(app.add_option("--suppress", arguments.suppress,
+                         "Never mail the addresses in this file; may be repeated"))
       ->type_name("FILE");
+  app.add_option("--unsubscribe-url", options.unsubscribe.url,
+                 "The page behind the mail program's Unsubscribe; {address} and {token} stand for "
+                 "the recipient's")
+      ->type_name("URL");
+  app.add_option("--unsubscribe-mailto", options.unsubscribe.mailto,
+                 "The same by mail, such as leave@example.org?subject=leave")
+      ->type_name("ADDRESS");
+  app.add_option("--unsubscribe-key", arguments.unsubscribe_key,
+                 "The secret, at least 16 bytes, that {token} is made with")
+      ->type_name("FILE");
+  several(app.add_option("--password-command", arguments.password_commands,
+                         "A command that writes this server's password, or \"Bearer \" and an "
+                         "OAuth token; may be repeated"))
+      ->type_name("SERVER=COMMAND");
   app.add_option("--tls", arguments.tls, "required, auto (where offered) or off")
       ->check(CLI::IsMember({"required", "auto", "off"}));
   app.add_option("--ca", arguments.ca, "Trust the certificates in this PEM file too")
@@ -81,8 +99,38 @@ void Declare(CLI::App& app, Arguments& arguments, EngineOptions& options) {
   app.add_flag("--fresh", options.fresh, "Ignore the journal of an earlier run");
   app.add_flag("--resend-unknown", options.resend_unknown,
                "Send again to those whose verdict is unknown");
-  app.add_flag("--json", options.json, "The summary as one JSON object");
+  app.add_option("--timeout-scale", delivery.timeout_scale,
+                 "Multiplies the time limits for a server's answers; for tests (default 1)")
+      ->check(CLI::Range(0.0001, 100.0));
+  app.add_flag("--json", options.json, "Events and the summary as JSON, one object a line");
   app.add_flag("--quiet", options.quiet, "No progress and no summary");
+}
+
+// "smtp.example.org=30/min", taken apart at the first "=".
+Result<std::pair<std::string, std::string>> SplitServer(const std::string& text,
+                                                        const char* option) {
+  const std::size_t equals = text.find('=');
+  if (equals == std::string::npos || equals == 0 || equals + 1 == text.size()) {
+    // Not the text: part of it may be a password.
+    return Status(Code::kUsage, std::string(option) + " needs a server, \"=\" and a value");
+  }
+  return std::pair(text.substr(0, equals), text.substr(equals + 1));
+}
+
+Status ConvertServers(const Arguments& arguments, DeliveryOptions& delivery) {
+  for (const std::string& text : arguments.account_rates) {
+    const auto pair = SplitServer(text, "--account-rate");
+    if (!pair.ok()) return pair.status();
+    Result<double> rate = ParseRate(pair->second);
+    if (!rate.ok()) return rate.status();
+    delivery.account_rates.push_back({pair->first, rate.value()});
+  }
+  for (const std::string& text : arguments.password_commands) {
+    const auto pair = SplitServer(text, "--password-command");
+    if (!pair.ok()) return pair.status();
+    delivery.password_commands.push_back({pair->first, pair->second});
+  }
+  return {};
 }
 
 // `has_only`: --only was given, be it empty.
@@ -111,7 +159,8 @@ Status Convert(const Arguments& arguments, bool has_only, EngineOptions& options
     if (!rate.ok()) return rate.status();
     delivery.messages_per_second = rate.value();
   }
-  return {};
+  options.unsubscribe_key = ModFiles::FromUtf8(arguments.unsubscribe_key);
+  return ConvertServers(arguments, delivery);
 }
 
 DeliveryEnd DeliverOverTheWire(const DeliveryOptions& options, const std::vector<Account>& accounts,

@@ -133,6 +133,9 @@ void Template::Render(std::span<const Recipient> recipients, RenderedMessage& ou
       case Segment::Kind::kMessageId:
         AppendMessageId(own);
         break;
+      case Segment::Kind::kUnsubscribe:
+        unsubscribe_.Append(own, recipients.front().address);
+        break;
       case Segment::Kind::kText:
         RenderText(text_parts_[segment.text_part], own);
         break;

@@ -15,6 +15,7 @@
 #include "engine/delivery.h"
 #include "engine/merge_words.h"
 #include "engine/qp_writer.h"
+#include "engine/unsubscribe.h"
 #include "mime/reader.h"
 
 namespace vespro::engine {
@@ -22,6 +23,7 @@ namespace vespro::engine {
 struct TemplateOptions {
   int bcc_mode = 0;       // as Job has it
   std::string first_row;  // of a CSV list, bytes: it names the merge fields; empty for none
+  UnsubscribeOptions unsubscribe = {};
 };
 
 // Rendered messages have ASCII lines of at most 998 bytes (addresses beyond ASCII alone are written
@@ -31,7 +33,8 @@ struct TemplateOptions {
 class Template final : public Renderer {
  public:
   // `bytes` is a message file (docs/formats/message-file.md). kBadInput names what is missing or
-  // can't be used. `clock` and `randomness` must outlive the object.
+  // can't be used; kUsage what is wrong with the unsubscribe options. `clock` and `randomness` must
+  // outlive the object.
   static Result<std::unique_ptr<Template>> Prepare(std::string bytes,
                                                    const TemplateOptions& options,
                                                    const Clock& clock, Randomness& randomness);
@@ -57,7 +60,7 @@ class Template final : public Renderer {
     bool ends_line = false;
   };
   struct Segment {
-    enum class Kind { kBytes, kDate, kTo, kSubject, kMessageId, kText };
+    enum class Kind { kBytes, kDate, kTo, kSubject, kMessageId, kUnsubscribe, kText };
     Kind kind = Kind::kBytes;
     std::string own;           // kBytes: copied into each message,
     std::string_view outside;  // or, where not empty, sent from bytes_
@@ -102,6 +105,7 @@ class Template final : public Renderer {
   std::string sender_, from_, subject_;
   std::string from_field_, reply_to_field_, to_field_;
   std::size_t recipients_per_message_ = 1;
+  Unsubscribe unsubscribe_;
   MergeText subject_text_;
   std::vector<Segment> segments_;
   std::vector<TextPart> text_parts_;

@@ -201,6 +201,9 @@ Result<std::unique_ptr<Template>> Template::Prepare(std::string bytes,
   if (options.bcc_mode < 1 && !options.first_row.empty()) {
     made->words_ = std::make_unique<MergeWords>(ModMailMerge::FieldNames(options.first_row));
   }
+  Result<Unsubscribe> unsubscribe = Unsubscribe::Make(options.unsubscribe, options.bcc_mode > 0);
+  if (!unsubscribe.ok()) return unsubscribe.status();
+  made->unsubscribe_ = std::move(unsubscribe).value();
   std::string_view mime;
   if (Status status = made->ReadHead(options.bcc_mode, mime); !status.ok()) return status;
   Result<MimePart> root = ParseMime(mime);
@@ -282,6 +285,13 @@ void Template::AddHead(const MimePart& root) {
   }
   AddSpecial(Segment::Kind::kMessageId);
   AddBytes("MIME-Version: 1.0\r\n");
+  if (unsubscribe_.per_recipient()) {
+    AddSpecial(Segment::Kind::kUnsubscribe);
+  } else if (unsubscribe_.wanted()) {
+    std::string fields;
+    unsubscribe_.Append(fields, {});
+    AddBytes(fields);
+  }
 }
 
 Status Template::AddPart(const MimePart& part) {

@@ -1,0 +1,66 @@
+#include "engine/events.h"
+
+#include <nlohmann/json.hpp>
+
+#include "engine/journal.h"
+
+namespace vespro::engine {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr std::size_t kMostGathered = 64 * 1024;  // bytes
+constexpr auto kShowEvery = std::chrono::seconds(1);
+
+// Bytes that are no UTF-8 - a server's words, an address in another charset - are replaced.
+std::string Line(const Json& event) {
+  return event.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace
+
+void Events::Gathered() {
+  if (lines_.size() >= kMostGathered) Flush();
+}
+
+void Events::Flush() {
+  if (lines_.empty()) return;
+  out_.Write(lines_).Ignore();  // the journal and the reports say the same
+  lines_.clear();
+}
+
+void Events::Start(std::string_view job, std::string_view subject, std::size_t connections) {
+  lines_ += Line({{"event", "start"},
+                  {"job", std::string(job)},
+                  {"subject", std::string(subject)},
+                  {"connections", connections}});
+  Flush();
+}
+
+void Events::Final(const Recipient& recipient, const Outcome& outcome) {
+  lines_ += Line({{"event", "recipient"},
+                  {"line", recipient.line},
+                  {"address", recipient.address},
+                  {"state", std::string(StateName(outcome.state))},
+                  {"attempts", outcome.attempts},
+                  {"server", outcome.server},
+                  {"reply", outcome.reply}});
+  Gathered();
+}
+
+void Events::Show(const Progress& progress, std::uint64_t left,
+                  std::chrono::steady_clock::time_point now) {
+  Flush();
+  if (now - shown_ < kShowEvery) return;
+  shown_ = now;
+  lines_ += Line({{"event", "progress"},
+                  {"sent", progress.sent},
+                  {"refused", progress.refused},
+                  {"failed", progress.failed},
+                  {"unknown", progress.unknown},
+                  {"left", left},
+                  {"connections", progress.connections_open}});
+  Flush();
+}
+
+}  // namespace vespro::engine
