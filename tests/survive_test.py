@@ -1,0 +1,302 @@
+"""Servers that misbehave, each against the whole program: nobody is lost, nobody gets two copies, and what
+the report says is what the server has counted."""
+
+import collections
+import socket
+import threading
+import unittest
+
+import support
+
+
+class Server:
+    """A scripted server for one behaviour: subclasses change what they need. Counts what it accepted."""
+    offers = ("PIPELINING", "8BITMIME")
+    family, host = socket.AF_INET, "127.0.0.1"
+
+    def __init__(self):
+        self.listener = socket.socket(self.family)
+        self.listener.bind((self.host, 0))
+        self.listener.listen(50)
+        self.port = self.listener.getsockname()[1]
+        self.lock = threading.Lock()
+        self.accepted = collections.Counter()
+        self.lines, self.connections, self.open = [], 0, 0
+        threading.Thread(target=self.serve, daemon=True).start()
+
+    def serve(self):
+        while True:
+            try:
+                connection, _ = self.listener.accept()
+            except OSError:
+                return
+            threading.Thread(target=self.run, args=(connection,), daemon=True).start()
+
+    def run(self, connection):
+        with self.lock:
+            self.connections += 1
+            self.open += 1
+            number = self.connections
+        try:
+            with connection:
+                self.talk(Talk(self, connection, number))
+        except (OSError, EOFError):
+            pass
+        with self.lock:
+            self.open -= 1
+
+    def talk(self, talk):
+        talk.say(self.greeting(talk))
+        recipients = []
+        while True:
+            line = talk.line()
+            verb = line.split(" ")[0].split(":")[0].upper()
+            if verb == "EHLO":
+                talk.say("\r\n".join(["250-here", *("250-" + offer for offer in self.offers), "250 HELP"]))
+            elif verb == "RCPT":
+                address = line[line.index("<") + 1:line.index(">")]
+                reply = self.on_recipient(talk, address, len(recipients))
+                recipients += [address] if reply.startswith("2") else []
+                talk.say(reply)
+            elif verb == "DATA":
+                if not recipients:
+                    talk.say("554 nobody")
+                    continue
+                talk.say("354 go")
+                while talk.line() != ".":
+                    pass
+                self.end(talk, recipients)
+                recipients = []
+            elif verb == "QUIT":
+                return talk.say("221 bye")
+            else:
+                recipients = [] if verb in ("RSET", "MAIL") else recipients
+                talk.say(self.on_other(talk, verb, line))
+
+    def end(self, talk, recipients):
+        with self.lock:
+            self.accepted.update(recipients)
+        talk.say("250 taken")
+
+    def greeting(self, talk):
+        return "220 hello"
+
+    def on_recipient(self, talk, address, already):
+        return "250 ok"
+
+    def on_other(self, talk, verb, line):
+        return "250 ok"
+
+    def close(self):
+        self.listener.close()
+
+
+class Talk:
+    def __init__(self, server, connection, number):
+        self.server, self.connection, self.number = server, connection, number
+        self.stream = connection.makefile("rb")
+        self.replies = 0
+
+    def line(self):
+        line = self.stream.readline()
+        if not line:
+            raise EOFError
+        text = line.decode("latin-1").rstrip("\r\n")
+        self.server.lines.append(text)
+        return text
+
+    def say(self, text):
+        self.replies += 1
+        self.connection.sendall((text + "\r\n").encode("latin-1"))
+
+
+class Survive(support.JobTest):
+    PEOPLE = ["p{:02}@example.org".format(i) for i in range(20)]
+
+    def run_job(self, server, *engine, host=None, login=None, connections=2, turbo=False):
+        """One job to the end; (exit code, {address: state})."""
+        self.addCleanup(server.close)
+        self.add_account(server.port, host or server.host, login=login)
+        self.expect(0, self.vespro("settings", "set", "NumConnect", str(connections)))
+        self.expect(0, self.vespro("settings", "set", "BccMode", "10"))
+        listed = self.write("list.txt", "\n".join(self.PEOPLE) + "\n")
+        self.done = self.send(
+            "--subject", "S", "--text", self.write("t.txt", "Hello\n"), "--list", listed,
+            "--turbo" if turbo else "--personalised", engine=("--retry-delay", "0.02", *engine))
+        states = {row[0]: row[1] for row in self.report()} if list(self.home.rglob("report.txt")) else {}
+        # Always: what the report calls sent was accepted once, and nothing was accepted twice.
+        for address in self.PEOPLE:
+            self.assertLessEqual(server.accepted[address], 1, address)
+            if states.get(address) == "sent":
+                self.assertEqual(server.accepted[address], 1, address)
+            elif states.get(address) != "unknown":
+                self.assertEqual(server.accepted[address], 0, address)
+        return self.done.returncode, states
+
+    def assert_all(self, result, state="sent", code=0):
+        self.assertEqual(result, (code, dict.fromkeys(self.PEOPLE, state)), self.done.stderr)
+
+    def test_replies_a_byte_at_a_time_and_over_many_lines(self):
+        class Drip(Server):
+            def on_other(self, talk, verb, line):
+                for byte in b"250-a\r\n250-b\r\n250 ":
+                    talk.connection.sendall(bytes([byte]))
+                return "ok"
+        self.assert_all(self.run_job(Drip()))
+
+    def test_garbage_and_endless_lines(self):
+        for greeting in ("\x00\xff\xfegarbage", "220 " + "x" * 100_000, "2" * 100_000, "250 too early\r\n220 hello"):
+            class Garbage(Server):
+                def greeting(self, talk):
+                    return greeting
+            with self.subTest(greeting[:20]):
+                self.setUp()
+                code, states = self.run_job(Garbage())
+                self.assertIn((code, set(states.values())), [(0, {"sent"}), (75, set())], self.done.stderr)
+
+    def test_silence_at_every_stage(self):
+        for stage in ("greeting", "MAIL", "RCPT", "end"):
+            class Silent(Server):
+                def greeting(self, talk):
+                    return self.hold("greeting", "220 hello")
+
+                def on_other(self, talk, verb, line):
+                    return self.hold(verb, "250 ok")
+
+                def on_recipient(self, talk, address, already):
+                    return self.hold("RCPT", "250 ok")
+
+                def end(self, talk, recipients):
+                    super().end(talk, recipients) if stage != "end" else self.hold("end", "")
+
+                def hold(self, here, reply):
+                    if here == stage:
+                        threading.Event().wait(30)
+                    return reply
+            with self.subTest(stage):
+                self.setUp()
+                code, states = self.run_job(Silent(), "--timeout-scale", "0.001", "--retry", "2")
+                self.assertIn(code, (1, 75))
+                if stage == "end":
+                    self.assertEqual(set(states.values()), {"unknown"}, self.done.stderr)
+
+    def test_hang_up_after_every_reply(self):
+        for last in range(1, 14):
+            class HangsUp(Server):
+                def talk(self, talk):
+                    say = talk.say
+
+                    def limited(text):
+                        # The first two connections end after so many replies; later ones live.
+                        if talk.number <= 2 and talk.replies >= last:
+                            raise EOFError
+                        say(text)
+                    talk.say = limited
+                    super().talk(talk)
+            with self.subTest(last):
+                self.setUp()
+                server = HangsUp()
+                code, states = self.run_job(server)
+                self.assertEqual(set(states), set(self.PEOPLE), self.done.stderr)
+                self.assertLessEqual(set(states.values()), {"sent", "unknown"})
+                self.assertEqual(sorted(server.accepted), self.PEOPLE)
+
+    def test_half_of_them_refused(self):
+        class Half(Server):
+            def on_recipient(self, talk, address, already):
+                return "550 5.1.1 no such user" if int(address[1:3]) % 2 else "250 ok"
+        for turbo in (False, True):
+            with self.subTest(turbo=turbo):
+                self.setUp()
+                code, states = self.run_job(Half(), turbo=turbo)
+                self.assertEqual(code, 1)
+                for address in self.PEOPLE:
+                    self.assertEqual(states[address], "refused" if int(address[1:3]) % 2 else "sent")
+
+    def test_no_room_in_the_middle_of_a_batch(self):
+        class Full(Server):
+            def on_recipient(self, talk, address, already):
+                return "452 4.5.3 too many recipients" if already >= 3 else "250 ok"
+        self.assert_all(self.run_job(Full(), turbo=True))
+
+    def test_a_limit_of_connections_and_of_messages(self):
+        class Limited(Server):
+            def greeting(self, talk):
+                if self.open > 2:
+                    talk.say("421 4.7.0 too many connections")
+                    raise EOFError
+                talk.left = 3
+                return "220 hello"
+
+            def on_other(self, talk, verb, line):
+                talk.left -= verb == "MAIL"
+                if talk.left < 0:
+                    talk.say("421 4.7.0 too many messages in this connection")
+                    raise EOFError
+                return "250 ok"
+        self.assert_all(self.run_job(Limited(), connections=6))
+
+    def test_text_behind_starttls(self):
+        class Injected(Server):
+            offers = ("STARTTLS",)
+
+            def on_other(self, talk, verb, line):
+                return "220 go\r\n250 injected" if verb == "STARTTLS" else "250 ok"
+        server = Injected()
+        code, _ = self.run_job(server)
+        self.assertEqual((code, sum(server.accepted.values())), (75, 0), self.done.stderr)
+        self.assertFalse([line for line in server.lines if line.startswith("MAIL")])
+
+    def test_no_tls_where_it_is_required(self):
+        server = Server()
+        code, _ = self.run_job(server, "--tls", "required")
+        self.assertEqual((code, sum(server.accepted.values())), (75, 0), self.done.stderr)
+
+    def test_a_name_whose_first_address_is_dead(self):
+        self.assert_all(self.run_job(Server(), host="localhost"))
+
+    def test_ipv6(self):
+        class Six(Server):
+            family, host = socket.AF_INET6, "::1"
+        try:
+            server = Six()
+        except OSError as error:
+            self.skipTest("this machine has no IPv6: {}".format(error))
+        self.assert_all(self.run_job(server))
+
+    def test_a_token_that_expires_and_stays_secret(self):
+        token = "s3cret-token-of-an-hour"
+
+        class Tokens(Server):
+            offers = ("AUTH XOAUTH2",)
+
+            def on_other(self, talk, verb, line):
+                if verb != "AUTH":
+                    return "250 ok"
+                # The second login is refused, and repeats what it was given.
+                self.logins = getattr(self, "logins", 0) + 1
+                return "535 5.7.8 expired " + line if self.logins == 2 else "235 ok"
+        server = Tokens()
+        command = "127.0.0.1=echo >> '{}' asked; echo Bearer {}".format(
+            self.folder / "asked", token[:2] + "''" + token[2:])
+        result = self.run_job(server, "--password-command", command, "--per-connection", "5",
+                              login="me", connections=1)
+        self.assert_all(result)
+        self.assertEqual((self.folder / "asked").read_text(), "asked\n" * 2)
+        for path in self.home.rglob("*"):
+            if path.is_file():
+                self.assertNotIn(token.encode(), path.read_bytes(), path)
+        self.assertNotIn(token, self.done.stdout + self.done.stderr)
+
+    def test_ceilings_and_links_that_cannot_be_kept_are_refused(self):
+        server = Server()
+        for option in (("--account-rate", "elsewhere=5/s"), ("--password-command", "127.0.0.1=true"),
+                       ("--unsubscribe-url", "https://x.org/{address}")):
+            with self.subTest(option[0]):
+                self.setUp()
+                code, _ = self.run_job(server, *option, turbo=True)
+                self.assertEqual((code, sum(server.accepted.values())), (2, 0), self.done.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
