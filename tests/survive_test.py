@@ -28,6 +28,7 @@ class Server:
         while True:
             try:
                 connection, _ = self.listener.accept()
+                connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
             except OSError:
                 return
             threading.Thread(target=self.run, args=(connection,), daemon=True).start()
