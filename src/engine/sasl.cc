@@ -11,6 +11,8 @@ namespace {
 
 // An initial response makes AUTH too long a line beyond this (RFC 4954, section 4).
 constexpr std::size_t kMaxInitialResponse = 480;
+// Servers ask with a hundred bytes or so.
+constexpr std::size_t kMaxChallenge = 1024;
 
 }  // namespace
 
@@ -24,8 +26,9 @@ bool Sasl::Fits(Mechanism mechanism) const {
   return (mechanism == Mechanism::kXoauth2) == credentials_.token;
 }
 
-bool Sasl::Offers(Mechanism mechanism) const {
-  return std::find(offered_.begin(), offered_.end(), mechanism) != offered_.end();
+bool Sasl::CanUse(Mechanism mechanism) const {
+  return Fits(mechanism) &&
+         std::find(offered_.begin(), offered_.end(), mechanism) != offered_.end();
 }
 
 bool Sasl::OffersAny() const {
@@ -40,18 +43,22 @@ std::string Sasl::Known() const {
   return known;
 }
 
-bool Sasl::Begin(bool secret_may_cross, std::string& command) {
-  current_ = Mechanism::kNone;
-  answers_ = 0;
-  // CRAM-MD5 comes last where nobody listens: servers that keep passwords hashed can't do it.
+Sasl::Mechanism Sasl::Choose(Privacy privacy) const {
+  if (privacy != Privacy::kPrivate && CanUse(Mechanism::kCramMd5)) return Mechanism::kCramMd5;
+  if (privacy == Privacy::kClear) return Mechanism::kNone;
   for (const Name& name : kNames) {
-    const bool tells = name.mechanism != Mechanism::kCramMd5;
-    if (!Fits(name.mechanism) || !Offers(name.mechanism) || (tells && !secret_may_cross)) continue;
-    current_ = name.mechanism;
-    command = name.text;
-    break;
+    if (CanUse(name.mechanism)) return name.mechanism;
   }
+  return Mechanism::kNone;
+}
+
+bool Sasl::Begin(Privacy privacy, std::string& command) {
+  current_ = Choose(privacy);
+  answers_ = 0;
   if (current_ == Mechanism::kNone) return false;
+  for (const Name& name : kNames) {
+    if (name.mechanism == current_) command = name.text;
+  }
   response_.clear();
   if (current_ == Mechanism::kPlain) {
     response_ = ModBase64::Encode('\0' + credentials_.login + '\0' + credentials_.secret);
@@ -93,12 +100,13 @@ std::optional<std::string> Sasl::Answer(std::string_view challenge) {
 
 // RFC 2195, section 2. A challenge that can't be read, or a digest that is not allowed here, gives
 // "*", which calls the login off (RFC 4954, section 4).
-std::string Sasl::CramMd5(std::string_view challenge) const {
-  const Result<std::string> text = ModBase64::Decode(ModText::Trim(challenge));
+std::string Sasl::CramMd5(std::string_view challenge) {
+  challenge = ModText::Trim(challenge);
+  if (challenge.empty() || challenge.size() > kMaxChallenge) return "*";
+  const Result<std::string> text = ModBase64::Decode(challenge);
   if (!text.ok()) return "*";
-  const std::optional<std::string> digest =
-      HmacHex(Digest::kMd5, credentials_.secret, text.value());
-  return digest ? ModBase64::Encode(credentials_.login + " " + *digest) : "*";
+  digest_ = HmacHex(Digest::kMd5, credentials_.secret, text.value()).value_or("");
+  return digest_.empty() ? "*" : ModBase64::Encode(credentials_.login + " " + digest_);
 }
 
 void Sasl::GiveUpMechanism() { std::erase(offered_, current_); }
@@ -106,7 +114,8 @@ void Sasl::GiveUpMechanism() { std::erase(offered_, current_); }
 std::vector<std::string> Sasl::Secrets() const {
   std::vector<std::string> secrets;
   if (credentials_.secret.empty()) return secrets;
-  secrets = {response_, said_, ModBase64::Encode(credentials_.secret), credentials_.secret};
+  secrets = {response_, said_, digest_, ModBase64::Encode(credentials_.secret),
+             credentials_.secret};
   // The login is no secret by itself.
   std::erase(secrets, ModBase64::Encode(credentials_.login));
   std::erase(secrets, std::string());

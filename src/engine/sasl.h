@@ -17,6 +17,13 @@ struct Credentials {
   bool token = false;  // `secret` is an OAuth 2 access token
 };
 
+// Who else may hear what is said on a connection.
+enum class Privacy {
+  kPrivate,       // nobody: TLS, or a server on this machine
+  kClearAllowed,  // others, and the user lets the secret cross all the same
+  kClear,         // others
+};
+
 class Sasl {
  public:
   // `credentials` must outlive the object.
@@ -27,10 +34,12 @@ class Sasl {
   void Offer(std::string_view mechanism);
 
   // Begins with the best mechanism that is left; false when there is none. `command` is what
-  // follows "AUTH ". With `secret_may_cross` the secret itself may be said on this connection.
-  bool Begin(bool secret_may_cross, std::string& command);
-  // The answer to "334 " and `challenge`, without its line end; nothing when the mechanism has no
-  // further answer.
+  // follows "AUTH ". Where others may hear it CRAM-MD5 comes first, which does not say the secret,
+  // and without the user's leave nothing else; otherwise it comes last, since servers that keep
+  // passwords hashed can't do it.
+  bool Begin(Privacy privacy, std::string& command);
+  // The answer to "334 " and `challenge`, which may be anything, without its line end; nothing when
+  // the mechanism has no further answer.
   std::optional<std::string> Answer(std::string_view challenge);
   // The server does not know the mechanism that was begun, although it offers it.
   void GiveUpMechanism();
@@ -53,8 +62,9 @@ class Sasl {
                                                   {"CRAM-MD5", Mechanism::kCramMd5},
                                                   {"XOAUTH2", Mechanism::kXoauth2}}};
   bool Fits(Mechanism mechanism) const;
-  bool Offers(Mechanism mechanism) const;
-  std::string CramMd5(std::string_view challenge) const;
+  bool CanUse(Mechanism mechanism) const;
+  Mechanism Choose(Privacy privacy) const;
+  std::string CramMd5(std::string_view challenge);
 
   const Credentials& credentials_;
   std::vector<Mechanism> offered_;
@@ -62,6 +72,7 @@ class Sasl {
   std::string response_;  // of PLAIN and XOAUTH2
   int answers_ = 0;       // given in the current mechanism
   std::string said_;      // the last answer
+  std::string digest_;    // of CRAM-MD5
 };
 
 }  // namespace vespro::engine

@@ -178,7 +178,7 @@ void SmtpClient::OnSetUpReply(Stage stage, const Reply& reply) {
       // and trying it again in another way would only lock the account.
       if (reply.code == 504 || reply.code == 534) {
         sasl_.GiveUpMechanism();
-        if (std::string command; sasl_.Begin(SecretMayCross(), command)) return SayAuth(command);
+        if (std::string command; sasl_.Begin(HowPrivate(), command)) return SayAuth(command);
       }
       return reply.klass() == 2 || reply.klass() == 3 ? OnAuth(reply) : fail();
     case Stage::kStartTls:
@@ -268,11 +268,16 @@ void SmtpClient::AfterHello() {
   was_ready_ = true;
 }
 
+Privacy SmtpClient::HowPrivate() const {
+  if (secure_ || loopback_) return Privacy::kPrivate;
+  return options_.insecure_auth ? Privacy::kClearAllowed : Privacy::kClear;
+}
+
 void SmtpClient::StartLogin() {
   std::string command;
-  if (sasl_.Begin(SecretMayCross(), command)) return SayAuth(command);
+  if (sasl_.Begin(HowPrivate(), command)) return SayAuth(command);
   FailSession(Stage::kAuth, Fault::kNoAuth,
-              SecretMayCross() || !sasl_.OffersAny()
+              HowPrivate() != Privacy::kClear || !sasl_.OffersAny()
                   ? "the server offers no way to log in that we know (" + sasl_.Known() + ")"
                   : "the server does not offer TLS, and a password is not sent over a clear "
                     "connection");
@@ -283,7 +288,7 @@ void SmtpClient::SayAuth(std::string_view command) {
   Say(command);
   Say("\r\n");
   Expect(Stage::kAuth);
-  secrets_ = sasl_.Secrets();
+  secrets_ = SecretTraces(sasl_.Secrets());
 }
 
 void SmtpClient::OnAuth(const Reply& reply) {
@@ -294,31 +299,17 @@ void SmtpClient::OnAuth(const Reply& reply) {
   }
   const std::optional<std::string> answer = sasl_.Answer(reply.text);
   if (!answer) return Derail("the server asked for more than its way to log in has");
-  secrets_ = sasl_.Secrets();
+  secrets_ = SecretTraces(sasl_.Secrets());
   Say(*answer);
   Say("\r\n");
   Expect(Stage::kAuth);
 }
 
-// Some servers repeat what they were sent; whole, over two lines, or cut off. A trace of the login
-// is enough for the reply's text to be left out.
+// Some servers repeat what they were sent. A trace of the login is enough for the reply's text to
+// be left out.
 std::string SmtpClient::Masked(const Reply& reply) const {
-  std::string text = OneLine(reply);
-  if (secrets_.empty()) return text;
-  std::string bare = reply.text;
-  std::erase_if(bare, [](char c) { return c == '\n' || c == ' '; });
-  constexpr std::size_t kTrace = 8;
-  for (const std::string& secret : secrets_) {
-    if (secret.size() < kTrace / 2) continue;
-    for (std::size_t i = 0; i < secret.size(); i += kTrace / 2) {
-      // The last piece may be short, and a short password is one piece.
-      const std::string piece = secret.substr(i, kTrace);
-      if (i > 0 && piece.size() < kTrace) break;
-      if (bare.find(piece) == std::string::npos) continue;
-      return std::to_string(reply.code) + " (the server's words repeat the login and are left out)";
-    }
-  }
-  return text;
+  if (!secrets_.In(reply.text)) return OneLine(reply);
+  return std::to_string(reply.code) + " (the server's words repeat the login and are left out)";
 }
 
 // Transactions

@@ -25,6 +25,7 @@
 #include "engine/delivery.h"
 #include "engine/policy.h"
 #include "engine/sasl.h"
+#include "engine/secret_traces.h"
 #include "engine/smtp_reply.h"
 
 namespace vespro::engine {
@@ -184,7 +185,7 @@ class SmtpClient {
   void ReadExtensions(std::string_view text);
   void ReadLimits(std::string_view value);
   void ReadMechanisms(std::string_view value);
-  bool SecretMayCross() const { return secure_ || loopback_ || options_.insecure_auth; }
+  Privacy HowPrivate() const;
 
   bool CheckEnvelope(Active& active);
   std::string WhyNotCarried(const Active& active) const;
@@ -224,7 +225,7 @@ class SmtpClient {
   std::uint64_t replies_ = 0;
   bool said_helo_ = false;
   Sasl sasl_;
-  std::vector<std::string> secrets_;  // never to be shown
+  SecretTraces secrets_;  // never to be shown
 
   // What the server offers.
   bool starttls_ = false, pipelining_ = false, chunking_ = false, eight_bit_ = false, utf8_ = false;

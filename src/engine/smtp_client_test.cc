@@ -612,13 +612,18 @@ TEST(SmtpClientTest, LoginsThatDoNotTellThePassword) {
   ClientOptions options;
   // The example of RFC 2195, section 2.
   options.credentials = {"tim", "tanstaaftanstaaf"};
+  const std::string digest =
+      "C: AUTH CRAM-MD5\nS: 334 PDE4OTYuNjk3MTcwOTUyQHBvc3RvZmZpY2UucmVzdG9uLm1jaS5uZXQ+\n"
+      "C: dGltIGI5MTNhNjAyYzdlZGE3YTQ5NWI0ZTZlNzMzNGQzODkw\n";
   const Scene cram[] = {
       {"CRAM-MD5, also over a clear connection",
-       offer + "PLAIN CRAM-MD5\nC: AUTH CRAM-MD5\n"
-               "S: 334 PDE4OTYuNjk3MTcwOTUyQHBvc3RvZmZpY2UucmVzdG9uLm1jaS5uZXQ+\n"
-               "C: dGltIGI5MTNhNjAyYzdlZGE3YTQ5NWI0ZTZlNzMzNGQzODkw\nS: 235 ok\nquit\nC: QUIT\n",
+       offer + "PLAIN CRAM-MD5\n" + digest + "S: 235 ok\nquit\nC: QUIT\n",
        {},
-       ""}};
+       ""},
+      {"refused, and the digest repeated: not in the text, and nothing else is tried",
+       offer + "PLAIN CRAM-MD5\n" + digest + "S: 535 tim:b913a602c7eda7a495b4e6e7334d3890\n",
+       {},
+       "AUTH: 535 (the server's words repeat the login and are left out)"}};
   PlayAll(cram, options, false);
 
   options.credentials = {"me@x.org", "token", true};

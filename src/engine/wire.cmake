@@ -13,8 +13,9 @@ vespro_room(engine_crypto
   LIBRARIES vespro_openssl)
 
 vespro_room(engine_smtp
-  SOURCES policy.cc sasl.cc scheduler.cc smtp_client.cc smtp_reply.cc
-  TESTS policy_test.cc scheduler_test.cc smtp_client_test.cc smtp_reply_test.cc
+  SOURCES policy.cc sasl.cc scheduler.cc secret_traces.cc smtp_client.cc smtp_reply.cc
+  TESTS policy_test.cc sasl_test.cc scheduler_test.cc secret_traces_test.cc smtp_client_test.cc
+        smtp_reply_test.cc
   USES base mime engine_crypto)
 
 vespro_room(engine_wire
