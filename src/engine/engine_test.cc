@@ -5,8 +5,6 @@
 #include <map>
 #include <nlohmann/json.hpp>
 
-#include <map>
-
 #include "base/testing.h"
 #include "base/text.h"
 #include "engine/job.h"

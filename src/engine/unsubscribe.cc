@@ -48,8 +48,8 @@ Status Bad(std::string_view option, std::string_view why) {
 }
 
 constexpr std::string_view kUnclean =
-    "may have no blanks, commas, quotes, angle brackets or letters outside ASCII (write them as "
-    "%20, %2C and so on), and at most 500 characters";
+    "may have no blanks, commas, quotes, angle brackets, letters outside ASCII (write them as %20, "
+    "%2C and so on) and braces other than {address} and {token}, and at most 500 characters";
 
 Status CheckUrl(const std::string& url) {
   const std::string lower = ModText::LowerAscii(url);
