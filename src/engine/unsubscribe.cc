@@ -19,11 +19,24 @@ bool Has(std::string_view text, std::string_view what) {
 
 bool IsPersonal(std::string_view pattern) { return Has(pattern, kAddress) || Has(pattern, kToken); }
 
+// No placeholder is misspelt: a brace stands in none but those.
+bool KnowsItsPlaceholders(std::string_view pattern) {
+  for (;;) {
+    const std::size_t brace = pattern.find_first_of("{}");
+    if (brace == std::string_view::npos) return true;
+    pattern.remove_prefix(brace);
+    if (!pattern.starts_with(kAddress) && !pattern.starts_with(kToken)) return false;
+    pattern.remove_prefix(pattern.find('}') + 1);
+  }
+}
+
 // What may stand between "<" and ">" in the field; a comma would end the link for many programs.
 bool IsClean(std::string_view pattern) {
-  return pattern.size() <= kMostPattern && std::all_of(pattern.begin(), pattern.end(), [](char c) {
-           return c > ' ' && c < '\x7F' && c != '<' && c != '>' && c != '"' && c != ',';
-         });
+  const auto fits = [](char c) {
+    return c > ' ' && c < '\x7F' && c != '<' && c != '>' && c != '"' && c != ',';
+  };
+  return pattern.size() <= kMostPattern && KnowsItsPlaceholders(pattern) &&
+         std::all_of(pattern.begin(), pattern.end(), fits);
 }
 
 // RFC 3986, section 2.1: all but the unreserved characters are encoded.

@@ -44,6 +44,7 @@ TEST(UnsubscribeTest, WhatCannotBeALinkIsRefused) {
       {"https://x.org/\r\nBcc: a@b.c", "", ""},
       {"https://x.org/a>,<b", "", ""},
       {"https://x.org/\xC3\xA4", "", ""},
+      {"https://x.org/{adress}", "", ""},
       {"", "nobody", ""},
       {"", "a@x.org?subject=a b", ""},
       {"https://x.org/{token}", "", ""},
