@@ -22,6 +22,16 @@ struct CommandLine {
   std::string text;
 };
 
+// What a file picker shows.
+struct FileQuestion {
+  std::string title;
+  // Pairs of a kind's name and its patterns, all followed by "|": "Text (*.txt)|*.txt; *.text|".
+  std::string filter;
+  std::string folder;  // where it begins; empty: where the system thinks best
+};
+
+class FormScreen;
+
 class Desktop {
  public:
   virtual ~Desktop() = default;
@@ -31,6 +41,14 @@ class Desktop {
   // What was typed; empty when the box was cancelled, too.
   virtual std::string InputBox(std::string_view prompt, std::string_view title,
                                std::string_view initial) = 0;
+  // The full path of one existing file; empty when none was chosen.
+  virtual std::string PickFile(const FileQuestion& question) = 0;
+  // Where forms are shown (forms/form.h); nullptr where there is no screen.
+  virtual FormScreen* Screen() = 0;
+  // The mouse pointer while the user has to wait. Calls don't nest.
+  virtual void SetHourglass(bool on) = 0;
+  // The program that edits text files, as Start's `executable` takes it.
+  virtual std::string TextEditor() const { return "notepad.exe"; }
   // Lets pending window events run. May be called once for every line of a long file: the host
   // pumps rarely enough for that to cost nothing.
   virtual void DoEvents() = 0;

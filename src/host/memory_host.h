@@ -25,6 +25,8 @@ class MemoryHost final : public MailClient, public Inspector, public MailItem, p
   // What the user will answer, in order; without an answer: Yes to a question, nothing to a box.
   std::deque<MessageAnswer> answers;
   std::deque<std::string> inputs;
+  std::deque<std::string> files;
+  FormScreen* screen = nullptr;  // where forms are shown, if at all
   // Every call of these names fails: "SetTo", "Close", "Move", "Start", "SaveAttachment".
   std::map<std::string, bool> fails;
 
@@ -70,6 +72,12 @@ class MemoryHost final : public MailClient, public Inspector, public MailItem, p
     events.push_back("InputBox " + std::string(title) + ": " + std::string(prompt));
     return TakeFront(inputs, std::string());
   }
+  std::string PickFile(const FileQuestion& question) override {
+    events.push_back("PickFile " + question.title + ": " + question.folder);
+    return TakeFront(files, std::string());
+  }
+  FormScreen* Screen() override { return screen; }
+  void SetHourglass(bool on) override { events.push_back(on ? "Hourglass on" : "Hourglass off"); }
   void DoEvents() override { ++do_events_calls; }
   Status Start(const CommandLine& command) override {
     return Happen("Start", "Start ", command.text);

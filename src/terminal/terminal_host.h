@@ -22,6 +22,10 @@ class TerminalHost final : public MailClient, public Inspector, public Desktop {
                        std::string_view title) override;
   std::string InputBox(std::string_view prompt, std::string_view title,
                        std::string_view initial) override;
+  // Files are named on the command line, and nothing is shown in windows.
+  std::string PickFile(const FileQuestion&) override { return {}; }
+  FormScreen* Screen() override { return nullptr; }
+  void SetHourglass(bool) override {}
   void DoEvents() override {}
   // Keeps the command for the caller, who knows whether to start it, and how.
   Status Start(const CommandLine& command) override;

@@ -1,0 +1,108 @@
+#include "forms/boxes.h"
+
+#include <vector>
+
+#include "base/text.h"
+#include "forms/scripted.h"
+
+namespace vespro {
+
+InputForm::InputForm(std::string_view prompt, std::string_view title, std::string_view initial)
+    : Form("InputForm", title) {
+  LabelPrompt.set_caption(ModText::ReplaceAll(prompt, "&", "&&"));
+  LabelPrompt.set_size(50);
+  TextAnswer.set_size(50);
+  TextAnswer.set_text(initial);
+  set_default(CmdOk);
+  set_cancel(CmdCancel);
+  CmdOk.OnClick([this] { CmdOk_Click(); });
+  CmdCancel.OnClick([this] { Unload(); });
+}
+
+Layout InputForm::Arrange() {
+  return Rows({LabelPrompt, TextAnswer, Columns({Space(), CmdOk, CmdCancel})});
+}
+
+std::string InputForm::Ask(Desktop& desktop) {
+  SetFocus(TextAnswer);
+  ShowModal(desktop);
+  return answer_;
+}
+
+void InputForm::CmdOk_Click() {
+  answer_ = TextAnswer.text();
+  Unload();
+}
+
+MessageForm::MessageForm(std::string_view text, MessageIcon icon, MessageButtons buttons,
+                         std::string_view title)
+    : Form("MessageForm", title) {
+  static constexpr const char* kIcons[] = {"X", "?", "!", "i"};
+  ImageIcon.set_icon({Icon::Kind::kResource, kIcons[static_cast<int>(icon)]});
+  LabelText.set_caption(ModText::ReplaceAll(text, "&", "&&"));
+  LabelText.set_size(60);
+  const bool asks = buttons == MessageButtons::kYesNo;
+  CmdOk.set_visible(!asks);
+  CmdYes.set_visible(asks);
+  CmdNo.set_visible(asks);
+  set_closable(!asks);
+  set_default(asks ? CmdYes : CmdOk);
+  if (!asks) set_cancel(CmdOk);
+  CmdOk.OnClick([this] { Answer(MessageAnswer::kOk); });
+  CmdYes.OnClick([this] { Answer(MessageAnswer::kYes); });
+  CmdNo.OnClick([this] { Answer(MessageAnswer::kNo); });
+}
+
+Layout MessageForm::Arrange() {
+  return Rows(
+      {Columns({ImageIcon, Fill(LabelText)}), Columns({Space(), CmdOk, CmdYes, CmdNo, Space()})});
+}
+
+MessageAnswer MessageForm::Ask(Desktop& desktop) {
+  // What stays if the program ends before anybody answers.
+  answer_ = CmdOk.visible() ? MessageAnswer::kOk : MessageAnswer::kNo;
+  ShowModal(desktop);
+  return answer_;
+}
+
+void MessageForm::Answer(MessageAnswer answer) {
+  answer_ = answer;
+  Unload();
+}
+
+PickerForm::PickerForm(const FileQuestion& question) : Form("PickerForm", question.title) {
+  LabelFolder.set_caption(ModText::ReplaceAll("Look in: " + question.folder, "&", "&&"));
+  const std::vector<std::string_view> parts = ModText::Split(question.filter, '|');
+  for (std::size_t i = 0; i + 1 < parts.size(); i += 2) {
+    ListFilter.AddItem(std::string(parts[i]) + " -> " + std::string(parts[i + 1]));
+  }
+  ListFilter.set_size(60, 3);
+  ListFilter.Select(ListFilter.rows().empty() ? -1 : 0);
+  set_default(CmdOpen);
+  set_cancel(CmdCancel);
+  CmdOpen.OnClick([this] { CmdOpen_Click(); });
+  CmdCancel.OnClick([this] { Unload(); });
+}
+
+Layout PickerForm::Arrange() {
+  return Rows({LabelFolder, TextPath, ListFilter, Columns({Space(), CmdOpen, CmdCancel})});
+}
+
+std::string PickerForm::Ask(Desktop& desktop) {
+  ShowModal(desktop);
+  return path_;
+}
+
+void PickerForm::CmdOpen_Click() {
+  path_ = TextPath.text();
+  Unload();
+}
+
+std::string DrawMessage(std::string_view text, MessageIcon icon, MessageButtons buttons,
+                        std::string_view title) {
+  ScriptedDriver driver;
+  driver.Start([&] { driver.desktop().MsgBox(text, icon, buttons, title); });
+  return driver.Look();
+}
+
+}  // namespace vespro

@@ -1,0 +1,138 @@
+// forms/scripted.h - forms without windows. The renderer keeps, for each form, what a screen would
+// show - by nothing but what it is told, so that a change it is not told of is missed in a test -
+// and takes the user's actions from a FormDriver.
+#pragma once
+
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "forms/driver.h"
+#include "forms/form.h"
+#include "host/desktop.h"
+
+namespace vespro {
+
+class ScriptedRenderer;
+
+class ScriptedView final : public FormView {
+ public:
+  ScriptedView(ScriptedRenderer& renderer, Form& form);
+  ~ScriptedView() override;
+
+  void Show() override;
+  void Hide() override;
+  void SetTakesInput(bool takes_input) override { takes_input_ = takes_input; }
+  void Update(const Control& control, Change change, std::size_t row) override;
+  void UpdateCaption() override;
+  void SetFocus(const Control* control) override;
+
+  Form& form() const { return form_; }
+  bool takes_input() const { return takes_input_; }
+  const std::string& caption() const { return caption_; }
+  const std::map<const Control*, ControlLook>& looks() const { return looks_; }
+  std::string Draw() const;
+
+ private:
+  ScriptedRenderer& renderer_;
+  Form& form_;
+  std::string caption_;
+  bool takes_input_ = false;
+  std::map<const Control*, ControlLook> looks_;
+};
+
+class ScriptedRenderer final : public FormRenderer {
+ public:
+  // Does the next thing that the user does, within the program's waiting; false when nothing more
+  // will come.
+  std::function<bool()> next_action;
+
+  std::unique_ptr<FormView> CreateView(Form& form, FormView* owner) override;
+  void RunWhile(const std::function<bool()>& go_on) override;
+
+  // The windows on the screen, from the bottom to the top.
+  const std::vector<ScriptedView*>& visible() const { return visible_; }
+  ScriptedView* top() const { return visible_.empty() ? nullptr : visible_.back(); }
+
+ private:
+  friend class ScriptedView;
+  std::vector<ScriptedView*> visible_;
+};
+
+// A desktop whose boxes are forms, too. What a real one does outside is recorded.
+class ScriptedDesktop final : public Desktop {
+ public:
+  explicit ScriptedDesktop(FormRenderer& renderer) : screen_(renderer) {}
+
+  std::vector<std::string> log;
+  std::vector<CommandLine> started;
+  Status start_fails;                   // what Start answers
+  std::function<void()> while_working;  // called in DoEvents
+  int do_events_calls = 0;
+  bool hourglass = false;
+
+  MessageAnswer MsgBox(std::string_view text, MessageIcon icon, MessageButtons buttons,
+                       std::string_view title) override;
+  std::string InputBox(std::string_view prompt, std::string_view title,
+                       std::string_view initial) override;
+  std::string PickFile(const FileQuestion& question) override;
+  FormScreen* Screen() override { return &screen_; }
+  void SetHourglass(bool on) override { hourglass = on; }
+  void DoEvents() override;
+  Status Start(const CommandLine& command) override;
+  void Log(std::string_view line) override { log.emplace_back(line); }
+
+ private:
+  FormScreen screen_;
+};
+
+// The program runs on a thread of its own, and only while the driver waits for it: what it uses
+// needs no locks.
+class ScriptedDriver final : public FormDriver {
+ public:
+  ScriptedDriver();
+  ~ScriptedDriver() override { End(); }
+
+  ScriptedDesktop& desktop() override { return desktop_; }
+  void Start(std::function<void()> program) override;
+  bool Ended() override { return !program_.joinable(); }
+  void End() override;
+  std::vector<std::string> Windows() override;
+  std::string Look() override;
+  Result<ControlLook> Look(std::string_view control) override;
+  Status Focus(std::string_view control) override;
+  Status Type(std::string_view control, std::string_view text) override;
+  Status Click(std::string_view control) override;
+  Status Select(std::string_view control, int row) override;
+  Status Press(Key key, char letter = 0) override;
+  Status CloseByFrame() override;
+  Status PickFile(std::string_view path) override;
+
+ private:
+  enum class Turn { kDriver, kProgram };
+
+  // In the program's thread: gives the turn to the driver until there is something to do.
+  bool WaitForAction();
+  // In the driver's: lets the program go on until it waits or ends.
+  void LetProgramRun();
+  Status Do(const std::function<UserAction(Control&)>& action, std::string_view control);
+  Status DoInTop(UserAction action);
+  Result<Control*> Find(std::string_view name);
+
+  ScriptedRenderer renderer_;
+  ScriptedDesktop desktop_{renderer_};
+  std::thread program_;
+  std::mutex mutex_;
+  std::condition_variable turned_;
+  Turn turn_ = Turn::kDriver;
+  bool ended_ = true;    // the program has returned
+  bool ending_ = false;  // it is to return
+  std::function<void()> action_;
+};
+
+}  // namespace vespro
