@@ -257,6 +257,9 @@ class Survive(support.JobTest):
         self.assertEqual((code, sum(server.accepted.values())), (75, 0), self.done.stderr)
 
     def test_a_name_whose_first_address_is_dead(self):
+        found = [info[4][0] for info in socket.getaddrinfo("localhost", 25, type=socket.SOCK_STREAM)]
+        if found[:1] != ["::1"] or "127.0.0.1" not in found:
+            self.skipTest("here localhost has no dead address in front: {}".format(found))
         self.assert_all(self.run_job(Server(), host="localhost"))
 
     def test_ipv6(self):
