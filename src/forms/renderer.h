@@ -7,9 +7,8 @@
 //     from Place() in forms/layout.h, which asks a Measure of the renderer's for single controls.
 //  2. Whatever a handler changes afterwards comes as FormView::Update, at once.
 //  3. Whatever the user does goes to Form::Do, and nowhere else: it knows who may be used, moves
-//  the
-//     focus, asks who must be asked, and raises the events. False means that nothing happened; what
-//     the native control shows by then was put right through Update and SetFocus before.
+//     the focus, asks who must be asked, and raises the events. False means that nothing happened;
+//     what the native control shows by then was put right through Update and SetFocus before.
 //
 // Native controls like to act first and tell later. So: text typed and rows chosen are told
 // afterwards; option buttons and check boxes don't toggle by themselves (Form::Do checks them, and

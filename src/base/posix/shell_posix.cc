@@ -4,21 +4,19 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <thread>
 
-#include "base/shell.h"
+#include "base/shell_platform.h"
 
-namespace vespro::ModShell {
+namespace vespro::ModShell::platform {
 namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr std::size_t kMostBytes = 64 * 1024;
 constexpr milliseconds kLookUp{20};  // how often `stop` is looked at
 
 // After fork: only calls that are safe there. It stays in our process group, so that it can ask at
@@ -76,8 +74,8 @@ Status Late(const std::atomic<bool>& stop, steady_clock::time_point until) {
 
 }  // namespace
 
-Result<std::string> FirstLine(const std::string& command, milliseconds limit,
-                              const std::atomic<bool>& stop) {
+Result<std::string> Output(const std::string& command, milliseconds limit,
+                           const std::atomic<bool>& stop) {
   const steady_clock::time_point until = steady_clock::now() + limit;
   std::array<int, 2> ends{};
   if (pipe2(ends.data(), O_CLOEXEC) != 0) {
@@ -111,9 +109,7 @@ Result<std::string> FirstLine(const std::string& command, milliseconds limit,
     std::this_thread::sleep_for(kLookUp);
   }
   if (Status verdict = Verdict(child.status()); !verdict.ok()) return verdict;
-  output.resize(std::min({output.find('\n'), output.find('\r'), output.size(), kMostBytes}));
-  if (output.empty()) return Status(Code::kUnavailable, "it wrote nothing");
   return output;
 }
 
-}  // namespace vespro::ModShell
+}  // namespace vespro::ModShell::platform

@@ -3,16 +3,15 @@
 #include <algorithm>
 #include <array>
 
-#include "base/shell.h"
+#include "base/shell_platform.h"
 #include "base/win32/wide.h"
 
-namespace vespro::ModShell {
+namespace vespro::ModShell::platform {
 namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr std::size_t kMostBytes = 64 * 1024;
 constexpr DWORD kLookUp = 20;  // milliseconds
 
 class Handle {
@@ -64,8 +63,8 @@ bool ReadSome(HANDLE pipe, std::string& output) {
 
 }  // namespace
 
-Result<std::string> FirstLine(const std::string& command, milliseconds limit,
-                              const std::atomic<bool>& stop) {
+Result<std::string> Output(const std::string& command, milliseconds limit,
+                           const std::atomic<bool>& stop) {
   const steady_clock::time_point until = steady_clock::now() + limit;
   Handle read, write, process, thread;
   SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
@@ -102,9 +101,7 @@ Result<std::string> FirstLine(const std::string& command, milliseconds limit,
   if (code != 0) {
     return Status(Code::kUnavailable, "it ended with status " + std::to_string(code));
   }
-  output.resize(std::min({output.find('\n'), output.find('\r'), output.size(), kMostBytes}));
-  if (output.empty()) return Status(Code::kUnavailable, "it wrote nothing");
   return output;
 }
 
-}  // namespace vespro::ModShell
+}  // namespace vespro::ModShell::platform
