@@ -34,8 +34,8 @@ TEST(ShellTest, GivesTheFirstLineOrSaysWhyNot) {
 }
 
 TEST(ShellTest, EndsWhatTakesTooLongOrIsNotWantedAnyMore) {
-  // The first is known to one shell, the second to the other.
-  const std::string sleep = "sleep 60 || ping -n 60 127.0.0.1";
+  // The first is known to one shell, in whose place it stands, the second to the other.
+  const std::string sleep = "exec sleep 60 || ping -n 60 127.0.0.1";
   std::atomic<bool> stop{false};
   EXPECT_EQ(ModShell::FirstLine(sleep, milliseconds(50), stop).status().code(), Code::kTimedOut);
   stop = true;

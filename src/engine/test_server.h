@@ -230,7 +230,16 @@ class TestServer {
       } else {
         say(verb == "AUTH" ? "235 welcome" : "500 what");
       }
-      if (!answer.empty() && answer.starts_with("421")) return;
+      if (answer.starts_with("421")) return Linger(peer);
+    }
+  }
+
+  // A connection that is closed over unread bytes is reset, and its last words may be lost on the
+  // way.
+  static void Linger(Peer& peer) {
+    asio::error_code ignored;
+    peer.socket.shutdown(tcp::socket::shutdown_send, ignored);
+    while (peer.Fill()) {
     }
   }
 
