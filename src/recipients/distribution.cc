@@ -11,9 +11,6 @@
 namespace vespro::ModDistribution {
 namespace {
 
-// Longer than any header people work with; keeps a list without line ends out of memory.
-constexpr std::size_t kMaxRowBytes = 1024 * 1024;
-
 constexpr std::int16_t kLastColumn = std::numeric_limits<std::int16_t>::max();
 
 std::string WithoutQuotes(std::string_view text) {
@@ -94,6 +91,12 @@ Status CheckIsText(std::string_view path, std::string_view start) {
                                      "(comma separated) and choose that file");
 }
 
+Status OverlongLine(std::string_view path, std::uint64_t line_number) {
+  return Status(Code::kBadInput, "'" + std::string(path) + "', line " +
+                                     std::to_string(line_number) +
+                                     ": longer than a mebibyte, so this is no list");
+}
+
 Status ProbeText(std::string_view path) {
   Result<File> file = File::Open(ModFiles::FromUtf8(path), File::Mode::kRead);
   if (!file.ok()) return file.status();
@@ -105,12 +108,15 @@ Status ProbeText(std::string_view path) {
 
 Result<FirstRows> ReadFirstRows(std::string_view path) {
   if (Status text = ProbeText(path); !text.ok()) return text;
-  Result<LineReader> reader = LineReader::Open(ModFiles::FromUtf8(path), kMaxRowBytes);
+  Result<LineReader> reader = LineReader::Open(ModFiles::FromUtf8(path), ModRow::kMaxLineBytes);
   if (!reader.ok()) return reader.status();
   FirstRows rows;
-  std::string_view line;
-  if (reader->Next(line)) rows.first = ModRow::StripByteOrderMark(line);
-  if (reader->Next(line)) rows.second = line;
+  for (std::string* row : {&rows.first, &rows.second}) {
+    std::string_view line;
+    if (!reader->Next(line)) break;
+    if (reader->overlong()) return OverlongLine(path, reader->line_number());
+    *row = reader->line_number() == 1 ? ModRow::StripByteOrderMark(line) : line;
+  }
   if (!reader->status().ok()) return reader->status();
   return rows;
 }

@@ -41,7 +41,8 @@ struct FirstRows {
   std::string first;
   std::string second;
 };
-// kNotFound, or kBadInput for a folder, a device, or bytes that are no text.
+// kNotFound, or kBadInput for a folder, a device, bytes that are no text, or a row of more than
+// ModRow::kMaxLineBytes.
 Result<FirstRows> ReadFirstRows(std::string_view path);
 
 struct Mapping {
@@ -61,6 +62,8 @@ inline constexpr std::size_t kTextProbeBytes = 64 * 1024;
 // Whether `start`, the beginning of a list, is no text: it holds a NUL, as spreadsheets' own
 // formats and UTF-16 do. kBadInput then, with the file, the line and what to do.
 Status CheckIsText(std::string_view path, std::string_view start);
+// What is said of a line that is longer than ModRow::kMaxLineBytes: kBadInput.
+Status OverlongLine(std::string_view path, std::uint64_t line_number);
 
 }  // namespace ModDistribution
 }  // namespace vespro

@@ -14,92 +14,9 @@
 namespace vespro::ModRecipients {
 namespace {
 
-constexpr std::size_t kBlockBytes = 256 * 1024;
-
-// How often `counts(i)` is true below `size`. Short inner rounds let the compiler count in bytes,
-// sixteen at a time.
-template <class Predicate>
-std::size_t CountIf(std::size_t size, const Predicate& counts) {
-  constexpr std::size_t kRound = 240;
-  std::size_t total = 0;
-  std::size_t i = 0;
-  for (; i + kRound <= size; i += kRound) {
-    unsigned char round = 0;
-    for (std::size_t k = 0; k < kRound; ++k) {
-      round = static_cast<unsigned char>(round + (counts(i + k) ? 1U : 0U));
-    }
-    total += round;
-  }
-  for (; i < size; ++i) total += counts(i) ? 1U : 0U;
-  return total;
-}
-
-// A file in blocks of whole lines. Every line of a block ends in LF, with a CR before it where the
-// file has CR LF.
-class Blocks {
- public:
-  explicit Blocks(File& file) : file_(file), block_(kBlockBytes, '\0') {}
-
-  // The next block, valid and free to be changed until the next call; empty at the end.
-  Result<std::string_view> Next() {
-    std::memmove(block_.data(), block_.data() + given_, filled_ - given_);
-    filled_ -= given_;
-    given_ = 0;
-    while (given_ == 0) {
-      // The last byte stays free for the line end that the last line may lack.
-      if (filled_ + 1 == block_.size()) block_.resize(2 * block_.size());
-      Result<std::size_t> count = file_.Read(block_.data() + filled_, block_.size() - 1 - filled_);
-      if (!count.ok()) return count.status();
-      filled_ += count.value();
-      if (count.value() > 0) {
-        given_ = EndOfWholeLines();
-      } else {
-        if (filled_ > 0 && block_[filled_ - 1] != '\n') block_[filled_++] = '\n';
-        given_ = filled_;
-        break;
-      }
-    }
-    UnifyLineEnds();
-    return std::string_view(block_).substr(0, given_);
-  }
-  char* data() { return block_.data(); }
-
- private:
-  // A CR in the last place may have its LF in the next block.
-  std::size_t EndOfWholeLines() const {
-    if (block_[filled_ - 1] == '\n') return filled_;
-    const std::size_t end = std::string_view(block_).substr(0, filled_ - 1).find_last_of("\r\n");
-    return end == std::string_view::npos ? 0 : end + 1;
-  }
-
-  void UnifyLineEnds() {
-    const char* const data = block_.data();
-    const auto is_lone_cr = [data](std::size_t i) {
-      return data[i] == '\r' && data[i + 1] != '\n';
-    };
-    if (CountIf(given_, is_lone_cr) == 0) return;
-    for (std::size_t i = 0; i < given_; ++i) {
-      if (is_lone_cr(i)) block_[i] = '\n';
-    }
-  }
-
-  File& file_;
-  std::string block_;
-  std::size_t filled_ = 0;  // how much of the block was read
-  std::size_t given_ = 0;   // how much of that are the lines given last
-};
-
 void ReserveLarge(std::string& text, std::uint64_t size) {
   text.reserve(static_cast<std::size_t>(size));
   ModMemory::PreferLargePages(text.data(), text.capacity());
-}
-
-// Only lines beyond ASCII need more than this.
-void LowerAscii(char* data, std::size_t size) {
-  for (std::size_t i = 0; i < size; ++i) {
-    const char c = data[i];
-    data[i] = static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
-  }
 }
 
 // A keyed hash: the key is new in every run, so that nobody can write a list whose addresses all
@@ -196,26 +113,26 @@ class Places {
 // while the next ones are split and hashed.
 class Deduplicator {
  public:
-  Deduplicator(const Distribution& list, const std::function<void()>& do_events)
-      : list_(list), do_events_(do_events), is_csv_(list.kind == ListKind::kCsv) {}
+  Deduplicator(const Distribution& list, const OnLine& on_line)
+      : list_(list), on_line_(on_line), is_csv_(list.kind == ListKind::kCsv) {}
 
-  Status Run(File& file, std::uint64_t file_bytes) {
-    Blocks blocks(file);
+  Status Run(ListBlocks& blocks) {
+    if (blocks.has_byte_order_mark()) head_ = ModRow::kByteOrderMark;
     for (bool first = true;; first = false) {
-      Result<std::string_view> block = blocks.Next();
+      Result<ListBlocks::Block> block = blocks.Next();
       if (!block.ok()) return block.status();
-      std::string_view lines = block.value();
+      std::string_view lines = block->text();
       if (lines.empty()) break;
-      if (!is_csv_) LowerAscii(blocks.data(), lines.size());
+      if (!is_csv_) LowerAscii(block->data, block->size);
       if (first) {
-        if (Status started = Start(lines, file_bytes); !started.ok()) return started;
+        if (Status started = Start(lines, blocks.file_bytes()); !started.ok()) return started;
       }
       while (!lines.empty()) {
-        if (Status taken = TakeLine(lines); !taken.ok()) return taken;
+        if (Status taken = Take(TakeLine(lines)); !taken.ok()) return taken;
       }
       if (Status finished = FinishGroup(); !finished.ok()) return finished;
     }
-    return line_number_ > 0 ? Status() : Status(Code::kBadInput, std::string(kBlankFile));
+    return {};
   }
 
   Status Write(const std::filesystem::path& path) const {
@@ -238,11 +155,9 @@ class Deduplicator {
     std::uint64_t hash = 0;
   };
 
-  // The text's check, the byte-order mark, and memory for as many lines as the first block
-  // promises. Memory that is only reserved and never touched costs nothing.
-  Status Start(std::string_view& lines, std::uint64_t file_bytes) {
-    Status text = ModDistribution::CheckIsText(list_.path, lines.substr(0, ModDistribution::kTextProbeBytes));
-    if (!text.ok()) return text;
+  // Memory for as many lines as the first block promises. Memory that is only reserved and never
+  // touched costs nothing.
+  Status Start(std::string_view lines, std::uint64_t file_bytes) {
     const char* const data = lines.data();
     const std::size_t count =
         CountIf(lines.size(), [data](std::size_t i) { return data[i] == '\n'; });
@@ -252,10 +167,6 @@ class Deduplicator {
     if (file_bytes + promised > kept_.max_size() || !places_.Reserve(promised)) return TooLarge();
     ReserveLarge(kept_, file_bytes + promised);
     ReserveLarge(loaded_.duplicate_addresses, file_bytes);
-    if (lines.starts_with(ModRow::kByteOrderMark)) {
-      head_ = ModRow::kByteOrderMark;
-      lines.remove_prefix(head_.size());
-    }
     return {};
   }
 
@@ -263,15 +174,12 @@ class Deduplicator {
     return Status(Code::kBadInput, "'" + list_.path + "' has too many lines for this machine");
   }
 
-  Status TakeLine(std::string_view& lines) {
-    std::string_view line = lines.substr(0, lines.find('\n'));
-    lines.remove_prefix(std::min(lines.size(), line.size() + 1));
-    if (line.ends_with('\r')) line.remove_suffix(1);
+  Status Take(std::string_view line) {
+    if (on_line_ && !on_line_()) return GivenUp(list_.path);
     if (++line_number_ == 1 && is_csv_ && list_.header) {
       if (!line.empty()) head_.append(line).append(kLineEnd);
       return {};
     }
-    if (do_events_) do_events_();
     Pending& pending = group_[group_size_];
     if (is_csv_ ? !FindCsvKey(line, pending) : !FindTextKey(line, pending)) return {};
     pending.hash = hasher_(pending.key);
@@ -359,7 +267,7 @@ class Deduplicator {
   }
 
   const Distribution& list_;
-  const std::function<void()>& do_events_;
+  const OnLine& on_line_;
   const bool is_csv_;
   std::string head_;  // the byte-order mark and the header row
   std::string kept_;  // the lines of a rewritten file
@@ -374,21 +282,19 @@ class Deduplicator {
 
 }  // namespace
 
-Result<Loaded> LoadAndDeduplicate(const Distribution& list,
-                                  const std::function<void()>& do_events) {
-  const std::filesystem::path path = ModFiles::FromUtf8(list.path);
-  Deduplicator deduplicator(list, do_events);
+Result<Loaded> LoadAndDeduplicate(const Distribution& list, const OnLine& on_line) {
+  Deduplicator deduplicator(list, on_line);
   {
     // Closed before it is replaced: Windows does not replace an open file.
-    Result<File> file = File::Open(path, File::Mode::kRead);
-    if (!file.ok()) return file.status();
-    Result<std::uint64_t> size = file->Size();
-    if (!size.ok()) return size.status();
-    if (Status run = deduplicator.Run(file.value(), size.value()); !run.ok()) return run;
+    Result<ListBlocks> blocks = ListBlocks::Open(list.path);
+    if (!blocks.ok()) return blocks.status();
+    if (blocks->file_bytes() == 0) return Status(Code::kBadInput, std::string(kBlankFile));
+    if (Status run = deduplicator.Run(blocks.value()); !run.ok()) return run;
   }
   Loaded& loaded = deduplicator.loaded();
   if (loaded.duplicates > 0) {
-    if (Status written = deduplicator.Write(path); !written.ok()) return written;
+    Status written = deduplicator.Write(ModFiles::FromUtf8(list.path));
+    if (!written.ok()) return written;
     loaded.rewritten = true;
   }
   return std::move(loaded);

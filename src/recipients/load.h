@@ -3,12 +3,12 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "base/status.h"
 #include "recipients/distribution.h"
+#include "recipients/list_blocks.h"
 
 namespace vespro::ModRecipients {
 
@@ -30,10 +30,9 @@ struct Loaded {
 // Reads the list and, when an address stands in it twice, replaces the file: a TEXT list by its
 // addresses as compared, a CSV table by its header row (unless that is empty) and the first row of
 // each address as read. Order is kept, lines end in CR LF, a byte-order mark stays. Without
-// duplicates the file is not touched. `do_events` (may be empty) is called once a line. kNotFound,
-// or kBadInput: a folder, a device, no text, too large for the memory's addresses, and kBlankFile
-// for an empty file; kCannotWrite. After any failure the file is as it was.
-Result<Loaded> LoadAndDeduplicate(const Distribution& list,
-                                  const std::function<void()>& do_events = {});
+// duplicates the file is not touched. kNotFound, or kBadInput: a folder, a device, no text, a line
+// that is too long, too large for the memory's addresses, and kBlankFile for an empty file;
+// kCannotWrite; kCancelled. After any failure the file is as it was.
+Result<Loaded> LoadAndDeduplicate(const Distribution& list, const OnLine& on_line = {});
 
 }  // namespace vespro::ModRecipients

@@ -14,6 +14,9 @@ enum class ListKind { kUnknown, kText, kCsv };
 
 namespace ModRow {
 
+// No line of a person is as long; a larger file without line ends is no list.
+inline constexpr std::size_t kMaxLineBytes = 1024 * 1024;
+
 // The first line of a file without a UTF-8 byte-order mark, which is no part of the first field.
 inline constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 std::string_view StripByteOrderMark(std::string_view first_line);

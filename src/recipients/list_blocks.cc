@@ -1,0 +1,119 @@
+#include "recipients/list_blocks.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "base/lines.h"
+#include "recipients/distribution.h"
+#include "recipients/row.h"
+
+namespace vespro::ModRecipients {
+namespace {
+
+constexpr std::size_t kBlockBytes = 256 * 1024;
+// The longest line, its CR LF, and one byte that stays free.
+constexpr std::size_t kMaxBlockBytes = ModRow::kMaxLineBytes + 3;
+static_assert(kBlockBytes > ModDistribution::kTextProbeBytes);
+
+}  // namespace
+
+ListBlocks::ListBlocks(std::string path, File file, std::uint64_t file_bytes)
+    : path_(std::move(path)),
+      file_(std::move(file)),
+      file_bytes_(file_bytes),
+      block_(kBlockBytes, '\0') {}
+
+Result<ListBlocks> ListBlocks::Open(std::string_view path) {
+  Result<File> file = File::Open(ModFiles::FromUtf8(path), File::Mode::kRead);
+  if (!file.ok()) return file.status();
+  Result<std::uint64_t> size = file->Size();
+  if (!size.ok()) return size.status();
+  ListBlocks blocks(std::string(path), std::move(file).value(), size.value());
+  if (Status started = blocks.Start(); !started.ok()) return started;
+  return blocks;
+}
+
+Status ListBlocks::Start() {
+  while (!at_end_ && filled_ < ModDistribution::kTextProbeBytes) {
+    if (Status filled = Fill(); !filled.ok()) return filled;
+  }
+  const std::string_view start = std::string_view(block_).substr(0, filled_);
+  has_byte_order_mark_ = start.starts_with(ModRow::kByteOrderMark);
+  if (has_byte_order_mark_) begin_ = ModRow::kByteOrderMark.size();
+  return ModDistribution::CheckIsText(path_, start.substr(0, ModDistribution::kTextProbeBytes));
+}
+
+Status ListBlocks::Fill() {
+  // The last byte stays free for the line end that the last line may lack.
+  Result<std::size_t> count = file_.Read(block_.data() + filled_, block_.size() - 1 - filled_);
+  if (!count.ok()) return count.status();
+  filled_ += count.value();
+  at_end_ = count.value() == 0;
+  return {};
+}
+
+Result<ListBlocks::Block> ListBlocks::Next() {
+  std::size_t end = EndOfWholeLines();
+  if (end == begin_ && !at_end_) {
+    std::memmove(block_.data(), block_.data() + begin_, filled_ - begin_);
+    filled_ -= begin_;
+    begin_ = 0;
+    do {
+      if (filled_ + 1 == block_.size()) {
+        if (block_.size() == kMaxBlockBytes) return Overlong();
+        block_.resize(std::min(2 * block_.size(), kMaxBlockBytes));
+      }
+      if (Status filled = Fill(); !filled.ok()) return filled;
+      end = EndOfWholeLines();
+    } while (end == 0 && !at_end_);
+  }
+  if (at_end_ && end < filled_) {
+    if (block_[filled_ - 1] != '\n') block_[filled_++] = '\n';
+    end = filled_;
+  }
+  const Block block{block_.data() + begin_, end - begin_};
+  UnifyLineEnds(begin_, end);
+  begin_ = end;
+  return block;
+}
+
+// A CR in the last place may have its LF in the next block.
+std::size_t ListBlocks::EndOfWholeLines() const {
+  if (filled_ == begin_) return begin_;
+  if (block_[filled_ - 1] == '\n') return filled_;
+  const std::string_view sure(block_.data() + begin_, filled_ - 1 - begin_);
+  const std::size_t end = sure.find_last_of("\r\n");
+  return end == std::string_view::npos ? begin_ : begin_ + end + 1;
+}
+
+void ListBlocks::UnifyLineEnds(std::size_t begin, std::size_t end) {
+  char* const data = block_.data() + begin;
+  const auto is_lone_cr = [data](std::size_t i) { return data[i] == '\r' && data[i + 1] != '\n'; };
+  if (CountIf(end - begin, is_lone_cr) == 0) return;
+  for (std::size_t i = 0; i < end - begin; ++i) {
+    if (is_lone_cr(i)) data[i] = '\n';
+  }
+}
+
+// Only now is it worth knowing which line it is.
+Status ListBlocks::Overlong() const {
+  Result<LineReader> lines = LineReader::Open(ModFiles::FromUtf8(path_), ModRow::kMaxLineBytes);
+  if (!lines.ok()) return lines.status();
+  for (std::string_view line; lines->Next(line) && !lines->overlong();) {
+  }
+  return ModDistribution::OverlongLine(path_, lines->line_number());
+}
+
+void LowerAscii(char* data, std::size_t size) {
+  for (std::size_t i = 0; i < size; ++i) {
+    const char c = data[i];
+    data[i] = static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+  }
+}
+
+Status GivenUp(std::string_view path) {
+  return Status(Code::kCancelled, "stopped; '" + std::string(path) + "' is as it was");
+}
+
+}  // namespace vespro::ModRecipients

@@ -1,0 +1,87 @@
+// recipients/list_blocks.h - a distribution file in large blocks of whole lines, for the operations
+// that go through all of it. Bytes as they stand in the file. One thread per object.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "base/files.h"
+#include "base/status.h"
+
+namespace vespro::ModRecipients {
+
+// Called once for each line read. False: the operation is given up: kCancelled, the file as it was.
+using OnLine = std::function<bool()>;
+
+class ListBlocks {
+ public:
+  // `path` is UTF-8. kNotFound, or kBadInput: a folder, a device, or a beginning that is no text.
+  static Result<ListBlocks> Open(std::string_view path);
+
+  // The next lines, each ended by LF, with a CR before it where the file has CR LF; empty at the
+  // end. The first ones are without a byte-order mark. Valid until the next call, and free to be
+  // changed. kBadInput when a line is longer than ModRow::kMaxLineBytes; memory stays at that.
+  struct Block {
+    char* data = nullptr;
+    std::size_t size = 0;
+    std::string_view text() const { return {data, size}; }
+  };
+  Result<Block> Next();
+
+  bool has_byte_order_mark() const { return has_byte_order_mark_; }
+  std::uint64_t file_bytes() const { return file_bytes_; }
+
+ private:
+  ListBlocks(std::string path, File file, std::uint64_t file_bytes);
+  Status Start();
+  Status Fill();
+  std::size_t EndOfWholeLines() const;
+  void UnifyLineEnds(std::size_t begin, std::size_t end);
+  Status Overlong() const;
+
+  std::string path_;
+  File file_;
+  std::uint64_t file_bytes_;
+  std::string block_;
+  std::size_t begin_ = 0;   // of what was not yet given
+  std::size_t filled_ = 0;  // how much of the block was read
+  bool at_end_ = false;
+  bool has_byte_order_mark_ = false;
+};
+
+// Takes the first line off a block's text, without its line end.
+inline std::string_view TakeLine(std::string_view& lines) {
+  std::string_view line = lines.substr(0, lines.find('\n'));
+  lines.remove_prefix(line.size() + 1);
+  if (line.ends_with('\r')) line.remove_suffix(1);
+  return line;
+}
+
+// How often `counts(i)` is true below `size`. Short inner rounds let the compiler count in bytes,
+// sixteen at a time.
+template <class Predicate>
+std::size_t CountIf(std::size_t size, const Predicate& counts) {
+  constexpr std::size_t kRound = 240;
+  std::size_t total = 0;
+  std::size_t i = 0;
+  for (; i + kRound <= size; i += kRound) {
+    unsigned char round = 0;
+    for (std::size_t k = 0; k < kRound; ++k) {
+      round = static_cast<unsigned char>(round + (counts(i + k) ? 1U : 0U));
+    }
+    total += round;
+  }
+  for (; i < size; ++i) total += counts(i) ? 1U : 0U;
+  return total;
+}
+
+// Only lines beyond ASCII need more than this.
+void LowerAscii(char* data, std::size_t size);
+
+// What an operation says that its OnLine gave up.
+Status GivenUp(std::string_view path);
+
+}  // namespace vespro::ModRecipients

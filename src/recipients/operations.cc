@@ -1,0 +1,230 @@
+#include "recipients/operations.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <string>
+#include <system_error>
+#include <unordered_set>
+#include <utility>
+
+#include "base/files.h"
+#include "base/lines.h"
+#include "base/text.h"
+#include "recipients/load.h"
+#include "recipients/row.h"
+
+namespace vespro::ModRecipients {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kLineEnd = "\r\n";
+
+bool IsSameFile(std::string_view a, std::string_view b) {
+  if (a == b) return true;
+  std::error_code error;
+  return fs::equivalent(ModFiles::FromUtf8(a), ModFiles::FromUtf8(b), error) && !error;
+}
+
+// Behind the end of the current list. Takes back what shall not stay there.
+class Appender {
+ public:
+  static Result<Appender> Open(std::string_view path) {
+    Result<File> file = File::Open(ModFiles::FromUtf8(path), File::Mode::kAppend);
+    if (!file.ok()) return file.status();
+    Result<std::uint64_t> size = file->Size();
+    if (!size.ok()) return size.status();
+    return Appender(ModFiles::FromUtf8(path), std::move(file).value(), size.value());
+  }
+
+  // Whole lines. Of lines that do not fit on the disk, the whole ones that did stay: half an
+  // address may be somebody else's.
+  Status Write(std::string_view lines) {
+    Status written = file_.Write(lines);
+    if (written.ok()) {
+      size_ += lines.size();
+      return written;
+    }
+    std::error_code error;
+    const std::uint64_t size = fs::file_size(path_, error);
+    if (error || size <= size_ || size > size_ + lines.size()) return written;
+    const std::size_t whole =
+        lines.substr(0, static_cast<std::size_t>(size - size_)).rfind(kLineEnd);
+    const std::uint64_t kept = whole == std::string_view::npos ? 0 : whole + kLineEnd.size();
+    Shorten(size, size_ + kept).Ignore();  // the disk's failure is what counts
+    return written;
+  }
+
+  Status Close() { return file_.Close(); }
+
+  // `why`, with the file as long as it was. Says so when that could not be done.
+  Status TakeBack(Status why) {
+    const Status shortened = Shorten(size_, size_before_);
+    if (shortened.ok()) return why;
+    return Status(why.code(), why.text() + "; what was appended stays: " + shortened.text());
+  }
+
+ private:
+  Appender(fs::path path, File file, std::uint64_t size)
+      : path_(std::move(path)), file_(std::move(file)), size_before_(size), size_(size) {}
+
+  // Only while nobody else has appended something.
+  Status Shorten(std::uint64_t from, std::uint64_t to) {
+    if (Status closed = file_.Close(); !closed.ok()) return closed;
+    std::error_code error;
+    const bool is_ours = fs::file_size(path_, error) == from;
+    if (!error && !is_ours) {
+      return Status(Code::kCannotWrite, "another program wrote to it as well");
+    }
+    if (!error) fs::resize_file(path_, to, error);
+    return error ? Status(Code::kCannotWrite, error.message()) : Status();
+  }
+
+  fs::path path_;
+  File file_;
+  std::uint64_t size_before_;
+  std::uint64_t size_;  // all of it ours behind size_before_
+};
+
+// The block's lines with CR LF; `copy` is where they lie when the block has others.
+std::string_view WithCrLf(std::string_view block, std::size_t lines, std::string& copy) {
+  const char* const data = block.data();
+  const std::size_t cr_lf = CountIf(
+      block.size() - 1, [data](std::size_t i) { return data[i] == '\r' && data[i + 1] == '\n'; });
+  if (cr_lf == lines) return block;
+  copy.clear();
+  while (!block.empty()) copy.append(TakeLine(block)).append(kLineEnd);
+  return copy;
+}
+
+Status AppendLines(ListBlocks& second, Appender& current, std::string_view current_path,
+                   const OnLine& on_line) {
+  std::string copy;
+  for (;;) {
+    Result<ListBlocks::Block> block = second.Next();
+    if (!block.ok()) return block.status();
+    if (block->size == 0) return {};
+    const char* const data = block->data;
+    const std::size_t lines =
+        CountIf(block->size, [data](std::size_t i) { return data[i] == '\n'; });
+    for (std::size_t i = 0; on_line && i < lines; ++i) {
+      if (!on_line()) return GivenUp(current_path);
+    }
+    Status written = current.Write(WithCrLf(block->text(), lines, copy));
+    if (!written.ok()) return written;
+  }
+}
+
+// Addresses or lines that shall go, as views into the file's bytes.
+class Unwanted {
+ public:
+  Status Load(std::string_view path, const OnLine& on_line, std::string_view current) {
+    if (Status text = ModDistribution::ProbeText(path); !text.ok()) return text;
+    Result<std::string> bytes = ModFiles::ReadAll(ModFiles::FromUtf8(path));
+    if (!bytes.ok()) return bytes.status();
+    bytes_ = std::move(bytes).value();
+    std::string_view rest = ModRow::StripByteOrderMark(bytes_);
+    for (std::string_view line; NextLine(rest, line);) {
+      if (on_line && !on_line()) return GivenUp(current);
+      if (!line.empty()) lines_.insert(line);
+    }
+    return {};
+  }
+  bool Has(std::string_view key) const { return lines_.contains(key); }
+
+ private:
+  std::string bytes_;
+  std::unordered_set<std::string_view> lines_;
+};
+
+// The key of a row that is trimmed and in lower case; empty when it has none.
+std::string_view KeyOf(std::string_view row, const Distribution& list, std::string& bare) {
+  if (list.kind != ListKind::kCsv) return row;
+  std::string_view field;
+  if (list.column < 0 || !ModRow::FieldAt(row, static_cast<std::size_t>(list.column), field)) {
+    return {};
+  }
+  if (field.find_first_of("\"'") == std::string_view::npos) return field;
+  bare.assign(field);
+  std::erase_if(bare, [](char c) { return c == '"' || c == '\''; });
+  return bare;
+}
+
+// Takes the list, so that it is closed when it is replaced: Windows does not replace an open file.
+Result<std::uint64_t> KeepOthers(ListBlocks blocks, const Distribution& list,
+                                 const Unwanted& unwanted, ByteSink& out, const OnLine& on_line) {
+  std::uint64_t removed = 0;
+  std::string lower, bare;
+  if (blocks.has_byte_order_mark()) {
+    if (Status marked = out.Write(ModRow::kByteOrderMark); !marked.ok()) return marked;
+  }
+  for (;;) {
+    Result<ListBlocks::Block> block = blocks.Next();
+    if (!block.ok()) return block.status();
+    if (block->size == 0) return removed;
+    LowerAscii(block->data, block->size);
+    for (std::string_view lines = block->text(); !lines.empty();) {
+      if (on_line && !on_line()) return GivenUp(list.path);
+      std::string_view row = ModText::Trim(TakeLine(lines));
+      if (row.empty()) continue;
+      if (!ModText::IsAscii(row)) {
+        lower.assign(row);
+        ModRow::LowerAddress(lower);
+        row = lower;
+      }
+      const std::string_view key = KeyOf(row, list, bare);
+      if (!key.empty() && unwanted.Has(key)) {
+        ++removed;
+        continue;
+      }
+      if (Status written = out.Write(row); !written.ok()) return written;
+      if (Status written = out.Write(kLineEnd); !written.ok()) return written;
+    }
+  }
+}
+
+}  // namespace
+
+Status CheckMerge(std::string_view current, std::string_view second) {
+  if (IsSameFile(current, second)) return Status(Code::kUsage, std::string(kSameFile));
+  if (ModDistribution::KindOf(current) == ModDistribution::KindOf(second)) return {};
+  return Status(Code::kBadInput, std::string(kDifferentFormats));
+}
+
+Status Merge(std::string_view current, std::string_view second, const OnLine& on_line) {
+  if (Status fits = CheckMerge(current, second); !fits.ok()) return fits;
+  if (Status text = ModDistribution::ProbeText(current); !text.ok()) return text;
+  Result<ListBlocks> blocks = ListBlocks::Open(second);
+  if (!blocks.ok()) return blocks.status();
+  Result<Appender> appender = Appender::Open(current);
+  if (!appender.ok()) return appender.status();
+  // Ends a last line that lacks its end, and parts old from new.
+  Status merged = appender->Write("\r\n\r\n");
+  if (merged.ok()) merged = AppendLines(blocks.value(), appender.value(), current, on_line);
+  if (merged.ok()) return appender->Close();
+  const bool disk_failed = merged.code() == Code::kCannotWrite || merged.code() == Code::kNotFound;
+  return disk_failed ? merged : appender->TakeBack(std::move(merged));
+}
+
+Status CheckFilter(std::string_view current, std::string_view unwanted) {
+  return IsSameFile(current, unwanted) ? Status(Code::kUsage, std::string(kSameFile)) : Status();
+}
+
+Result<std::uint64_t> Filter(const Distribution& current, std::string_view unwanted,
+                             const OnLine& on_line) {
+  if (Status fits = CheckFilter(current.path, unwanted); !fits.ok()) return fits;
+  Result<ListBlocks> blocks = ListBlocks::Open(current.path);
+  if (!blocks.ok()) return blocks.status();
+  if (blocks->file_bytes() == 0) return Status(Code::kBadInput, std::string(kBlankFile));
+  Unwanted lines;
+  if (Status loaded = lines.Load(unwanted, on_line, current.path); !loaded.ok()) return loaded;
+  Result<AtomicFile> file = AtomicFile::Create(ModFiles::FromUtf8(current.path));
+  if (!file.ok()) return file.status();
+  Result<std::uint64_t> removed =
+      KeepOthers(std::move(blocks).value(), current, lines, file.value(), on_line);
+  if (!removed.ok()) return removed;
+  if (Status committed = file->Commit(); !committed.ok()) return committed;
+  return removed;
+}
+
+}  // namespace vespro::ModRecipients

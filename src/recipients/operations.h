@@ -1,0 +1,44 @@
+// recipients/operations.h - what is done to the current distribution file with a second file:
+// merging appends it, filtering takes the addresses that stand in it out. Paths are UTF-8. Both are
+// linear in the files. One thread per call.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "base/status.h"
+#include "recipients/distribution.h"
+#include "recipients/list_blocks.h"
+
+namespace vespro::ModRecipients {
+
+inline constexpr std::string_view kSameFile =
+    "The file you have selected is the current distribution file, please select a different file";
+inline constexpr std::string_view kDifferentFormats = "Cannot merge two different file formats";
+
+// Whether the two can be merged: kUsage with kSameFile when they are one file, by whatever names;
+// kBadInput with kDifferentFormats when their names tell different kinds.
+Status CheckMerge(std::string_view current, std::string_view second);
+
+// Appends an empty line and the lines of `second` as they stand, each ended by CR LF, without its
+// byte-order mark. What CheckMerge says; kNotFound or kBadInput when one of them can't be read as a
+// list; kCannotWrite. Bytes that were in `current` are never touched. When the disk fails, the
+// whole lines that were appended by then stay; after kCancelled and kBadInput `current` is as long
+// as it was. The bytes are not waited for to reach the disk.
+Status Merge(std::string_view current, std::string_view second, const OnLine& on_line = {});
+
+// kUsage with kSameFile when they are one file, by whatever names.
+Status CheckFilter(std::string_view current, std::string_view unwanted);
+
+// Takes the rows out whose key is a line of `unwanted`, and replaces the file by the others, in
+// lower case, without blanks around them and without empty lines. The key of a TEXT row is all of
+// it, that of a CSV row the field at the address column without quotes and apostrophes, blanks
+// kept; a row without that field, or with nothing in it, has no key and stays. Keys are in lower
+// case; the lines of `unwanted` are compared as they stand, so one with capitals removes nothing.
+// The header row is a row like any other. Gives the number of rows removed. Duplicates are not
+// looked for: callers have LoadAndDeduplicate do that before. What CheckFilter says; kNotFound,
+// kBadInput, kCannotWrite and kCancelled as in LoadAndDeduplicate; `current` is as it was then.
+Result<std::uint64_t> Filter(const Distribution& current, std::string_view unwanted,
+                             const OnLine& on_line = {});
+
+}  // namespace vespro::ModRecipients
