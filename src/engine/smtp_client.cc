@@ -496,9 +496,12 @@ void SmtpClient::OnTransactionReply(const Expected& expected, const Reply& reply
   }
   Active& active = active_[expected.slot];
   const bool go_ahead = expected.stage == Stage::kData && reply.klass() == 3;
-  if (reply.klass() == 3 && !go_ahead) {
+  const bool out_of_place = reply.klass() == 3 && !go_ahead;
+  // Both a copy lost and a second copy may come from guessing what became of a message.
+  if (out_of_place || (expected.stage == Stage::kEnd && reply.contradictory)) {
     expected_.push_front(expected);  // it is not answered
-    return Derail("an answer out of place: " + Masked(reply));
+    return Derail((out_of_place ? "an answer out of place: " : "an answer that says yes and no: ") +
+                  Masked(reply));
   }
   --active.awaited;
   switch (expected.stage) {

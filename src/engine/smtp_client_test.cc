@@ -311,6 +311,13 @@ TEST(SmtpClientTest, LockStep) {
            kBody + "S: okay\n",
        {"a@x unknown: the server sent something that is no SMTP reply"},
        "the message: the server sent something that is no SMTP reply"},
+      {"yes and no to the message: it may have been accepted",
+       kPlain +
+           "+ a@x\nC: MAIL FROM:<s@x>\nS: 250 ok\nC: RCPT TO:<a@x>\nS: 250 ok\nC: DATA\n"
+           "S: 354 go\n" +
+           kBody + "S: 250-queued\nS: 550 spam\n",
+       {"a@x unknown: an answer that says yes and no: 550 queued spam"},
+       "the message: an answer that says yes and no: 550 queued spam"},
       {"a greeting that says no", "S: 554 not here\n", {}, "the greeting: 554 not here"},
       {"silence", "timeout\n", {}, "the greeting: no answer"},
       {"the farewell's answer never comes", kPlain + "quit\nC: QUIT\nhangup\n", {}, ""},

@@ -106,9 +106,11 @@ ReplyParser::Got ReplyParser::EndLine() {
   }
   if (finished_) {
     reply_.text.clear();
+    reply_.contradictory = false;
     finished_ = false;
   } else {
     reply_.text += '\n';
+    reply_.contradictory = reply_.contradictory || code / 100 != reply_.klass();
   }
   const std::string_view text = line.size() > 4 ? line.substr(4) : std::string_view();
   reply_.text += text;

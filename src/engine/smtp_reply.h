@@ -16,6 +16,8 @@ struct EnhancedCode {
 
 struct Reply {
   int code = 0;  // 200 to 599; of several lines that disagree, the last one's
+  // Its lines have codes of different classes: yes and no at once.
+  bool contradictory = false;
   EnhancedCode enhanced;
   // The server's text without the codes' "250-" and without line ends; lines are parted by LF.
   // Bytes as the server sent them: hostile, of any charset.
