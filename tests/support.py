@@ -31,6 +31,8 @@ def command_line(*arguments):
 class JobTest(unittest.TestCase):
     """A test with a home and a folder of its own; everything it starts ends with it."""
 
+    prefix = ()  # what the command is run by
+
     def setUp(self):
         # A blank and an umlaut, since users' folders have them.
         self._folder = tempfile.TemporaryDirectory(prefix="vespro tést ")
@@ -46,7 +48,7 @@ class JobTest(unittest.TestCase):
     def vespro(self, *arguments, stdin="", **more):
         """Runs the command in this test's home."""
         return subprocess.run(
-            command_line("--home", self.home, *arguments), input=stdin, capture_output=True,
+            [*self.prefix, *command_line("--home", self.home, *arguments)], input=stdin, capture_output=True,
             encoding="utf-8", errors="surrogateescape", timeout=SECONDS, **more)
 
     def expect(self, code, done):

@@ -471,15 +471,31 @@ TEST(DeliveryTest, NothingIsSentThatCantBeNoted) {
 }
 
 TEST(DeliveryTest, KeepsToTheRateAndOpensNoMoreConnectionsThanItNeeds) {
-  TestServer server({});
-  Job job(21);
-  job.options.messages_per_second = 50;
-  job.options.connections = 10;
-  job.To(server.port);
-  const auto begin = std::chrono::steady_clock::now();
-  EXPECT_EQ(job.Run().reason, Reason::kDone);
-  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
-  EXPECT_GE(took.count(), 0.3);  // 21 messages, 5 of them at once
+  for (const bool of_one_server : {false, true}) {
+    TestServer server({});
+    Job job(21);
+    if (of_one_server) {
+      job.options.account_rates = {{"127.0.0.1", 50}};
+    } else {
+      job.options.messages_per_second = 50;
+    }
+    job.options.connections = 10;
+    job.To(server.port);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(job.Run().reason, Reason::kDone);
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
+    EXPECT_GE(took.count(), 0.3);  // 21 messages, 5 of them at once
+  }
+
+  TestServer slow({}), free({});
+  Job shared(200);
+  shared.options.account_rates = {{"localhost", 1}};
+  shared.To(slow.port, "localhost");
+  shared.To(free.port);
+  EXPECT_EQ(shared.Run().reason, Reason::kDone);
+  EXPECT_LE(slow.messages().size(), 10U) << "the other server takes what this one may not";
+  EXPECT_EQ(slow.messages().size() + free.messages().size(), 200U);
+
   TestServer quiet({});
   Job small(2);
   small.options.connections = 50;
