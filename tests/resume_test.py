@@ -9,6 +9,7 @@ import unittest
 import support
 
 CONNECTIONS = 3
+WINDOW_MESSAGES = 16  # of one connection
 
 
 class Killed(support.JobTest):
@@ -27,11 +28,12 @@ class Killed(support.JobTest):
 
         seed = random.randrange(1 << 32)
         moments = random.Random(seed)
-        for _ in range(kills):
+        for kill in range(kills):
             # Full speed would be over too soon; the window fills all the same, in bursts.
             engine = subprocess.Popen(command + ["--rate", "{}/s".format(people // 40)],
                                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-            time.sleep(moments.uniform(0.0, 0.2))
+            # The first ones hit it while it begins a fresh job.
+            time.sleep(moments.uniform(0.0, 0.02 if kill < 10 else 0.2))
             self.assertIsNone(engine.poll(), "it was over before it could be cut off")
             engine.kill()
             engine.wait()
@@ -48,9 +50,31 @@ class Killed(support.JobTest):
         self.assertEqual(sorted(states), addresses)
         self.assertLessEqual(set(states.values()), {"sent", "unknown"})
         self.assertEqual((lost, twice), ([], []))
-        # What was on the wire when it was cut off, and no more than that.
+        # What was on the wire when it was cut off, and no more than that: of what arrived, the last
+        # messages of their connections.
         self.assertLessEqual(unknown, kills * CONNECTIONS * window)
         self.assertLess(unknown, people // 10)
+        arrived = collections.defaultdict(list)
+        for _, connection, _, recipients in catcher.envelopes():
+            arrived[connection].append(recipients)
+        last = {a for messages in arrived.values() for r in messages[-WINDOW_MESSAGES:] for a in r}
+        self.assertLessEqual({a for a in addresses if states[a] == "unknown" and copies[a]}, last)
+        self.cut_off_the_reports(command, moments)
+
+    def cut_off_the_reports(self, command, moments):
+        """A finished job writes nothing but its reports."""
+        before, files = self.report(), self.session_files()
+        for _ in range(20):
+            engine = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+            time.sleep(moments.uniform(0.0, 0.2))
+            engine.kill()
+            engine.wait()
+        subprocess.run(command, capture_output=True, timeout=support.SECONDS)
+        self.assertEqual(self.report(), before)
+        self.assertEqual(self.session_files(), files)
+
+    def session_files(self):
+        return sorted(path.name for path in self.sessions()[0].iterdir())
 
     def test_two_hundred_times_with_a_copy_each(self):
         self.kill_again_and_again(200, 40_000, 16, "--personalised")
