@@ -168,12 +168,14 @@ constexpr std::string_view kStyle =
     ".bar{display:flex;height:1.2em;border-radius:.3em;overflow:hidden;background:#ddd}\n"
     ".sent{background:#2e7d32}.refused{background:#c62828}.failed{background:#ef6c00}"
     ".skipped{background:#757575}.unknown{background:#6a1b9a}\n"
-    ".key{color:#fff;border-radius:.3em;padding:.1em .5em;margin-right:.4em;white-space:nowrap}\n"
+    ".key{color:#fff;border-radius:.3em;padding:.1em .5em;margin-right:.4em;white-space:nowrap;"
+    "display:inline-block}p .key{margin-bottom:.3em}\n"
     "table{border-collapse:collapse;width:100%}th,td{text-align:left;padding:.3em .6em;"
     "border-bottom:1px solid #ddd;vertical-align:top;overflow-wrap:anywhere}\n"
     "nav a,nav b{margin-right:.8em}\n"
     "@media(max-width:40em){thead{display:none}tr{display:block;border-bottom:1px solid #999;"
-    "padding:.5em 0}td{display:block;border:0;padding:.1em 0}}\n"
+    "padding:.5em 0}td{display:block;border:0;padding:.1em 0}"
+    "td:nth-child(3)::before{content:\"Attempts: \"}}\n"
     "@media(prefers-color-scheme:dark){body{color:#ddd;background:#1b1b1b}a{color:#8ab4f8}}\n"
     "</style>\n";
 
@@ -275,7 +277,9 @@ class PageWriter {
       std::string text;
       for (State state : kStateOrder) {
         const std::uint64_t count = by_state[static_cast<std::size_t>(state)];
-        if (count > 0) (text += std::to_string(count) + " ").append(StateName(state)) += " ";
+        if (count == 0) continue;
+        if (!text.empty()) text += ", ";
+        (text += std::to_string(count) + " ").append(StateName(state));
       }
       html += Fact(server, text);
     }
