@@ -73,9 +73,11 @@ class Mistakes(support.JobTest):
         self.assertIn("--from", done.stderr)
 
     def test_a_job_that_found_no_server_goes_on_when_there_is_one(self):
+        # Named as seen from here, and still found when the job is taken up elsewhere.
+        self.write("gone.txt", "bo@example.org\n")
         done = self.expect(75, self.send(
-            "--subject", "S", "--text", self.text, "--list", self.list,
-            engine=("--retry", "2", "--retry-delay", "0")))
+            "--subject", "S", "--text", self.text, "--list", self.list, cwd=self.folder,
+            engine=("--retry", "2", "--retry-delay", "0", "--suppress", "gone.txt")))
         [line] = done.stderr.splitlines()
         self.assertIn(str(self.port), line)
         self.assertEqual(self.addresses("sent"), [])
@@ -83,7 +85,8 @@ class Mistakes(support.JobTest):
         catcher = self.catcher("--port", self.port)
         [session] = self.sessions()
         self.expect(0, self.vespro("run", session))
-        self.assertEqual(catcher.recipients(), ["ada@example.org", "bo@example.org"])
+        self.assertEqual(catcher.recipients(), ["ada@example.org"])
+        self.assertEqual(self.addresses("skipped"), ["bo@example.org"])
         self.assertEqual(self.addresses("sent"), catcher.recipients())
 
 

@@ -142,6 +142,9 @@ Status Convert(const Arguments& arguments, bool has_only, EngineOptions& options
   if (options.list.only.empty() && has_only) {
     return Status(Code::kUsage, "--only needs an address");
   }
+  if (options.json && !options.dry_run.empty()) {
+    return Status(Code::kUsage, "--dry-run sends nothing that --json could tell of");
+  }
   if (!std::isfinite(arguments.retry_delay)) {
     return Status(Code::kUsage, "--retry-delay is a number of seconds");
   }

@@ -69,6 +69,12 @@ Status CheckUrl(const std::string& url) {
   if (!lower.starts_with("https://") && !lower.starts_with("http://")) {
     return Bad("--unsubscribe-url", "has to begin with https:// or http://");
   }
+  const std::size_t host = lower.find("//") + 2;
+  const std::string_view server =
+      std::string_view(lower).substr(host, lower.find_first_of("/?#", host) - host);
+  if (server.empty() || Has(server, "{")) {
+    return Bad("--unsubscribe-url", "needs a server's name, the same for everybody");
+  }
   return IsClean(url) ? Status() : Bad("--unsubscribe-url", kUnclean);
 }
 

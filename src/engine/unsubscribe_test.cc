@@ -45,6 +45,8 @@ TEST(UnsubscribeTest, WhatCannotBeALinkIsRefused) {
       {"https://x.org/a>,<b", "", ""},
       {"https://x.org/\xC3\xA4", "", ""},
       {"https://x.org/{adress}", "", ""},
+      {"https:///leave", "", ""},
+      {"https://{address}/leave", "", ""},
       {"", "nobody", ""},
       {"", "a@x.org?subject=a b", ""},
       {"https://x.org/{token}", "", ""},

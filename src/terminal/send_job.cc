@@ -267,16 +267,36 @@ Status CheckList(const Distribution& distribution) {
   return CheckColumn(distribution);
 }
 
+namespace {
+
+// The option with its file's full path, since the job may be taken up from another folder.
+std::string WithFullPath(std::string_view before, const std::string& option) {
+  for (const std::string_view name : {"--suppress", "--ca", "--unsubscribe-key"}) {
+    const std::string joined = std::string(name) + "=";
+    const std::size_t begin = before == name               ? 0
+                              : option.starts_with(joined) ? joined.size()
+                                                           : std::string::npos;
+    if (begin >= option.size()) continue;
+    std::error_code failed;
+    const fs::path full = fs::absolute(ModFiles::FromUtf8(option.substr(begin)), failed);
+    if (!failed) return option.substr(0, begin) + ModFiles::ToUtf8(full);
+  }
+  return option;
+}
+
+}  // namespace
+
 Status KeepEngineOptions(const fs::path& session_folder, const std::vector<std::string>& options) {
   static constexpr std::string_view kForOneRun[] = {"--fresh", "--resend-unknown", "--json",
                                                     "--quiet"};
-  std::string text;
+  std::string text, before;
   for (const std::string& option : options) {
     if (std::find(std::begin(kForOneRun), std::end(kForOneRun), option) != std::end(kForOneRun)) {
       continue;
     }
     // A line each; nothing that the engine takes has a line end in it.
-    text += ModSend::OneLine(option) + "\n";
+    text += ModSend::OneLine(WithFullPath(before, option)) + "\n";
+    before = option;
   }
   if (text.empty()) return {};
   return ModFiles::ReplaceWith(session_folder / kOptionsFile, text, Access::kPrivate);
