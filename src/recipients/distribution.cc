@@ -54,9 +54,12 @@ std::string_view KindName(ListKind kind) {
   return "";
 }
 
+std::string ComposeUnmapped(std::string_view path, ListKind kind) {
+  return std::string(ModText::Trim(path)).append(",").append(KindName(kind));
+}
+
 std::string Compose(const Distribution& distribution) {
-  std::string setting(ModText::Trim(distribution.path));
-  setting.append(",").append(KindName(distribution.kind));
+  std::string setting = ComposeUnmapped(distribution.path, distribution.kind);
   if (distribution.kind == ListKind::kCsv) {
     setting.append(",").append(std::to_string(distribution.column));
     setting.append(distribution.header ? ",HEADER" : ",VALUE");

@@ -35,6 +35,8 @@ std::string_view KindName(ListKind kind);
 // comma in it is not escaped, and Parse takes what stands before it for the path.
 std::string Compose(const Distribution& distribution);
 Distribution Parse(std::string_view mail_list);
+// "path,KIND": all there is to say of a TEXT list; of a CSV table, until its mapping is known.
+std::string ComposeUnmapped(std::string_view path, ListKind kind);
 
 // The first two lines, empty when the file has fewer. A byte-order mark is left out.
 struct FirstRows {

@@ -1,0 +1,106 @@
+#include "dialogs/samples.h"
+
+#include <memory>
+#include <utility>
+
+#include "base/files.h"
+#include "host/desktop_over.h"
+#include "recipients/dlg_map_csv.h"
+#include "recipients/dlg_select_file.h"
+#include "recipients/frm_list_box.h"
+#include "recipients/frm_wait.h"
+#include "settings/file_backend.h"
+#include "settings/settings.h"
+
+namespace vespro {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Somebody who always picks the same file.
+class PickingDesktop final : public DesktopOver {
+ public:
+  PickingDesktop(Desktop& below, std::string picked)
+      : DesktopOver(below), picked_(std::move(picked)) {}
+  std::string PickFile(const FileQuestion&) override { return picked_; }
+
+ private:
+  std::string picked_;
+};
+
+// Settings of the sample's own, of which `MailList` is set.
+struct SampleSettings {
+  SampleSettings(const fs::path& work_folder, const std::string& mail_list)
+      : backend(work_folder / "settings") {
+    settings.Write(setting::kMailList, mail_list).Ignore();  // the picture would show it
+  }
+  FileBackend backend;
+  Settings settings{backend};
+};
+
+void ShowSelectFile(const fs::path& work_folder, Desktop& desktop, bool advanced) {
+  SampleSettings sample(work_folder, "C:\\Lists\\club.csv,CSV,1,HEADER");
+  PickingDesktop picking(desktop, "C:\\Lists\\has left.txt");
+  DlgSelectFile dialog(picking, sample.settings, {});
+  dialog.Show(desktop);
+  if (advanced) {
+    dialog.Do(UserAction::Click(dialog.CmdAdvance));
+    dialog.Do(UserAction::Click(dialog.CmdAdvancedFileSel));
+  }
+  dialog.ShowModal(desktop);
+}
+
+void ShowMapping(const fs::path& work_folder, Desktop& desktop, bool confirm_only) {
+  const fs::path list = work_folder / "club.csv";
+  ModFiles::ReplaceWith(list,
+                        "Name,\"E-mail\",City\r\n"
+                        "Ann,ann@example.org,Rome\r\n")
+      .Ignore();  // the picture would show it
+  SampleSettings sample(work_folder, ModFiles::ToUtf8(list) + ",CSV");
+  DlgMapCSV dialog(desktop, sample.settings);
+  dialog.set_confirm_only(confirm_only);
+  dialog.ShowModal(desktop);
+}
+
+void ShowDuplicates(Desktop& desktop, int count) {
+  ModRecipients::Loaded loaded;
+  for (int i = 1; i <= count; ++i) {
+    loaded.duplicate_addresses += "reader" + std::to_string(i) + "@example.org\n";
+    ++loaded.duplicates;
+  }
+  FrmListBox dialog;
+  dialog.Fill(loaded);
+  dialog.ShowModal(desktop);
+}
+
+void AddRecipients(std::vector<DialogSample>& samples, const fs::path& work_folder) {
+  const auto add = [&](std::string name, std::string explanation,
+                       std::function<void(Desktop&)> show) {
+    samples.push_back({std::move(name), std::move(show), std::move(explanation)});
+  };
+  add("DlgSelectFile", "Who gets the mail: a text file with an address per line, or a table.",
+      [=](Desktop& desktop) { ShowSelectFile(work_folder, desktop, false); });
+  add("DlgSelectFile-advanced",
+      "A second file is added to the first, or its addresses are taken out of it.",
+      [=](Desktop& desktop) { ShowSelectFile(work_folder, desktop, true); });
+  add("DlgMapCSV", "Where in a table the addresses stand; the answer is proposed.",
+      [=](Desktop& desktop) { ShowMapping(work_folder, desktop, false); });
+  add("DlgMapCSV-confirm", "The same before addresses are taken out of a table.",
+      [=](Desktop& desktop) { ShowMapping(work_folder, desktop, true); });
+  add("FrmListBox", "Addresses that stood in the list more than once.",
+      [](Desktop& desktop) { ShowDuplicates(desktop, 3); });
+  add("FrmListBox-many", "Of very many the first are shown; all are removed.",
+      [](Desktop& desktop) { ShowDuplicates(desktop, 40000); });
+  add("frmWait", "While a list is read and rewritten.",
+      [](Desktop& desktop) { frmWait().ShowModal(desktop); });
+}
+
+}  // namespace
+
+std::vector<DialogSample> DialogSamples(const fs::path& work_folder) {
+  std::vector<DialogSample> samples;
+  AddRecipients(samples, work_folder);
+  return samples;
+}
+
+}  // namespace vespro
