@@ -7,8 +7,8 @@
 
 #include "base/files.h"
 #include "base/random.h"
-#include "forms/scripted.h"
 #include "dialogs/samples.h"
+#include "forms/scripted.h"
 
 namespace vespro {
 namespace {
