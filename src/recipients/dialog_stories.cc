@@ -31,6 +31,7 @@ class WatchedDesktop final : public DesktopOver {
 
   Form* dialog = nullptr;  // what must take no input meanwhile
   int lines = 0;           // how often events were let run
+  FileQuestion asked;      // last, by the file picker
   std::vector<CommandLine> started;
   Status start_fails;
 
@@ -42,6 +43,10 @@ class WatchedDesktop final : public DesktopOver {
     for (Control* control : dialog->controls()) {
       EXPECT_FALSE(dialog->Do(UserAction::Click(*control))) << control->name();
     }
+  }
+  std::string PickFile(const FileQuestion& question) override {
+    asked = question;
+    return DesktopOver::PickFile(question);
   }
   std::string TextEditor() const override { return "editor"; }
   Status Start(const CommandLine& command) override {
@@ -98,6 +103,7 @@ void ATableIsChosenMappedAndCleaned(Story& story) {
   EXPECT_EQ(story.TextOf("TextSelectedFile"), club);
   story.Press(Key::kEnter);  // on the button that was pressed: the picker again
   story.PickFile("");
+  EXPECT_EQ(desk.desktop.asked.folder, ModFiles::ToUtf8(desk.folder.path()));
   EXPECT_EQ(story.TextOf("TextSelectedFile"), club) << "a cancelled picker changes nothing";
   story.Click("CmdOk");
   story.SeesWindows({kSelectTitle, kMapTitle});
@@ -316,7 +322,7 @@ void ATableIsFiltered(Story& story) {
   desk.Open();
   story.Type("TextSelectedFile", table);
   story.Click("CmdAdvance");
-  desk.Select("CmdAdvancedFileSel", unwanted + ".gone");
+  story.Type("TextAdvancedSelect", unwanted + ".gone");
   story.Click("CmdFilter");
   EXPECT_EQ(story.Of("ImageIcon").icon.name, "X") << "before anything is asked";
   story.Click("OK");

@@ -22,7 +22,7 @@ DlgMapCSV::DlgMapCSV(Desktop& desktop, Settings& settings)
   set_cancel(CancelButton);
   CmdFinish.OnClick([this] { CmdFinish_Click(); });
   CmdOk.OnClick([this] { CmdFinish_Click(); });
-  CancelButton.OnClick([this] { CancelButton_Click(); });
+  CancelButton.OnClick([this] { Unload(); });
 }
 
 Layout DlgMapCSV::Arrange() {
@@ -56,14 +56,13 @@ void DlgMapCSV::FillFields() {
 }
 
 void DlgMapCSV::Form_Unload() {
+  if (!confirmed_ && !confirm_only_) {
+    // However it was left: nothing may be sent by half a mapping.
+    const Status stored = settings_.Write(setting::kMailList, "");
+    if (!stored.ok()) ModListTasks::TellFailure(desktop_, stored);
+  }
   path_.clear();
   confirm_only_ = false;
-}
-
-bool DlgMapCSV::Form_CloseByFrame() {
-  if (confirm_only_) return true;
-  CancelButton_Click();
-  return false;  // unloaded already
 }
 
 void DlgMapCSV::CmdFinish_Click() {
@@ -73,12 +72,6 @@ void DlgMapCSV::CmdFinish_Click() {
   if (!stored.ok()) return ModListTasks::TellFailure(desktop_, stored);
   confirmed_ = true;
   if (!confirm_only_) ModListTasks::RemoveDuplicates(desktop_, list);
-  Unload();
-}
-
-void DlgMapCSV::CancelButton_Click() {
-  const Status stored = settings_.Write(setting::kMailList, "");
-  if (!stored.ok()) ModListTasks::TellFailure(desktop_, stored);
   Unload();
 }
 

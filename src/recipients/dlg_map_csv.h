@@ -14,8 +14,9 @@ class DlgMapCSV final : public Form {
   // Both must outlive it.
   DlgMapCSV(Desktop& desktop, Settings& settings);
 
-  // For the next time it is shown: there is only CmdOk, which leaves duplicates alone, and closing
-  // the frame leaves `MailList` alone. Otherwise closing the frame is Cancel.
+  // For the next time it is shown: there is only CmdOk, which leaves duplicates alone, and whoever
+  // closes the frame instead leaves `MailList` as it is. Otherwise that is Cancel: `MailList` is
+  // emptied, and the choice is to be made again.
   void set_confirm_only(bool confirm_only) { confirm_only_ = confirm_only; }
   // How it was closed.
   bool confirmed() const { return confirmed_; }
@@ -33,9 +34,7 @@ class DlgMapCSV final : public Form {
   Layout Arrange() override;
   void Form_Load() override;
   void Form_Unload() override;
-  bool Form_CloseByFrame() override;
   void CmdFinish_Click();
-  void CancelButton_Click();
   void FillFields();
 
   Desktop& desktop_;
