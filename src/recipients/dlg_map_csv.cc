@@ -56,7 +56,7 @@ void DlgMapCSV::FillFields() {
 }
 
 void DlgMapCSV::Form_Unload() {
-  if (!confirmed_ && !confirm_only_) {
+  if (!confirmed_) {
     // However it was left: nothing may be sent by half a mapping.
     const Status stored = settings_.Write(setting::kMailList, "");
     if (!stored.ok()) ModListTasks::TellFailure(desktop_, stored);

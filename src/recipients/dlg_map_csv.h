@@ -14,11 +14,10 @@ class DlgMapCSV final : public Form {
   // Both must outlive it.
   DlgMapCSV(Desktop& desktop, Settings& settings);
 
-  // For the next time it is shown: there is only CmdOk, which leaves duplicates alone, and whoever
-  // closes the frame instead leaves `MailList` as it is. Otherwise that is Cancel: `MailList` is
-  // emptied, and the choice is to be made again.
+  // For the next time it is shown: there is only CmdOk, which leaves duplicates alone.
   void set_confirm_only(bool confirm_only) { confirm_only_ = confirm_only; }
-  // How it was closed.
+  // How it was left. Without confirming, by whatever way, `MailList` is empty: the choice is to be
+  // made again.
   bool confirmed() const { return confirmed_; }
 
   Label Label1{this, "Label1", "Select email address from column"};

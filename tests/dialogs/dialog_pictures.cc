@@ -35,10 +35,11 @@ std::string Manual(const std::filesystem::path& work_folder) {
 int Compare(const std::string& expected, const char* path) {
   const Result<std::string> found = ModFiles::ReadAll(ModFiles::FromUtf8(path));
   if (found.ok() && found.value() == expected) return 0;
-  std::fprintf(stderr,
-               "%s does not show the dialogs as they are. Look at them and renew it:\n"
-               "  dialog_pictures > %s\n",
-               path, path);
+  std::fprintf(
+      stderr,
+      "%s does not show the dialogs as they are. Look at them, and if they are meant to be "
+      "so:\n  %s > %s\n",
+      path, ModFiles::ToUtf8(ModFiles::ProgramPath()).c_str(), path);
   return 1;
 }
 
