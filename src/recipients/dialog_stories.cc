@@ -20,7 +20,6 @@ namespace {
 constexpr char kSelectTitle[] = "Vespro - Select Distribution File";
 constexpr char kMapTitle[] = "Vespro CSV File";
 constexpr char kQuestion[] = "Do you want to remove duplicate emails?";
-constexpr char kNoDuplicates[] = "No email duplicates found";
 constexpr char kSameFile[] =
     "The file you have selected is the current distribution file, please select a different file";
 
@@ -43,6 +42,7 @@ class WatchedDesktop final : public DesktopOver {
     for (Control* control : dialog->controls()) {
       EXPECT_FALSE(dialog->Do(UserAction::Click(*control))) << control->name();
     }
+    DesktopOver::DoEvents();
   }
   std::string PickFile(const FileQuestion& question) override {
     asked = question;
@@ -142,7 +142,7 @@ void ATableIsChosenMappedAndCleaned(Story& story) {
   story.Press(Key::kEnter);
   story.PressAlt('f');
   story.Answers(kQuestion, "?", "Yes");
-  story.Answers(kNoDuplicates, "i", "OK");
+  story.Answers("No email duplicates found", "i", "OK");
   story.SeesEnd();
   EXPECT_EQ(desk.folder.Read("club.csv"), cleaned);
 
