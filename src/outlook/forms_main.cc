@@ -1,0 +1,85 @@
+// vespro-forms: shows the dialogs on sample data, one at a time, without a mail client.
+#include <windows.h>
+
+#include <objbase.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "base/command_line.h"
+#include "base/files.h"
+#include "outlook/gallery.h"
+#include "outlook/guard.h"
+#include "outlook/screenshot.h"
+#include "outlook/win32_desktop.h"
+
+namespace vespro {
+namespace {
+
+struct Sample {
+  std::string name;
+  std::function<void(Desktop&)> show;
+};
+
+std::vector<Sample> Samples() {
+  return {
+      {"gallery", [](Desktop& desktop) { frmGallery().ShowModal(desktop); }},
+      {"input",
+       [](Desktop& desktop) {
+         desktop.InputBox("What is your sender's email address?", "Vespro", "me@example.org");
+       }},
+  };
+}
+
+// The window in front is drawn within that time, on a slow machine, too.
+constexpr UINT kBeforePicture = 1500;  // milliseconds
+
+std::filesystem::path& PictureFile() {
+  static std::filesystem::path file;
+  return file;
+}
+
+// Comes out of whatever loop runs: a message box's, too.
+void CALLBACK TakePicture(HWND, UINT, UINT_PTR, DWORD) {
+  AtEdge("the picture", [] {
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    const Status saved = ModScreenshot::Save(GetForegroundWindow(), PictureFile());
+    if (!saved.ok()) std::fprintf(stderr, "%s\n", saved.text().c_str());
+    std::fflush(nullptr);
+    ExitProcess(saved.ok() ? 0 : 1);
+  });
+}
+
+int Show(const Sample& sample) {
+  Win32Desktop desktop(
+      [] { return HWND{}; },
+      [](std::string_view line) { std::fprintf(stderr, "%s\n", std::string(line).c_str()); });
+  sample.show(desktop);
+  return 0;
+}
+
+int Run(std::vector<std::string> arguments) {
+  if (arguments.size() == 4 && arguments[1] == "--picture") {
+    PictureFile() = ModFiles::FromUtf8(arguments[2]);
+    SetTimer(nullptr, 0, kBeforePicture, TakePicture);
+    arguments.erase(arguments.begin() + 1, arguments.begin() + 3);
+  }
+  const std::vector<Sample> samples = Samples();
+  if (arguments.size() == 2 && arguments[1] == "--list") {
+    for (const Sample& sample : samples) std::puts(sample.name.c_str());
+    return 0;
+  }
+  for (const Sample& sample : samples) {
+    if (arguments.size() == 2 && arguments[1] == sample.name) return Show(sample);
+  }
+  std::fputs("usage: vespro-forms [--picture FILE] NAME | --list\n", stderr);
+  return 64;
+}
+
+}  // namespace
+}  // namespace vespro
+
+int main(int argc, char** argv) { return vespro::Run(vespro::ModCommandLine::Begin(argc, argv)); }

@@ -1,0 +1,30 @@
+// outlook/icons.h - where a form's small pictures come from. One thread.
+#pragma once
+
+#include <windows.h>
+
+#include <map>
+#include <string>
+#include <utility>
+
+#include "forms/control.h"
+#include "outlook/owned.h"
+
+namespace vespro {
+
+// Keeps what it gave until it goes away.
+class IconLibrary {
+ public:
+  // A picture of `size` pixels in both directions; nullptr for Icon::Kind::kNone. What is named
+  // "X",
+  // "?", "!" and "i" is as in the system's message boxes; other names are resources of our module,
+  // or else drawn (outlook/pictures.h).
+  HICON Find(const Icon& icon, int size);
+
+ private:
+  static Owned<HICON> Load(const Icon& icon, int size);
+
+  std::map<std::pair<std::string, int>, Owned<HICON>> icons_;
+};
+
+}  // namespace vespro

@@ -1,0 +1,90 @@
+#include "outlook/win32_desktop.h"
+
+#include "base/win32/wide.h"
+#include "forms/boxes.h"
+#include "outlook/file_picker.h"
+#include "outlook/owned.h"
+
+namespace vespro {
+namespace {
+
+constexpr DWORD kBetweenEvents = 15;  // milliseconds
+
+UINT SystemIcon(MessageIcon icon) {
+  switch (icon) {
+    case MessageIcon::kCritical:
+      return MB_ICONERROR;
+    case MessageIcon::kQuestion:
+      return MB_ICONQUESTION;
+    case MessageIcon::kExclamation:
+      return MB_ICONWARNING;
+    case MessageIcon::kInformation:
+      break;
+  }
+  return MB_ICONINFORMATION;
+}
+
+}  // namespace
+
+MessageAnswer Win32Desktop::MsgBox(std::string_view text, MessageIcon icon, MessageButtons buttons,
+                                   std::string_view title) {
+  const bool asks = buttons == MessageButtons::kYesNo;
+  const VisualStyles::InUse new_look(renderer_.styles());
+  const int answer = MessageBoxW(
+      renderer_.Front(), ModWide::FromUtf8(text).c_str(), ModWide::FromUtf8(title).c_str(),
+      SystemIcon(icon) | static_cast<UINT>(asks ? MB_YESNO : MB_OK) | MB_SETFOREGROUND);
+  if (answer <= 0) Log("A message could not be shown: " + std::string(text));
+  if (!asks) return MessageAnswer::kOk;
+  return answer == IDYES ? MessageAnswer::kYes : MessageAnswer::kNo;
+}
+
+std::string Win32Desktop::InputBox(std::string_view prompt, std::string_view title,
+                                   std::string_view initial) {
+  return InputForm(prompt, title, initial).Ask(*this);
+}
+
+std::string Win32Desktop::PickFile(const FileQuestion& question) {
+  const VisualStyles::InUse new_look(renderer_.styles());
+  Result<std::string> path = ModFilePicker::Ask(renderer_.Front(), question);
+  if (path.ok()) return std::move(path).value();
+  Log(path.status().text() + ", error " + std::to_string(path.status().native()));
+  return {};
+}
+
+void Win32Desktop::SetHourglass(bool on) {
+  renderer_.set_hourglass(on);
+  SetCursor(LoadCursorW(nullptr, on ? IDC_WAIT : IDC_ARROW));
+}
+
+void Win32Desktop::DoEvents() {
+  if (GetTickCount() - last_events_ < kBetweenEvents) return;
+  MSG message{};
+  while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+    if (message.message == WM_QUIT) {
+      PostQuitMessage(static_cast<int>(message.wParam));  // for the loop that waits for it
+      break;
+    }
+    TranslateMessage(&message);
+    DispatchMessageW(&message);
+  }
+  last_events_ = GetTickCount();
+}
+
+Status Win32Desktop::Start(const CommandLine& command) {
+  std::wstring line = ModWide::FromUtf8(command.text);
+  STARTUPINFOW start{};
+  start.cb = sizeof(start);
+  start.dwFlags = STARTF_USESHOWWINDOW;
+  start.wShowWindow = SW_SHOWNORMAL;
+  PROCESS_INFORMATION process{};
+  if (!CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start,
+                      &process)) {
+    const DWORD error = GetLastError();
+    return Status(Code::kUnavailable, "'" + command.executable + "' cannot be started", error);
+  }
+  const Owned<HANDLE> program(process.hProcess);
+  const Owned<HANDLE> thread(process.hThread);
+  return {};
+}
+
+}  // namespace vespro
