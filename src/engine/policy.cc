@@ -75,7 +75,7 @@ constexpr Row kRows[] = {
     {Stage::kMail, Stage::kData, kAnswer, kAnswer, 530, 530, If::kAlways, kNoLoginHere},
     // The two sides are out of step, or a command that was offered is not known after all.
     {Stage::kMail, Stage::kEnd, kAnswer, kAnswer, 503, 503, If::kAlways, kBroken},
-    {Stage::kData, Stage::kEnd, kAnswer, kAnswer, 500, 502, If::kAlways, kBroken},
+    {Stage::kData, Stage::kData, kAnswer, kAnswer, 500, 502, If::kAlways, kBroken},
 
     {Stage::kMail,
      Stage::kMail,
@@ -87,8 +87,7 @@ constexpr Row kRows[] = {
      {.scope = Scope::kMessage, .action = kRetryLater, .pause = true}},
     {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 400, 499, If::kAlways, kMessageLater},
     // A sender refused, a quota used up: it would go like that with everybody on the list, so
-    // nobody
-    // is to blame for it, and the rest of the list waits for better times.
+    // nobody is to blame for it, and the rest of the list waits for better times.
     {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 500, 599, If::kThisMessage, kOtherAccounts},
     {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 500, 599, If::kAlways, kSenderNotWanted},
 

@@ -490,6 +490,7 @@ bool SmtpClient::IssueBody(std::size_t slot, Active& active) {
 }
 
 void SmtpClient::OnTransactionReply(const Expected& expected, const Reply& reply) {
+  if (bdat_in_doubt_ && !SettleBdat(reply)) return;
   if (expected.stage == Stage::kReset) {
     if (reply.klass() != 2) return Derail("RSET was refused: " + Masked(reply));
     return Pump();
@@ -516,14 +517,7 @@ void SmtpClient::OnTransactionReply(const Expected& expected, const Reply& reply
       OnDataReply(active, reply);
       break;
     default:
-      Save(reply, Masked(reply), active.body);
-      if (active.body.accepted() && active.accepted > 0) ++messages_accepted_;
-      // Commands were not known, so the bytes behind BDAT may have been read as commands.
-      if (chunking_ && (reply.code == 500 || reply.code == 502)) {
-        chunking_failed_ = true;
-        ForgetBodies();
-        return Derail("the server offers CHUNKING and does not know BDAT");
-      }
+      OnEndReply(expected.slot, reply);
       break;
   }
   ConcludeFinished();
@@ -531,10 +525,38 @@ void SmtpClient::OnTransactionReply(const Expected& expected, const Reply& reply
   ConcludeFinished();
 }
 
+// "Command not known", to a BDAT, may be about the command or about the message. About the command:
+// then its message was read as commands, and its first line is answered in the same way.
+void SmtpClient::OnEndReply(std::size_t slot, const Reply& reply) {
+  Active& active = active_[slot];
+  Save(reply, Masked(reply), active.body);
+  if (active.body.accepted() && active.accepted > 0) ++messages_accepted_;
+  const bool of_a_command = reply.enhanced == EnhancedCode{} ||
+                            reply.enhanced == EnhancedCode{5, 5, 1} ||
+                            reply.enhanced == EnhancedCode{5, 5, 2};
+  if (!chunking_ || messages_accepted_ > 0 || !of_a_command) return;
+  if (reply.code != 500 && reply.code != 502) return;
+  bdat_in_doubt_ = slot;
+  if (expected_.empty()) GiveUpBdat();  // nothing behind it will tell, and nothing can get lost
+}
+
+// The answer behind the doubtful one. False when the session has ended.
+bool SmtpClient::SettleBdat(const Reply& reply) {
+  if (reply.klass() == 5) {
+    GiveUpBdat();
+    return false;
+  }
+  bdat_in_doubt_.reset();  // it was the message
+  return true;
+}
+
 // Nothing that was sent by BDAT can have been accepted where BDAT is not known.
-void SmtpClient::ForgetBodies() {
-  if (messages_accepted_ > 0) return;  // it knows BDAT after all
+void SmtpClient::GiveUpBdat() {
+  chunking_failed_ = true;
+  active_[*bdat_in_doubt_].body.fault = Fault::kGarbage;
   for (const std::size_t slot : order_) active_[slot].body_sent = false;
+  bdat_in_doubt_.reset();
+  Derail("the server offers CHUNKING and does not know BDAT");
 }
 
 void SmtpClient::OnDataReply(Active& active, const Reply& reply) {
@@ -589,6 +611,7 @@ bool SmtpClient::MayHaveEnded(const Active& active) const {
 }
 
 void SmtpClient::ConcludeFinished() {
+  if (bdat_in_doubt_) return;
   while (!order_.empty() && IsFinished(active_[order_.front()])) {
     Conclude(order_.front(), nullptr, {});
   }
@@ -674,6 +697,7 @@ void SmtpClient::FailSession(Stage stage, Fault fault, const std::string& text) 
 void SmtpClient::SessionOver(const Failure& failure, const std::string& text) {
   if (state_ == State::kOver) return;
   state_ = State::kOver;
+  bdat_in_doubt_.reset();
   expected_.clear();
   text_.clear();
   parts_.clear();

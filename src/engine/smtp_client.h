@@ -178,7 +178,9 @@ class SmtpClient {
   void OnAuth(const Reply& reply);
   void OnTransactionReply(const Expected& expected, const Reply& reply);
   void OnDataReply(Active& active, const Reply& reply);
-  void ForgetBodies();
+  void OnEndReply(std::size_t slot, const Reply& reply);
+  bool SettleBdat(const Reply& reply);
+  void GiveUpBdat();
   void On421(const Expected& expected, const Reply& reply);
 
   void SayHello(std::string_view verb);
@@ -231,6 +233,8 @@ class SmtpClient {
   bool starttls_ = false, pipelining_ = false, chunking_ = false, eight_bit_ = false, utf8_ = false;
   bool size_ = false;
   bool chunking_failed_ = false;
+  // A slot whose BDAT was answered like a command that is not known; what follows tells.
+  std::optional<std::size_t> bdat_in_doubt_;
   std::uint64_t max_size_ = 0, max_recipients_ = 0, max_messages_ = 0;
 
   std::vector<Active> active_;

@@ -401,9 +401,19 @@ TEST(SmtpClientTest, Window) {
        {"a@x later: 502 what"},
        "RSET: the server offers CHUNKING and does not know BDAT"},
       {"and what went out behind it by BDAT can't have been accepted",
-       kWindow + "+ a@x\n" + one + "+ a@x\n" + next + "S: 250 ok\nS: 250 ok\nS: 502 what\n",
+       kWindow + "+ a@x\n" + one + "+ a@x\n" + next +
+           "S: 250 ok\nS: 250 ok\nS: 502 what\nS: 500 what is a Subject\n",
        {"a@x now: the server offers CHUNKING and does not know BDAT", "a@x later: 502 what"},
-       "RSET: the server offers CHUNKING and does not know BDAT"},
+       "MAIL FROM: the server offers CHUNKING and does not know BDAT"},
+      {"the message is meant, not BDAT: what stands behind it is looked at",
+       kWindow + "+ a@x\n" + one + "+ a@x\n" + next +
+           "S: 250 ok\nS: 250 ok\nS: 500 spam\nS: 250 ok\nS: 250 ok\nS: 250 ok\nS: 250 two\n",
+       {"a@x refuse: 500 spam", "a@x sent: 250 two"},
+       ""},
+      {"as its enhanced code may say",
+       kWindow + "+ a@x\n" + one + "S: 250 ok\nS: 250 ok\nS: 500 5.7.1 spam\n",
+       {"a@x refuse: 500 5.7.1 spam"},
+       ""},
       {"RSET refused: the session is of no use",
        kWindow + "+ a@x\n" + one + "+ a@x\n" + next +
            "S: 250 ok\nS: 250 ok\nS: 250 one\nS: 500 no\n",
