@@ -33,8 +33,7 @@ bool NextLine(std::string_view& rest, std::string_view& line) {
 LineReader::LineReader(File file, std::uint64_t file_bytes, std::size_t max_line_bytes)
     : file_(std::move(file)), file_bytes_(file_bytes), max_line_bytes_(max_line_bytes) {}
 
-Result<LineReader> LineReader::Open(const std::filesystem::path& path,
-                                    std::size_t max_line_bytes) {
+Result<LineReader> LineReader::Open(const std::filesystem::path& path, std::size_t max_line_bytes) {
   Result<File> file = File::Open(path, File::Mode::kRead);
   if (!file.ok()) return file.status();
   Result<std::uint64_t> size = file->Size();
@@ -44,7 +43,8 @@ Result<LineReader> LineReader::Open(const std::filesystem::path& path,
 
 bool LineReader::Fill() {
   if (!status_.ok()) return false;
-  block_.resize(kBlockBytes);
+  block_.resize(
+      static_cast<std::size_t>(std::min<std::uint64_t>(kBlockBytes, file_bytes_ - bytes_read_)));
   Result<std::size_t> count = file_.Read(block_.data(), block_.size());
   if (!count.ok()) {
     status_ = count.status();

@@ -16,6 +16,7 @@ namespace vespro {
 bool NextLine(std::string_view& rest, std::string_view& line);
 
 // Reads a file's lines in blocks, so that a file of any length takes the memory of its longest line.
+// What is appended to the file after it was opened is not read.
 class LineReader {
  public:
   // A line longer than `max_line_bytes` is given cut to that many bytes, with `overlong` set.

@@ -22,8 +22,28 @@ std::string ShortRow(std::string_view row, int column) {
          ", the address is in field " + std::to_string(column + 1);
 }
 
-// What parts the addresses of a suppression file: plain lines, tables, "Name <address>".
-constexpr std::string_view kBetweenAddresses = " \t,;:<>()\"'";
+// What parts the addresses of a suppression file: plain lines, tables, "Name <address>". An
+// apostrophe may stand in one, and around it as a quote.
+constexpr std::string_view kBetweenAddresses = " \t,;:<>()\"";
+constexpr char kApostrophe = '\'';
+
+std::string_view WithoutQuotes(std::string_view word) {
+  while (word.starts_with(kApostrophe)) word.remove_prefix(1);
+  while (word.ends_with(kApostrophe)) word.remove_suffix(1);
+  return word;
+}
+
+bool HasBothSides(std::string_view word) {
+  const std::size_t at = word.find('@');
+  return at != std::string_view::npos && at > 0 && at + 1 < word.size();
+}
+
+Status Unclear(const std::string& name, const LineReader& lines, const std::string& what) {
+  return Status(Code::kBadInput, "'" + name + "', line " + std::to_string(lines.line_number()) +
+                                     ": " + what +
+                                     " in it, so somebody might be mailed who must not be; correct "
+                                     "or remove the line");
+}
 
 }  // namespace
 
@@ -63,9 +83,9 @@ Result<ListSource> ListSource::Open(const Distribution& list, ListOptions option
   return source;
 }
 
-// Whoever asked not to be mailed must not be missed for the sake of a file's form: every word with
-// an
-// "@" counts, quoted or not, and a line without one is a fault, but for a table's first.
+// Whoever asked not to be mailed must not be missed for the sake of a file's form: every address
+// counts, quoted or not. A line without one is a fault, but for a table's first, and so is a word
+// that looks like an address and is none.
 Status ListSource::Suppress(const fs::path& file) {
   const std::string name = ModFiles::ToUtf8(file);
   if (Status text = ModDistribution::ProbeText(name); !text.ok()) return text;
@@ -79,17 +99,19 @@ Status ListSource::Suppress(const fs::path& file) {
     std::size_t begin = 0;
     while ((begin = line.find_first_not_of(kBetweenAddresses, begin)) != std::string_view::npos) {
       const std::size_t end = std::min(line.find_first_of(kBetweenAddresses, begin), line.size());
-      const std::string_view word = line.substr(begin, end - begin);
+      const std::string_view word = WithoutQuotes(line.substr(begin, end - begin));
       begin = end;
-      if (word.find('@') == std::string_view::npos) continue;
-      addresses.Insert(Normalised(word));
+      if (!HasBothSides(word)) continue;
       found = true;
+      std::string address = Normalised(word);
+      if (!WhyUnusable(address).empty())
+        return Unclear(name, lines.value(), "an address with a fault");
+      addresses.Insert(address);
+      // As it is compared when it stands in a CSV table.
+      if (std::erase(address, kApostrophe) > 0) addresses.Insert(address);
     }
     if (!found && lines->line_number() > 1 && !ModText::Trim(line).empty()) {
-      return Status(Code::kBadInput, "'" + name + "', line " +
-                                         std::to_string(lines->line_number()) +
-                                         ": no address in it, so somebody might be mailed who must "
-                                         "not be; correct or remove the line");
+      return Unclear(name, lines.value(), "no address");
     }
   }
   return lines->status();

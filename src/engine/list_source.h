@@ -53,6 +53,8 @@ class ListSource final : public WorkSource {
   std::uint64_t given() const { return given_; }
   std::uint64_t skipped() const { return skipped_; }
   std::uint64_t passed_over() const { return passed_over_; }
+  // Of the list when it was opened; only these are read.
+  std::uint64_t file_bytes() const { return lines_.file_bytes(); }
   // The number of the line read last.
   std::uint64_t line() const { return lines_.line_number(); }
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "base/testing.h"
 #include "engine/address.h"
 
@@ -88,7 +90,7 @@ TEST_F(ListSourceTest, Tables) {
 }
 
 TEST_F(ListSourceTest, LimitOnlySuppressAndWanted) {
-  const std::string_view list = "a@x.org\nbad\nb@x.org\nA@x.org\nc@x.org\nd@x.org\n";
+  const std::string_view list = "a@x.org\nbad\nb@x.org\nA@x.org\nc@x.org\nd@x.org\no'brien@x.org\n";
   ListSource limited = Open(list, ListKind::kText, 0, false, {2, ""});
   EXPECT_EQ(ReadAll(limited, 100).given, (Lines{"1: a@x.org|", "3: b@x.org|"}));
 
@@ -103,13 +105,29 @@ TEST_F(ListSourceTest, LimitOnlySuppressAndWanted) {
                                           "\xEF\xBB\xBF"
                                           "B@x.org\r\n\r\nz@z\n"))
                   .ok());
-  ASSERT_TRUE(suppressed.Suppress(folder_.Write("more.txt", " d@X.ORG")).ok());
+  ASSERT_TRUE(suppressed.Suppress(folder_.Write("more.txt", " 'd@X.ORG', O'Brien@x.org")).ok());
   const ReadList rest = ReadAll(suppressed);
   EXPECT_EQ(rest.given, (Lines{"1: a@x.org|", "5: c@x.org|"}));
   EXPECT_EQ(rest.skipped, (Lines{"2: not an address: no \"@\"", "3: suppressed by stop.txt",
-                                 "4: duplicate of an earlier line", "6: suppressed by more.txt"}));
+                                 "4: duplicate of an earlier line", "6: suppressed by more.txt",
+                                 "7: suppressed by more.txt"}));
   EXPECT_EQ(rest.to_mend, Lines{"bad"});
   EXPECT_EQ(suppressed.Suppress(folder_ / "none").code(), Code::kNotFound);
+  for (const std::string_view unclear : {"a@x.org\nnobody\n", "a@x.org.\n", "a@x.org|2024\n"}) {
+    EXPECT_EQ(suppressed.Suppress(folder_.Write("bad.txt", unclear)).code(), Code::kBadInput);
+  }
+  // A table's rows lose their quotes before they are compared.
+  ListSource table = Open("o'brien@x.org,1\n", ListKind::kCsv);
+  ASSERT_TRUE(table.Suppress(folder_ / "more.txt").ok());
+  EXPECT_EQ(ReadAll(table).given, Lines{});
+
+  // What is appended while the list is read is not part of the job.
+  const auto path = folder_.Write("growing.txt", "a@x.org\nb@x.org\n");
+  Result<ListSource> growing =
+      ListSource::Open({ModFiles::ToUtf8(path), ListKind::kText}, {}, randomness_);
+  ASSERT_TRUE(growing.ok());
+  std::ofstream(path, std::ios::app) << "c@x.org\n";
+  EXPECT_EQ(ReadAll(growing.value()).given, (Lines{"1: a@x.org|", "2: b@x.org|"}));
 
   // A limit counts those who were served before, so that a second run does not go further.
   ListSource resumed = Open(list, ListKind::kText, 0, false, {2, ""});
