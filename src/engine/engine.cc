@@ -159,7 +159,9 @@ class Run {
                  " rows skipped; nothing was sent\n")
           .Ignore();  // the messages are there all the same
     }
-    return kExitAllSent;
+    const std::string nobody = WhyNobody();
+    if (!nobody.empty()) Say(nobody);
+    return nobody.empty() ? kExitAllSent : kExitBadInput;
   }
 
   Status OpenJournal() {
@@ -172,6 +174,9 @@ class Run {
     Result<ListIdentity> list = IdentifyList(ModFiles::FromUtf8(job_.list.path));
     if (!list.ok()) return list.status();
     list_ = list.value();
+    if (list_.bytes != source_->file_bytes()) {
+      return Status(Code::kResumable, "the list is being changed; start the job when it is done");
+    }
     Result<Journal> journal = Journal::Open(folder_, list_, options_.fresh, world_.clock);
     if (!journal.ok()) return journal.status();
     journal_ = std::make_unique<Journal>(std::move(journal).value());
@@ -183,12 +188,12 @@ class Run {
     if (options_.json) {
       events_.Start(ModFiles::ToUtf8(options_.job_file), template_->subject(), job_.connections);
     }
-    if (!options_.resend_unknown) {
-      if (Status status = SettleDoubts(); !status.ok()) return status;
-    }
+    if (Status status = SettleDoubts(); !status.ok()) return status;
     before_ = RecordedBefore();
     source_->SetWanted([this](std::uint64_t line) { return Wanted(line); });
-    source_->OnSkip([this](const Recipient& row, std::string_view reason, bool mend) {
+    source_->OnSkip([this](const Recipient& row, std::string_view reason, bool mend) -> Status {
+      // The earlier message may have arrived, whatever keeps this one back.
+      if (journal_->states().OutcomeOf(row.line) == State::kUnknown) return {};
       if (options_.json) {
         events_.Final(row, {State::kSkipped, 0, {}, std::string(reason)});
       }
@@ -212,7 +217,8 @@ class Run {
         JournalEvent event;
         event.kind = JournalEvent::Kind::kOutcome;
         event.recipient = recipient;
-        event.outcome = {State::kUnknown, 1, {}, std::string(kCutOff)};
+        event.outcome = {State::kUnknown, 1, journal_->ServerOf(recipient.line),
+                         std::string(kCutOff)};
         Status status = journal_->Record(recipient, event.outcome);
         if (!status.ok()) return status;
         if (options_.json) events_.Final(recipient, event.outcome);
@@ -233,7 +239,7 @@ class Run {
     const LineStates& states = journal_->states();
     const unsigned outcomes = states.Outcomes(line);
     if (outcomes == 0) return true;
-    const bool unsure = states.InDoubt(line) || states.OutcomeOf(line) == State::kUnknown;
+    const bool unsure = states.OutcomeOf(line) == State::kUnknown;
     if (!unsure || !options_.resend_unknown || outcomes >= LineStates::kMaxOutcomes) return false;
     ++repeated_;
     return true;
@@ -285,7 +291,7 @@ class Run {
         result_ = "finished";
         break;
       case DeliveryEnd::Reason::kStopped:
-        exit = end.status.ok() ? kExitInterrupted : kExitRunAgain;
+        exit = end.status.ok() ? kExitInterrupted : ExitOf(end.status);
         result_ = end.status.ok() ? "interrupted; run it again to go on"
                                   : "stopped (" + end.status.text() + "); run it again to go on";
         break;

@@ -22,6 +22,7 @@ struct FakeDelivery {
   std::vector<std::string> sent;          // every message that was given out
   std::size_t stop_after = 1'000'000;     // messages; then as `stop_reason`
   DeliveryEnd::Reason stop_reason = DeliveryEnd::Reason::kStopped;
+  Status stop_status;
   bool stop_on_the_wire = false;  // the last message gets no verdict, as if the power went
   bool forget_one = false;        // a fault that the count at the end must show
 
@@ -36,7 +37,7 @@ struct FakeDelivery {
       Result<std::vector<Recipient>> next = source.Next(renderer.recipients_per_message());
       if (!next.ok()) return {DeliveryEnd::Reason::kCannotRecord, next.status(), {}};
       if (next->empty()) return end;
-      if (count == stop_after && !stop_on_the_wire) return {stop_reason, {}, {}};
+      if (count == stop_after && !stop_on_the_wire) return {stop_reason, stop_status, {}};
       renderer.Render(next.value(), message);
       Status status = results.Sending(next.value(), server);
       if (!status.ok()) return {DeliveryEnd::Reason::kCannotRecord, status, {}};
@@ -188,8 +189,20 @@ TEST_F(EngineTest, StoppedAnywhereAndStartedAgain) {
       EXPECT_EQ(all, (Addresses{"a@x.org", "b@x.org", "c@x.org", "d@x.org"}));
       const bool one_unknown = stopped && on_the_wire;
       EXPECT_EQ(out_.text.find("1 unknown") != std::string::npos, one_unknown) << out_.text;
+      if (one_unknown) {
+        EXPECT_NE(folder_.Read("report.txt").find("\tunknown\t1\tmail.x.org:25\t"),
+                  std::string::npos);
+      }
 
+      // Suppressed or not, the first message may have arrived.
       options_.resend_unknown = true;
+      options_.suppress = {folder_.Write("stop.txt", first.sent.empty() ? "" : first.sent.back())};
+      FakeDelivery suppressed;
+      EXPECT_EQ(Run(suppressed), kExitSomeNotSent);
+      EXPECT_EQ(suppressed.sent, Addresses{});
+      EXPECT_EQ(out_.text.find("1 unknown") != std::string::npos, one_unknown) << out_.text;
+
+      options_.suppress.clear();
       FakeDelivery third;
       EXPECT_EQ(Run(third), kExitSomeNotSent);
       EXPECT_EQ(third.sent.size(), one_unknown ? 1u : 0u);
@@ -303,6 +316,15 @@ TEST_F(EngineTest, ExitCodes) {
   EXPECT_EQ(last["result"], "finished");
   EXPECT_EQ(last["sent"], 4);
   options_.json = false;
+  delivery.stop_reason = DeliveryEnd::Reason::kStopped;
+  delivery.stop_after = 0;
+  delivery.stop_status = Status(Code::kBadInput, "no certificates in it");
+  options_.fresh = true;
+  EXPECT_EQ(Run(delivery), kExitBadInput) << "running it again does not help";
+  options_.dry_run = folder_ / "dry";
+  options_.list.only = "z@x.org";
+  EXPECT_EQ(Run(delivery), kExitBadInput);
+  options_.dry_run.clear();
   folder_.Write("message.eml", "no head");
   EXPECT_EQ(Run(delivery), kExitBadInput);
   folder_.Write("Vespro.cfg", "MESSAGE FILE=x\r\nDISTRIBUTION FILE=x,TEXT\r\n");
@@ -316,7 +338,7 @@ TEST(JobTest, ReadsTheWholeFile) {
   Result<Job> job = ParseJob(
       "CONNECTION= 5\r\nDISTRIBUTION FILE=C:/l/a.csv,CSV,2,VALUE\r\n"
       "BCC MODE=50\r\nMESSAGE FILE=C:/s/V.eml\r\nFUTURE=1\r\n"
-      "HOST=one,25,,\r\nHOST=two,587," +
+      "HOST=mail,25,login,\r\nc2VjcmV0cGFzcw==\r\nHOST=one,25,,\r\nHOST=two,587," +
       ModPassword::EncodePassword("ann") + "," + secret + "\r\nHOST=one,25,,\r\nHOST=bad,smtp,," +
       secret + "\r\n");
   ASSERT_TRUE(job.ok()) << job.status().text();
@@ -326,15 +348,18 @@ TEST(JobTest, ReadsTheWholeFile) {
   EXPECT_FALSE(job->list.header);
   EXPECT_EQ(job->bcc_mode, 50);
   EXPECT_EQ(ModFiles::ToUtf8(job->message_file), "C:/s/V.eml");
-  ASSERT_EQ(job->accounts.size(), 3u);
-  EXPECT_EQ(job->accounts[1].server, "two");
-  EXPECT_EQ(job->accounts[1].port, 587);
-  EXPECT_EQ(job->accounts[1].login, "ann");
-  EXPECT_EQ(job->accounts[1].password, "s3cret");
-  ASSERT_EQ(job->warnings.size(), 2u);
-  EXPECT_NE(job->warnings[0].find("'FUTURE'"), std::string::npos) << job->warnings[0];
-  EXPECT_NE(job->warnings[1].find("'bad'"), std::string::npos) << job->warnings[1];
-  EXPECT_EQ(job->warnings[1].find(secret), std::string::npos) << job->warnings[1];
+  ASSERT_GE(job->accounts.size(), 3u);
+  const Account& two = job->accounts[job->accounts.size() - 2];
+  EXPECT_EQ(two.server, "two");
+  EXPECT_EQ(two.port, 587);
+  EXPECT_EQ(two.login, "ann");
+  EXPECT_EQ(two.password, "s3cret");
+  std::string warnings;
+  for (const std::string& warning : job->warnings) warnings += warning + "\n";
+  EXPECT_NE(warnings.find("'FUTURE'"), std::string::npos) << warnings;
+  EXPECT_NE(warnings.find("'bad'"), std::string::npos) << warnings;
+  EXPECT_EQ(warnings.find(secret), std::string::npos) << warnings;
+  EXPECT_EQ(warnings.find("c2Vj"), std::string::npos) << warnings;
 }
 
 TEST(JobTest, WhatIsMissingIsNamed) {

@@ -12,6 +12,12 @@
 namespace vespro::engine {
 namespace {
 
+bool LooksLikeKey(std::string_view text) {
+  return text.size() <= 40 && std::all_of(text.begin(), text.end(), [](char c) {
+           return (c >= 'A' && c <= 'Z') || c == ' ' || c == '-';
+         });
+}
+
 constexpr int kMaxConnections = 500;
 
 // "server,port,login,password", the last two encoded. The failure's text names no secret.
@@ -81,9 +87,10 @@ struct Reader {
     } else if (key == "HOST") {
       TakeHost(value, number);
     } else {
-      // Not the value: a misspelt HOST would show its password.
-      job.warnings.push_back("line " + std::to_string(number) + " of the job is not understood: '" +
-                             ModText::Printable(key.substr(0, key.find(',')), 40) + "'");
+      // Only what looks like a key: anything else may be part of a password.
+      const bool shown = equals != std::string_view::npos && LooksLikeKey(key);
+      job.warnings.push_back("line " + std::to_string(number) + " of the job is not understood" +
+                             (shown ? ": '" + std::string(key) + "'" : ""));
     }
   }
 };

@@ -196,12 +196,21 @@ struct Loaded {
   std::uint64_t damaged = 0;
   bool usable = false;    // false: it broke off before its list was named, so nothing was sent
   bool headless = false;  // it does not name its list, but something was sent
+  std::map<std::uint64_t, std::string> doubted;  // the lines in doubt, with the server
 };
+
+void NoteServer(const JournalEvent& event, std::map<std::uint64_t, std::string>& doubted) {
+  using Kind = JournalEvent::Kind;
+  if (event.kind == Kind::kIntent) doubted[event.recipient.line] = event.outcome.server;
+  if (event.kind == Kind::kPutBack || event.kind == Kind::kOutcome) {
+    doubted.erase(event.recipient.line);
+  }
+}
 
 Result<Loaded> Load(const fs::path& path, const ListIdentity& list) {
   Result<JournalReader> reader = JournalReader::Open(path);
   if (!reader.ok()) return reader.status();
-  Loaded loaded{LineStates(list.lines), 0, false, false};
+  Loaded loaded{LineStates(list.lines), 0, false, false, {}};
   JournalEvent event;
   while (reader->Next(event)) {
     if (event.kind == JournalEvent::Kind::kList) {
@@ -215,11 +224,14 @@ Result<Loaded> Load(const fs::path& path, const ListIdentity& list) {
       loaded.usable = true;
     } else if (loaded.usable && !loaded.states.Take(event)) {
       ++loaded.damaged;
+    } else {
+      NoteServer(event, loaded.doubted);
     }
     loaded.headless = loaded.headless || !loaded.usable;
   }
   if (!reader->status().ok()) return reader->status();
-  if (loaded.headless) {
+  // One line may be the list's own, torn before anything was sent.
+  if (loaded.headless || (!loaded.usable && reader->damaged() > 1)) {
     return Status(Code::kBadInput,
                   "the journal is damaged at its beginning and does not say for which list it is; "
                   "--fresh starts the job anew and may mail people again");
@@ -353,7 +365,7 @@ Result<Journal> Journal::Open(const fs::path& folder, const ListIdentity& list, 
                               const Clock& clock) {
   const fs::path path = PathIn(folder);
   std::error_code error;
-  Loaded loaded{LineStates(list.lines), 0, false, false};
+  Loaded loaded{LineStates(list.lines), 0, false, false, {}};
   if (fs::exists(path, error)) {
     if (fresh) {
       Status renamed = ModFiles::Rename(path, folder / "journal.old");
@@ -368,6 +380,7 @@ Result<Journal> Journal::Open(const fs::path& folder, const ListIdentity& list, 
                                  Access::kPrivate);
   if (!file.ok()) return file.status();
   Journal journal(std::move(file).value(), clock, std::move(loaded.states), loaded.damaged);
+  journal.doubted_ = std::move(loaded.doubted);
   if (loaded.usable) {
     journal.buffer_ += '\n';  // the last line may be torn
   } else {

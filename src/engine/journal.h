@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -108,6 +109,11 @@ class Journal final : public ResultSink {
   // What earlier runs have left; does not follow what is written now.
   const LineStates& states() const { return states_; }
   LineStates& states() { return states_; }
+  // Which server a line in doubt was on its way to; empty where that is not known.
+  std::string ServerOf(std::uint64_t line) const {
+    const auto found = doubted_.find(line);
+    return found == doubted_.end() ? std::string() : found->second;
+  }
   std::uint64_t damaged() const { return damaged_; }
 
   Status Sending(std::span<const Recipient> recipients, std::string_view server) override;
@@ -131,6 +137,7 @@ class Journal final : public ResultSink {
   File file_;
   const Clock* clock_;
   LineStates states_;
+  std::map<std::uint64_t, std::string> doubted_;
   std::uint64_t damaged_;
   std::string buffer_;
   std::chrono::steady_clock::time_point last_sync_;

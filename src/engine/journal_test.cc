@@ -142,12 +142,16 @@ TEST(JournalTest, AJournalWithoutItsHeadIsNotTakenForAnEmptyOne) {
   }
   std::string bytes = folder.Read("journal");
   const std::size_t list_line = bytes.find('\n') + 1;
-  bytes[bytes.find('\n', list_line) - 1] ^= 1;
-  Overwrite(folder, bytes);
-  const Status status = OpenIn(folder).status();
-  EXPECT_EQ(status.code(), Code::kBadInput);
-  EXPECT_NE(status.text().find("--fresh"), std::string::npos) << status.text();
-  EXPECT_EQ(folder.Read("journal"), bytes);
+  std::string no_list = bytes, no_line = bytes;
+  no_list[bytes.find('\n', list_line) - 1] ^= 1;
+  std::replace(no_line.begin(), no_line.end(), '\t', ' ');
+  for (const std::string& damaged : {no_list, no_line}) {
+    Overwrite(folder, damaged);
+    const Status status = OpenIn(folder).status();
+    EXPECT_EQ(status.code(), Code::kBadInput);
+    EXPECT_NE(status.text().find("--fresh"), std::string::npos) << status.text();
+    EXPECT_EQ(folder.Read("journal"), damaged);
+  }
 }
 
 TEST(JournalTest, DamagedLinesArePassedOver) {

@@ -120,8 +120,8 @@ Status WriteText(const fs::path& folder, const LineStates& states, const ReportF
   }
   for (const AccountTally& account : facts.accounts) {
     if (!account.login_refused.empty()) {
-      head += "Login refused: " + Value(account.server) + ": " + Value(account.login_refused) +
-              "\r\n";
+      head +=
+          "Login refused: " + Value(account.server) + ": " + Value(account.login_refused) + "\r\n";
     }
     if (!account.taken_out.empty()) {
       head += "Given up: " + Value(account.server) + ": " + Value(account.taken_out) + "\r\n";
@@ -287,7 +287,8 @@ class PageWriter {
       if (!account.login_refused.empty()) {
         html += Fact(account.server, "login refused: " + account.login_refused);
       }
-      if (!account.taken_out.empty()) html += Fact(account.server, "given up: " + account.taken_out);
+      if (!account.taken_out.empty())
+        html += Fact(account.server, "given up: " + account.taken_out);
     }
     if (counts_.to_mend > 0) {
       html += "<dt>To correct</dt><dd><a href=\"failed.csv\">failed.csv</a></dd>";
