@@ -255,6 +255,16 @@ class Survive(support.JobTest):
                 return "250 ok"
         self.assert_all(self.run_job(Limited(), connections=6))
 
+    def test_a_server_that_waits_for_nobody(self):
+        class Impatient(Server):
+            def run(self, connection):
+                connection.settimeout(0.15)
+                super().run(connection)
+        server = Impatient()
+        self.assert_all(self.run_job(server, "--rate", "4/s"))
+        # A connection is opened for a message, not to wait for its turn.
+        self.assertLessEqual(server.connections, len(self.PEOPLE) + 5)
+
     def test_text_behind_starttls(self):
         class Injected(Server):
             offers = ("STARTTLS",)

@@ -64,6 +64,12 @@ struct Target {
 
   std::size_t limit = kNoLimit;  // an index into the limits
   static constexpr std::size_t kNoLimit = SIZE_MAX;
+
+  // It has failed so often in a row that it counts as gone.
+  bool IsOutOfReach() const {
+    const int most = reached ? kMostConnectFailures : kMostFirstFailures;
+    return connect_failures >= most || pauses >= kMostPauses;
+  }
 };
 
 std::vector<Target> TargetsOf(const std::vector<Account>& accounts) {
@@ -145,6 +151,7 @@ class Delivery::Impl {
   void OnSecret(std::size_t target, const Result<std::string>& secret);
   bool RenewSecret(Target& target, unsigned refused);
   bool WithinLimit(const Target& target, TimePoint now) const;
+  bool MayConnect(const Target& target, TimePoint now) const;
   std::size_t NextTarget();
   void MakeRoom();
   void RemoveLostSessions();
@@ -175,7 +182,7 @@ class Delivery::Impl {
   void SettleHopeless();
   void Rest(Target& target, milliseconds first, int& times, const std::string& why);
   void Fail(const Status& status);
-  bool Unreachable() const;
+  bool NobodyCanBeServed();
   TimePoint Now() const { return steady_clock::now(); }
 
   DeliveryOptions options_;
@@ -496,7 +503,6 @@ void Delivery::Impl::RemoveLostSessions() {
 
 void Delivery::Impl::OpenSessions() {
   while (sessions_.size() < std::max<std::size_t>(options_.connections, 1)) {
-    if (waits_for_token_ && !sessions_.empty()) return;
     const auto waits = [](const auto& session) { return session->connecting(); };
     const auto connecting =
         static_cast<std::size_t>(std::count_if(sessions_.begin(), sessions_.end(), waits));
@@ -504,6 +510,11 @@ void Delivery::Impl::OpenSessions() {
     if (!HasFresh() || fresh_.size() - next_fresh_ < kReadAhead / 2) {
       const std::size_t in_sight = fresh_.size() - next_fresh_ + ready_.size();
       if (connecting >= in_sight) return;
+    }
+    // A connection that waits for its first message is thrown out by many a server.
+    if (connecting >= bucket_.Left(Now())) {
+      waits_for_token_ = true;
+      return;
     }
     const std::size_t target = NextTarget();
     if (target == targets_.size()) return;
@@ -527,8 +538,11 @@ std::size_t Delivery::Impl::NextTarget() {
     if (!target.out.ok() || now < target.rest_until || now < target.no_connection_until) continue;
     if (target.connect_failures > 0 && target.open > 0) continue;  // one tries for all
     if (target.secret != Target::Secret::kThere) continue;
-    if (target.open > 0 && !WithinLimit(target, now)) continue;
     if (!HasWorkFor(i)) continue;
+    if (!MayConnect(target, now)) {
+      waits_for_limit_ = true;
+      continue;
+    }
     if (best == targets_.size() || need(i) < need(best)) best = i;
   }
   return best;
@@ -564,22 +578,32 @@ bool Delivery::Impl::IsOver() {
                    [](const Target& target) { return target.out.ok(); })) {
     return true;
   }
-  if (Unreachable()) {
-    std::string why = "no server can be reached:";
-    for (const Target& target : targets_) {
-      why += " " + target.name + ": " + (target.out.ok() ? target.last_trouble : target.out.text());
-    }
-    stopped_why_ = Status(Code::kUnavailable, std::move(why));
-    return true;
+  if (!HasFresh() && source_ended_ && ready_.empty() && waiting_.empty()) return true;
+  if (!NobodyCanBeServed()) return false;
+  std::string why = "no server can be reached:";
+  for (const Target& target : targets_) {
+    why += " " + target.name + ": " +
+           (!target.out.ok()        ? target.out.text()
+            : target.IsOutOfReach() ? target.last_trouble
+                                    : "it does not take what is left");
   }
-  return !HasFresh() && source_ended_ && ready_.empty() && waiting_.empty();
+  stopped_why_ = Status(Code::kUnavailable, std::move(why));
+  return true;
 }
 
-bool Delivery::Impl::Unreachable() const {
-  return std::all_of(targets_.begin(), targets_.end(), [](const Target& target) {
-    const int most = target.reached ? kMostConnectFailures : kMostFirstFailures;
-    return !target.out.ok() || target.connect_failures >= most || target.pauses >= kMostPauses;
-  });
+// Every server that would take what is left is out of reach.
+bool Delivery::Impl::NobodyCanBeServed() {
+  std::vector<std::size_t> in_reach;
+  for (std::size_t i = 0; i < targets_.size(); ++i) {
+    if (targets_[i].out.ok() && !targets_[i].IsOutOfReach()) in_reach.push_back(i);
+  }
+  if (in_reach.empty()) return true;
+  const auto can_be_served = [&](const Item& item) {
+    return !std::all_of(in_reach.begin(), in_reach.end(),
+                        [&](std::size_t i) { return item.history.RefusedBy(i); });
+  };
+  return !HasFresh() && std::none_of(ready_.begin(), ready_.end(), can_be_served) &&
+         !waiting_.AnyOf(can_be_served);
 }
 
 void Delivery::Impl::EndSessions() {
@@ -840,6 +864,11 @@ void Delivery::Impl::OnSessionFailed(const Session& session, bool was_used, cons
 
 bool Delivery::Impl::WithinLimit(const Target& target, TimePoint now) const {
   return target.limit == Target::kNoLimit || limits_[target.limit].Ready(now);
+}
+
+bool Delivery::Impl::MayConnect(const Target& target, TimePoint now) const {
+  return target.limit == Target::kNoLimit ||
+         target.open - target.ready < limits_[target.limit].Left(now);
 }
 
 void Delivery::Impl::AskForSecrets() {

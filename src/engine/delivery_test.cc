@@ -254,6 +254,14 @@ TEST(DeliveryTest, AServerThatIsNotThere) {
   EXPECT_NE(end.status.text().find("refused"), std::string::npos) << end.status.text();
   EXPECT_TRUE(alone.ledger.outcomes.empty());
 
+  // The server that is there can't take the message, the one that could is not there.
+  TestServer small({{"SIZE 10"}, {}, {}});
+  Job stuck(5);
+  stuck.To(small.port);
+  stuck.To(DeadPort());
+  EXPECT_EQ(stuck.Run().status.code(), Code::kUnavailable);
+  EXPECT_TRUE(stuck.ledger.outcomes.empty());
+
   Job nameless(1);
   nameless.To(25, "no-such-host.invalid");
   EXPECT_EQ(nameless.Run().status.code(), Code::kUnavailable);

@@ -95,6 +95,12 @@ bool TokenBucket::Take(TimePoint now) {
   return true;
 }
 
+std::size_t TokenBucket::Left(TimePoint now) const {
+  if (per_second_ <= 0) return SIZE_MAX;
+  const double tokens = tokens_ + Seconds(now - filled_at_).count() * per_second_;
+  return static_cast<std::size_t>(std::min(capacity_, tokens) + kAlmost);
+}
+
 TimePoint TokenBucket::NextAt(TimePoint now) const {
   if (per_second_ <= 0) return now;
   const double missing = 1 - tokens_ - Seconds(now - filled_at_).count() * per_second_;

@@ -71,6 +71,11 @@ class RetryQueue {
   // The item that is due longest, if one is.
   std::optional<Item> TakeDue(TimePoint now);
   std::optional<TimePoint> NextDue() const;
+  template <class Holds>
+  bool AnyOf(Holds holds) const {
+    return std::any_of(heap_.begin(), heap_.end(),
+                       [&](const Entry& entry) { return holds(entry.item); });
+  }
   // Every item for which `settled` says true is gone. It is asked once for each.
   template <class Settled>
   void RemoveIf(Settled settled) {
@@ -102,6 +107,8 @@ class TokenBucket {
   explicit TokenBucket(double per_second, TimePoint now);
   bool Take(TimePoint now);
   bool Ready(TimePoint now) const { return NextAt(now) <= now; }
+  // How many Takes would succeed.
+  std::size_t Left(TimePoint now) const;
   // When the next Take will succeed.
   TimePoint NextAt(TimePoint now) const;
 
