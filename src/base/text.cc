@@ -105,8 +105,10 @@ bool ParseUnsigned(std::string_view text, std::uint64_t max, std::uint64_t* valu
 }
 
 bool IsAscii(std::string_view bytes) {
-  return std::none_of(bytes.begin(), bytes.end(),
-                      [](char c) { return (static_cast<unsigned char>(c) & 0x80) != 0; });
+  // Without a way out of the loop, which the compiler then does for many bytes at a time.
+  unsigned all = 0;
+  for (const char c : bytes) all |= static_cast<unsigned char>(c);
+  return (all & 0x80) == 0;
 }
 
 void AppendUtf8(std::string& out, std::uint32_t c) {

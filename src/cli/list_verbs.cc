@@ -120,6 +120,34 @@ int Map(const Globals& globals, const ListArguments& arguments) {
   return 0;
 }
 
+// Whether a terminal and a script may have the bytes as they are.
+bool ArePlain(std::string_view lines) {
+  unsigned odd = 0;
+  for (const char c : lines) {
+    const auto byte = static_cast<unsigned char>(c);
+    odd |= static_cast<unsigned>((byte < 0x20) & (byte != '\n')) | static_cast<unsigned>(byte > 0x7E);
+  }
+  return odd == 0;
+}
+
+// A list's lines, each ended by LF, on standard output. Half a million of them are no rarity, and
+// nearly all are plain.
+void PrintLines(std::string_view lines) {
+  constexpr std::size_t kPieceBytes = 64 * 1024;
+  while (!lines.empty()) {
+    const std::size_t end = lines.find('\n', std::min(kPieceBytes, lines.size() - 1));
+    std::string_view piece = lines.substr(0, end + 1);
+    lines.remove_prefix(piece.size());
+    if (ArePlain(piece)) {
+      std::cout << piece;
+      continue;
+    }
+    for (std::string_view line; NextLine(piece, line);) {
+      std::cout << ModText::Printable(ListText(line), line.size() * 4) << "\n";
+    }
+  }
+}
+
 int Dedupe(const Globals& globals, const ListArguments& arguments) {
   Result<Distribution> chosen = ModSendJob::ChooseList(arguments.Choice());
   if (!chosen.ok()) return Fail(chosen.status());
@@ -134,16 +162,10 @@ int Dedupe(const Globals& globals, const ListArguments& arguments) {
   }
   Result<ModRecipients::Loaded> loaded = ModRecipients::LoadAndDeduplicate(chosen.value());
   if (!loaded.ok()) return Fail(loaded.status());
-  nlohmann::json removed = nlohmann::json::array();
-  std::string_view rest = loaded->duplicate_addresses;
-  for (std::string_view address; NextLine(rest, address);) {
-    if (globals.json) {
-      removed.push_back(ListText(address));
-    } else {
-      std::cout << ModText::Printable(ListText(address), 400) << "\n";
-    }
-  }
   if (globals.json) {
+    nlohmann::json removed = nlohmann::json::array();
+    std::string_view rest = loaded->duplicate_addresses;
+    for (std::string_view address; NextLine(rest, address);) removed.push_back(ListText(address));
     PrintJson({{"duplicates", loaded->duplicates},
                {"addresses", loaded->distinct},
                {"removed", removed},
@@ -151,6 +173,7 @@ int Dedupe(const Globals& globals, const ListArguments& arguments) {
                {"short_row_lines", loaded->short_row_lines}});
     return 0;
   }
+  PrintLines(loaded->duplicate_addresses);
   for (const std::uint64_t line : loaded->short_row_lines) {
     Note("line " + std::to_string(line) + " has no field for the address" +
          (loaded->rewritten ? " and was left out" : ""));

@@ -78,7 +78,7 @@ std::size_t CountIf(std::size_t size, const Predicate& counts) {
   return total;
 }
 
-// Only lines beyond ASCII need more than this.
+// For ASCII only: elsewhere a letter's byte may be a piece of another character.
 void LowerAscii(char* data, std::size_t size);
 
 // What an operation says that its OnLine gave up.

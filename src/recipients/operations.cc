@@ -10,6 +10,8 @@
 #include "base/files.h"
 #include "base/lines.h"
 #include "base/text.h"
+#include "recipients/keyed_hash.h"
+#include "recipients/line_writer.h"
 #include "recipients/load.h"
 #include "recipients/row.h"
 
@@ -17,8 +19,6 @@ namespace vespro::ModRecipients {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr std::string_view kLineEnd = "\r\n";
 
 bool IsSameFile(std::string_view a, std::string_view b) {
   if (a == b) return true;
@@ -134,7 +134,7 @@ class Unwanted {
 
  private:
   std::string bytes_;
-  std::unordered_set<std::string_view> lines_;
+  std::unordered_set<std::string_view, KeyedHash> lines_;
 };
 
 // The key of a row that is trimmed and in lower case; empty when it has none.
@@ -158,16 +158,18 @@ Result<std::uint64_t> KeepOthers(ListBlocks blocks, const Distribution& list,
   if (blocks.has_byte_order_mark()) {
     if (Status marked = out.Write(ModRow::kByteOrderMark); !marked.ok()) return marked;
   }
+  LineWriter kept(out);
   for (;;) {
     Result<ListBlocks::Block> block = blocks.Next();
     if (!block.ok()) return block.status();
-    if (block->size == 0) return removed;
-    LowerAscii(block->data, block->size);
+    if (block->size == 0) break;
+    const bool is_ascii = ModText::IsAscii(block->text());
+    if (is_ascii) LowerAscii(block->data, block->size);
     for (std::string_view lines = block->text(); !lines.empty();) {
       if (on_line && !on_line()) return GivenUp(list.path);
       std::string_view row = ModText::Trim(TakeLine(lines));
       if (row.empty()) continue;
-      if (!ModText::IsAscii(row)) {
+      if (!is_ascii) {
         lower.assign(row);
         ModRow::LowerAddress(lower);
         row = lower;
@@ -177,10 +179,11 @@ Result<std::uint64_t> KeepOthers(ListBlocks blocks, const Distribution& list,
         ++removed;
         continue;
       }
-      if (Status written = out.Write(row); !written.ok()) return written;
-      if (Status written = out.Write(kLineEnd); !written.ok()) return written;
+      kept.Write(row);
     }
   }
+  if (Status written = kept.Finish(); !written.ok()) return written;
+  return removed;
 }
 
 }  // namespace
