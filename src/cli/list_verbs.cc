@@ -1,13 +1,16 @@
+#include <algorithm>
 #include <iostream>
 #include <nlohmann/json.hpp>
 
 #include "base/files.h"
 #include "base/lines.h"
 #include "base/text.h"
+#include "cli/long_work.h"
 #include "cli/verbs.h"
 #include "recipients/distribution.h"
 #include "recipients/list_text.h"
 #include "recipients/load.h"
+#include "recipients/operations.h"
 #include "settings/settings.h"
 #include "terminal/home.h"
 #include "terminal/send_job.h"
@@ -18,6 +21,7 @@ namespace {
 
 struct ListArguments {
   std::string file;
+  std::string second;  // of merge and filter
   std::string column;
   bool header = false;
   bool value = false;
@@ -125,7 +129,8 @@ bool ArePlain(std::string_view lines) {
   unsigned odd = 0;
   for (const char c : lines) {
     const auto byte = static_cast<unsigned char>(c);
-    odd |= static_cast<unsigned>((byte < 0x20) & (byte != '\n')) | static_cast<unsigned>(byte > 0x7E);
+    odd |=
+        static_cast<unsigned>((byte < 0x20) & (byte != '\n')) | static_cast<unsigned>(byte > 0x7E);
   }
   return odd == 0;
 }
@@ -148,6 +153,28 @@ void PrintLines(std::string_view lines) {
   }
 }
 
+Result<ModRecipients::Loaded> Deduplicate(const Distribution& list) {
+  LongWork work;
+  return ModRecipients::LoadAndDeduplicate(list, work.on_line());
+}
+
+// What a person should know of rows that a rewritten list no longer has.
+void NoteShortRows(const ModRecipients::Loaded& loaded) {
+  const char* const fate = loaded.rewritten ? " and was left out" : "";
+  for (const std::uint64_t line : loaded.short_row_lines) {
+    Note("line " + std::to_string(line) + " has no field for the address" + fate);
+  }
+  if (const std::uint64_t more = loaded.short_rows - loaded.short_row_lines.size(); more > 0) {
+    Note(std::to_string(more) + " more lines have none either");
+  }
+}
+
+nlohmann::json Lines(std::string_view lines) {
+  nlohmann::json array = nlohmann::json::array();
+  for (std::string_view line; NextLine(lines, line);) array.push_back(ListText(line));
+  return array;
+}
+
 int Dedupe(const Globals& globals, const ListArguments& arguments) {
   Result<Distribution> chosen = ModSendJob::ChooseList(arguments.Choice());
   if (!chosen.ok()) return Fail(chosen.status());
@@ -160,28 +187,72 @@ int Dedupe(const Globals& globals, const ListArguments& arguments) {
                   MessageButtons::kYesNo, "Vespro") == MessageAnswer::kNo) {
     return 0;
   }
-  Result<ModRecipients::Loaded> loaded = ModRecipients::LoadAndDeduplicate(chosen.value());
+  Result<ModRecipients::Loaded> loaded = Deduplicate(chosen.value());
   if (!loaded.ok()) return Fail(loaded.status());
   if (globals.json) {
-    nlohmann::json removed = nlohmann::json::array();
-    std::string_view rest = loaded->duplicate_addresses;
-    for (std::string_view address; NextLine(rest, address);) removed.push_back(ListText(address));
     PrintJson({{"duplicates", loaded->duplicates},
                {"addresses", loaded->distinct},
-               {"removed", removed},
+               {"removed", Lines(loaded->duplicate_addresses)},
                {"short_rows", loaded->short_rows},
                {"short_row_lines", loaded->short_row_lines}});
     return 0;
   }
   PrintLines(loaded->duplicate_addresses);
-  for (const std::uint64_t line : loaded->short_row_lines) {
-    Note("line " + std::to_string(line) + " has no field for the address" +
-         (loaded->rewritten ? " and was left out" : ""));
-  }
+  NoteShortRows(loaded.value());
   Note(loaded->duplicates == 0
            ? std::string("No email duplicates found")
            : "Found and removed " + std::to_string(loaded->duplicates) + " email duplicates, " +
                  std::to_string(loaded->distinct) + " addresses stay");
+  return 0;
+}
+
+int Merge(const Globals& globals, const ListArguments& arguments) {
+  std::uint64_t lines = 0;
+  Status merged;
+  {
+    LongWork work;
+    merged = ModRecipients::Merge(arguments.file, arguments.second, work.on_line());
+    lines = work.lines();
+  }
+  if (!merged.ok()) return Fail(merged);
+  if (globals.json) {
+    PrintJson({{"file", arguments.file}, {"second", arguments.second}, {"lines", lines}});
+  } else {
+    Note("File Merged into the current distribution file");
+  }
+  return 0;
+}
+
+int Filter(const Globals& globals, const ListArguments& arguments) {
+  // Whatever stops it is to stop it before the duplicates are gone.
+  Status fits = ModRecipients::CheckFilter(arguments.file, arguments.second);
+  if (!fits.ok()) return Fail(fits);
+  Result<Distribution> chosen = ModSendJob::ChooseList(arguments.Choice());
+  if (!chosen.ok()) return Fail(chosen.status());
+  Result<ModRecipients::Loaded> loaded = Deduplicate(chosen.value());
+  if (!loaded.ok()) return Fail(loaded.status());
+  if (!globals.json) NoteShortRows(loaded.value());
+  Result<std::uint64_t> removed = [&] {
+    LongWork work;
+    return ModRecipients::Filter(chosen.value(), arguments.second, work.on_line());
+  }();
+  if (!removed.ok()) {
+    if (loaded->rewritten) {
+      Note(std::to_string(loaded->duplicates) + " email duplicates were removed before");
+    }
+    return Fail(removed.status());
+  }
+  if (globals.json) {
+    PrintJson({{"filtered", removed.value()},
+               {"duplicates", loaded->duplicates},
+               {"short_rows", loaded->short_rows},
+               {"short_row_lines", loaded->short_row_lines}});
+    return 0;
+  }
+  Note(removed.value() == 0
+           ? std::string("No unwanted emails found in the current distribution file")
+           : "Filtered out " + std::to_string(removed.value()) +
+                 " unwanted emails from the current distribution file");
   return 0;
 }
 
@@ -212,6 +283,7 @@ void AddListVerbs(CLI::App& app, Globals& globals, Action& action) {
     verb->callback([&globals, &action, arguments, run] {
       action = [&globals, arguments, run] { return run(globals, *arguments); };
     });
+    return verb;
   };
   add("use", "Make a file the current one", "Example: vespro list use members.csv --column Email",
       true, Use);
@@ -221,6 +293,20 @@ void AddListVerbs(CLI::App& app, Globals& globals, Action& action) {
       "Example: vespro list map members.csv", true, Map);
   add("dedupe", "Remove duplicate addresses from a file, and print them",
       "Example: vespro list dedupe members.txt --yes", true, Dedupe);
+  add("merge", "Append a second file of the same kind",
+      "Example: vespro list merge members.csv newcomers.csv\nNothing is sorted out: 'vespro list "
+      "dedupe' takes duplicates away afterwards.",
+      false, Merge)
+      ->add_option("SECOND", arguments->second, "What is appended; it stays as it is")
+      ->required();
+  add("filter", "Remove the addresses that stand in a second file, and duplicates",
+      "Example: vespro list filter members.csv unsubscribed.txt --column Email\nThe list comes "
+      "back "
+      "in lower case. Lines of UNWANTED are compared as they stand: write them in lower case, one "
+      "address a line.",
+      true, Filter)
+      ->add_option("UNWANTED", arguments->second, "The addresses that shall go, one a line")
+      ->required();
 }
 
 }  // namespace vespro::cli

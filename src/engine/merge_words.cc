@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <unordered_set>
 
 #include "base/text.h"
 
@@ -74,12 +75,9 @@ bool IsColourOrStyle(std::string_view tag, std::string_view attribute) {
 }  // namespace
 
 MergeWords::MergeWords(const std::vector<ModMailMerge::FieldName>& fields) {
-  const auto known = [this](const std::string& name) {
-    return std::any_of(plain_.begin(), plain_.end(),
-                       [&name](const Word& word) { return word.text == name; });
-  };
+  std::unordered_set<std::string_view> known;
   for (const ModMailMerge::FieldName& field : fields) {
-    if (field.name.empty() || known(field.name)) continue;
+    if (field.name.empty() || !known.insert(field.name).second) continue;
     plain_.push_back({field.name, field.column});
     html_.push_back({field.name, field.column});
     std::string escaped = EscapeMarkup(field.name);

@@ -119,7 +119,6 @@ Status AppendLines(ListBlocks& second, Appender& current, std::string_view curre
 class Unwanted {
  public:
   Status Load(std::string_view path, const OnLine& on_line, std::string_view current) {
-    if (Status text = ModDistribution::ProbeText(path); !text.ok()) return text;
     Result<std::string> bytes = ModFiles::ReadAll(ModFiles::FromUtf8(path));
     if (!bytes.ok()) return bytes.status();
     bytes_ = std::move(bytes).value();
@@ -210,7 +209,8 @@ Status Merge(std::string_view current, std::string_view second, const OnLine& on
 }
 
 Status CheckFilter(std::string_view current, std::string_view unwanted) {
-  return IsSameFile(current, unwanted) ? Status(Code::kUsage, std::string(kSameFile)) : Status();
+  if (IsSameFile(current, unwanted)) return Status(Code::kUsage, std::string(kSameFile));
+  return ModDistribution::ProbeText(unwanted);
 }
 
 Result<std::uint64_t> Filter(const Distribution& current, std::string_view unwanted,

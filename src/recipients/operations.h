@@ -27,7 +27,9 @@ Status CheckMerge(std::string_view current, std::string_view second);
 // as it was. The bytes are not waited for to reach the disk.
 Status Merge(std::string_view current, std::string_view second, const OnLine& on_line = {});
 
-// kUsage with kSameFile when they are one file, by whatever names.
+// Whether the one can be filtered by the other: kUsage with kSameFile when they are one file, by
+// whatever names; kNotFound or kBadInput when `unwanted` can't be read. Ask before duplicates are
+// removed, so that a wrong name changes nothing.
 Status CheckFilter(std::string_view current, std::string_view unwanted);
 
 // Takes the rows out whose key is a line of `unwanted`, and replaces the file by the others, in

@@ -40,8 +40,12 @@ Result<std::int16_t> FindColumn(const std::string& wanted, const std::vector<std
   for (std::size_t i = 0; i < fields.size(); ++i) {
     if (ModText::EqualsIgnoringAsciiCase(fields[i], wanted)) return static_cast<std::int16_t>(i);
   }
+  constexpr std::size_t kMaxNames = 50;  // one line for a person
   std::string names;
-  for (const std::string& field : fields) names += (names.empty() ? "" : ", ") + Quoted(field);
+  for (std::size_t i = 0; i < std::min(fields.size(), kMaxNames); ++i) {
+    names += (names.empty() ? "" : ", ") + Quoted(fields[i]);
+  }
+  if (fields.size() > kMaxNames) names += ", ...";
   return Status(Code::kBadInput, "no column is called " + Quoted(wanted) + " in " + Quoted(path) +
                                      ": it has " + names);
 }

@@ -1,0 +1,51 @@
+#include "cli/long_work.h"
+
+#include <csignal>
+#include <iostream>
+#include <string>
+
+#include "base/command_line.h"
+
+namespace vespro::cli {
+namespace {
+
+// A clock is looked at once in so many lines, about once in a millisecond.
+constexpr std::uint64_t kLinesPerLook = 16 * 1024;
+
+volatile std::sig_atomic_t stopped = 0;
+
+extern "C" void Stop(int) { stopped = 1; }
+
+}  // namespace
+
+LongWork::LongWork()
+    : terminal_(ModCommandLine::IsTerminal(ModCommandLine::Stream::kError)),
+      shown_(Clock::now()),
+      old_interrupt_(std::signal(SIGINT, Stop)),
+      old_terminate_(std::signal(SIGTERM, Stop)) {
+  stopped = 0;
+}
+
+LongWork::~LongWork() {
+  if (width_ > 0) std::cerr << "\r" << std::string(width_, ' ') << "\r" << std::flush;
+  std::signal(SIGINT, old_interrupt_);
+  std::signal(SIGTERM, old_terminate_);
+}
+
+ModRecipients::OnLine LongWork::on_line() {
+  return [this] {
+    if (++lines_ % kLinesPerLook == 0 && terminal_) Show();
+    return stopped == 0;
+  };
+}
+
+void LongWork::Show() {
+  const Clock::time_point now = Clock::now();
+  if (now - shown_ < std::chrono::milliseconds(500)) return;
+  shown_ = now;
+  const std::string text = std::to_string(lines_) + " lines";
+  width_ = text.size();
+  std::cerr << "\r" << text << std::flush;
+}
+
+}  // namespace vespro::cli

@@ -1,0 +1,39 @@
+// cli/long_work.h - what a person sees of an operation that goes through a long list, and how they
+// stop it: a count on standard error, where that is a terminal, and Ctrl-C.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+
+#include "recipients/list_blocks.h"
+
+namespace vespro::cli {
+
+// From its making to its end SIGINT and SIGTERM end the operation in place of the program, so that
+// no half-written file stays behind. One at a time, on the main thread.
+class LongWork {
+ public:
+  LongWork();
+  // Takes the count off the terminal.
+  ~LongWork();
+  LongWork(const LongWork&) = delete;
+  LongWork& operator=(const LongWork&) = delete;
+
+  // For the operation; must not be called after this object's end.
+  ModRecipients::OnLine on_line();
+  // How often it was called.
+  std::uint64_t lines() const { return lines_; }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  void Show();
+
+  bool terminal_;
+  std::uint64_t lines_ = 0;
+  Clock::time_point shown_;
+  std::size_t width_ = 0;  // of what stands on the terminal
+  void (*old_interrupt_)(int);
+  void (*old_terminate_)(int);
+};
+
+}  // namespace vespro::cli
