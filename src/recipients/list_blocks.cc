@@ -90,7 +90,9 @@ std::size_t ListBlocks::EndOfWholeLines() const {
 void ListBlocks::UnifyLineEnds(std::size_t begin, std::size_t end) {
   char* const data = block_.data() + begin;
   if (std::memchr(data, '\r', end - begin) == nullptr) return;
-  const auto is_lone_cr = [data](std::size_t i) { return data[i] == '\r' && data[i + 1] != '\n'; };
+  const auto is_lone_cr = [data](std::size_t i) {
+    return (data[i] == '\r') & (data[i + 1] != '\n');
+  };
   if (CountIf(end - begin, is_lone_cr) == 0) return;
   for (std::size_t i = 0; i < end - begin; ++i) {
     if (is_lone_cr(i)) data[i] = '\n';

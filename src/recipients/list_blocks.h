@@ -61,7 +61,7 @@ inline std::string_view TakeLine(std::string_view& lines) {
 }
 
 // How often `counts(i)` is true below `size`. Short inner rounds let the compiler count in bytes,
-// sixteen at a time.
+// sixteen at a time, as long as `counts` has no way to end early: "&", not "&&".
 template <class Predicate>
 std::size_t CountIf(std::size_t size, const Predicate& counts) {
   constexpr std::size_t kRound = 240;

@@ -86,15 +86,26 @@ class Appender {
   std::uint64_t size_;  // all of it ours behind size_before_
 };
 
+bool EndsInCrLf(std::string_view block, std::size_t lines) {
+  if (block.find('\r') == std::string_view::npos) return false;
+  const char* const data = block.data();
+  return lines == CountIf(block.size() - 1, [data](std::size_t i) {
+           return (data[i] == '\r') & (data[i + 1] == '\n');
+         });
+}
+
 // The block's lines with CR LF; `copy` is where they lie when the block has others.
 std::string_view WithCrLf(std::string_view block, std::size_t lines, std::string& copy) {
-  const char* const data = block.data();
-  const std::size_t cr_lf = CountIf(
-      block.size() - 1, [data](std::size_t i) { return data[i] == '\r' && data[i + 1] == '\n'; });
-  if (cr_lf == lines) return block;
-  copy.clear();
-  while (!block.empty()) copy.append(TakeLine(block)).append(kLineEnd);
-  return copy;
+  if (EndsInCrLf(block, lines)) return block;
+  copy.resize(block.size() + lines);
+  char* at = copy.data();
+  while (!block.empty()) {
+    const std::string_view line = TakeLine(block);
+    CopyShort(at, line.data(), line.size());
+    CopyShort(at + line.size(), kLineEnd.data(), kLineEnd.size());
+    at += line.size() + kLineEnd.size();
+  }
+  return std::string_view(copy).substr(0, static_cast<std::size_t>(at - copy.data()));
 }
 
 Status AppendLines(ListBlocks& second, Appender& current, std::string_view current_path,
