@@ -66,6 +66,10 @@ void ScriptedView::Update(const Control& control, Change change, std::size_t row
   }
 }
 
+void ScriptedView::ShowTyped(const TextBox& box, std::string_view text) {
+  looks_[&box].text = ShownText(box, text);
+}
+
 void ScriptedView::UpdateCaption() { caption_ = form_.caption(); }
 
 void ScriptedView::SetFocus(const Control* control) {
@@ -210,7 +214,12 @@ Status ScriptedDriver::DoInTop(UserAction action) {
   ScriptedView* view = renderer_.top();
   if (Ended() || view == nullptr) return Status(Code::kNotFound, "there is no window");
   if (!view->takes_input()) return Status(Code::kUnavailable, view->caption() + " takes no input");
-  action_ = [view, action = std::move(action)] { view->form().Do(action); };
+  action_ = [view, action = std::move(action)] {
+    if (action.kind == UserAction::Kind::kText) {
+      view->ShowTyped(static_cast<TextBox&>(*action.control), action.text);
+    }
+    view->form().Do(action);
+  };
   LetProgramRun();
   return {};
 }

@@ -32,6 +32,9 @@ class ScriptedView final : public FormView {
   void UpdateCaption() override;
   void SetFocus(const Control* control) override;
 
+  // A box shows what is typed into it before anybody hears of it.
+  void ShowTyped(const TextBox& box, std::string_view text);
+
   Form& form() const { return form_; }
   bool takes_input() const { return takes_input_; }
   const std::string& caption() const { return caption_; }

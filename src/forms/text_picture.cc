@@ -340,6 +340,10 @@ std::vector<std::string> WrapText(std::string_view text, int columns) {
   return lines;
 }
 
+std::string ShownText(const TextBox& box, std::string_view text) {
+  return box.style() == TextBox::Style::kMasked ? Repeat(Width(text), "*") : std::string(text);
+}
+
 ControlLook LookOf(const Control& control, const Control* focus) {
   ControlLook look;
   look.visible = control.IsVisible();
@@ -351,8 +355,7 @@ ControlLook LookOf(const Control& control, const Control* focus) {
   switch (control.kind()) {
     case ControlKind::kTextBox: {
       const auto& box = static_cast<const TextBox&>(control);
-      const bool masked = box.style() == TextBox::Style::kMasked;
-      look.text = masked ? Repeat(Width(box.text()), "*") : box.text();
+      look.text = ShownText(box, box.text());
       break;
     }
     case ControlKind::kOptionButton:

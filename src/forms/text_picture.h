@@ -34,6 +34,8 @@ struct ControlLook {
   Icon icon;
 };
 
+// A text as the box shows it: as "*" for each character where it is masked.
+std::string ShownText(const TextBox& box, std::string_view text);
 // What a control should look like, by its own properties.
 ControlLook LookOf(const Control& control, const Control* focus);
 

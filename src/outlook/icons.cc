@@ -46,8 +46,15 @@ std::string KeyOf(const Icon& icon) {
 HICON IconLibrary::Find(const Icon& icon, int size) {
   if (icon.kind == Icon::Kind::kNone) return nullptr;
   const auto [place, is_new] = icons_.try_emplace({KeyOf(icon), size});
-  if (is_new) place->second = Load(icon, size);
-  return place->second.get();
+  if (is_new) place->second = {icon, Load(icon, size)};
+  return place->second.picture.get();
+}
+
+const Icon* IconLibrary::What(HICON picture) const {
+  for (const auto& [key, kept] : icons_) {
+    if (kept.picture.get() == picture) return &kept.icon;
+  }
+  return nullptr;
 }
 
 Owned<HICON> IconLibrary::Load(const Icon& icon, int size) {

@@ -20,11 +20,17 @@ class IconLibrary {
   // "?", "!" and "i" is as in the system's message boxes; other names are resources of our module,
   // or else drawn (outlook/pictures.h).
   HICON Find(const Icon& icon, int size);
+  // Which one it gave; nullptr when it is not one of its own.
+  const Icon* What(HICON picture) const;
 
  private:
   static Owned<HICON> Load(const Icon& icon, int size);
 
-  std::map<std::pair<std::string, int>, Owned<HICON>> icons_;
+  struct Kept {
+    Icon icon;
+    Owned<HICON> picture;
+  };
+  std::map<std::pair<std::string, int>, Kept> icons_;
 };
 
 }  // namespace vespro

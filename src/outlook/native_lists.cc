@@ -235,7 +235,7 @@ class NativeListView final : public NativeRows {
         break;
       }
       case static_cast<UINT>(NM_CLICK):
-        Clicked();
+        if (reinterpret_cast<const NMITEMACTIVATE&>(header).iItem >= 0) Clicked();
         break;
       case static_cast<UINT>(LVN_GETINFOTIPW):
         SayTooltip(reinterpret_cast<NMLVGETINFOTIPW&>(header));

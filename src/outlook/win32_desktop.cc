@@ -24,15 +24,25 @@ UINT SystemIcon(MessageIcon icon) {
   return MB_ICONINFORMATION;
 }
 
+bool IsQuitting() {
+  MSG message{};
+  return PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_NOREMOVE) != FALSE;
+}
+
 }  // namespace
 
 MessageAnswer Win32Desktop::MsgBox(std::string_view text, MessageIcon icon, MessageButtons buttons,
                                    std::string_view title) {
   const bool asks = buttons == MessageButtons::kYesNo;
+  const UINT style =
+      SystemIcon(icon) | static_cast<UINT>(asks ? MB_YESNO : MB_OK) | MB_SETFOREGROUND;
   const VisualStyles::InUse new_look(renderer_.styles());
-  const int answer = MessageBoxW(
-      renderer_.Front(), ModWide::FromUtf8(text).c_str(), ModWide::FromUtf8(title).c_str(),
-      SystemIcon(icon) | static_cast<UINT>(asks ? MB_YESNO : MB_OK) | MB_SETFOREGROUND);
+  int answer = 0;
+  do {
+    answer = MessageBoxW(renderer_.Front(), ModWide::FromUtf8(text).c_str(),
+                         ModWide::FromUtf8(title).c_str(), style);
+    // Not every system knows that a question can't be closed without an answer.
+  } while (asks && answer == IDCANCEL && !IsQuitting());
   if (answer <= 0) Log("A message could not be shown: " + std::string(text));
   if (!asks) return MessageAnswer::kOk;
   return answer == IDYES ? MessageAnswer::kYes : MessageAnswer::kNo;

@@ -1,0 +1,366 @@
+#include "forms/stories.h"
+
+#include "forms/sample_form.h"
+
+namespace vespro {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+// A sample form, opened; at the end the program ends before the form does.
+class Opened {
+ public:
+  explicit Opened(Story& story) : form(story.desktop()), story_(story) { Open(); }
+  Opened(const Opened&) = delete;
+  Opened& operator=(const Opened&) = delete;
+  ~Opened() { story_.driver().End(); }
+
+  void Open() {
+    story_.Start([this] { form.ShowModal(story_.desktop()); });
+    form.events.clear();
+  }
+  Lines Events() { return std::exchange(form.events, {}); }
+
+  SampleForm form;
+
+ private:
+  Story& story_;
+};
+
+void ShowsWhatThereIs(Story& story) {
+  Opened opened(story);
+  story.Sees(R"(
++- Sample -------------------------[x]-+
+| _Number: >[_________]  <example.org> |
+| +-_Kind----+  +--------------------+ |
+| | (o) One  |  |                    | |
+| | ( ) T_wo |  |                    | |
+| +----------+  +--------------------+ |
+| [ ] Locked                           |
+| +----------------------------------+ |
+| | Name       | Size                | |
+| |----------------------------------| |
+| | <.txt> a.. | 12                  | |
+| | b          | 7                   | |
+| +----------------------------------+ |
+|         [=OK=]  [ _More ]  [ Close ] |
++--------------------------------------+
+)");
+  EXPECT_EQ(story.Of("CmdClose").tooltip, "Ends it");
+}
+
+void TheOneLeftMayKeepTheFocus(Story& story) {
+  Opened opened(story);
+  story.Type("TextNumber", "bad");
+  EXPECT_EQ(opened.Events(), (Lines{"change bad"}));
+  for (const auto& leave : std::vector<std::function<void()>>{
+           [&] { story.Click("CmdOk"); }, [&] { story.Press(Key::kEnter); },
+           [&] { story.Press(Key::kTab); }, [&] { story.Click("OptionTwo"); },
+           [&] { story.Type("TextNote", "x"); }, [&] { story.Select("ListFiles", 1); },
+           [&] { story.PressAlt('w'); }, [&] { story.Focus("ListFiles"); }}) {
+    leave();
+    story.Answers("Bad number", "!", "OK");
+    EXPECT_EQ(opened.Events(), (Lines{"leave"}));
+    EXPECT_TRUE(story.Of("TextNumber").focused);
+  }
+  EXPECT_FALSE(story.Of("OptionTwo").checked);
+  EXPECT_EQ(story.TextOf("TextNote"), "");
+  EXPECT_EQ(story.Of("ListFiles").selected, -1);
+  story.Type("TextNumber", "good");
+  story.Click("CmdOk");
+  EXPECT_EQ(opened.Events(), (Lines{"change good", "leave", "ok good"}));
+  story.Type("TextNumber", "bad");
+  story.Press(Key::kEscape);
+  EXPECT_EQ(opened.Events(), (Lines{"change bad", "unload"})) << "who gives up is not asked";
+  story.SeesEnd();
+}
+
+void KeysGoWhereTheyShould(Story& story) {
+  Opened opened(story);
+  story.Type("TextNumber", "5");
+  story.Press(Key::kEnter);
+  EXPECT_EQ(opened.Events(), (Lines{"change 5", "leave", "ok 5"}));
+  EXPECT_TRUE(story.Of("TextNumber").focused) << "Enter does not move the focus";
+  for (const char* next : {"LabelWeb", "OptionOne", "TextNote", "CheckLocked", "ListFiles", "CmdOk",
+                           "CmdMore", "CmdClose", "TextNumber"}) {
+    story.Press(Key::kTab);
+    EXPECT_TRUE(story.Of(next).focused) << next;
+  }
+  story.Press(Key::kBackTab);
+  EXPECT_TRUE(story.Of("CmdClose").focused);
+  story.PressAlt('K');
+  EXPECT_TRUE(story.Of("OptionOne").focused) << "a frame's key leads into it";
+  opened.Events();
+  story.Press(Key::kDown);
+  story.Press(Key::kDown);
+  EXPECT_EQ(opened.Events(), (Lines{"two", "one"})) << "round the options";
+  story.PressAlt('w');
+  story.PressAlt('w');
+  EXPECT_EQ(opened.Events(), (Lines{"two"})) << "chosen already";
+  story.PressAlt('n');
+  EXPECT_TRUE(story.Of("TextNumber").focused) << "a label's key leads behind it";
+  story.Focus("TextNote");
+  opened.Events();
+  story.Press(Key::kEnter);
+  EXPECT_EQ(opened.Events(), Lines{}) << "a new line in the box";
+  story.Focus("ListFiles");
+  story.Press(Key::kDelete);
+  EXPECT_EQ(story.Of("ListFiles").rows.size(), 2u) << "nothing is selected";
+  story.Select("ListFiles", 1);
+  story.Press(Key::kDelete);
+  EXPECT_EQ(story.Of("ListFiles").rows.size(), 1u);
+  EXPECT_EQ(story.Of("ListFiles").selected, -1);
+}
+
+void WhatIsDisabledOrHiddenCannotBeUsed(Story& story) {
+  Opened opened(story);
+  story.Click("CheckLocked");
+  story.Sees(R"(
++- Sample -------------------------[x]-+
+| _Number: ~[.........]  <example.org> |
+|~+-_Kind----+  +--------------------+ |
+| |~(o) One  |  |                    | |
+| |~( ) T_wo |  |                    | |
+| +----------+  +--------------------+ |
+|~[x] Locked                           |
+|>+----------------------------------+ |
+| | Name       | Size                | |
+| |----------------------------------| |
+| | <.txt> a.. | 12                  | |
+| | b          | 7                   | |
+| +----------------------------------+ |
+|         [=OK=]  [ _More ]  [ Close ] |
++--------------------------------------+
+)");
+  story.Cannot(story.driver().Click("OptionTwo"));
+  story.Cannot(story.driver().Type("TextNumber", "1"));
+  story.Cannot(story.driver().Click("CheckLocked"));
+  story.Cannot(story.driver().Click("NoSuch"));
+  opened.Events();
+  story.PressAlt('w');
+  story.PressAlt('k');
+  EXPECT_EQ(opened.Events(), Lines{});
+}
+
+void OnlyTheTopFormTakesInput(Story& story) {
+  Opened opened(story);
+  story.Click("CmdMore");
+  story.SeesWindows({"More"});
+  story.Type("TextNumber", "bad");
+  story.Click("CmdOk");
+  story.SeesWindows({"More", "Sample"});
+  EXPECT_FALSE(story.driver().Click("CmdClose").ok()) << "below the message box";
+  story.Click("OK");
+  story.Press(Key::kEscape);
+  story.SeesWindows({"Sample"});
+  EXPECT_TRUE(story.Of("CmdMore").focused);
+  EXPECT_EQ(opened.Events(), (Lines{"leave", "more is gone"}));
+  story.Click("CmdClose");
+  story.SeesEnd();
+}
+
+void TheFrameAsksFirst(Story& story) {
+  Opened opened(story);
+  opened.form.may_close = false;
+  story.CloseByFrame();
+  story.SeesWindows({"Sample"});
+  opened.form.may_close = true;
+  story.CloseByFrame();
+  story.SeesEnd();
+  EXPECT_EQ(opened.Events(), (Lines{"close by frame", "close by frame", "unload"}));
+  EXPECT_FALSE(opened.form.loaded());
+}
+
+void ALoadedFormMayBeLoadedAgain(Story& story) {
+  Opened opened(story);
+  story.Click("CmdClose");
+  opened.Open();
+  EXPECT_EQ(story.Of("ListFiles").rows.size(), 4u) << "what it held, and what Form_Load adds";
+  story.Click("CmdClose");
+  story.SeesEnd();
+}
+
+// Lists of all kinds, and a text that is not to be read.
+class RowsForm final : public Form {
+ public:
+  RowsForm() : Form("RowsForm", "Rows") {
+    TabPages.OnClick([this] {
+      events.push_back("tab " + std::to_string(TabPages.selected()));
+      ShowPage();
+    });
+    Log(ComboKind, "kind");
+    Log(ListWords, "word");
+    Log(ListPeople, "person");
+    TextCode.set_text("abc");
+    CmdAdd.OnClick([this] { CmdAdd_Click(); });
+    CmdClear.OnClick([this] { CmdClear_Click(); });
+    CmdGone.OnClick([this] { CmdGone.set_visible(false); });
+  }
+
+  std::vector<std::string> events;
+
+ private:
+  void Log(RowsControl& list, const std::string& what) {
+    list.OnClick(
+        [this, &list, what] { events.push_back(what + " " + std::to_string(list.selected())); });
+  }
+  Layout Arrange() override {
+    return Rows({TabPages,
+                 Pages({Inside(FrameOne, Rows({ComboKind, ListWords})),
+                        Inside(FrameTwo, Rows({ListPeople, TextCode}))}),
+                 Columns({CmdAdd, CmdClear, CmdGone})});
+  }
+  void Form_Load() override {
+    for (const char* tab : {"One", "Two"}) TabPages.AddTab(tab);
+    for (const char* kind : {"red", "green", "blue"}) ComboKind.AddItem(kind);
+    for (const char* word : {"yes", "no"}) ListWords.AddItem(word);
+    TabPages.Select(0);
+    ShowPage();
+  }
+  void ShowPage() {
+    FrameOne.set_visible(TabPages.selected() == 0);
+    FrameTwo.set_visible(TabPages.selected() == 1);
+  }
+  void CmdAdd_Click() {
+    ListPeople.AddRow({"Łucja", {"32"}, "l", "writes often", {}});
+    ListPeople.AddRow({"Ann", {"27"}, "a", {}, {}});
+    ListWords.RemoveRow(0);
+    ComboKind.Select(-1);
+  }
+  void CmdClear_Click() {
+    ListPeople.Clear();
+    ListWords.Clear();
+    ComboKind.Clear();
+  }
+
+  TabStrip TabPages{this, "TabPages"};
+  Frame FrameOne{this, "FrameOne"};
+  ComboBox ComboKind{this, "ComboKind", "which?"};
+  ListBox ListWords{this, "ListWords"};
+  Frame FrameTwo{this, "FrameTwo"};
+  ListView ListPeople{this, "ListPeople", {{"Name", 10}, {"Age", 4}}};
+  TextBox TextCode{this, "TextCode", TextBox::Style::kMasked};
+  Button CmdAdd{this, "CmdAdd", "Add"};
+  Button CmdClear{this, "CmdClear", "Clear"};
+  Button CmdGone{this, "CmdGone", "Gone"};
+};
+
+void RowsAreChosenOnce(Story& story) {
+  RowsForm form;
+  const auto events = [&] { return std::exchange(form.events, {}); };
+  story.Start([&] { form.ShowModal(story.desktop()); });
+  EXPECT_EQ(events(), Lines{}) << "setting raises no events";
+  story.Select("ComboKind", 2);
+  story.Select("ComboKind", 2);
+  EXPECT_EQ(events(), (Lines{"kind 2", "kind 2"})) << "the same may be chosen again";
+  story.Select("ListWords", 1);
+  EXPECT_EQ(events(), (Lines{"word 1"}));
+  story.Cannot(story.driver().Select("ListPeople", 0));
+  story.Select("TabPages", 1);
+  EXPECT_EQ(events(), (Lines{"tab 1"}));
+  story.Cannot(story.driver().Select("ComboKind", 0));
+  story.Click("CmdAdd");
+  story.Select("ListPeople", 1);
+  story.Select("ListPeople", 0);
+  story.Select("ListPeople", 0);
+  EXPECT_EQ(events(), (Lines{"person 1", "person 0", "person 0"}));
+  story.Select("TabPages", 0);
+  EXPECT_EQ(events(), (Lines{"tab 0"}));
+  story.Select("ListWords", 0);
+  EXPECT_EQ(events(), (Lines{"word 0"})) << "what was the second";
+  story.driver().End();
+}
+
+void WhatChangesIsSeen(Story& story) {
+  RowsForm form;
+  story.Start([&] { form.ShowModal(story.desktop()); });
+  story.Select("TabPages", 1);
+  EXPECT_EQ(story.TextOf("TextCode"), "***");
+  story.Type("TextCode", "abcd");
+  EXPECT_EQ(story.TextOf("TextCode"), "****");
+  story.Click("CmdAdd");
+  ControlLook people = story.Of("ListPeople");
+  ASSERT_EQ(people.rows.size(), 2u);
+  EXPECT_EQ(people.rows[0].text, "Łucja");
+  EXPECT_EQ(people.rows[0].cells, Lines{"32"});
+  EXPECT_EQ(people.rows[0].tooltip, "writes often");
+  EXPECT_EQ(people.rows[1].tooltip, "");
+  story.Select("TabPages", 0);
+  EXPECT_EQ(story.Of("ListWords").rows.size(), 1u);
+  EXPECT_FALSE(story.Of("ListPeople").visible);
+  story.Click("CmdGone");
+  story.Cannot(story.driver().Click("CmdGone"));
+  EXPECT_TRUE(story.Of("TabPages").focused) << "the next one, round the form";
+  story.Click("CmdClear");
+  EXPECT_TRUE(story.Of("ListWords").rows.empty());
+  EXPECT_EQ(story.Of("ComboKind").selected, -1);
+  story.driver().End();
+}
+
+void BoxesAskAndAnswer(Story& story) {
+  std::string typed;
+  MessageAnswer answer = MessageAnswer::kOk;
+  story.Start([&] {
+    Desktop& desktop = story.desktop();
+    typed = desktop.InputBox("Tom & Jerry?", "Ask", "both");
+    answer = desktop.MsgBox("Really? Tom & Jerry?", MessageIcon::kQuestion, MessageButtons::kYesNo,
+                            "Sure");
+    desktop.MsgBox("Done", MessageIcon::kInformation, MessageButtons::kOk, "Vespro");
+  });
+  story.Sees(R"(
++- Ask --------------------------------------------[x]-+
+| Tom & Jerry?                                         |
+|>[both______________________________________________] |
+|                                   [=OK=]  [ Cancel ] |
++------------------------------------------------------+
+)");
+  story.Type("TextAnswer", "żółw");
+  story.Press(Key::kEnter);
+  story.Sees(R"(
++- Sure --------------------+
+| (?)  Really? Tom & Jerry? |
+|    >[=_Yes=]  [ _No ]     |
++---------------------------+
+)");
+  // Whether there is a close button or not, a question stays until it is answered.
+  story.driver().CloseByFrame().Ignore();
+  story.Press(Key::kEscape);
+  story.SeesWindows({"Sure"});
+  story.Answers("Really? Tom & Jerry?", "?", "No");
+  story.Answers("Done", "i", "OK");
+  story.SeesEnd();
+  EXPECT_EQ(typed, "żółw");
+  EXPECT_EQ(answer, MessageAnswer::kNo);
+}
+
+// A file picker is the system's own where there is one; what it looks like is its affair.
+void TheSystemPicksFiles(Story& story) {
+  std::string picked = "unchanged";
+  story.Start([&] {
+    picked = story.desktop().PickFile({"Pick", "Text (*.txt)|*.txt| All (*.*)|*.*|", ""});
+  });
+  story.SeesWindows({"Pick"});
+  story.PickFile("");
+  story.SeesEnd();
+  EXPECT_EQ(picked, "");
+}
+
+}  // namespace
+
+std::vector<FormStory> FormStories() {
+  return {
+      {"ShowsWhatThereIs", ShowsWhatThereIs},
+      {"TheOneLeftMayKeepTheFocus", TheOneLeftMayKeepTheFocus},
+      {"KeysGoWhereTheyShould", KeysGoWhereTheyShould},
+      {"WhatIsDisabledOrHiddenCannotBeUsed", WhatIsDisabledOrHiddenCannotBeUsed},
+      {"OnlyTheTopFormTakesInput", OnlyTheTopFormTakesInput},
+      {"TheFrameAsksFirst", TheFrameAsksFirst},
+      {"ALoadedFormMayBeLoadedAgain", ALoadedFormMayBeLoadedAgain},
+      {"RowsAreChosenOnce", RowsAreChosenOnce},
+      {"WhatChangesIsSeen", WhatChangesIsSeen},
+      {"BoxesAskAndAnswer", BoxesAskAndAnswer},
+      {"TheSystemPicksFiles", TheSystemPicksFiles},
+  };
+}
+
+}  // namespace vespro
