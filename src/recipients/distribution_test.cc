@@ -88,6 +88,9 @@ TEST(DistributionTest, WhatIsNoListIsNamed) {
   };
   EXPECT_EQ(failure(folder / "missing.csv").code(), Code::kNotFound);
   EXPECT_EQ(failure(folder.path()).code(), Code::kBadInput);
+  const Status wide = failure(folder.Write("w.csv", "a\n" + std::string(2'000'000, ',')));
+  EXPECT_EQ(wide.code(), Code::kBadInput) << "a cut row would lose columns";
+  EXPECT_NE(wide.text().find("w.csv', line 2"), std::string::npos) << wide.text();
   const Status binary =
       failure(folder.Write("a.csv", std::string_view("a,b\r\nPK\x03\x04\0\0", 11)));
   EXPECT_EQ(binary.code(), Code::kBadInput);

@@ -73,6 +73,10 @@ Result<ListBlocks::Block> ListBlocks::Next() {
     end = filled_;
   }
   const Block block{block_.data() + begin_, end - begin_};
+  if (block.size > ModRow::kMaxLineBytes &&
+      block.text().find_first_of("\r\n") > ModRow::kMaxLineBytes) {
+    return Overlong();
+  }
   UnifyLineEnds(begin_, end);
   begin_ = end;
   return block;

@@ -6,6 +6,7 @@
 
 #include "base/lines.h"
 #include "base/testing.h"
+#include "recipients/testing.h"
 
 namespace vespro {
 namespace {
@@ -68,49 +69,12 @@ Twin SlowTwin(std::string_view bytes, const Distribution& list) {
   return twin;
 }
 
-std::string RandomFile(std::mt19937& random, bool csv) {
-  // Few of each, so that duplicates, odd lines and every line end meet often.
-  static const std::vector<std::string> kAddresses = {"a@b",
-                                                      "A@B",
-                                                      " a@b ",
-                                                      "c@d",
-                                                      "'c@d'",
-                                                      "\"C@D\"",
-                                                      "",
-                                                      "  ",
-                                                      "\xC3\x9C@x",
-                                                      "\xC3\xBC@x",
-                                                      "\xDC@x",
-                                                      "\xE1\xBA\x9E@x",
-                                                      "\xC3\x9F@x",
-                                                      "\xC8\xBA@x",
-                                                      "\xE2\xB1\xA5@x",
-                                                      "a-very-long-name@example.org",
-                                                      "A-Very-Long-Name@example.ORG",
-                                                      "\ta@b",
-                                                      "\xFF",
-                                                      "a@b\xEF\xBB\xBF"};
-  static const std::vector<std::string> kEnds = {"\r\n", "\n", "\r", "\r\r\n", "\n\r"};
-  const auto pick = [&random](const std::vector<std::string>& from) -> const std::string& {
-    return from[random() % from.size()];
-  };
-  std::string file = random() % 5 == 0 ? "\xEF\xBB\xBF" : "";
-  const bool one_end = random() % 2 == 0;
-  const std::string end = pick(kEnds);
-  for (std::size_t lines = random() % 40; lines > 0; --lines) {
-    const std::size_t fields = csv ? random() % 4 : 1;
-    for (std::size_t i = 0; i < fields; ++i) file += (i > 0 ? "," : "") + pick(kAddresses);
-    if (lines > 1 || random() % 2 == 0) file += one_end ? end : pick(kEnds);
-  }
-  return file;
-}
-
 TEST_F(LoadTest, AgreesWithItsSlowTwin) {
   std::mt19937 random(20260);
   int rewritten = 0;
   for (int round = 0; round < 400; ++round) {
     const bool csv = round % 2 == 0;
-    const std::string bytes = RandomFile(random, csv);
+    const std::string bytes = RandomList(random, csv);
     if (bytes.empty()) continue;
     Distribution list{ModFiles::ToUtf8(folder / "list"), csv ? ListKind::kCsv : ListKind::kText,
                       static_cast<std::int16_t>(csv ? random() % 3 : 0), random() % 2 == 0};
@@ -196,20 +160,40 @@ TEST_F(LoadTest, LinesSpanBlocksAndGrowShorter) {
   EXPECT_TRUE(folder.Read("list") == twin.file);
 }
 
+// More than one slab of memory, and lines as long as they may be: with every line end, first and
+// last, and one byte more.
+TEST_F(LoadTest, LongestLines) {
+  const std::string longest(ModRow::kMaxLineBytes, 'x');
+  for (const std::string& end : {"\r\n", "\n", "\r"}) {
+    const std::string twice = longest + end + "a@b" + end + longest;
+    EXPECT_EQ(Load(twice, ListKind::kText)->duplicates, 1U);
+    EXPECT_TRUE(folder.Read("list") == longest + "\r\na@b\r\n");
+    const std::string over = "a@b" + end + "x" + twice;
+    const Status status = Load(over, ListKind::kText).status();
+    EXPECT_EQ(status.code(), Code::kBadInput);
+    EXPECT_NE(status.text().find("list', line 2"), std::string::npos) << status.text();
+    EXPECT_TRUE(folder.Read("list") == over);
+  }
+  std::string bytes;
+  for (int i = 0; i < 40; ++i) bytes += std::to_string(i) + longest.substr(100) + "\r\n";
+  EXPECT_EQ(Load(bytes + bytes.substr(0, 5 * longest.size()), ListKind::kText)->duplicates, 5U);
+  EXPECT_TRUE(folder.Read("list").starts_with(bytes));
+}
+
 TEST_F(LoadTest, ManyLines) {
-  // Every place of the table and every block of the writer is used; one address comes back at the
-  // end.
+  // Enough for the tables to grow; one address comes back at the end.
+  constexpr int kLines = 240000;
   std::string bytes;
   std::string kept;
-  for (int i = 0; i < 60000; ++i) {
+  for (int i = 0; i < kLines; ++i) {
     const std::string address = "user" + std::to_string(i) + "@example.org";
     bytes += address + "\n" + (i % 3 == 0 ? "USER" + address.substr(4) + "\n" : "");
     kept += address + "\r\n";
   }
   Result<Loaded> loaded = Load(bytes + "user0@example.org", ListKind::kText);
   ASSERT_TRUE(loaded.ok());
-  EXPECT_EQ(loaded->duplicates, 20001U);
-  EXPECT_EQ(loaded->distinct, 60000U);
+  EXPECT_EQ(loaded->duplicates, 80001U);
+  EXPECT_EQ(loaded->distinct, 240000U);
   EXPECT_TRUE(folder.Read("list") == kept);
   // Nothing but duplicates, and more short rows than are listed one by one.
   loaded = Load(Repeat("x,a@b\n", 5000) + Repeat("x\n", 5000), ListKind::kCsv, 1);

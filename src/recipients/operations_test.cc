@@ -1,20 +1,229 @@
 #include "recipients/operations.h"
 
+#include <functional>
+#include <random>
+#include <set>
+
+#include "base/lines.h"
 #include "base/testing.h"
+#include "recipients/load.h"
+#include "recipients/testing.h"
 
 namespace vespro {
 namespace {
 
-TEST(OperationsTest, MergeAndFilter) {
+using namespace ModRecipients;  // NOLINT: its subject
+
+constexpr std::string_view kMark = "\xEF\xBB\xBF";
+
+class OperationsTest : public testing::Test {
+ protected:
+  std::string Path(std::string_view name) const { return ModFiles::ToUtf8(folder / name); }
+  std::string Write(std::string_view name, std::string_view bytes) const {
+    return ModFiles::ToUtf8(folder.Write(name, bytes));
+  }
   TemporaryFolder folder;
-  const std::string current = ModFiles::ToUtf8(folder.Write("a.txt", "a@b\nC@d"));
-  const std::string second = ModFiles::ToUtf8(folder.Write("b.txt", "\xEF\xBB\xBFx@y\rz@z"));
-  ASSERT_TRUE(ModRecipients::Merge(current, second).ok());
-  EXPECT_EQ(folder.Read("a.txt"), "a@b\nC@d\r\n\r\nx@y\r\nz@z\r\n");
-  Result<std::uint64_t> removed = ModRecipients::Filter({current, ListKind::kText}, second);
+};
+
+// The rules once more, written for the eye.
+std::string SlowMerge(std::string_view current, std::string_view second) {
+  std::string merged = std::string(current) + "\r\n\r\n";
+  if (second.starts_with(kMark)) second.remove_prefix(kMark.size());
+  for (std::string_view line; NextLine(second, line);) merged += std::string(line) + "\r\n";
+  return merged;
+}
+
+std::string SlowFilter(std::string_view bytes, const Distribution& list, std::string_view unwanted,
+                       std::uint64_t& removed) {
+  if (unwanted.starts_with(kMark)) unwanted.remove_prefix(kMark.size());
+  std::set<std::string> lines;
+  for (std::string_view line; NextLine(unwanted, line);) lines.emplace(line);
+  std::string out;
+  if (bytes.starts_with(kMark)) {
+    out = kMark;
+    bytes.remove_prefix(kMark.size());
+  }
+  removed = 0;
+  for (std::string_view line; NextLine(bytes, line);) {
+    std::string row(line);
+    row.erase(0, row.find_first_not_of(' '));
+    row.erase(row.find_last_not_of(' ') + 1);
+    if (row.empty()) continue;
+    ModRow::LowerAddress(row);
+    std::string key = row;
+    if (list.kind == ListKind::kCsv) {
+      std::string rest = row + ",";
+      for (int i = 0; i < list.column; ++i) rest.erase(0, rest.find(',') + 1);
+      key = rest.substr(0, rest.find(','));
+      std::erase(key, '"');
+      std::erase(key, '\'');
+    }
+    if (!key.empty() && lines.contains(key)) {
+      ++removed;
+    } else {
+      out += row + "\r\n";
+    }
+  }
+  return out;
+}
+
+TEST_F(OperationsTest, AgreeWithTheirSlowTwins) {
+  std::mt19937 random(20261);
+  std::uint64_t all_removed = 0;
+  for (int round = 0; round < 200; ++round) {
+    const bool csv = round % 2 == 0;
+    const std::string bytes = RandomList(random, csv);
+    const std::string other = RandomList(random, false);
+    const std::string what =
+        testing::PrintToString(bytes) + " and " + testing::PrintToString(other);
+    const std::string current = Write("list.txt", bytes);
+    const std::string second = Write("other.txt", other);
+    const std::string merged = SlowMerge(bytes, other);
+    ASSERT_TRUE(Merge(current, second).ok());
+    ASSERT_EQ(folder.Read("list.txt"), merged) << what;
+
+    const Distribution list{current, csv ? ListKind::kCsv : ListKind::kText,
+                            static_cast<std::int16_t>(csv ? random() % 3 : 0), random() % 2 == 0};
+    std::uint64_t removed = 0;
+    const std::string filtered = SlowFilter(merged, list, other, removed);
+    Result<std::uint64_t> count = Filter(list, second);
+    ASSERT_TRUE(count.ok()) << count.status().text();
+    ASSERT_EQ(folder.Read("list.txt"), filtered) << what;
+    ASSERT_EQ(count.value(), removed) << what;
+    ASSERT_EQ(folder.Read("other.txt"), other);
+    all_removed += removed;
+  }
+  EXPECT_GT(all_removed, 500U);
+  EXPECT_EQ(folder.Count(), 2);
+}
+
+TEST_F(OperationsTest, FilterComparesLinesAsTheyStand) {
+  const Distribution list{Write("l.csv", "Name,Mail,\n A,'A@b' ,\nB\nC,\nD,c@D,\nE,,\nF,Mail\n"),
+                          ListKind::kCsv, 1, true};
+  // A blank behind the field counts, capitals and blanks in the list do, an empty line matches
+  // none.
+  Result<std::uint64_t> removed = Filter(list, Write("u.txt", "a@b\nC@D\nc@d \n\n  \nx,c@d\nmail"));
   ASSERT_TRUE(removed.ok()) << removed.status().text();
-  EXPECT_EQ(removed.value(), 2U);
-  EXPECT_EQ(folder.Read("a.txt"), "a@b\r\nc@d\r\n");
+  EXPECT_EQ(removed.value(), 2U) << "the header and the row that says the same";
+  EXPECT_EQ(folder.Read("l.csv"), "a,'a@b' ,\r\nb\r\nc,\r\nd,c@d,\r\ne,,\r\n");
+  EXPECT_EQ(Filter(list, Write("u.txt", "a@b \nc@d")).value(), 2U);
+  EXPECT_EQ(folder.Read("l.csv"), "b\r\nc,\r\ne,,\r\n");
+}
+
+TEST_F(OperationsTest, LargeFilesKeepEveryLine) {
+  std::string bytes, rest, unwanted, second;
+  for (int i = 0; i < 60000; ++i) {
+    const std::string address = "user" + std::to_string(i) + "@example.org";
+    bytes += address + (i % 3 == 0 ? "\n" : "\r\n");
+    second += address + (i % 5 == 0 ? "\r" : "\r\n");
+    if (i % 7 == 0) unwanted += address + "\r";
+    if (i % 7 != 0) rest += address + "\r\n";
+  }
+  const std::string current = Write("l.txt", bytes);
+  ASSERT_TRUE(Merge(current, Write("m.txt", second)).ok());
+  EXPECT_TRUE(folder.Read("l.txt") == SlowMerge(bytes, second));
+  Write("l.txt", bytes);
+  Result<std::uint64_t> removed = Filter({current, ListKind::kText}, Write("u.txt", unwanted));
+  ASSERT_TRUE(removed.ok()) << removed.status().text();
+  EXPECT_EQ(removed.value(), 8572U);
+  EXPECT_TRUE(folder.Read("l.txt") == rest);
+}
+
+TEST_F(OperationsTest, WhatIsRefusedChangesNothing) {
+  const std::string kept = "a@b\na@b\nc@d";
+  const std::string list = Write("list.txt", kept);
+  const std::string good = Write("good.txt", "a@b\n");
+  Write("table.csv", "a@b\n");
+  Write("binary.txt", std::string_view("c@d\nPK\0\0", 8));
+  Write("wide.txt", "x\n" + std::string(ModRow::kMaxLineBytes + 1, 'x') + "\ny\n");
+  Write("empty.txt", "");
+  std::filesystem::create_directory(folder / "folder.txt");
+  const std::string same = ModFiles::ToUtf8(folder.path() / "." / "list.txt");
+  const auto merge = [&](std::string_view a, std::string_view b) { return Merge(a, b); };
+  const auto filter = [&](std::string_view a, std::string_view b) {
+    return Filter({std::string(a), ListKind::kText}, b).status();
+  };
+  const auto dedupe = [&](std::string_view a, std::string_view) {
+    return LoadAndDeduplicate({std::string(a), ListKind::kText}).status();
+  };
+  const struct {
+    std::function<Status(std::string_view, std::string_view)> operation;
+    std::string current, second;
+    Code code;
+    std::string_view named;
+  } rows[] = {
+      {merge, list, list, Code::kUsage, kSameFile},
+      {merge, list, same, Code::kUsage, kSameFile},
+      {filter, list, same, Code::kUsage, kSameFile},
+      {merge, list, Path("table.csv"), Code::kBadInput, kDifferentFormats},
+      {merge, list, Path("gone.txt"), Code::kNotFound, "gone.txt"},
+      {merge, Path("gone.txt"), good, Code::kNotFound, "gone.txt"},  // not made, either
+      {filter, list, Path("gone.txt"), Code::kNotFound, "gone.txt"},
+      {filter, Path("gone.txt"), good, Code::kNotFound, "gone.txt"},
+      {dedupe, Path("gone.txt"), "", Code::kNotFound, "gone.txt"},
+      {merge, list, Path("folder.txt"), Code::kBadInput, "folder.txt"},
+      {merge, Path("folder.txt"), good, Code::kBadInput, "folder.txt"},
+      {filter, list, Path("folder.txt"), Code::kBadInput, "folder.txt"},
+      {filter, Path("folder.txt"), good, Code::kBadInput, "folder.txt"},
+      {merge, list, Path("binary.txt"), Code::kBadInput, "binary.txt', line 2"},
+      {merge, Path("binary.txt"), good, Code::kBadInput, "binary.txt', line 2"},
+      {filter, list, Path("binary.txt"), Code::kBadInput, "binary.txt', line 2"},
+      {filter, Path("binary.txt"), good, Code::kBadInput, "binary.txt', line 2"},
+      {merge, list, Path("wide.txt"), Code::kBadInput, "wide.txt', line 2"},
+      {filter, Path("wide.txt"), good, Code::kBadInput, "wide.txt', line 2"},
+      {dedupe, Path("wide.txt"), "", Code::kBadInput, "wide.txt', line 2"},
+      {filter, Path("empty.txt"), good, Code::kBadInput, kBlankFile},
+  };
+  const std::ptrdiff_t files = folder.Count();
+  for (const auto& row : rows) {
+    const Status status = row.operation(row.current, row.second);
+    EXPECT_EQ(status.code(), row.code) << status.text();
+    EXPECT_NE(status.text().find(row.named), std::string::npos) << status.text();
+    EXPECT_TRUE(folder.Read("list.txt") == kept) << status.text();
+    EXPECT_EQ(folder.Read("wide.txt").size(), ModRow::kMaxLineBytes + 6);  // as written
+    EXPECT_EQ(folder.Count(), files);
+  }
+  // Nothing to append, and nothing unwanted, are no faults.
+  EXPECT_TRUE(Merge(list, Path("empty.txt")).ok());
+  EXPECT_EQ(Filter({list, ListKind::kText}, Path("empty.txt")).value(), 0U);
+  EXPECT_EQ(folder.Read("list.txt"), "a@b\r\na@b\r\nc@d\r\n");
+}
+
+TEST_F(OperationsTest, GivingUpAtAnyLineLeavesTheList) {
+  std::string kept, second;
+  for (int i = 0; i < 30000; ++i) kept += "A" + std::to_string(i % 20000) + "@b\n";
+  for (int i = 0; i < 30000; ++i) second += "a" + std::to_string(i) + "@example.org\n";
+  const Distribution list{Write("l.txt", kept), ListKind::kText};
+  const std::string other = Write("o.txt", second);
+  for (const int last : {1, 2, 12345, 29999, 30000}) {
+    int left = last;
+    const OnLine give_up = [&left] { return --left > 0; };
+    for (const auto& operation : std::initializer_list<std::function<Status()>>{
+             [&] { return Merge(list.path, other, give_up); },
+             [&] { return Filter(list, other, give_up).status(); },
+             [&] { return LoadAndDeduplicate(list, give_up).status(); }}) {
+      left = last;
+      const Status status = operation();
+      EXPECT_EQ(status.code(), Code::kCancelled) << last;
+      EXPECT_NE(status.text().find("l.txt"), std::string::npos);
+      EXPECT_TRUE(folder.Read("l.txt") == kept) << last;
+      EXPECT_EQ(folder.Count(), 2);
+    }
+  }
+}
+
+// Taking a merge back must not take what another program wrote meanwhile.
+TEST_F(OperationsTest, AMergeThatIsNotAloneIsNotTakenBack) {
+  const std::string current = Write("l.txt", "a@b\n");
+  const OnLine meddle = [&] {
+    Result<File> file = File::Open(folder / "l.txt", File::Mode::kAppend);
+    EXPECT_TRUE(file.ok() && file->Write("theirs@b\n").ok());
+    return false;
+  };
+  const Status status = Merge(current, Write("o.txt", "c@d\n"), meddle);
+  EXPECT_EQ(status.code(), Code::kCancelled);
+  EXPECT_NE(status.text().find("another program"), std::string::npos) << status.text();
+  EXPECT_EQ(folder.Read("l.txt"), "a@b\n\r\n\r\ntheirs@b\n");
 }
 
 }  // namespace

@@ -58,7 +58,8 @@ class RowStore {
              tag << (1 + 2 * kSizeBits);
     }
     static void MarkDuplicate(char* at) {
-      *at = static_cast<char>(static_cast<unsigned char>(*at) | kDuplicateBit);
+      const std::uint64_t header = Row(at).header_ | kDuplicateBit;
+      std::memcpy(at, &header, kHeaderBytes);
     }
 
     explicit Row(const char* at) : bytes_(at + kHeaderBytes) {
