@@ -164,7 +164,7 @@ TEST_F(LoadTest, LinesSpanBlocksAndGrowShorter) {
 // last, and one byte more.
 TEST_F(LoadTest, LongestLines) {
   const std::string longest(ModRow::kMaxLineBytes, 'x');
-  for (const std::string& end : {"\r\n", "\n", "\r"}) {
+  for (const std::string end : {"\r\n", "\n", "\r"}) {
     const std::string twice = longest + end + "a@b" + end + longest;
     EXPECT_EQ(Load(twice, ListKind::kText)->duplicates, 1U);
     EXPECT_TRUE(folder.Read("list") == longest + "\r\na@b\r\n");

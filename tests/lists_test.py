@@ -1,0 +1,140 @@
+"""The operations on a list by the finished command: what they say, a full disk, Ctrl-C, a terminal."""
+
+import json
+import os
+import pty
+import resource
+import signal
+import subprocess
+import time
+import unittest
+
+import support
+
+
+class Lists(support.JobTest):
+    def files(self):
+        return {path.name: path.read_bytes() for path in self.folder.iterdir() if path.is_file()}
+
+    def run_list(self, code, *arguments, **more):
+        return self.expect(code, self.vespro("list", *arguments, **more))
+
+    def test_what_is_said(self):
+        listed = self.write("l ü.csv", "Name,Mail\r\nAnn,A@b\r\nBo,c@d\r\nalone\r\nEve,a@B\r\n")
+        more = self.write("more.csv", "Cy,e@f")
+        unwanted = self.write("unwanted.txt", "c@d\nx@y\n")
+        done = self.run_list(0, "merge", listed, more)
+        self.assertEqual(done.stderr, "vespro: File Merged into the current distribution file\n")
+        done = self.run_list(0, "filter", listed, unwanted, "--column", "Mail")
+        self.assertEqual(done.stderr.splitlines(), [
+            "vespro: line 4 has no field for the address and was left out",
+            "vespro: Filtered out 1 unwanted emails from the current distribution file"])
+        self.assertEqual(listed.read_bytes(), b"name,mail\r\nann,a@b\r\ncy,e@f\r\n")
+        done = self.run_list(0, "filter", listed, unwanted)
+        self.assertEqual(done.stderr, "vespro: No unwanted emails found in the current distribution file\n")
+        done = self.run_list(0, "filter", listed, self.write("u.txt", "e@f\n"), "--json")
+        self.assertEqual(json.loads(done.stdout),
+                         {"filtered": 1, "duplicates": 0, "short_rows": 0, "short_row_lines": []})
+        done = self.run_list(0, "merge", listed, more, "--json")
+        self.assertEqual(json.loads(done.stdout), {"file": str(listed), "second": str(more), "lines": 1})
+        # Addresses that a terminal would take for commands are shown harmless, whole to a machine.
+        odd = self.write("odd.txt", "a\x1b[2J@b\n\xfc@b\nplain@b\n" * 2)
+        done = self.run_list(0, "dedupe", odd, "--yes")
+        self.assertEqual(done.stdout, "a?[2j@b\n\xfc@b\nplain@b\n")
+
+    def test_a_mistake_changes_nothing(self):
+        listed = self.write("list.txt", "A@b\na@b\n")
+        self.write("blank.txt", "")
+        table = [
+            (2, "please select a different file", ["merge", listed, listed]),
+            (2, "please select a different file", ["filter", listed, self.folder / "." / "list.txt"]),
+            (65, "Cannot merge two different file formats", ["merge", listed, self.write("t.csv", "a@b\n")]),
+            (66, "gone.txt", ["merge", listed, self.folder / "gone.txt"]),
+            # The duplicates stay, too.
+            (66, "gone.txt", ["filter", listed, self.folder / "gone.txt"]),
+            (65, "The chosen file is blank", ["filter", self.folder / "blank.txt", listed]),
+            (2, "--column", ["filter", listed, self.folder / "t.csv", "--column", "1"]),
+            (2, "--yes", ["dedupe", listed]),
+        ]
+        before = self.files()
+        for code, said, arguments in table:
+            with self.subTest(arguments=[str(a) for a in arguments]):
+                done = self.run_list(code, *arguments)
+                self.assertIn(said, done.stderr)
+                self.assertEqual(len(done.stderr.splitlines()), 1, done.stderr)
+                self.assertEqual(self.files(), before)
+
+    def test_a_full_disk(self):
+        """A limit on the size of files stands for it."""
+        content = "".join("a{:05}@example.org\n".format(i % 9000) for i in range(10000))
+        listed = self.write("list.txt", content)
+        second = self.write("second.txt", "".join("b{:05}@example.org\n".format(i) for i in range(10000)))
+        limit_bytes = len(content) + 100_001
+
+        def limit():
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)  # so that it is an error and no death
+            resource.setrlimit(resource.RLIMIT_FSIZE, (limit_bytes, limit_bytes))
+
+        before = self.files()
+        done = self.run_list(73, "merge", listed, second, preexec_fn=limit)
+        self.assertIn("list.txt", done.stderr)
+        merged = listed.read_bytes()
+        self.assertTrue(merged.startswith(before["list.txt"] + b"\r\n\r\nb00000@example.org\r\n"))
+        self.assertTrue(merged.endswith(b"@example.org\r\n"), merged[-40:])
+        self.assertLess(limit_bytes - len(merged), 20, "whole lines stay")
+
+        listed.write_text(content)
+        limit_bytes = 50_000
+        for arguments in (["dedupe", listed, "--yes"], ["filter", listed, second]):
+            done = self.run_list(73, *arguments, preexec_fn=limit)
+            self.assertIn("list.txt", done.stderr)
+            self.assertEqual(self.files(), before)
+
+    def test_ctrl_c(self):
+        """Whenever it comes, the list is the old one or the new one, and nothing lies beside it."""
+        content = "".join("user{:07}@example.org\n".format(i * 7919 % 600_000) for i in range(1_000_000))
+        new = b"".join(dict.fromkeys(line + b"\r\n" for line in content.encode().splitlines()))
+        stopped = 0
+        for milliseconds in range(5, 125, 10):
+            listed = self.write("list.txt", content)
+            process = subprocess.Popen(support.command_line("list", "dedupe", listed, "--yes"),
+                                       stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+            time.sleep(milliseconds / 1000)
+            process.send_signal(signal.SIGINT)
+            _, said = process.communicate(timeout=support.SECONDS)
+            self.assertIn(process.returncode, (0, 130, -signal.SIGINT), said)
+            if process.returncode == 130:
+                stopped += 1
+                self.assertIn("list.txt' is as it was", said)
+            whole = new if process.returncode == 0 else content.encode()
+            self.assertTrue(listed.read_bytes() == whole, process.returncode)
+            self.assertEqual(list(self.files()), ["list.txt"])
+        self.assertGreater(stopped, 0, "no signal came in time: nothing was tested")
+
+    def test_a_terminal_sees_a_count_and_is_left_clean(self):
+        """The count is shown once work takes long: here since it is held up for a while."""
+        listed = self.write("list.txt", "".join("user{}@example.org\n".format(i) for i in range(1_000_000)))
+        for attempt in range(1, 12):
+            master, slave = pty.openpty()
+            process = subprocess.Popen(support.command_line("list", "dedupe", listed, "--yes"),
+                                       stdout=subprocess.DEVNULL, stderr=slave)
+            os.close(slave)
+            time.sleep(0.01 * attempt)
+            process.send_signal(signal.SIGSTOP)
+            time.sleep(0.6)
+            process.send_signal(signal.SIGCONT)
+            shown = b""
+            try:
+                while piece := os.read(master, 4096):
+                    shown += piece
+            except OSError:  # how a terminal ends
+                pass
+            os.close(master)
+            self.assertEqual(process.wait(support.SECONDS), 0)
+            if b" lines" in shown:
+                return self.assertRegex(shown, rb"\r[0-9]+ lines\r +\rvespro: No email duplicates found\r\n$")
+        self.fail("no count was shown")
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
