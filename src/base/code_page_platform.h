@@ -11,6 +11,7 @@ enum class Case { kLower, kUpper };
 
 std::string ToUtf8(std::string_view ansi);
 std::string FromUtf8(std::string_view text);
-void MapCase(std::string& ansi, Case to);
+// False, with the text as it was, when the code page does not hold it or the mapped one.
+bool MapCase(std::string& ansi, Case to);
 
 }  // namespace vespro::ModCodePage::platform

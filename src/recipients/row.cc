@@ -40,10 +40,10 @@ void LowerAddress(std::string& address) {
 namespace {
 
 void AssignWithoutQuotes(std::string& out, std::string_view field) {
-  out.clear();
-  for (const char c : field) {
-    if (c != '"' && c != '\'') out += c;
-  }
+  out.assign(field);
+  const bool has_none =
+      field.find('"') == std::string_view::npos && field.find('\'') == std::string_view::npos;
+  if (!has_none) std::erase_if(out, [](char c) { return c == '"' || c == '\''; });
 }
 
 }  // namespace

@@ -76,11 +76,11 @@ std::string MapUtf8(std::string_view text, Case to) {
     const auto lead = static_cast<unsigned char>(text[i]);
     const std::size_t length = lead < 0x80 ? 1 : lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
     const std::string_view character = text.substr(i, length);
-    if (length == 1 || !ModText::IsUtf8(character)) {
+    if (!ModText::IsUtf8(character)) {
       out += text[i++];
       continue;
     }
-    wint_t c = lead & (0xFFU >> (length + 1));
+    wint_t c = length == 1 ? lead : lead & (0xFFU >> (length + 1));
     for (std::size_t k = 1; k < length; ++k) {
       c = (c << 6) | (static_cast<unsigned char>(character[k]) & 0x3FU);
     }
@@ -103,16 +103,19 @@ std::string FromUtf8(std::string_view text) {
   return Convert(text, "UTF-8", Charset().c_str(), "?");
 }
 
-void MapCase(std::string& ansi, Case to) {
+bool MapCase(std::string& ansi, Case to) {
   if (CodePageIsUtf8()) {
     ansi = MapUtf8(ansi, to);
-    return;
+    return true;
   }
   // Only a text that survives the way there and back is touched.
   const std::string text = ToUtf8(ansi);
-  if (FromUtf8(text) != ansi) return;
+  if (FromUtf8(text) != ansi) return false;
   const std::string mapped = MapUtf8(text, to);
-  if (const std::string back = FromUtf8(mapped); ToUtf8(back) == mapped) ansi = back;
+  std::string back = FromUtf8(mapped);
+  if (ToUtf8(back) != mapped) return false;
+  ansi = std::move(back);
+  return true;
 }
 
 }  // namespace vespro::ModCodePage::platform

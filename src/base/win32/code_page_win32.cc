@@ -13,9 +13,9 @@ std::string FromUtf8(std::string_view text) {
   return ModWide::To(ModWide::FromUtf8(text), CP_ACP);
 }
 
-void MapCase(std::string& ansi, Case to) {
+bool MapCase(std::string& ansi, Case to) {
   std::wstring wide = ModWide::From(ansi, CP_ACP);
-  if (ModWide::To(wide, CP_ACP) != ansi) return;
+  if (ModWide::To(wide, CP_ACP) != ansi) return false;
   const auto length = static_cast<DWORD>(wide.size());
   if (to == Case::kLower) {
     CharLowerBuffW(wide.data(), length);
@@ -24,7 +24,9 @@ void MapCase(std::string& ansi, Case to) {
   }
   if (std::string back = ModWide::To(wide, CP_ACP); ModWide::From(back, CP_ACP) == wide) {
     ansi = std::move(back);
+    return true;
   }
+  return false;
 }
 
 }  // namespace vespro::ModCodePage::platform
