@@ -1,5 +1,5 @@
-// outlook/screenshot.h - a window as the screen shows it, in a PNG file. For programs of our own,
-// on any thread with COM.
+// windows_forms/screenshot.h - a window as the screen shows it, in a PNG file. For programs of our
+// own, on any thread with COM.
 #pragma once
 
 #include <windows.h>

@@ -1,8 +1,8 @@
-#include "outlook/gallery.h"
+#include "windows_forms/gallery.h"
 
 namespace vespro {
 
-frmGallery::frmGallery() : Form("frmGallery", "Gallery - Ünïcödé Łódź") {
+frmGallery::frmGallery(int page) : Form("frmGallery", "Gallery - Ünïcödé Łódź"), first_page_(page) {
   LabelHelp.set_caption(
       "A text of several lines is broken where its columns end, and keeps its own line "
       "breaks.\r\nTom && Jerry.");
@@ -45,7 +45,7 @@ Layout frmGallery::Arrange() {
 void frmGallery::Form_Load() {
   TabPages.AddTab("People");
   TabPages.AddTab("Files");
-  TabPages.Select(0);
+  TabPages.Select(first_page_);
   ShowPage();
   OptionOne.Choose();
   ComboAccount.AddItem("smtp.example.org");

@@ -1,4 +1,4 @@
-// outlook/gallery.h - a form with every kind of control, to look at.
+// windows_forms/gallery.h - a form with every kind of control, to look at.
 #pragma once
 
 #include "forms/form.h"
@@ -7,12 +7,15 @@ namespace vespro {
 
 class frmGallery final : public Form {
  public:
-  frmGallery();
+  // `page` is shown first, from 0.
+  explicit frmGallery(int page = 0);
 
  private:
   Layout Arrange() override;
   void Form_Load() override;
   void ShowPage();
+
+  const int first_page_;
 
   TabStrip TabPages{this, "TabPages"};
   Frame FramePeople{this, "FramePeople", "People"};

@@ -1,4 +1,4 @@
-#include "outlook/screenshot.h"
+#include "windows_forms/screenshot.h"
 
 #include <objbase.h>
 

@@ -5,37 +5,39 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "base/command_line.h"
 #include "base/files.h"
-#include "outlook/gallery.h"
+#include "dialogs/samples.h"
 #include "outlook/guard.h"
-#include "outlook/screenshot.h"
 #include "outlook/win32_desktop.h"
+#include "windows_forms/gallery.h"
+#include "windows_forms/screenshot.h"
 
 namespace vespro {
 namespace {
 
-struct Sample {
-  std::string name;
-  std::function<void(Desktop&)> show;
-};
-
-std::vector<Sample> Samples() {
-  return {
-      {"gallery", [](Desktop& desktop) { frmGallery().ShowModal(desktop); }},
-      {"input",
-       [](Desktop& desktop) {
-         desktop.InputBox("What is your sender's email address?", "Vespro", "me@example.org");
-       }},
-  };
+std::vector<DialogSample> Samples() {
+  const std::filesystem::path work_folder = std::filesystem::temp_directory_path() / "vespro-forms";
+  std::filesystem::create_directories(work_folder);
+  std::vector<DialogSample> samples = DialogSamples(work_folder);
+  samples.push_back({"gallery", [](Desktop& desktop) { frmGallery().ShowModal(desktop); },
+                     "Every kind of control."});
+  samples.push_back({"gallery-files", [](Desktop& desktop) { frmGallery(1).ShowModal(desktop); },
+                     "Its second page."});
+  samples.push_back({"input",
+                     [](Desktop& desktop) {
+                       desktop.InputBox("What is your sender's email address?", "Vespro",
+                                        "me@example.org");
+                     },
+                     "The input box."});
+  return samples;
 }
 
 // The window in front is drawn within that time, on a slow machine, too.
-constexpr UINT kBeforePicture = 1500;  // milliseconds
+constexpr UINT kBeforePicture = 1000;  // milliseconds
 
 std::filesystem::path& PictureFile() {
   static std::filesystem::path file;
@@ -53,7 +55,7 @@ void CALLBACK TakePicture(HWND, UINT, UINT_PTR, DWORD) {
   });
 }
 
-int Show(const Sample& sample) {
+int Show(const DialogSample& sample) {
   Win32Desktop desktop(
       [] { return HWND{}; },
       [](std::string_view line) { std::fprintf(stderr, "%s\n", std::string(line).c_str()); });
@@ -67,12 +69,12 @@ int Run(std::vector<std::string> arguments) {
     SetTimer(nullptr, 0, kBeforePicture, TakePicture);
     arguments.erase(arguments.begin() + 1, arguments.begin() + 3);
   }
-  const std::vector<Sample> samples = Samples();
+  const std::vector<DialogSample> samples = Samples();
   if (arguments.size() == 2 && arguments[1] == "--list") {
-    for (const Sample& sample : samples) std::puts(sample.name.c_str());
+    for (const DialogSample& sample : samples) std::puts(sample.name.c_str());
     return 0;
   }
-  for (const Sample& sample : samples) {
+  for (const DialogSample& sample : samples) {
     if (arguments.size() == 2 && arguments[1] == sample.name) return Show(sample);
   }
   std::fputs("usage: vespro-forms [--picture FILE] NAME | --list\n", stderr);
