@@ -210,19 +210,12 @@ class NativeListView final : public NativeRows {
   void Update(Change change, std::size_t row) override {
     NativeRows::Update(change, row);
     if (change == Change::kBackground) ShowBackground();
+    if (width_ > 0 && scrolls_ != Scrolls()) FitColumns();
   }
-  // The last column gets the room that the others leave.
   void Place(const Rectangle& where) override {
     NativeRows::Place(where);
-    const int room = where.width - 2 * ModResolution::Metric(SM_CXEDGE, Dpi()) -
-                     ModResolution::Metric(SM_CXVSCROLL, Dpi());
-    int used = 0;
-    for (std::size_t i = 0; i < ColumnCount(); ++i) {
-      const bool last = i + 1 == ColumnCount();
-      const int width = last ? std::max(room - used, ColumnWidth(i)) : ColumnWidth(i);
-      Send(LVM_SETCOLUMNWIDTH, i, width);
-      used += width;
-    }
+    width_ = where.width;
+    FitColumns();
   }
   LRESULT OnNotify(NMHDR& header) override {
     switch (header.code) {
@@ -253,6 +246,22 @@ class NativeListView final : public NativeRows {
     if (list_.view_columns().empty()) return 0;
     return list_.view_columns()[i].columns * host_.fonts().average_width() +
            host_.fonts().Across(6);
+  }
+  // The last column gets the room that the others leave.
+  void FitColumns() {
+    scrolls_ = Scrolls();
+    const int scroll_bar = scrolls_ ? ModResolution::Metric(SM_CXVSCROLL, Dpi()) : 0;
+    const int room = width_ - 2 * ModResolution::Metric(SM_CXEDGE, Dpi()) - scroll_bar;
+    int used = 0;
+    for (std::size_t i = 0; i < ColumnCount(); ++i) {
+      const bool last = i + 1 == ColumnCount();
+      const int width = last ? std::max(room - used, ColumnWidth(i)) : ColumnWidth(i);
+      Send(LVM_SETCOLUMNWIDTH, i, width);
+      used += width;
+    }
+  }
+  bool Scrolls() const {
+    return static_cast<LRESULT>(rows_.rows().size()) > Send(LVM_GETCOUNTPERPAGE);
   }
   void AddColumns() {
     for (std::size_t i = 0; i < ColumnCount(); ++i) {
@@ -336,6 +345,8 @@ class NativeListView final : public NativeRows {
   ListView& list_;
   Owned<HIMAGELIST> images_;
   std::map<HICON, int> image_numbers_;
+  int width_ = 0;         // in pixels; 0 before it has a place
+  bool scrolls_ = false;  // it has more rows than room
 };
 
 class NativeTabs final : public NativeRows {

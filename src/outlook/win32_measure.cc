@@ -62,7 +62,7 @@ Size Win32Measure::LabelSize(const Label& label) const {
 
 Size Win32Measure::TextBoxSize(const TextBox& box) const {
   const int width = ColumnsWidth(box, kBoxColumns) + fonts_.Across(6);
-  if (!box.multi_line()) return {width, fonts_.Down(14)};
+  if (!box.multi_line()) return {width, BoxHeight()};
   const int lines = box.lines() > 0 ? box.lines() : kBoxLines;
   return {width + ModResolution::Scale(kScrollAndEdge, fonts_.dpi()),
           lines * fonts_.line_height() + fonts_.Down(6)};
@@ -90,7 +90,7 @@ Size Win32Measure::ComboBoxSize(const ComboBox& combo) const {
           ? combo.columns() * fonts_.average_width()
           : std::max({prompt, WidestRow(combo), kBoxColumns * fonts_.average_width()});
   return {content + fonts_.Across(8) + ModResolution::Metric(SM_CXVSCROLL, fonts_.dpi()),
-          fonts_.Down(14)};
+          BoxHeight()};
 }
 
 Size Win32Measure::ListSize(const RowsControl& list) const {
@@ -126,6 +126,9 @@ Size Win32Measure::ImageSize(const Image& image) const {
   return {image.columns() > 0 ? image.columns() * fonts_.average_width() : side,
           image.lines() > 0 ? image.lines() * fonts_.line_height() : side};
 }
+
+// A native box writes its line at its top, so that more room would look lopsided.
+int Win32Measure::BoxHeight() const { return fonts_.Down(13); }
 
 int Win32Measure::ColumnsWidth(const Control& control, int otherwise) const {
   return (control.columns() > 0 ? control.columns() : otherwise) * fonts_.average_width();

@@ -29,6 +29,7 @@ class Win32Measure final : public Measure {
   Size TabsSize(const TabStrip& tabs) const;
   Size ImageSize(const Image& image) const;
 
+  int BoxHeight() const;
   int ColumnsWidth(const Control& control, int otherwise) const;
   int WidestRow(const RowsControl& rows) const;
   Size Caption(const Control& control, int wrap_at = 0) const;
