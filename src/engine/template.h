@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <span>
 #include <string>
@@ -63,10 +64,10 @@ class Template final : public Renderer {
     enum class Kind { kBytes, kDate, kTo, kSubject, kMessageId, kUnsubscribe, kText };
     Kind kind = Kind::kBytes;
     std::string own;           // kBytes: copied into each message,
-    std::string_view outside;  // or, where not empty, sent from bytes_
+    std::string_view outside;  // or, where not empty, sent from bytes_ or encoded_
     std::size_t text_part = 0;
   };
-  // Where a piece of bytes_ stands between the bytes of a message's own.
+  // Where such a piece stands between the bytes of a message's own.
   struct Cut {
     std::size_t at = 0;
     std::string_view outside;
@@ -108,6 +109,7 @@ class Template final : public Renderer {
   Unsubscribe unsubscribe_;
   MergeText subject_text_;
   std::vector<Segment> segments_;
+  std::deque<std::string> encoded_;  // long pieces that bytes_ does not hold as they are sent
   std::vector<TextPart> text_parts_;
   std::vector<std::size_t> value_of_column_;  // an index into values_, or kUnused
 

@@ -418,7 +418,7 @@ void Template::UseColumns(std::vector<MergeSlot>& slots) {
   }
 }
 
-// The message's last line ends, too.
+// The message's last line ends, too; and what is long is not copied into every message.
 void Template::Seal() {
   const Segment& last = segments_.back();
   bool ends = false;
@@ -428,6 +428,11 @@ void Template::Seal() {
     ends = (last.outside.empty() ? std::string_view(last.own) : last.outside).ends_with("\r\n");
   }
   if (!ends) AddBytes("\r\n");
+  for (Segment& segment : segments_) {
+    if (segment.own.size() <= kCopiedUpTo) continue;
+    segment.outside = encoded_.emplace_back(std::move(segment.own));
+    segment.own.clear();
+  }
 }
 
 }  // namespace vespro::engine
