@@ -267,7 +267,7 @@ const char* IconName(HWND picture) {
 // ---------------------------------------------------------------------------------------
 
 DrivenDesktop::DrivenDesktop()
-    : Win32Desktop([] { return HWND{}; },
+    : Win32Desktop([this] { return host; },
                    [this](std::string_view line) { log.emplace_back(line); }) {}
 
 MessageAnswer DrivenDesktop::MsgBox(std::string_view text, MessageIcon icon, MessageButtons buttons,

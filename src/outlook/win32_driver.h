@@ -34,6 +34,7 @@ class DrivenDesktop final : public Win32Desktop {
   // Whether an event that runs now means that the program waits for the user.
   bool IsWaiting() const;
 
+  HWND host = nullptr;  // the mail client's window, if there is one
   std::vector<std::string> log;
 
  private:
