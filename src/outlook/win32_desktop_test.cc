@@ -123,17 +123,21 @@ TEST_F(Win32DesktopTest, AHandlerThatThrowsHurtsNobodyElse) {
 // The program neither waits nor lets events run.
 TEST_F(Win32DesktopTest, WhatAWorkingProgramShowsIsDrawnAtOnce) {
   bool shown = false, changed = false;
+  Lines events;
   story.Start([&] {
     SampleForm form(driver.desktop());
     form.Show(driver.desktop());
-    const HWND label = WindowOf(form, form.LabelNumber);
-    shown = IsWindowVisible(label) && !GetUpdateRect(label, nullptr, FALSE);
-    form.LabelNumber.set_caption("1,000");
-    changed = !GetUpdateRect(label, nullptr, FALSE);
+    const HWND box = WindowOf(form, form.TextNumber);
+    shown = IsWindowVisible(box) && !GetUpdateRect(box, nullptr, FALSE);
+    form.events.clear();
+    form.TextNumber.set_text("1,000");
+    changed = !GetUpdateRect(box, nullptr, FALSE);
+    events = form.events;
   });
   story.SeesEnd();
   EXPECT_TRUE(shown);
   EXPECT_TRUE(changed);
+  EXPECT_EQ(events, Lines{}) << "it was not the user";
 }
 
 TEST_F(Win32DesktopTest, EventsMayBeLetRunForEveryLine) {

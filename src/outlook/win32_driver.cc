@@ -18,7 +18,8 @@
 namespace vespro {
 namespace {
 
-constexpr auto kPatience = std::chrono::seconds(30);
+constexpr std::chrono::milliseconds kPatience{30000};
+constexpr std::chrono::milliseconds kButtonHeld{50};
 constexpr UINT kAreYouAtRest = WM_APP + 1;
 constexpr UINT kHoldShift = WM_APP + 2;
 constexpr int kPickerCombo = 0x47C;  // the box for the file's name, cmb13 or edt1
@@ -316,7 +317,7 @@ void Win32Driver::Start(std::function<void()> program) {
     std::unique_lock lock(mutex_);
     changed_.wait(lock, [this] { return ready_ || ended_; });
   }
-  Settle().Ignore();  // the story sees on the screen what came of it
+  Settle(kPatience).Ignore();  // the story sees on the screen what came of it
 }
 
 void Win32Driver::RunProgram(const std::function<void()>& program) {
@@ -357,8 +358,8 @@ LRESULT CALLBACK Win32Driver::Procedure(HWND window, UINT message, WPARAM wparam
 }
 
 // Until everything posted has been handled, and all that was posted meanwhile.
-Status Win32Driver::Settle() {
-  const auto limit = std::chrono::steady_clock::now() + kPatience;
+Status Win32Driver::Settle(std::chrono::milliseconds patience) {
+  const auto limit = std::chrono::steady_clock::now() + patience;
   std::unique_lock lock(mutex_);
   while (!ended_ && std::chrono::steady_clock::now() < limit) {
     const int question = ++asked_;
@@ -388,7 +389,7 @@ void Win32Driver::End() {
     } else {
       PostThreadMessageW(thread_id_, WM_QUIT, 0, 0);
     }
-    Settle().Ignore();  // Ended says
+    Settle(kPatience).Ignore();  // Ended says
   }
   if (program_.joinable()) program_.join();
 }
@@ -549,10 +550,13 @@ Result<Win32Driver::Found> Win32Driver::FindUsable(std::string_view name) const 
   return found;
 }
 
+// A person holds the button for a moment, in which the program may come to rest; some lists don't
+// before it is up again.
 Status Win32Driver::ClickAt(HWND window, POINT point) {
   PostMessageW(window, WM_LBUTTONDOWN, MK_LBUTTON, AsParameter(point));
+  Settle(kButtonHeld).Ignore();
   PostMessageW(window, WM_LBUTTONUP, 0, AsParameter(point));
-  return Settle();
+  return Settle(kPatience);
 }
 
 Status Win32Driver::ClickOn(const Found& found) {
@@ -590,7 +594,7 @@ Status Win32Driver::Type(std::string_view control, std::string_view text) {
   if (text.empty()) PostMessageW(box, WM_CHAR, VK_BACK, 1);
   const std::wstring typed = ModWide::FromUtf8(ModText::ReplaceAll(text, "\r\n", "\n"));
   for (const wchar_t c : typed) PostMessageW(box, WM_CHAR, c == L'\n' ? VK_RETURN : c, 1);
-  return Settle();
+  return Settle(kPatience);
 }
 
 Status Win32Driver::SelectInCombo(HWND combo, int row) {
@@ -654,13 +658,13 @@ Status Win32Driver::Press(Key key, char letter) {
   if (key == Key::kAccess) {
     constexpr LPARAM kAltIsDown = 1 << 29 | 1;
     PostMessageW(target, WM_SYSCHAR, static_cast<WPARAM>(letter), kAltIsDown);
-    return Settle();
+    return Settle(kPatience);
   }
   HoldShift(key == Key::kBackTab);
   const WPARAM virtual_key = ModKeys::VirtualKey(key);
   PostMessageW(target, WM_KEYDOWN, virtual_key, 1);
   PostMessageW(target, WM_KEYUP, virtual_key, 1);
-  Status settled = Settle();
+  Status settled = Settle(kPatience);
   if (!Ended()) HoldShift(false);
   return settled;
 }
@@ -674,7 +678,7 @@ Status Win32Driver::CloseByFrame() {
     return Status(Code::kUnavailable, TextOf(top) + " has no close button");
   }
   PostMessageW(top, WM_SYSCOMMAND, SC_CLOSE, 0);
-  return Settle();
+  return Settle(kPatience);
 }
 
 Status Win32Driver::PickFile(std::string_view path) {

@@ -9,6 +9,7 @@
 
 #include <windows.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
@@ -74,7 +75,7 @@ class Win32Driver final : public FormDriver {
 
   void RunProgram(const std::function<void()>& program);
   static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
-  Status Settle();
+  Status Settle(std::chrono::milliseconds patience);
   void HoldShift(bool down) const;
 
   std::vector<HWND> OnScreen() const;
