@@ -140,15 +140,19 @@ void Win32View::UpdateCaption() {
 
 void Win32View::SetFocus(const Control* control) {
   if (!window_) return;
-  const Showing showing(*this);
   const HWND wanted = control == nullptr ? window() : WindowOf(*control);
   if (GetFocus() != wanted) {
-    ::SetFocus(wanted);
+    GiveFocus(wanted);
     const bool is_line = control != nullptr && control->kind() == ControlKind::kTextBox &&
                          !static_cast<const TextBox*>(control)->multi_line();
     if (is_line) SendMessageW(wanted, EM_SETSEL, 0, -1);
   }
   ShowDefaultButton();
+}
+
+void Win32View::GiveFocus(HWND window) {
+  const Showing showing(*this);
+  ::SetFocus(window);
 }
 
 void Win32View::SetOwner(HWND owner) {
@@ -316,7 +320,8 @@ LRESULT Win32View::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
       Tell(UserAction::Close());
       return 0;
     case WM_SETFOCUS:
-      if (form_.focus() != nullptr) SetFocus(form_.focus());
+      // The user comes back from elsewhere; what is marked in a box stays so.
+      if (form_.focus() != nullptr) GiveFocus(WindowOf(*form_.focus()));
       return 0;
     case WM_COMMAND:
       if (NativeControl* native = Native(reinterpret_cast<HWND>(lparam))) {
@@ -337,9 +342,13 @@ LRESULT Win32View::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
       if (!renderer_.hourglass()) break;
       SetCursor(LoadCursorW(nullptr, IDC_WAIT));
       return TRUE;
-    case kResolutionChanged:
+    case kResolutionChanged: {
+      const auto& proposed = *reinterpret_cast<const RECT*>(lparam);
+      SetWindowPos(window(), nullptr, proposed.left, proposed.top, 0, 0,
+                   SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
       UseResolution(HIWORD(wparam));
       return 0;
+    }
     case WM_SETTINGCHANGE:
       UseResolution(fonts_.dpi());  // the system's font, perhaps
       break;

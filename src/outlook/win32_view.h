@@ -55,6 +55,7 @@ class Win32View final : public FormView, private NativeHost {
   void UseResolution(UINT dpi);
   void ShowTooltip(const NativeControl& native);
   void ShowDefaultButton();
+  void GiveFocus(HWND window);
 
   static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
   LRESULT Handle(UINT message, WPARAM wparam, LPARAM lparam);
