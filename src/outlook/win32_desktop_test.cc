@@ -140,6 +140,12 @@ TEST_F(Win32DesktopTest, WhatAWorkingProgramShowsIsDrawnAtOnce) {
   EXPECT_EQ(events, Lines{}) << "it was not the user";
 }
 
+LRESULT CALLBACK NoteTimer(HWND window, UINT message, WPARAM wparam, LPARAM lparam, UINT_PTR,
+                           DWORD_PTR came) {
+  if (message == WM_TIMER) *reinterpret_cast<bool*>(came) = true;
+  return DefSubclassProc(window, message, wparam, lparam);
+}
+
 TEST_F(Win32DesktopTest, EventsMayBeLetRunForEveryLine) {
   bool came = false;
   std::chrono::duration<double> took{};
@@ -150,13 +156,7 @@ TEST_F(Win32DesktopTest, EventsMayBeLetRunForEveryLine) {
     const HWND window = MakeWindow();
     SetTimer(window, 1, 1, nullptr);
     const Clock::time_point limit = Clock::now() + std::chrono::seconds(20);
-    SetWindowSubclass(
-        window,
-        [](HWND w, UINT m, WPARAM wp, LPARAM lp, UINT_PTR, DWORD_PTR flag) {
-          if (m == WM_TIMER) *reinterpret_cast<bool*>(flag) = true;
-          return DefSubclassProc(w, m, wp, lp);
-        },
-        1, reinterpret_cast<DWORD_PTR>(&came));
+    SetWindowSubclass(window, NoteTimer, 1, reinterpret_cast<DWORD_PTR>(&came));
     while (!came && Clock::now() < limit) driver.desktop().DoEvents();
     DestroyWindow(window);
   });
