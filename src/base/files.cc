@@ -56,6 +56,11 @@ Result<AtomicFile> AtomicFile::Create(const fs::path& path, Access access) {
     return Status(Code::kCannotWrite,
                   "cannot write '" + ModFiles::ToUtf8(path) + "': it is a folder");
   }
+  // What is protected stays, even where its folder lets another file take its place.
+  if (fs::is_regular_file(target, error)) {
+    Result<File> writable = File::Open(target, File::Mode::kAppend);
+    if (!writable.ok()) return writable.status();
+  }
   SystemRandomness randomness;
   std::array<char, 32> suffix;
   std::snprintf(suffix.data(), suffix.size(), ".tmp-%016llx",

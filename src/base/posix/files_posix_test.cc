@@ -27,6 +27,28 @@ TEST(FilesPosixTest, ReplacingKeepsPermissionsAndFollowsLinks) {
   EXPECT_EQ(ModeOf(path), 0640U);
 }
 
+TEST(FilesPosixTest, AProtectedFileIsNotReplaced) {
+  TemporaryFolder folder;
+  const fs::path path = folder.Write("list.txt", "old");
+  // Nothing is protected from root, so somebody else tries.
+  constexpr uid_t kNobody = 65534;
+  const bool root = geteuid() == 0;
+  if (root) {
+    ASSERT_EQ(chown(path.c_str(), kNobody, kNobody), 0);
+    ASSERT_EQ(chown(folder.path().c_str(), kNobody, kNobody), 0);
+    ASSERT_EQ(seteuid(kNobody), 0);
+  }
+  ASSERT_EQ(chmod(path.c_str(), 0444), 0);
+  const Status refused = ModFiles::ReplaceWith(path, "new");
+  ASSERT_EQ(chmod(path.c_str(), 0644), 0);
+  const Status replaced = ModFiles::ReplaceWith(path, "newer");
+  ASSERT_TRUE(!root || seteuid(0) == 0);
+  EXPECT_EQ(refused.code(), Code::kCannotWrite);
+  EXPECT_NE(refused.text().find("list.txt"), std::string::npos) << refused.text();
+  EXPECT_TRUE(replaced.ok()) << replaced.text();
+  EXPECT_EQ(folder.Count(), 1);
+}
+
 TEST(FilesPosixTest, PrivateFilesAreForTheUserAlone) {
   TemporaryFolder folder;
   ASSERT_TRUE(ModFiles::ReplaceWith(folder / "secret", "x", Access::kPrivate).ok());
