@@ -28,21 +28,23 @@ inline void CopyShort(char* to, const char* from, std::size_t size) {
 // Lines on their way into a file.
 class LineWriter {
  public:
-  // `sink` must outlive it.
-  explicit LineWriter(ByteSink& sink) : sink_(sink), buffer_(new char[kWriteBytes]) {}
+  // Both must outlive it.
+  LineWriter(ByteSink& sink, std::string_view line_end)
+      : sink_(sink), line_end_(line_end), buffer_(new char[kWriteBytes]) {}
 
-  // The line and CR LF. What the sink says to it is kept for Finish.
+  // The line and its end. What the sink says to it is kept for Finish.
   void Write(std::string_view line) {
-    if (line.size() + kLineEnd.size() > kWriteBytes - used_) Flush();
-    if (line.size() + kLineEnd.size() > kWriteBytes) {
+    const std::size_t bytes = line.size() + line_end_.size();
+    if (bytes > kWriteBytes - used_) Flush();
+    if (bytes > kWriteBytes) {
       Put(line);
-      Put(kLineEnd);
+      Put(line_end_);
       return;
     }
-    CopyShort(buffer_.get() + used_, line.data(), line.size());
-    used_ += line.size();
-    std::memcpy(buffer_.get() + used_, kLineEnd.data(), kLineEnd.size());
-    used_ += kLineEnd.size();
+    char* const at = buffer_.get() + used_;
+    CopyShort(at, line.data(), line.size());
+    std::memcpy(at + line.size(), line_end_.data(), line_end_.size());
+    used_ += bytes;
   }
   // Hands over the rest. The sink's first failure, if there was one.
   Status Finish() {
@@ -58,6 +60,7 @@ class LineWriter {
 
   static constexpr std::size_t kWriteBytes = 256 * 1024;
   ByteSink& sink_;
+  std::string_view line_end_;
   std::unique_ptr<char[]> buffer_;
   std::size_t used_ = 0;
   Status status_;

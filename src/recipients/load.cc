@@ -48,18 +48,16 @@ class Deduplicator {
     Result<AtomicFile> file = AtomicFile::Create(path);
     if (!file.ok()) return file.status();
     if (Status written = file->Write(head_); !written.ok()) return written;
-    LineWriter kept(file.value());
-    std::string& addresses = loaded_.duplicate_addresses;
-    addresses.reserve(duplicate_bytes_);
-    ModMemory::PreferLargePages(addresses.data(), duplicate_bytes_);
-    addresses.resize(duplicate_bytes_);
-    char* at = addresses.data();
-    rows_.ForEach([&kept, &at](std::string_view row, std::string_view key, bool is_duplicate) {
-      if (!is_duplicate) return kept.Write(row);
-      CopyShort(at, key.data(), key.size());
-      at += key.size();
-      *at++ = '\n';
+    StringSink addresses;
+    addresses.text.reserve(duplicate_bytes_);
+    ModMemory::PreferLargePages(addresses.text.data(), duplicate_bytes_);
+    LineWriter kept(file.value(), kLineEnd);
+    LineWriter duplicates(addresses, "\n");
+    rows_.TakeEach([&](std::string_view row, std::string_view key, bool is_duplicate) {
+      is_duplicate ? duplicates.Write(key) : kept.Write(row);
     });
+    duplicates.Finish().Ignore();  // memory takes everything
+    loaded_.duplicate_addresses = std::move(addresses.text);
     if (Status written = kept.Finish(); !written.ok()) return written;
     return file->Commit();
   }

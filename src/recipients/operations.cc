@@ -168,7 +168,7 @@ Result<std::uint64_t> KeepOthers(ListBlocks blocks, const Distribution& list,
   if (blocks.has_byte_order_mark()) {
     if (Status marked = out.Write(ModRow::kByteOrderMark); !marked.ok()) return marked;
   }
-  LineWriter kept(out);
+  LineWriter kept(out, kLineEnd);
   for (;;) {
     Result<ListBlocks::Block> block = blocks.Next();
     if (!block.ok()) return block.status();

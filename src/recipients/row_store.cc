@@ -1,7 +1,6 @@
 #include "recipients/row_store.h"
 
 #include <algorithm>
-#include <new>
 #include <utility>
 
 #include "base/memory.h"
@@ -39,10 +38,11 @@ bool RowStore::Add(std::string_view row, std::string_view key) {
 bool RowStore::NewChunk(Partition& partition, std::size_t bytes) {
   const std::size_t size = std::max(bytes, kChunkBytes);
   if (size > kSlabBytes - slab_used_) {
-    std::unique_ptr<char[]> slab(new (std::nothrow) char[kSlabBytes]);
-    if (slab == nullptr) return false;
-    ModMemory::PreferLargePages(slab.get(), kSlabBytes);
-    slabs_.push_back(std::move(slab));
+    auto* const memory =
+        static_cast<char*>(::operator new[](kSlabBytes, kSlabAlignment, std::nothrow));
+    if (memory == nullptr) return false;
+    ModMemory::PreferLargePages(memory, kSlabBytes);
+    slabs_.push_back({std::unique_ptr<char[], Free>(memory), 0});
     slab_used_ = 0;
   }
   if (!partition.chunks.empty()) partition.chunks.back().end -= partition.room;
@@ -51,6 +51,7 @@ bool RowStore::NewChunk(Partition& partition, std::size_t bytes) {
   partition.at = At(begin);
   partition.room = size;
   slab_used_ += size;
+  ++slabs_.back().chunks;
   return true;
 }
 

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string_view>
 #include <vector>
 
@@ -30,9 +31,10 @@ class RowStore {
   Count FindDuplicates();
   std::uint64_t size() const { return partition_of_.size(); }
 
-  // Calls `visit(row, key, is_duplicate)` for all rows in the order in which they were added.
+  // Calls `visit(row, key, is_duplicate)` for all rows in the order in which they were added, once:
+  // their memory is given back on the way, since what is made of them needs as much.
   template <class Visit>
-  void ForEach(const Visit& visit) const {
+  void TakeEach(const Visit& visit) {
     std::array<Cursor, kPartitions> cursors;
     for (std::size_t i = 0; i < kPartitions; ++i) cursors[i] = Cursor(*this, partitions_[i]);
     for (const unsigned char partition : partition_of_) {
@@ -43,7 +45,8 @@ class RowStore {
 
  private:
   static constexpr std::size_t kPartitions = 256;
-  static constexpr std::size_t kSlabBytes = 32 * 1024 * 1024;
+  static constexpr std::size_t kSlabBytes = 8 * 1024 * 1024;
+  static constexpr std::align_val_t kSlabAlignment{2 * 1024 * 1024};  // a large page
   static constexpr std::size_t kChunkBytes = 16 * 1024;
 
   // A row as it lies in memory: a header, its bytes, and its key's bytes unless they are the same.
@@ -98,10 +101,12 @@ class RowStore {
   class Cursor {
    public:
     Cursor() = default;
-    Cursor(const RowStore& store, const Partition& partition)
+    Cursor(RowStore& store, const Partition& partition)
         : store_(&store), next_(partition.chunks.data()) {}
+    // Valid until the next call.
     const char* Take() {
       if (at_ == end_) {
+        if (at_ != nullptr) store_->Release(*(next_ - 1));
         at_ = store_->At(next_->begin);
         end_ = at_ + (next_->end - next_->begin);
         ++next_;
@@ -112,15 +117,27 @@ class RowStore {
     }
 
    private:
-    const RowStore* store_ = nullptr;
+    RowStore* store_ = nullptr;
     const Chunk* next_ = nullptr;
     const char* at_ = nullptr;
     const char* end_ = nullptr;
   };
 
+  struct Free {
+    void operator()(char* bytes) const { ::operator delete[](bytes, kSlabAlignment); }
+  };
+  struct Slab {
+    std::unique_ptr<char[], Free> bytes;
+    std::size_t chunks = 0;  // in use
+  };
+
   // A place is the number of a byte, counted through all slabs.
   char* At(std::uint64_t place) const {
-    return slabs_[static_cast<std::size_t>(place / kSlabBytes)].get() + place % kSlabBytes;
+    return slabs_[static_cast<std::size_t>(place / kSlabBytes)].bytes.get() + place % kSlabBytes;
+  }
+  void Release(const Chunk& chunk) {
+    Slab& slab = slabs_[static_cast<std::size_t>(chunk.begin / kSlabBytes)];
+    if (--slab.chunks == 0) slab.bytes.reset();
   }
   bool NewChunk(Partition& partition, std::size_t bytes);
   bool IsDuplicate(std::uint64_t place, const Row& row);
@@ -128,7 +145,7 @@ class RowStore {
   void GrowTable();
 
   KeyedHash hash_;
-  std::vector<std::unique_ptr<char[]>> slabs_;
+  std::vector<Slab> slabs_;
   std::size_t slab_used_ = kSlabBytes;
   std::array<Partition, kPartitions> partitions_;
   std::vector<unsigned char> partition_of_;  // each row's
