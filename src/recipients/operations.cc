@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <unordered_set>
@@ -86,20 +87,31 @@ class Appender {
   std::uint64_t size_;  // all of it ours behind size_before_
 };
 
-bool EndsInCrLf(std::string_view block, std::size_t lines) {
-  if (block.find('\r') == std::string_view::npos) return false;
+// How many lines the block has, if all of them end in CR LF; otherwise 0.
+std::size_t CountOfCrLf(std::string_view block) {
+  if (block.find('\r') == std::string_view::npos) return 0;
   const char* const data = block.data();
-  return lines == CountIf(block.size() - 1, [data](std::size_t i) {
-           return (data[i] == '\r') & (data[i + 1] == '\n');
-         });
+  const std::size_t lines =
+      CountIf(block.size(), [data](std::size_t i) { return data[i] == '\n'; });
+  const std::size_t cr_lf = CountIf(block.size() - 1, [data](std::size_t i) {
+    return (data[i] == '\r') & (data[i + 1] == '\n');
+  });
+  return cr_lf == lines ? lines : 0;
 }
 
-// The block's lines with CR LF; `copy` is where they lie when the block has others.
-std::string_view WithCrLf(std::string_view block, std::size_t lines, std::string& copy) {
-  if (EndsInCrLf(block, lines)) return block;
-  copy.resize(block.size() + lines);
+// The block's lines, each ended by CR LF; `copy` is where they lie unless that is so already.
+// `next_line` is asked for each: nothing when it says no.
+template <class NextLine>
+std::optional<std::string_view> WithCrLf(std::string_view block, std::string& copy,
+                                         const NextLine& next_line) {
+  if (std::size_t lines = CountOfCrLf(block); lines > 0) {
+    while (lines > 0 && next_line()) --lines;
+    return lines == 0 ? std::optional(block) : std::nullopt;
+  }
+  copy.resize(2 * block.size());
   char* at = copy.data();
   while (!block.empty()) {
+    if (!next_line()) return std::nullopt;
     const std::string_view line = TakeLine(block);
     CopyShort(at, line.data(), line.size());
     CopyShort(at + line.size(), kLineEnd.data(), kLineEnd.size());
@@ -110,19 +122,15 @@ std::string_view WithCrLf(std::string_view block, std::size_t lines, std::string
 
 Status AppendLines(ListBlocks& second, Appender& current, std::string_view current_path,
                    const OnLine& on_line) {
+  const auto next_line = [&on_line] { return !on_line || on_line(); };
   std::string copy;
   for (;;) {
     Result<ListBlocks::Block> block = second.Next();
     if (!block.ok()) return block.status();
     if (block->size == 0) return {};
-    const char* const data = block->data;
-    const std::size_t lines =
-        CountIf(block->size, [data](std::size_t i) { return data[i] == '\n'; });
-    for (std::size_t i = 0; on_line && i < lines; ++i) {
-      if (!on_line()) return GivenUp(current_path);
-    }
-    Status written = current.Write(WithCrLf(block->text(), lines, copy));
-    if (!written.ok()) return written;
+    const std::optional<std::string_view> lines = WithCrLf(block->text(), copy, next_line);
+    if (!lines.has_value()) return GivenUp(current_path);
+    if (Status written = current.Write(*lines); !written.ok()) return written;
   }
 }
 
