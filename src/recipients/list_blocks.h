@@ -2,8 +2,11 @@
 // that go through all of it. Bytes as they stand in the file. One thread per object.
 #pragma once
 
+#include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -52,9 +55,32 @@ class ListBlocks {
   bool has_byte_order_mark_ = false;
 };
 
+// How long a block's first line is, up to its LF. Of lines as short as an address all is looked at
+// in one go, since a way out at each word is guessed wrong too often.
+inline std::size_t LineLength(std::string_view lines) {
+  static_assert(std::endian::native == std::endian::little);
+  constexpr std::size_t kWords = 4;
+  constexpr std::uint64_t kOnes = 0x0101010101010101;
+  if (lines.size() >= kWords * sizeof(std::uint64_t)) {
+    std::uint64_t hit = 0;
+    std::size_t before = 0;
+    for (std::size_t i = kWords; i-- > 0;) {
+      std::uint64_t word = 0;
+      std::memcpy(&word, lines.data() + i * sizeof(word), sizeof(word));
+      word ^= kOnes * '\n';
+      // The lowest bit that is set belongs to the first LF; others above it may be wrong.
+      const std::uint64_t found = (word - kOnes) & ~word & (kOnes << 7);
+      before = found != 0 ? i * sizeof(word) : before;
+      hit = found != 0 ? found : hit;
+    }
+    if (hit != 0) return before + static_cast<std::size_t>(std::countr_zero(hit)) / 8;
+  }
+  return std::min(lines.find('\n'), lines.size());
+}
+
 // Takes the first line off a block's text, without its line end.
 inline std::string_view TakeLine(std::string_view& lines) {
-  std::string_view line = lines.substr(0, lines.find('\n'));
+  std::string_view line = lines.substr(0, LineLength(lines));
   lines.remove_prefix(line.size() + 1);
   if (line.ends_with('\r')) line.remove_suffix(1);
   return line;

@@ -1,6 +1,7 @@
 #include "recipients/operations.h"
 
 #include <algorithm>
+#include <bit>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -108,7 +109,7 @@ std::optional<std::string_view> WithCrLf(std::string_view block, std::string& co
     while (lines > 0 && next_line()) --lines;
     return lines == 0 ? std::optional(block) : std::nullopt;
   }
-  copy.resize(2 * block.size());
+  if (copy.size() < 2 * block.size()) copy.resize(2 * std::bit_ceil(block.size()));
   char* at = copy.data();
   while (!block.empty()) {
     if (!next_line()) return std::nullopt;
