@@ -9,7 +9,7 @@ namespace {
 TEST(ListBlocksTest, FindsTheFirstLineEndAmongLookAlikes) {
   for (const char filler : {'x', '\x0B', '\x09', '\x8A', '\x00', '\xFF', '\x0A'}) {
     for (std::size_t length = 0; length < 70; ++length) {
-      for (const std::size_t behind : {0, 1, 7, 40}) {
+      for (const std::size_t behind : {0U, 1U, 7U, 40U}) {
         const std::string text =
             std::string(length, 'x') + "\n" + std::string(behind, filler) + "\n";
         std::string_view lines = text;
