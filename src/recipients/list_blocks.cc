@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <system_error>
 #include <utility>
 
 #include "base/lines.h"
@@ -18,18 +19,32 @@ static_assert(kBlockBytes > ModDistribution::kTextProbeBytes);
 
 }  // namespace
 
-ListBlocks::ListBlocks(std::string path, File file, std::uint64_t file_bytes)
+Status ListStamp::CheckUnchanged() const {
+  std::error_code error;
+  if (std::filesystem::file_size(path, error) == bytes && !error &&
+      std::filesystem::last_write_time(path, error) == written && !error) {
+    return {};
+  }
+  return Status(Code::kResumable, "another program wrote to '" + ModFiles::ToUtf8(path) +
+                                      "' meanwhile; nothing was changed, try again");
+}
+
+ListBlocks::ListBlocks(std::string path, File file, ListStamp stamp)
     : path_(std::move(path)),
       file_(std::move(file)),
-      file_bytes_(file_bytes),
+      stamp_(std::move(stamp)),
       block_(kBlockBytes, '\0') {}
 
 Result<ListBlocks> ListBlocks::Open(std::string_view path) {
-  Result<File> file = File::Open(ModFiles::FromUtf8(path), File::Mode::kRead);
+  ListStamp stamp{ModFiles::FromUtf8(path), 0, {}};
+  Result<File> file = File::Open(stamp.path, File::Mode::kRead);
   if (!file.ok()) return file.status();
   Result<std::uint64_t> size = file->Size();
   if (!size.ok()) return size.status();
-  ListBlocks blocks(std::string(path), std::move(file).value(), size.value());
+  stamp.bytes = size.value();
+  std::error_code error;  // shows again in CheckUnchanged
+  stamp.written = std::filesystem::last_write_time(stamp.path, error);
+  ListBlocks blocks(std::string(path), std::move(file).value(), std::move(stamp));
   if (Status started = blocks.Start(); !started.ok()) return started;
   return blocks;
 }

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -18,6 +19,17 @@ namespace vespro::ModRecipients {
 
 // Called once for each line read. False: the operation is given up: kCancelled, the file as it was.
 using OnLine = std::function<bool()>;
+
+// What a file was when it was opened. Ask before it is replaced by what was made of it: lines that
+// another program appended meanwhile would be lost.
+struct ListStamp {
+  std::filesystem::path path;
+  std::uint64_t bytes = 0;
+  std::filesystem::file_time_type written;
+
+  // kResumable when the file is another now.
+  Status CheckUnchanged() const;
+};
 
 class ListBlocks {
  public:
@@ -35,10 +47,10 @@ class ListBlocks {
   Result<Block> Next();
 
   bool has_byte_order_mark() const { return has_byte_order_mark_; }
-  std::uint64_t file_bytes() const { return file_bytes_; }
+  const ListStamp& stamp() const { return stamp_; }
 
  private:
-  ListBlocks(std::string path, File file, std::uint64_t file_bytes);
+  ListBlocks(std::string path, File file, ListStamp stamp);
   Status Start();
   Status Fill();
   std::size_t EndOfWholeLines() const;
@@ -47,7 +59,7 @@ class ListBlocks {
 
   std::string path_;
   File file_;
-  std::uint64_t file_bytes_;
+  ListStamp stamp_;
   std::string block_;
   std::size_t begin_ = 0;   // of what was not yet given
   std::size_t filled_ = 0;  // how much of the block was read

@@ -44,8 +44,8 @@ class Deduplicator {
   }
 
   // The new file, and the duplicates' addresses on the way.
-  Status Write(const std::filesystem::path& path) {
-    Result<AtomicFile> file = AtomicFile::Create(path);
+  Status Write(const ListStamp& stamp) {
+    Result<AtomicFile> file = AtomicFile::Create(stamp.path);
     if (!file.ok()) return file.status();
     if (Status written = file->Write(head_); !written.ok()) return written;
     StringSink addresses;
@@ -59,6 +59,7 @@ class Deduplicator {
     duplicates.Finish().Ignore();  // memory takes everything
     loaded_.duplicate_addresses = std::move(addresses.text);
     if (Status written = kept.Finish(); !written.ok()) return written;
+    if (Status same = stamp.CheckUnchanged(); !same.ok()) return same;
     return file->Commit();
   }
 
@@ -110,17 +111,18 @@ class Deduplicator {
 
 Result<Loaded> LoadAndDeduplicate(const Distribution& list, const OnLine& on_line) {
   Deduplicator deduplicator(list, on_line);
+  ListStamp stamp;
   {
     // Closed before it is replaced: Windows does not replace an open file.
     Result<ListBlocks> blocks = ListBlocks::Open(list.path);
     if (!blocks.ok()) return blocks.status();
-    if (blocks->file_bytes() == 0) return Status(Code::kBadInput, std::string(kBlankFile));
+    stamp = blocks->stamp();
+    if (stamp.bytes == 0) return Status(Code::kBadInput, std::string(kBlankFile));
     if (Status read = deduplicator.Read(blocks.value()); !read.ok()) return read;
   }
   Loaded& loaded = deduplicator.loaded();
   if (loaded.duplicates > 0) {
-    Status written = deduplicator.Write(ModFiles::FromUtf8(list.path));
-    if (!written.ok()) return written;
+    if (Status written = deduplicator.Write(stamp); !written.ok()) return written;
     loaded.rewritten = true;
   }
   return std::move(loaded);

@@ -32,7 +32,8 @@ struct Loaded {
 // each address as read. Order is kept, lines end in CR LF, a byte-order mark stays. Without
 // duplicates the file is not touched. kNotFound, or kBadInput: a folder, a device, no text, a line
 // that is too long, too large for the memory's addresses, and kBlankFile for an empty file;
-// kCannotWrite; kCancelled. After any failure the file is as it was.
+// kCannotWrite; kResumable when another program wrote to it meanwhile; kCancelled. After any
+// failure the file is as it was.
 Result<Loaded> LoadAndDeduplicate(const Distribution& list, const OnLine& on_line = {});
 
 }  // namespace vespro::ModRecipients

@@ -238,14 +238,16 @@ Result<std::uint64_t> Filter(const Distribution& current, std::string_view unwan
   if (Status fits = CheckFilter(current.path, unwanted); !fits.ok()) return fits;
   Result<ListBlocks> blocks = ListBlocks::Open(current.path);
   if (!blocks.ok()) return blocks.status();
-  if (blocks->file_bytes() == 0) return Status(Code::kBadInput, std::string(kBlankFile));
+  const ListStamp stamp = blocks->stamp();
+  if (stamp.bytes == 0) return Status(Code::kBadInput, std::string(kBlankFile));
   Unwanted lines;
   if (Status loaded = lines.Load(unwanted, on_line, current.path); !loaded.ok()) return loaded;
-  Result<AtomicFile> file = AtomicFile::Create(ModFiles::FromUtf8(current.path));
+  Result<AtomicFile> file = AtomicFile::Create(stamp.path);
   if (!file.ok()) return file.status();
   Result<std::uint64_t> removed =
       KeepOthers(std::move(blocks).value(), current, lines, file.value(), on_line);
   if (!removed.ok()) return removed;
+  if (Status same = stamp.CheckUnchanged(); !same.ok()) return same;
   if (Status committed = file->Commit(); !committed.ok()) return committed;
   return removed;
 }

@@ -212,6 +212,23 @@ TEST_F(OperationsTest, GivingUpAtAnyLineLeavesTheList) {
   }
 }
 
+// Whoever appends while a list is read must not lose it to the new file.
+TEST_F(OperationsTest, AListThatGrowsMeanwhileIsNotReplaced) {
+  const Distribution list{Write("l.txt", "a@b\na@b\n"), ListKind::kText};
+  const std::string other = Write("o.txt", "c@d\n");
+  std::string grown = "a@b\na@b\n";
+  const OnLine meddle = [&] {
+    grown += "new@b\n";
+    Result<File> file = File::Open(folder / "l.txt", File::Mode::kAppend);
+    return file.ok() && file->Write("new@b\n").ok();
+  };
+  EXPECT_EQ(LoadAndDeduplicate(list, meddle).status().code(), Code::kResumable);
+  EXPECT_EQ(folder.Read("l.txt"), grown);
+  EXPECT_EQ(Filter(list, other, meddle).status().code(), Code::kResumable);
+  EXPECT_EQ(folder.Read("l.txt"), grown);
+  EXPECT_EQ(folder.Count(), 2);
+}
+
 // Taking a merge back must not take what another program wrote meanwhile.
 TEST_F(OperationsTest, AMergeThatIsNotAloneIsNotTakenBack) {
   const std::string current = Write("l.txt", "a@b\n");
