@@ -1,5 +1,6 @@
 #include "outlook/fonts.h"
 
+#include <algorithm>
 #include <string>
 
 #include "base/win32/wide.h"
@@ -71,6 +72,18 @@ SIZE Fonts::Extent(HFONT font, std::string_view text, int wrap_at, bool has_acce
   RECT area = {0, 0, wrap_at, 0};
   DrawTextW(dc.get(), wide.c_str(), static_cast<int>(wide.size()), &area, flags);
   return {area.right - area.left, area.bottom - area.top};
+}
+
+int Fonts::Widest(const std::vector<Row>& rows) const {
+  const MeasuringDc dc(text_.get());
+  LONG widest = 0;
+  for (const Row& row : rows) {
+    const std::wstring text = ModWide::FromUtf8(row.text);
+    SIZE size{};
+    GetTextExtentPoint32W(dc.get(), text.c_str(), static_cast<int>(text.size()), &size);
+    widest = std::max(widest, size.cx);
+  }
+  return static_cast<int>(widest);
 }
 
 }  // namespace vespro

@@ -170,9 +170,15 @@ class NativeListBox final : public NativeRows {
   void Insert(std::size_t row) override {
     const std::string& text = RowAt(row).text;
     SendText(LB_INSERTSTRING, row, text);
-    const SIZE extent = host_.fonts().Extent(host_.fonts().text(), text, 0, false);
-    widest_ = std::max(widest_, static_cast<int>(extent.cx) + host_.fonts().Across(4));
-    Send(LB_SETHORIZONTALEXTENT, static_cast<WPARAM>(widest_));
+    if (is_shown_)
+      Widen(static_cast<int>(host_.fonts().Extent(host_.fonts().text(), text, 0, false).cx));
+  }
+  // The list scrolls as far as its widest row.
+  void Widen(int text_width) {
+    is_shown_ = true;
+    if (text_width <= widest_) return;
+    widest_ = text_width;
+    Send(LB_SETHORIZONTALEXTENT, static_cast<WPARAM>(widest_ + host_.fonts().Across(4)));
   }
   void Remove(std::size_t row) override { Send(LB_DELETESTRING, row); }
   void Clear() override {
@@ -183,7 +189,8 @@ class NativeListBox final : public NativeRows {
   void Select(int row) override { Send(LB_SETCURSEL, static_cast<WPARAM>(row)); }
   int Selected() const override { return static_cast<int>(Send(LB_GETCURSEL)); }
 
-  int widest_ = 0;
+  int widest_ = 0;         // in pixels
+  bool is_shown_ = false;  // what it held at first has been measured
 };
 
 class NativeListView final : public NativeRows {

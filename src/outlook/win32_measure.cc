@@ -88,7 +88,7 @@ Size Win32Measure::ComboBoxSize(const ComboBox& combo) const {
   const int content =
       combo.columns() > 0
           ? combo.columns() * fonts_.average_width()
-          : std::max({prompt, WidestRow(combo), kBoxColumns * fonts_.average_width()});
+          : std::max({prompt, fonts_.Widest(combo.rows()), kBoxColumns * fonts_.average_width()});
   return {content + fonts_.Across(8) + ModResolution::Metric(SM_CXVSCROLL, fonts_.dpi()),
           BoxHeight()};
 }
@@ -132,15 +132,6 @@ int Win32Measure::BoxHeight() const { return fonts_.Down(13); }
 
 int Win32Measure::ColumnsWidth(const Control& control, int otherwise) const {
   return (control.columns() > 0 ? control.columns() : otherwise) * fonts_.average_width();
-}
-
-int Win32Measure::WidestRow(const RowsControl& rows) const {
-  int widest = 0;
-  for (const Row& row : rows.rows()) {
-    widest =
-        std::max(widest, static_cast<int>(fonts_.Extent(fonts_.text(), row.text, 0, false).cx));
-  }
-  return widest;
 }
 
 Size Win32Measure::Caption(const Control& control, int wrap_at) const {

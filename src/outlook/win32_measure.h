@@ -31,7 +31,6 @@ class Win32Measure final : public Measure {
 
   int BoxHeight() const;
   int ColumnsWidth(const Control& control, int otherwise) const;
-  int WidestRow(const RowsControl& rows) const;
   Size Caption(const Control& control, int wrap_at = 0) const;
 
   const Fonts& fonts_;
