@@ -1,5 +1,6 @@
 #include "base/files.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <system_error>
@@ -12,7 +13,8 @@ namespace platform = ModFiles::platform;
 
 namespace {
 constexpr std::size_t kBufferBytes = 256 * 1024;
-}
+constexpr std::size_t kMostOfName = 200;  // file systems take 255
+}  // namespace
 
 Status BufferedWriter::Write(std::string_view bytes) {
   if (buffer_.size() + bytes.size() > kBufferBytes) {
@@ -65,7 +67,10 @@ Result<AtomicFile> AtomicFile::Create(const fs::path& path, Access access) {
   std::array<char, 32> suffix;
   std::snprintf(suffix.data(), suffix.size(), ".tmp-%016llx",
                 static_cast<unsigned long long>(randomness.Next()));
-  fs::path temporary = target;
+  // Beside the target and called like it, as far as a name may be long.
+  fs::path::string_type name = target.filename().native();
+  name.resize(std::min(name.size(), kMostOfName));
+  fs::path temporary = target.parent_path() / name;
   temporary += suffix.data();
   Result<File> file = File::Open(temporary, File::Mode::kCreateNew, access);
   if (!file.ok()) {

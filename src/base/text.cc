@@ -14,6 +14,20 @@ char LowerAsciiChar(char c) {
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
+// How many bytes of a character that is not shown `text` begins with: a control of ASCII, one of
+// U+0080 to U+009F, which terminals obey as well, or what turns the direction of writing round.
+std::size_t LeadingHidden(std::string_view text) {
+  if (HasControls(text.substr(0, 1))) return 1;
+  const auto at = [text](std::size_t i) {
+    return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;
+  };
+  if (at(0) == 0xC2 && at(1) >= 0x80 && at(1) <= 0x9F) return 2;
+  const bool marks = at(0) == 0xE2 && at(1) == 0x80 &&
+                     (at(2) == 0x8E || at(2) == 0x8F || (at(2) >= 0xAA && at(2) <= 0xAE));
+  const bool isolates = at(0) == 0xE2 && at(1) == 0x81 && at(2) >= 0xA6 && at(2) <= 0xA9;
+  return marks || isolates ? 3 : 0;
+}
+
 }  // namespace
 
 std::string_view Trim(std::string_view text) {
@@ -170,9 +184,12 @@ std::string Printable(std::string_view text, std::size_t max_bytes) {
     }
     if (!text.empty() && static_cast<unsigned char>(text.back()) >= 0xC0) text.remove_suffix(1);
   }
-  std::string out(text);
-  for (char& c : out) {
-    if (HasControls(std::string_view(&c, 1))) c = '?';
+  std::string out;
+  out.reserve(text.size() + 3);
+  while (!text.empty()) {
+    const std::size_t hidden = LeadingHidden(text);
+    out += hidden > 0 ? '?' : text.front();
+    text.remove_prefix(std::max<std::size_t>(hidden, 1));
   }
   if (cut) out += "...";
   return out;

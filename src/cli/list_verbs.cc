@@ -35,6 +35,13 @@ struct ListArguments {
   }
 };
 
+// What tells a file's kind: a folder's name counts, too.
+std::string FullPath(const std::string& file) {
+  std::error_code error;
+  const std::filesystem::path path = ModFiles::FromUtf8(file);
+  return ModFiles::ToUtf8(std::filesystem::absolute(path, error).lexically_normal());
+}
+
 // The column's name among the fields of the first row; empty when there is none.
 std::string ColumnName(const Distribution& distribution) {
   if (distribution.kind != ListKind::kCsv || distribution.column < 0) return {};
@@ -90,7 +97,8 @@ int Use(const Globals& globals, const ListArguments& arguments) {
 }
 
 int Kind(const Globals& globals, const ListArguments& arguments) {
-  const std::string_view kind = ModDistribution::KindName(ModDistribution::KindOf(arguments.file));
+  const std::string_view kind =
+      ModDistribution::KindName(ModDistribution::KindOf(FullPath(arguments.file)));
   if (globals.json) {
     PrintJson({{"file", arguments.file}, {"kind", kind}});
   } else {
@@ -100,7 +108,9 @@ int Kind(const Globals& globals, const ListArguments& arguments) {
 }
 
 int Map(const Globals& globals, const ListArguments& arguments) {
-  Result<Distribution> chosen = ModSendJob::ChooseList(arguments.Choice());
+  ListChoice choice = arguments.Choice();
+  choice.may_guess = true;
+  Result<Distribution> chosen = ModSendJob::ChooseList(choice);
   if (!chosen.ok()) return Fail(chosen.status());
   if (chosen->kind != ListKind::kCsv) {
     return Fail(Status(Code::kBadInput, "'" + arguments.file + "' is no CSV table"));
@@ -211,7 +221,8 @@ int Merge(const Globals& globals, const ListArguments& arguments) {
   Status merged;
   {
     LongWork work;
-    merged = ModRecipients::Merge(arguments.file, arguments.second, work.on_line());
+    merged =
+        ModRecipients::Merge(FullPath(arguments.file), FullPath(arguments.second), work.on_line());
     lines = work.lines();
   }
   if (!merged.ok()) return Fail(merged);

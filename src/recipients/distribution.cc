@@ -135,8 +135,28 @@ Result<Mapping> ProposeMapping(std::string_view first, std::string_view second) 
   mapping.column = LastWithAt(cells);
   if (mapping.column >= 0) return mapping;
   mapping.header = true;
-  mapping.column = std::max<std::int16_t>(0, LastWithAt(ModText::Split(second, ',')));
+  // A cell of the second row may stand where the first has no column.
+  std::vector<std::string_view> values = ModText::Split(second, ',');
+  values.resize(std::min(values.size(), cells.size()));
+  mapping.column = LastWithAt(values);
+  mapping.guessed = mapping.column < 0;
+  if (mapping.guessed) mapping.column = 0;
   return mapping;
+}
+
+Status CheckPath(std::string_view path) {
+  const char* what = nullptr;
+  if (path.find(',') != std::string_view::npos) what = "a comma";
+  if (std::filesystem::path::preferred_separator == '/' &&
+      path.find('\\') != std::string_view::npos) {
+    what = "a backslash";
+  }
+  if (ModText::HasControls(path)) what = "a control character";
+  if (!ModText::IsUtf8(path)) what = "bytes that are no UTF-8";
+  if (what == nullptr) return {};
+  return Status(Code::kBadInput, "'" + ModText::Printable(path, path.size()) +
+                                     "' can't be a distribution file: its path holds " + what +
+                                     ", rename or move it");
 }
 
 }  // namespace vespro::ModDistribution

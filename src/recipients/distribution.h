@@ -35,6 +35,9 @@ std::string_view KindName(ListKind kind);
 // comma in it is not escaped, and Parse takes what stands before it for the path.
 std::string Compose(const Distribution& distribution);
 Distribution Parse(std::string_view mail_list);
+// Whether a path comes back from the setting as it went in, and can stand in a job: kBadInput with
+// the reason and what to do otherwise. Parse would give a part of it: somebody else's list, maybe.
+Status CheckPath(std::string_view path);
 // "path,KIND": all there is to say of a TEXT list; of a CSV table, until its mapping is known.
 std::string ComposeUnmapped(std::string_view path, ListKind kind);
 
@@ -51,10 +54,12 @@ struct Mapping {
   std::vector<std::string> fields;  // the first row's cells for people: UTF-8, no quotes, trimmed
   std::int16_t column = 0;
   bool header = false;
+  bool guessed = false;  // there was nothing to go by
 };
 // The columns and a proposal. The last cell of the first row with an "@" is the address; when there
 // is none the first row is a header, and the last cell with an "@" of the second row decides
-// (column 0 when that has none either). kBadInput with kIncorrectCsv when the first row is blank.
+// (column 0, guessed, when that has none either). kBadInput with kIncorrectCsv when the first row
+// is blank.
 Result<Mapping> ProposeMapping(std::string_view first, std::string_view second);
 
 // CheckIsText for the beginning of a file. kNotFound, or kBadInput for a folder or a device, too.

@@ -111,7 +111,7 @@ TEST(DistributionTest, ProposedMapping) {
       {"Name,City", "Ann,Rome", {"Name", "City"}, 0, true},
       {"Name", "", {"Name"}, 0, true},
       {" \"Last, First\" , 'E-Mail'", "", {"Last", "First", "E-Mail"}, 0, true},
-      {"Name,Mail", "\"Doe, J\",j@b", {"Name", "Mail"}, 2, true},  // beyond the header's columns
+      {"Name,Mail", "\"Doe, J\",j@b", {"Name", "Mail"}, 0, true},  // beyond the columns
       {"Gr\xF6\xDF"
        "e",
        "",

@@ -78,6 +78,7 @@ bool AskMapping(Desktop& desktop, Settings& settings, Distribution& list) {
 
 // Before anything is asked or changed.
 Status CheckFilter(const Distribution& list, std::string_view unwanted) {
+  if (Status path = ModDistribution::CheckPath(list.path); !path.ok()) return path;
   if (Status fits = ModRecipients::CheckFilter(list.path, unwanted); !fits.ok()) return fits;
   if (Status text = ModDistribution::ProbeText(list.path); !text.ok()) return text;
   return ModDistribution::ProbeText(unwanted);
@@ -96,14 +97,15 @@ void Tell(Desktop& desktop, std::string_view text, MessageIcon icon) {
 }
 
 void TellFailure(Desktop& desktop, const Status& failure) {
-  Tell(desktop, failure.text(), MessageIcon::kCritical);
+  const bool blank = failure.text() == ModRecipients::kBlankFile;
+  Tell(desktop, failure.text(), blank ? MessageIcon::kExclamation : MessageIcon::kCritical);
 }
 
 void RemoveDuplicates(Desktop& desktop, const Distribution& list) {
   const Result<std::uint64_t> size = FileSize(list.path);
   if (!size.ok()) return TellFailure(desktop, size.status());
   if (size.value() == 0) {
-    return Tell(desktop, ModRecipients::kBlankFile, MessageIcon::kExclamation);
+    return TellFailure(desktop, Status(Code::kBadInput, std::string(ModRecipients::kBlankFile)));
   }
   if (desktop.MsgBox("Do you want to remove duplicate emails?", MessageIcon::kQuestion,
                      MessageButtons::kYesNo, kModuleName) != MessageAnswer::kYes) {
@@ -137,10 +139,15 @@ bool Filter(Desktop& desktop, Settings& settings, std::string_view current,
     Tell(desktop, kUnknownKind, MessageIcon::kExclamation);
     return false;
   }
+  const std::string before = settings.Read(setting::kMailList);
   if (list.kind == ListKind::kCsv && !AskMapping(desktop, settings, list)) return false;
   const Result<std::uint64_t> removed = FilterSilently(desktop, list, unwanted);
   if (!removed.ok()) {
     TellFailure(desktop, removed.status());
+    // The mapping may have been confirmed; the list is the one that it was all the same.
+    if (const Status put_back = settings.Write(setting::kMailList, before); !put_back.ok()) {
+      TellFailure(desktop, put_back);
+    }
     return false;
   }
   const Status stored = settings.Write(setting::kMailList, ModDistribution::Compose(list));

@@ -50,20 +50,6 @@ Result<std::int16_t> FindColumn(const std::string& wanted, const std::vector<std
                                      ": it has " + names);
 }
 
-// A path that the distribution setting can't hold is refused before it loses somebody's list.
-Status CheckPathFitsSetting(const std::string& path) {
-  const char* what = nullptr;
-  if (path.find(',') != std::string::npos) what = "a comma";
-  if (fs::path::preferred_separator == '/' && path.find('\\') != std::string::npos) {
-    what = "a backslash";
-  }
-  if (ModText::HasControls(path)) what = "a control character";
-  if (!ModText::IsUtf8(path)) what = "bytes that are no UTF-8";
-  if (what == nullptr) return {};
-  return Status(Code::kBadInput, Quoted(path) + " can't be a distribution file: its path holds " +
-                                     what + ", rename or move it");
-}
-
 Status CheckContent(const Distribution& distribution) {
   const std::string& path = distribution.path;
   Result<File> file = File::Open(ModFiles::FromUtf8(path), File::Mode::kRead);
@@ -247,7 +233,7 @@ Result<Distribution> ChooseList(const ListChoice& choice) {
   Distribution distribution;
   distribution.path = ModFiles::ToUtf8(fs::absolute(choice.file, error).lexically_normal());
   distribution.kind = ModDistribution::KindOf(distribution.path);
-  if (Status fits = CheckPathFitsSetting(distribution.path); !fits.ok()) return fits;
+  if (Status fits = ModDistribution::CheckPath(distribution.path); !fits.ok()) return fits;
   if (Status content = CheckContent(distribution); !content.ok()) return content;
   if (distribution.kind != ListKind::kCsv) {
     if (choice.column.empty() && !choice.header.has_value()) return distribution;
@@ -256,6 +242,11 @@ Result<Distribution> ChooseList(const ListChoice& choice) {
   }
   Result<ModDistribution::Mapping> mapping = ReadMapping(distribution.path);
   if (!mapping.ok()) return mapping.status();
+  if (mapping->guessed && choice.column.empty() && !choice.may_guess) {
+    return Status(Code::kBadInput,
+                  "no address in the first two rows of " + Quoted(distribution.path) +
+                      ": name the column with --column; 'vespro list map' shows them");
+  }
   distribution.column = mapping->column;
   distribution.header = choice.header.value_or(mapping->header);
   if (!choice.column.empty()) {

@@ -23,6 +23,7 @@ struct ListChoice {
   std::filesystem::path file;
   std::string column;          // a column's name or its number from 1; empty: the proposed one
   std::optional<bool> header;  // whether the first row holds names; unset: as proposed
+  bool may_guess = false;      // the first column will do where no address tells which it is
 };
 
 struct SendRequest {

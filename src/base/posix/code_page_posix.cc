@@ -65,7 +65,10 @@ locale_t CaseLocale() {
 
 wint_t MapChar(wint_t c, Case to) {
   if (CaseLocale() == nullptr) return c;
-  return to == Case::kLower ? towlower_l(c, CaseLocale()) : towupper_l(c, CaseLocale());
+  const wint_t mapped =
+      to == Case::kLower ? towlower_l(c, CaseLocale()) : towupper_l(c, CaseLocale());
+  // The Kelvin sign is no k: an address must not become somebody else's.
+  return c >= 0x80 && mapped < 0x80 ? c : mapped;
 }
 
 std::string MapUtf8(std::string_view text, Case to) {
