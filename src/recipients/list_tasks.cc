@@ -41,11 +41,12 @@ Result<ModRecipients::Loaded> RemoveDuplicatesSilently(Desktop& desktop, const D
 }
 
 Result<std::uint64_t> FilterSilently(Desktop& desktop, const Distribution& list,
-                                     std::string_view unwanted) {
+                                     std::string_view unwanted, std::uint64_t& left_out) {
   Waiting waiting(desktop);
   const Result<ModRecipients::Loaded> loaded =
       ModRecipients::LoadAndDeduplicate(list, waiting.OnLine());
   if (!loaded.ok()) return loaded.status();
+  left_out = loaded.value().rewritten ? loaded.value().short_rows : 0;
   return ModRecipients::Filter(list, unwanted, waiting.OnLine());
 }
 
@@ -90,6 +91,15 @@ std::string FilterSummary(std::uint64_t removed) {
          " unwanted emails from the current distribution file";
 }
 
+// Rows of a table that its new file does not have any more, and nobody removed.
+void TellLeftOut(Desktop& desktop, std::uint64_t rows) {
+  if (rows == 0) return;
+  Tell(desktop,
+       std::to_string(rows) + (rows == 1 ? " row" : " rows") +
+           " without a field for the address left out of the file",
+       MessageIcon::kExclamation);
+}
+
 }  // namespace
 
 void Tell(Desktop& desktop, std::string_view text, MessageIcon icon) {
@@ -119,6 +129,7 @@ void RemoveDuplicates(Desktop& desktop, const Distribution& list) {
   FrmListBox window;
   window.Fill(loaded.value());
   window.ShowModal(desktop);
+  TellLeftOut(desktop, loaded.value().short_rows);
 }
 
 void Merge(Desktop& desktop, std::string_view current, std::string_view second) {
@@ -141,7 +152,9 @@ bool Filter(Desktop& desktop, Settings& settings, std::string_view current,
   }
   const std::string before = settings.Read(setting::kMailList);
   if (list.kind == ListKind::kCsv && !AskMapping(desktop, settings, list)) return false;
-  const Result<std::uint64_t> removed = FilterSilently(desktop, list, unwanted);
+  std::uint64_t left_out = 0;
+  const Result<std::uint64_t> removed = FilterSilently(desktop, list, unwanted, left_out);
+  TellLeftOut(desktop, left_out);
   if (!removed.ok()) {
     TellFailure(desktop, removed.status());
     // The mapping may have been confirmed; the list is the one that it was all the same.

@@ -173,7 +173,7 @@ std::string_view KeyOf(std::string_view row, const Distribution& list, std::stri
 Result<std::uint64_t> KeepOthers(ListBlocks blocks, const Distribution& list,
                                  const Unwanted& unwanted, ByteSink& out, const OnLine& on_line) {
   std::uint64_t removed = 0;
-  std::string lower, bare;
+  std::string lower, key_lower, bare;
   if (blocks.has_byte_order_mark()) {
     if (Status marked = out.Write(ModRow::kByteOrderMark); !marked.ok()) return marked;
   }
@@ -188,12 +188,17 @@ Result<std::uint64_t> KeepOthers(ListBlocks blocks, const Distribution& list,
       if (on_line && !on_line()) return GivenUp(list.path);
       std::string_view row = ModText::Trim(TakeLine(lines));
       if (row.empty()) continue;
+      std::string_view key = KeyOf(row, list, bare);
       if (!is_ascii) {
+        // By itself, as where duplicates are found: one odd character elsewhere in the row would
+        // decide how the address is lowered.
+        key_lower.assign(key);
+        ModRow::LowerAddress(key_lower);
+        key = key_lower;
         lower.assign(row);
         ModRow::LowerAddress(lower);
         row = lower;
       }
-      const std::string_view key = KeyOf(row, list, bare);
       if (!key.empty() && unwanted.Has(key)) {
         ++removed;
         continue;
@@ -230,7 +235,13 @@ Status Merge(std::string_view current, std::string_view second, const OnLine& on
 
 Status CheckFilter(std::string_view current, std::string_view unwanted) {
   if (IsSameFile(current, unwanted)) return Status(Code::kUsage, std::string(kSameFile));
-  return ModDistribution::ProbeText(unwanted);
+  // To its end: a line that is too long may stand anywhere.
+  Result<ListBlocks> blocks = ListBlocks::Open(unwanted);
+  if (!blocks.ok()) return blocks.status();
+  for (;;) {
+    Result<ListBlocks::Block> block = blocks->Next();
+    if (!block.ok() || block->size == 0) return block.status();
+  }
 }
 
 Result<std::uint64_t> Filter(const Distribution& current, std::string_view unwanted,

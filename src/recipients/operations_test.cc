@@ -170,6 +170,7 @@ TEST_F(OperationsTest, WhatIsRefusedChangesNothing) {
       {filter, list, Path("binary.txt"), Code::kBadInput, "binary.txt', line 2"},
       {filter, Path("binary.txt"), good, Code::kBadInput, "binary.txt', line 2"},
       {merge, list, Path("wide.txt"), Code::kBadInput, "wide.txt', line 2"},
+      {filter, list, Path("wide.txt"), Code::kBadInput, "wide.txt', line 2"},
       {filter, Path("wide.txt"), good, Code::kBadInput, "wide.txt', line 2"},
       {dedupe, Path("wide.txt"), "", Code::kBadInput, "wide.txt', line 2"},
       {filter, Path("empty.txt"), good, Code::kBadInput, kBlankFile},
