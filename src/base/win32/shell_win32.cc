@@ -66,7 +66,7 @@ bool ReadSome(HANDLE pipe, std::string& output) {
 Result<std::string> Output(const std::string& command, milliseconds limit,
                            const std::atomic<bool>& stop) {
   const steady_clock::time_point until = steady_clock::now() + limit;
-  Handle read, write, process, thread;
+  Handle read, write, process, thread, job;
   SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
   if (!CreatePipe(read.out(), write.out(), &inherited, 0)) return Failure("it can't be started");
   SetHandleInformation(read.get(), HANDLE_FLAG_INHERIT, 0);
@@ -77,13 +77,23 @@ Result<std::string> Output(const std::string& command, milliseconds limit,
   startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
   const std::wstring shell = Shell();
   std::wstring line = ShellLine(shell, command);
+  // What the shell starts belongs to the job as well and is ended with it. An agent that the
+  // command leaves running on purpose stays when all went well.
+  *job.out() = CreateJobObjectW(nullptr, nullptr);
   PROCESS_INFORMATION started{};
-  if (!CreateProcessW(shell.c_str(), line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                      &startup, &started)) {
+  if (job.get() == nullptr ||
+      !CreateProcessW(shell.c_str(), line.data(), nullptr, nullptr, TRUE, CREATE_SUSPENDED, nullptr,
+                      nullptr, &startup, &started)) {
     return Failure("it can't be started");
   }
   *process.out() = started.hProcess;
   *thread.out() = started.hThread;
+  if (!AssignProcessToJobObject(job.get(), process.get())) {
+    const Status failure = Failure("it can't be started");
+    TerminateProcess(process.get(), 1);
+    return failure;
+  }
+  ResumeThread(thread.get());
   write.Close();
 
   std::string output;
@@ -91,7 +101,7 @@ Result<std::string> Output(const std::string& command, milliseconds limit,
     ReadSome(read.get(), output);
     const bool late = steady_clock::now() >= until;
     if (!stop && !late) continue;
-    TerminateProcess(process.get(), 1);
+    TerminateJobObject(job.get(), 1);
     if (stop) return Status(Code::kCancelled, "it was called off");
     return Status(Code::kTimedOut, "it took too long");
   }
