@@ -173,7 +173,7 @@ std::string_view KeyOf(std::string_view row, const Distribution& list, std::stri
 Result<std::uint64_t> KeepOthers(ListBlocks blocks, const Distribution& list,
                                  const Unwanted& unwanted, ByteSink& out, const OnLine& on_line) {
   std::uint64_t removed = 0;
-  std::string lower, key_lower, bare;
+  std::string lower, bare;
   if (blocks.has_byte_order_mark()) {
     if (Status marked = out.Write(ModRow::kByteOrderMark); !marked.ok()) return marked;
   }
@@ -188,17 +188,12 @@ Result<std::uint64_t> KeepOthers(ListBlocks blocks, const Distribution& list,
       if (on_line && !on_line()) return GivenUp(list.path);
       std::string_view row = ModText::Trim(TakeLine(lines));
       if (row.empty()) continue;
-      std::string_view key = KeyOf(row, list, bare);
       if (!is_ascii) {
-        // By itself, as where duplicates are found: one odd character elsewhere in the row would
-        // decide how the address is lowered.
-        key_lower.assign(key);
-        ModRow::LowerAddress(key_lower);
-        key = key_lower;
         lower.assign(row);
-        ModRow::LowerAddress(lower);
+        ModRow::LowerRow(lower, list.kind);
         row = lower;
       }
+      const std::string_view key = KeyOf(row, list, bare);
       if (!key.empty() && unwanted.Has(key)) {
         ++removed;
         continue;

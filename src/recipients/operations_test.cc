@@ -49,7 +49,7 @@ std::string SlowFilter(std::string_view bytes, const Distribution& list, std::st
     row.erase(0, row.find_first_not_of(' '));
     row.erase(row.find_last_not_of(' ') + 1);
     if (row.empty()) continue;
-    ModRow::LowerAddress(row);
+    ModRow::LowerRow(row, list.kind);
     std::string key = row;
     if (list.kind == ListKind::kCsv) {
       std::string rest = row + ",";

@@ -1,6 +1,8 @@
 #include "recipients/row.h"
 
+#include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "base/code_page.h"
 #include "base/text.h"
@@ -35,6 +37,23 @@ void LowerAddress(std::string& address) {
   std::string ansi = ModCodePage::FromUtf8(address);
   ModCodePage::LowerInPlace(ansi);
   address = ModCodePage::ToUtf8(ansi);
+}
+
+void LowerRow(std::string& row, ListKind kind) {
+  if (kind != ListKind::kCsv || ModText::IsAscii(row)) {
+    LowerAddress(row);
+    return;
+  }
+  const std::string fields = std::exchange(row, {});
+  std::string lower;
+  for (std::size_t begin = 0; begin <= fields.size();) {
+    const std::size_t comma = std::min(fields.find(',', begin), fields.size());
+    lower.assign(fields, begin, comma - begin);
+    LowerAddress(lower);
+    row += lower;
+    if (comma < fields.size()) row += ',';
+    begin = comma + 1;
+  }
 }
 
 namespace {

@@ -29,6 +29,10 @@ bool FieldAt(std::string_view row, std::size_t index, std::string_view& field);
 // code page is another, which would tear their characters apart.
 void LowerAddress(std::string& address);
 
+// A whole row, each field of a CSV by itself: one odd character in another field must not decide
+// how the address is lowered.
+void LowerRow(std::string& row, ListKind kind);
+
 enum class Found {
   kAddress,
   kEmpty,     // a line of blanks, or nothing where the address stands

@@ -50,6 +50,11 @@ TEST(RowTest, LettersBeyondAscii) {
   ASSERT_EQ(ModRow::AddressOf("X\xFF\x81Y", ListKind::kText, 0, address), Found::kAddress);
   EXPECT_EQ(address.front(), 'x');
   EXPECT_EQ(address.back(), 'y');
+  // Each field by itself: a wrong byte in one does not tear the letters of the others.
+  std::string row = "\xC3\x9FM@B,,X\xFF,\xC3\x9FM@B";
+  ModRow::LowerRow(row, ListKind::kCsv);
+  EXPECT_TRUE(row.starts_with("\xC3\x9Fm@b,,x")) << row;
+  EXPECT_TRUE(row.ends_with(",\xC3\x9Fm@b")) << row;
 }
 
 TEST(RowTest, ByteOrderMark) {
