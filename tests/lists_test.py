@@ -24,17 +24,20 @@ class Lists(support.JobTest):
         more = self.write("more.csv", "Cy,e@f")
         unwanted = self.write("unwanted.txt", "c@d\nx@y\n")
         done = self.run_list(0, "merge", listed, more)
-        self.assertEqual(done.stderr, "vespro: File Merged into the current distribution file\n")
+        self.assertEqual(done.stderr, "vespro: File Merged into the current distribution file, 1 line\n")
         done = self.run_list(0, "filter", listed, unwanted, "--column", "Mail")
+        self.assertEqual(done.stdout, "c@d\n")
         self.assertEqual(done.stderr.splitlines(), [
-            "vespro: line 4 has no field for the address and was left out",
+            "vespro: line 4 has no address and was left out",
+            "vespro: Found and removed 1 email duplicates",
             "vespro: Filtered out 1 unwanted emails from the current distribution file"])
         self.assertEqual(listed.read_bytes(), b"name,mail\r\nann,a@b\r\ncy,e@f\r\n")
         done = self.run_list(0, "filter", listed, unwanted)
         self.assertEqual(done.stderr, "vespro: No unwanted emails found in the current distribution file\n")
         done = self.run_list(0, "filter", listed, self.write("u.txt", "e@f\n"), "--json")
         self.assertEqual(json.loads(done.stdout),
-                         {"filtered": 1, "duplicates": 0, "short_rows": 0, "short_row_lines": []})
+                         {"filtered": 1, "removed": ["e@f"], "duplicates": 0,
+                          "without_address": 0, "without_address_lines": []})
         done = self.run_list(0, "merge", listed, more, "--json")
         self.assertEqual(json.loads(done.stdout), {"file": str(listed), "second": str(more), "lines": 1})
         # Addresses that a terminal would take for commands are shown harmless, whole to a machine.

@@ -169,12 +169,13 @@ Result<ModRecipients::Loaded> Deduplicate(const Distribution& list) {
 }
 
 // What a person should know of rows that a rewritten list no longer has.
-void NoteShortRows(const ModRecipients::Loaded& loaded) {
+void NoteRowsWithoutAddress(const ModRecipients::Loaded& loaded) {
   const char* const fate = loaded.rewritten ? " and was left out" : "";
-  for (const std::uint64_t line : loaded.short_row_lines) {
-    Note("line " + std::to_string(line) + " has no field for the address" + fate);
+  for (const std::uint64_t line : loaded.without_address_lines) {
+    Note("line " + std::to_string(line) + " has no address" + fate);
   }
-  if (const std::uint64_t more = loaded.short_rows - loaded.short_row_lines.size(); more > 0) {
+  if (const std::uint64_t more = loaded.without_address - loaded.without_address_lines.size();
+      more > 0) {
     Note(std::to_string(more) + " more lines have none either");
   }
 }
@@ -203,12 +204,12 @@ int Dedupe(const Globals& globals, const ListArguments& arguments) {
     PrintJson({{"duplicates", loaded->duplicates},
                {"addresses", loaded->distinct},
                {"removed", Lines(loaded->duplicate_addresses)},
-               {"short_rows", loaded->short_rows},
-               {"short_row_lines", loaded->short_row_lines}});
+               {"without_address", loaded->without_address},
+               {"without_address_lines", loaded->without_address_lines}});
     return 0;
   }
   PrintLines(loaded->duplicate_addresses);
-  NoteShortRows(loaded.value());
+  NoteRowsWithoutAddress(loaded.value());
   Note(loaded->duplicates == 0
            ? std::string("No email duplicates found")
            : "Found and removed " + std::to_string(loaded->duplicates) + " email duplicates, " +
@@ -229,7 +230,8 @@ int Merge(const Globals& globals, const ListArguments& arguments) {
   if (globals.json) {
     PrintJson({{"file", arguments.file}, {"second", arguments.second}, {"lines", lines}});
   } else {
-    Note("File Merged into the current distribution file");
+    Note("File Merged into the current distribution file, " + std::to_string(lines) +
+         (lines == 1 ? " line" : " lines"));
   }
   return 0;
 }
@@ -242,27 +244,27 @@ int Filter(const Globals& globals, const ListArguments& arguments) {
   if (!chosen.ok()) return Fail(chosen.status());
   Result<ModRecipients::Loaded> loaded = Deduplicate(chosen.value());
   if (!loaded.ok()) return Fail(loaded.status());
-  if (!globals.json) NoteShortRows(loaded.value());
-  Result<std::uint64_t> removed = [&] {
+  if (!globals.json) NoteRowsWithoutAddress(loaded.value());
+  Result<ModRecipients::Filtered> filtered = [&] {
     LongWork work;
     return ModRecipients::Filter(chosen.value(), arguments.second, work.on_line());
   }();
-  if (!removed.ok()) {
-    if (loaded->rewritten) {
-      Note(std::to_string(loaded->duplicates) + " email duplicates were removed before");
-    }
-    return Fail(removed.status());
+  if (loaded->duplicates > 0 && !globals.json) {
+    Note("Found and removed " + std::to_string(loaded->duplicates) + " email duplicates");
   }
+  if (!filtered.ok()) return Fail(filtered.status());
   if (globals.json) {
-    PrintJson({{"filtered", removed.value()},
+    PrintJson({{"filtered", filtered->removed},
+               {"removed", Lines(filtered->removed_addresses)},
                {"duplicates", loaded->duplicates},
-               {"short_rows", loaded->short_rows},
-               {"short_row_lines", loaded->short_row_lines}});
+               {"without_address", loaded->without_address},
+               {"without_address_lines", loaded->without_address_lines}});
     return 0;
   }
-  Note(removed.value() == 0
+  PrintLines(filtered->removed_addresses);
+  Note(filtered->removed == 0
            ? std::string("No unwanted emails found in the current distribution file")
-           : "Filtered out " + std::to_string(removed.value()) +
+           : "Filtered out " + std::to_string(filtered->removed) +
                  " unwanted emails from the current distribution file");
   return 0;
 }
@@ -310,7 +312,7 @@ void AddListVerbs(CLI::App& app, Globals& globals, Action& action) {
       false, Merge)
       ->add_option("SECOND", arguments->second, "What is appended; it stays as it is")
       ->required();
-  add("filter", "Remove the addresses that stand in a second file, and duplicates",
+  add("filter", "Remove the addresses that stand in a second file, and print them; removes duplicates first",
       "Example: vespro list filter members.csv unsubscribed.txt --column Email\nThe list comes "
       "back "
       "in lower case. Lines of UNWANTED are compared as they stand: write them in lower case, one "

@@ -46,8 +46,11 @@ Result<std::uint64_t> FilterSilently(Desktop& desktop, const Distribution& list,
   const Result<ModRecipients::Loaded> loaded =
       ModRecipients::LoadAndDeduplicate(list, waiting.OnLine());
   if (!loaded.ok()) return loaded.status();
-  left_out = loaded.value().rewritten ? loaded.value().short_rows : 0;
-  return ModRecipients::Filter(list, unwanted, waiting.OnLine());
+  left_out = loaded.value().rewritten ? loaded.value().without_address : 0;
+  const Result<ModRecipients::Filtered> filtered =
+      ModRecipients::Filter(list, unwanted, waiting.OnLine());
+  if (!filtered.ok()) return filtered.status();
+  return filtered->removed;
 }
 
 Status MergeSilently(Desktop& desktop, std::string_view current, std::string_view second) {
@@ -96,7 +99,7 @@ void TellLeftOut(Desktop& desktop, std::uint64_t rows) {
   if (rows == 0) return;
   Tell(desktop,
        std::to_string(rows) + (rows == 1 ? " row" : " rows") +
-           " without a field for the address left out of the file",
+           " without an address left out of the file",
        MessageIcon::kExclamation);
 }
 
@@ -129,7 +132,7 @@ void RemoveDuplicates(Desktop& desktop, const Distribution& list) {
   FrmListBox window;
   window.Fill(loaded.value());
   window.ShowModal(desktop);
-  TellLeftOut(desktop, loaded.value().short_rows);
+  TellLeftOut(desktop, loaded.value().without_address);
 }
 
 void Merge(Desktop& desktop, std::string_view current, std::string_view second) {

@@ -74,8 +74,10 @@ class Deduplicator {
       return true;
     }
     const ModRow::Found found = ModRow::AddressOf(line, list_.kind, list_.column, address_);
-    if (found == ModRow::Found::kShortRow) NoteShortRow();
-    return found != ModRow::Found::kAddress || rows_.Add(line, address_);
+    if (found == ModRow::Found::kAddress) return rows_.Add(line, address_);
+    // Spreadsheets write rows of nothing but commas behind the last one.
+    if (line.find_first_not_of(" ,\"'") != std::string_view::npos) NoteRowWithoutAddress();
+    return true;
   }
 
   bool TakeText(std::string_view address) {
@@ -88,10 +90,10 @@ class Deduplicator {
     return rows_.Add(address, address);
   }
 
-  void NoteShortRow() {
-    ++loaded_.short_rows;
-    if (loaded_.short_row_lines.size() < Loaded::kMaxShortRowLines) {
-      loaded_.short_row_lines.push_back(line_number_);
+  void NoteRowWithoutAddress() {
+    ++loaded_.without_address;
+    if (loaded_.without_address_lines.size() < Loaded::kMaxLinesTold) {
+      loaded_.without_address_lines.push_back(line_number_);
     }
   }
 

@@ -19,11 +19,12 @@ struct Loaded {
   std::uint64_t duplicates = 0;
   // The duplicates' addresses in the order found, each ended by LF; walk them with NextLine.
   std::string duplicate_addresses;
-  // CSV rows with too few fields. They count as neither, and a rewritten file does not have them.
-  std::uint64_t short_rows = 0;
+  // CSV rows in which something stands, but no address, or too few fields for it. They count as
+  // neither, and a rewritten file does not have them.
+  std::uint64_t without_address = 0;
   // The lines (from 1) where the first of them stand.
-  static constexpr std::size_t kMaxShortRowLines = 1000;
-  std::vector<std::uint64_t> short_row_lines;
+  static constexpr std::size_t kMaxLinesTold = 1000;
+  std::vector<std::uint64_t> without_address_lines;
   bool rewritten = false;
 };
 

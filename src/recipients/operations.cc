@@ -170,9 +170,9 @@ std::string_view KeyOf(std::string_view row, const Distribution& list, std::stri
 }
 
 // Takes the list, so that it is closed when it is replaced: Windows does not replace an open file.
-Result<std::uint64_t> KeepOthers(ListBlocks blocks, const Distribution& list,
-                                 const Unwanted& unwanted, ByteSink& out, const OnLine& on_line) {
-  std::uint64_t removed = 0;
+Result<Filtered> KeepOthers(ListBlocks blocks, const Distribution& list, const Unwanted& unwanted,
+                            ByteSink& out, const OnLine& on_line) {
+  Filtered filtered;
   std::string lower, bare;
   if (blocks.has_byte_order_mark()) {
     if (Status marked = out.Write(ModRow::kByteOrderMark); !marked.ok()) return marked;
@@ -195,14 +195,15 @@ Result<std::uint64_t> KeepOthers(ListBlocks blocks, const Distribution& list,
       }
       const std::string_view key = KeyOf(row, list, bare);
       if (!key.empty() && unwanted.Has(key)) {
-        ++removed;
+        ++filtered.removed;
+        filtered.removed_addresses.append(key).push_back('\n');
         continue;
       }
       kept.Write(row);
     }
   }
   if (Status written = kept.Finish(); !written.ok()) return written;
-  return removed;
+  return filtered;
 }
 
 }  // namespace
@@ -239,8 +240,8 @@ Status CheckFilter(std::string_view current, std::string_view unwanted) {
   }
 }
 
-Result<std::uint64_t> Filter(const Distribution& current, std::string_view unwanted,
-                             const OnLine& on_line) {
+Result<Filtered> Filter(const Distribution& current, std::string_view unwanted,
+                        const OnLine& on_line) {
   if (Status fits = CheckFilter(current.path, unwanted); !fits.ok()) return fits;
   Result<ListBlocks> blocks = ListBlocks::Open(current.path);
   if (!blocks.ok()) return blocks.status();
@@ -250,12 +251,12 @@ Result<std::uint64_t> Filter(const Distribution& current, std::string_view unwan
   if (Status loaded = lines.Load(unwanted, on_line, current.path); !loaded.ok()) return loaded;
   Result<AtomicFile> file = AtomicFile::Create(stamp.path);
   if (!file.ok()) return file.status();
-  Result<std::uint64_t> removed =
+  Result<Filtered> filtered =
       KeepOthers(std::move(blocks).value(), current, lines, file.value(), on_line);
-  if (!removed.ok()) return removed;
+  if (!filtered.ok()) return filtered;
   if (Status same = stamp.CheckUnchanged(); !same.ok()) return same;
   if (Status committed = file->Commit(); !committed.ok()) return committed;
-  return removed;
+  return filtered;
 }
 
 }  // namespace vespro::ModRecipients

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include "base/status.h"
@@ -32,15 +33,20 @@ Status Merge(std::string_view current, std::string_view second, const OnLine& on
 // removed, so that a wrong name changes nothing.
 Status CheckFilter(std::string_view current, std::string_view unwanted);
 
+struct Filtered {
+  std::uint64_t removed = 0;
+  // The keys of the removed rows in their order, each ended by LF; walk them with NextLine.
+  std::string removed_addresses;
+};
+
 // Takes the rows out whose key is a line of `unwanted`, and replaces the file by the others, in
 // lower case, without blanks around them and without empty lines. The key of a TEXT row is all of
 // it, that of a CSV row the field at the address column without quotes and apostrophes, blanks
 // kept; a row without that field, or with nothing in it, has no key and stays. Keys are in lower
 // case; the lines of `unwanted` are compared as they stand, so one with capitals removes nothing.
-// The header row is a row like any other. Gives the number of rows removed. Duplicates are not
-// looked for: callers have LoadAndDeduplicate do that before. What CheckFilter says; kNotFound,
+// The header row is a row like any other. Duplicates are not looked for: callers have LoadAndDeduplicate do that before. What CheckFilter says; kNotFound,
 // kBadInput, kCannotWrite and kCancelled as in LoadAndDeduplicate; `current` is as it was then.
-Result<std::uint64_t> Filter(const Distribution& current, std::string_view unwanted,
-                             const OnLine& on_line = {});
+Result<Filtered> Filter(const Distribution& current, std::string_view unwanted,
+                        const OnLine& on_line = {});
 
 }  // namespace vespro::ModRecipients

@@ -1,5 +1,6 @@
 #include "recipients/operations.h"
 
+#include <algorithm>
 #include <functional>
 #include <random>
 #include <set>
@@ -34,7 +35,7 @@ std::string SlowMerge(std::string_view current, std::string_view second) {
 }
 
 std::string SlowFilter(std::string_view bytes, const Distribution& list, std::string_view unwanted,
-                       std::uint64_t& removed) {
+                       std::string& removed) {
   if (unwanted.starts_with(kMark)) unwanted.remove_prefix(kMark.size());
   std::set<std::string> lines;
   for (std::string_view line; NextLine(unwanted, line);) lines.emplace(line);
@@ -43,7 +44,7 @@ std::string SlowFilter(std::string_view bytes, const Distribution& list, std::st
     out = kMark;
     bytes.remove_prefix(kMark.size());
   }
-  removed = 0;
+  removed.clear();
   for (std::string_view line; NextLine(bytes, line);) {
     std::string row(line);
     row.erase(0, row.find_first_not_of(' '));
@@ -59,7 +60,7 @@ std::string SlowFilter(std::string_view bytes, const Distribution& list, std::st
       std::erase(key, '\'');
     }
     if (!key.empty() && lines.contains(key)) {
-      ++removed;
+      removed += key + "\n";
     } else {
       out += row + "\r\n";
     }
@@ -84,14 +85,15 @@ TEST_F(OperationsTest, AgreeWithTheirSlowTwins) {
 
     const Distribution list{current, csv ? ListKind::kCsv : ListKind::kText,
                             static_cast<std::int16_t>(csv ? random() % 3 : 0), random() % 2 == 0};
-    std::uint64_t removed = 0;
+    std::string removed;
     const std::string filtered = SlowFilter(merged, list, other, removed);
-    Result<std::uint64_t> count = Filter(list, second);
-    ASSERT_TRUE(count.ok()) << count.status().text();
+    Result<Filtered> done = Filter(list, second);
+    ASSERT_TRUE(done.ok()) << done.status().text();
     ASSERT_EQ(folder.Read("list.txt"), filtered) << what;
-    ASSERT_EQ(count.value(), removed) << what;
+    ASSERT_EQ(done->removed_addresses, removed) << what;
+    ASSERT_EQ(done->removed, std::count(removed.begin(), removed.end(), '\n')) << what;
     ASSERT_EQ(folder.Read("other.txt"), other);
-    all_removed += removed;
+    all_removed += done->removed;
   }
   EXPECT_GT(all_removed, 500U);
   EXPECT_EQ(folder.Count(), 2);
@@ -102,11 +104,11 @@ TEST_F(OperationsTest, FilterComparesLinesAsTheyStand) {
                           ListKind::kCsv, 1, true};
   // A blank behind the field counts, capitals and blanks in the list do, an empty line matches
   // none.
-  Result<std::uint64_t> removed = Filter(list, Write("u.txt", "a@b\nC@D\nc@d \n\n  \nx,c@d\nmail"));
+  Result<Filtered> removed = Filter(list, Write("u.txt", "a@b\nC@D\nc@d \n\n  \nx,c@d\nmail"));
   ASSERT_TRUE(removed.ok()) << removed.status().text();
-  EXPECT_EQ(removed.value(), 2U) << "the header and the row that says the same";
+  EXPECT_EQ(removed->removed_addresses, "mail\nmail\n") << "the header and the row that says the same";
   EXPECT_EQ(folder.Read("l.csv"), "a,'a@b' ,\r\nb\r\nc,\r\nd,c@d,\r\ne,,\r\n");
-  EXPECT_EQ(Filter(list, Write("u.txt", "a@b \nc@d")).value(), 2U);
+  EXPECT_EQ(Filter(list, Write("u.txt", "a@b \nc@d"))->removed, 2U);
   EXPECT_EQ(folder.Read("l.csv"), "b\r\nc,\r\ne,,\r\n");
 }
 
@@ -123,9 +125,9 @@ TEST_F(OperationsTest, LargeFilesKeepEveryLine) {
   ASSERT_TRUE(Merge(current, Write("m.txt", second)).ok());
   EXPECT_TRUE(folder.Read("l.txt") == SlowMerge(bytes, second));
   Write("l.txt", bytes);
-  Result<std::uint64_t> removed = Filter({current, ListKind::kText}, Write("u.txt", unwanted));
+  Result<Filtered> removed = Filter({current, ListKind::kText}, Write("u.txt", unwanted));
   ASSERT_TRUE(removed.ok()) << removed.status().text();
-  EXPECT_EQ(removed.value(), 8572U);
+  EXPECT_EQ(removed->removed, 8572U);
   EXPECT_TRUE(folder.Read("l.txt") == rest);
 }
 
@@ -186,7 +188,7 @@ TEST_F(OperationsTest, WhatIsRefusedChangesNothing) {
   }
   // Nothing to append, and nothing unwanted, are no faults.
   EXPECT_TRUE(Merge(list, Path("empty.txt")).ok());
-  EXPECT_EQ(Filter({list, ListKind::kText}, Path("empty.txt")).value(), 0U);
+  EXPECT_EQ(Filter({list, ListKind::kText}, Path("empty.txt"))->removed, 0U);
   EXPECT_EQ(folder.Read("list.txt"), "a@b\r\na@b\r\nc@d\r\n");
 }
 
