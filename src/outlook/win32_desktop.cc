@@ -37,9 +37,11 @@ MessageAnswer Win32Desktop::MsgBox(std::string_view text, MessageIcon icon, Mess
   const UINT style =
       SystemIcon(icon) | static_cast<UINT>(asks ? MB_YESNO : MB_OK) | MB_SETFOREGROUND;
   const VisualStyles::InUse new_look(renderer_.styles());
+  const HWND owner = renderer_.Front();
+  const Win32Renderer::HostBlock others(owner);
   int answer = 0;
   do {
-    answer = MessageBoxW(renderer_.Front(), ModWide::FromUtf8(text).c_str(),
+    answer = MessageBoxW(owner, ModWide::FromUtf8(text).c_str(),
                          ModWide::FromUtf8(title).c_str(), style);
     // Not every system knows that a question can't be closed without an answer.
   } while (asks && answer == IDCANCEL && !IsQuitting());
@@ -55,7 +57,9 @@ std::string Win32Desktop::InputBox(std::string_view prompt, std::string_view tit
 
 std::string Win32Desktop::PickFile(const FileQuestion& question) {
   const VisualStyles::InUse new_look(renderer_.styles());
-  Result<std::string> path = ModFilePicker::Ask(renderer_.Front(), question);
+  const HWND owner = renderer_.Front();
+  const Win32Renderer::HostBlock others(owner);
+  Result<std::string> path = ModFilePicker::Ask(owner, question);
   if (path.ok()) return std::move(path).value();
   Log(path.status().text() + ", error " + std::to_string(path.status().native()));
   return {};

@@ -77,6 +77,22 @@ TEST_F(Win32DesktopTest, TheMailClientTakesNoInputWhileAFormIsShown) {
   EXPECT_EQ(active_after, host) << "not some other program's window";
 }
 
+TEST_F(Win32DesktopTest, ItTakesNoneWhileABoxStandsAlone) {
+  bool enabled_after = false;
+  HWND active_after = nullptr;
+  StartInHost([&] {
+    driver.desktop().MsgBox("Well?", MessageIcon::kQuestion, MessageButtons::kYesNo, "Vespro");
+    enabled_after = IsWindowEnabled(host) && IsWindowEnabled(other);
+    active_after = GetActiveWindow();
+  });
+  EXPECT_FALSE(IsWindowEnabled(host));
+  EXPECT_FALSE(IsWindowEnabled(other));
+  story.Press(Key::kEnter);
+  story.SeesEnd();
+  EXPECT_TRUE(enabled_after);
+  EXPECT_EQ(active_after, host);
+}
+
 TEST_F(Win32DesktopTest, AFormGoesWithTheWindowItWasInFrontOf) {
   Lines events;
   StartInHost([&] {
@@ -146,13 +162,9 @@ LRESULT CALLBACK NoteTimer(HWND window, UINT message, WPARAM wparam, LPARAM lpar
   return DefSubclassProc(window, message, wparam, lparam);
 }
 
-TEST_F(Win32DesktopTest, EventsMayBeLetRunForEveryLine) {
+TEST_F(Win32DesktopTest, EventsRunWhileAProgramWorks) {
   bool came = false;
-  std::chrono::duration<double> took{};
   story.Start([&] {
-    const Clock::time_point start = Clock::now();
-    for (int line = 0; line < 10'000'000; ++line) driver.desktop().DoEvents();
-    took = Clock::now() - start;
     const HWND window = MakeWindow();
     SetTimer(window, 1, 1, nullptr);
     const Clock::time_point limit = Clock::now() + std::chrono::seconds(20);
@@ -162,7 +174,6 @@ TEST_F(Win32DesktopTest, EventsMayBeLetRunForEveryLine) {
   });
   story.SeesEnd();
   EXPECT_TRUE(came);
-  EXPECT_LT(took.count(), 5.0) << "seconds for ten million calls";
 }
 
 TEST_F(Win32DesktopTest, StartsPrograms) {

@@ -27,8 +27,9 @@ BOOL CALLBACK NoteUsable(HWND window, LPARAM list) {
 
 }  // namespace
 
-Win32Renderer::HostBlock::HostBlock() {
+Win32Renderer::HostBlock::HostBlock(HWND owner) {
   EnumThreadWindows(GetCurrentThreadId(), NoteUsable, reinterpret_cast<LPARAM>(&disabled_));
+  std::erase(disabled_, owner);
   for (const HWND window : disabled_) EnableWindow(window, FALSE);
 }
 
@@ -76,7 +77,7 @@ void Win32Renderer::Remove(Win32View& view) {
 void Win32Renderer::Shown(Win32View& view) {
   if (visible_.empty()) {
     host_ = host_window_ ? host_window_() : nullptr;
-    block_ = std::make_unique<HostBlock>();
+    block_ = std::make_unique<HostBlock>(nullptr);
   }
   std::erase(visible_, &view);
   visible_.push_back(&view);

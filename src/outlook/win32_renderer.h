@@ -46,12 +46,12 @@ class Win32Renderer final : public FormRenderer {
   // Its window is gone; the form is unloaded when no message is under way any more.
   void Lost(Win32View& view);
 
- private:
-  // All windows of this thread that take input, for as long as a form is shown. The form is modal:
-  // the mail client's other windows must not start a second command beside it.
+  // Keeps the windows of this thread from taking input, for as long as a form or a box is shown.
+  // It is modal: the mail client's other windows must not start a second command beside it.
   class HostBlock {
    public:
-    HostBlock();
+    // `owner` is left alone: that of a box, which blocks it by itself.
+    explicit HostBlock(HWND owner);
     HostBlock(const HostBlock&) = delete;
     HostBlock& operator=(const HostBlock&) = delete;
     ~HostBlock();
@@ -60,6 +60,7 @@ class Win32Renderer final : public FormRenderer {
     std::vector<HWND> disabled_;
   };
 
+ private:
   void ChainOwners();
   void UnloadLost();
 
