@@ -1,5 +1,6 @@
 #include "outlook/win32_desktop.h"
 
+#include "base/win32/system_programs.h"
 #include "base/win32/wide.h"
 #include "forms/boxes.h"
 #include "outlook/file_picker.h"
@@ -24,6 +25,11 @@ UINT SystemIcon(MessageIcon icon) {
   return MB_ICONINFORMATION;
 }
 
+std::wstring ProgramOf(const std::string& executable) {
+  const std::wstring name = ModWide::FromUtf8(executable);
+  return name.find_first_of(L"\\/:") == name.npos ? ModSystemPrograms::PathOf(name) : name;
+}
+
 bool IsQuitting() {
   MSG message{};
   return PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_NOREMOVE) != FALSE;
@@ -41,8 +47,8 @@ MessageAnswer Win32Desktop::MsgBox(std::string_view text, MessageIcon icon, Mess
   const Win32Renderer::HostBlock others(owner);
   int answer = 0;
   do {
-    answer = MessageBoxW(owner, ModWide::FromUtf8(text).c_str(),
-                         ModWide::FromUtf8(title).c_str(), style);
+    answer = MessageBoxW(owner, ModWide::FromUtf8(text).c_str(), ModWide::FromUtf8(title).c_str(),
+                         style);
     // Not every system knows that a question can't be closed without an answer.
   } while (asks && answer == IDCANCEL && !IsQuitting());
   if (answer <= 0) Log("A message could not be shown: " + std::string(text));
@@ -85,14 +91,15 @@ void Win32Desktop::DoEvents() {
 }
 
 Status Win32Desktop::Start(const CommandLine& command) {
+  const std::wstring program_path = ProgramOf(command.executable);
   std::wstring line = ModWide::FromUtf8(command.text);
   STARTUPINFOW start{};
   start.cb = sizeof(start);
   start.dwFlags = STARTF_USESHOWWINDOW;
   start.wShowWindow = SW_SHOWNORMAL;
   PROCESS_INFORMATION process{};
-  if (!CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start,
-                      &process)) {
+  if (!CreateProcessW(program_path.c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                      nullptr, &start, &process)) {
     const DWORD error = GetLastError();
     return Status(Code::kUnavailable, "'" + command.executable + "' cannot be started", error);
   }

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "base/shell_platform.h"
+#include "base/win32/system_programs.h"
 #include "base/win32/wide.h"
 
 namespace vespro::ModShell::platform {
@@ -42,12 +43,6 @@ std::wstring ShellLine(const std::wstring& shell, const std::string& command) {
   return L"\"" + shell + L"\" /d /s /c \"" + ModWide::FromUtf8(command) + L"\"";
 }
 
-std::wstring Shell() {
-  std::array<wchar_t, MAX_PATH> folder{};
-  const UINT size = GetSystemDirectoryW(folder.data(), static_cast<UINT>(folder.size()));
-  return std::wstring(folder.data(), std::min<std::size_t>(size, folder.size() - 1)) + L"\\cmd.exe";
-}
-
 // What is in the pipe now; false when nobody can write to it any more.
 bool ReadSome(HANDLE pipe, std::string& output) {
   std::array<char, 4096> block{};
@@ -75,7 +70,7 @@ Result<std::string> Output(const std::string& command, milliseconds limit,
   startup.dwFlags = STARTF_USESTDHANDLES;
   startup.hStdOutput = write.get();
   startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
-  const std::wstring shell = Shell();
+  const std::wstring shell = ModSystemPrograms::PathOf(L"cmd.exe");
   std::wstring line = ShellLine(shell, command);
   // What the shell starts belongs to the job as well and is ended with it. An agent that the
   // command leaves running on purpose stays when all went well.
