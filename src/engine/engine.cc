@@ -7,6 +7,7 @@
 
 #include "base/text.h"
 #include "engine/events.h"
+#include "engine/hash.h"
 #include "engine/job.h"
 #include "engine/journal.h"
 #include "engine/preview.h"
@@ -93,6 +94,7 @@ class Run {
 
     Result<std::string> message = ModFiles::ReadAll(job_.message_file);
     if (!message.ok()) return message.status();
+    message_hash_ = SipHash({}, message.value());
     Result<ListSource> source = ListSource::Open(job_.list, options_.list, world_.randomness);
     if (!source.ok()) return source.status();
     source_ = std::make_unique<ListSource>(std::move(source).value());
@@ -184,12 +186,16 @@ class Run {
       Say("warning: " + std::to_string(journal_->damaged()) +
           " damaged lines of the journal are passed over");
     }
-    if (Status status = journal_->BeginRun(); !status.ok()) return status;
+    if (Status status = journal_->BeginRun(message_hash_); !status.ok()) return status;
     if (options_.json) {
       events_.Start(ModFiles::ToUtf8(options_.job_file), template_->subject(), job_.connections);
     }
     if (Status status = SettleDoubts(); !status.ok()) return status;
     before_ = RecordedBefore();
+    if (before_ > 0 && journal_->message_before().value_or(message_hash_) != message_hash_) {
+      Say("warning: the message has changed since the last run; whoever has it already, has the "
+          "earlier one");
+    }
     source_->SetWanted([this](std::uint64_t line) { return Wanted(line); });
     source_->OnSkip([this](const Recipient& row, std::string_view reason, bool mend) -> Status {
       // The earlier message may have arrived, whatever keeps this one back.
@@ -410,6 +416,7 @@ class Run {
   std::unique_ptr<FileLock> lock_;
   ListIdentity list_;
   std::unique_ptr<Journal> journal_;
+  std::uint64_t message_hash_ = 0;
   std::uint64_t before_ = 0;    // lines that had an outcome when the run began
   std::uint64_t repeated_ = 0;  // of them, taken up again
   std::string result_;

@@ -212,10 +212,18 @@ TEST_F(EngineTest, StoppedAnywhereAndStartedAgain) {
   }
 }
 
-TEST_F(EngineTest, AChangedListIsRefused) {
+TEST_F(EngineTest, AChangedMessageIsToldAndAChangedListRefused) {
   FakeDelivery delivery;
   delivery.stop_after = 1;
   EXPECT_EQ(Run(delivery), kExitInterrupted);
+  const std::string message = folder_.Read("message.eml");
+  for (const bool changed : {false, true, false}) {
+    if (changed) folder_.Write("message.eml", message + "Bye\r\n");
+    FakeDelivery next;
+    next.stop_after = 1;
+    Run(next);
+    EXPECT_EQ(err_.text.find("the message has changed") != std::string::npos, changed) << err_.text;
+  }
   folder_.Write("list.csv", "Mail,Name\r\nz@x.org,Zoe\r\n");
   FakeDelivery again;
   EXPECT_EQ(Run(again), kExitBadInput);

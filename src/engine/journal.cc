@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstdio>
 
 #include "base/text.h"
 #include "engine/hash.h"
@@ -52,6 +51,12 @@ class LineWriter {
   LineWriter& Number(std::uint64_t number) {
     out_ += '\t';
     out_ += std::to_string(number);
+    return *this;
+  }
+  LineWriter& Hash(std::uint64_t hash) {
+    const auto high = Hex(static_cast<std::uint32_t>(hash >> 32));
+    const auto low = Hex(static_cast<std::uint32_t>(hash));
+    ((out_ += '\t').append(high.data(), high.size())).append(low.data(), low.size());
     return *this;
   }
   LineWriter& Text(std::string_view text) {
@@ -132,7 +137,7 @@ bool ParseFields(char kind, const std::vector<std::string_view>& fields, Journal
              Number(fields[1], event.list.lines) && TakeHash(fields[2], event.list.hash);
     case 'R':
       event.kind = Kind::kRun;
-      return count == 1 && TakeTime(fields[0], event.time);
+      return count == 2 && TakeTime(fields[0], event.time) && TakeHash(fields[1], event.message);
     case 'E':
       event.kind = Kind::kEnd;
       if (count != 2 || !TakeTime(fields[0], event.time)) return false;
@@ -185,9 +190,7 @@ std::int64_t Seconds(const Clock& clock) {
 
 void AppendHeader(std::string& out, const ListIdentity& list) {
   out.append(kFirstLine) += '\n';
-  std::array<char, 20> hash{};
-  std::snprintf(hash.data(), hash.size(), "%016llx", static_cast<unsigned long long>(list.hash));
-  LineWriter(out, 'L').Number(list.bytes).Number(list.lines).Text(hash.data());
+  LineWriter(out, 'L').Number(list.bytes).Number(list.lines).Hash(list.hash);
 }
 
 // What an existing journal says, and whether it is of this list.
@@ -197,6 +200,7 @@ struct Loaded {
   bool usable = false;    // false: it broke off before its list was named, so nothing was sent
   bool headless = false;  // it does not name its list, but something was sent
   std::map<std::uint64_t, std::string> doubted;  // the lines in doubt, with the server
+  std::optional<std::uint64_t> message;          // of the last run
 };
 
 void NoteServer(const JournalEvent& event, std::map<std::uint64_t, std::string>& doubted) {
@@ -210,7 +214,7 @@ void NoteServer(const JournalEvent& event, std::map<std::uint64_t, std::string>&
 Result<Loaded> Load(const fs::path& path, const ListIdentity& list) {
   Result<JournalReader> reader = JournalReader::Open(path);
   if (!reader.ok()) return reader.status();
-  Loaded loaded{LineStates(list.lines), 0, false, false, {}};
+  Loaded loaded{LineStates(list.lines), 0, false, false, {}, {}};
   JournalEvent event;
   while (reader->Next(event)) {
     if (event.kind == JournalEvent::Kind::kList) {
@@ -226,6 +230,7 @@ Result<Loaded> Load(const fs::path& path, const ListIdentity& list) {
       ++loaded.damaged;
     } else {
       NoteServer(event, loaded.doubted);
+      if (event.kind == JournalEvent::Kind::kRun) loaded.message = event.message;
     }
     loaded.headless = loaded.headless || !loaded.usable;
   }
@@ -365,7 +370,7 @@ Result<Journal> Journal::Open(const fs::path& folder, const ListIdentity& list, 
                               const Clock& clock) {
   const fs::path path = PathIn(folder);
   std::error_code error;
-  Loaded loaded{LineStates(list.lines), 0, false, false, {}};
+  Loaded loaded{LineStates(list.lines), 0, false, false, {}, {}};
   if (fs::exists(path, error)) {
     if (fresh) {
       Status renamed = ModFiles::Rename(path, folder / "journal.old");
@@ -381,6 +386,7 @@ Result<Journal> Journal::Open(const fs::path& folder, const ListIdentity& list, 
   if (!file.ok()) return file.status();
   Journal journal(std::move(file).value(), clock, std::move(loaded.states), loaded.damaged);
   journal.doubted_ = std::move(loaded.doubted);
+  journal.message_before_ = loaded.message;
   if (loaded.usable) {
     journal.buffer_ += '\n';  // the last line may be torn
   } else {
@@ -454,8 +460,8 @@ Status Journal::Skip(const Recipient& row, std::string_view reason, bool mend) {
                        mend ? std::string_view(row.row) : std::string_view());
 }
 
-Status Journal::BeginRun() {
-  LineWriter(buffer_, 'R').Number(static_cast<std::uint64_t>(Seconds(*clock_)));
+Status Journal::BeginRun(std::uint64_t message) {
+  LineWriter(buffer_, 'R').Number(static_cast<std::uint64_t>(Seconds(*clock_))).Hash(message);
   return Write();
 }
 

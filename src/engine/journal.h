@@ -41,6 +41,7 @@ struct JournalEvent {
   Kind kind = Kind::kList;
   ListIdentity list;      // kList
   std::int64_t time = 0;  // kRun, kEnd: seconds since 1970, UTC
+  std::uint64_t message = 0;  // kRun: a hash of the message file
   Recipient recipient;    // kIntent: without row; kPutBack: the line only; kOutcome: all.
                           // An outcome's row is the one to mend and send again, empty for none.
   Outcome outcome;        // kOutcome; kIntent: the server
@@ -115,6 +116,8 @@ class Journal final : public ResultSink {
     return found == doubted_.end() ? std::string() : found->second;
   }
   std::uint64_t damaged() const { return damaged_; }
+  // The message file's hash of the run before; nothing in a new journal.
+  std::optional<std::uint64_t> message_before() const { return message_before_; }
 
   Status Sending(std::span<const Recipient> recipients, std::string_view server) override;
   Status PutBack(std::span<const Recipient> recipients) override;
@@ -123,7 +126,8 @@ class Journal final : public ResultSink {
   // A row that is not sent to. `mend`: it belongs among the rows to be corrected and sent again,
   // which a duplicate does not.
   Status Skip(const Recipient& row, std::string_view reason, bool mend);
-  Status BeginRun();
+  // `message`: a hash of the message file, the same on every machine.
+  Status BeginRun(std::uint64_t message);
   // The last line of a run; waits for the disk.
   Status EndRun(std::string_view reason);
 
@@ -139,6 +143,7 @@ class Journal final : public ResultSink {
   LineStates states_;
   std::map<std::uint64_t, std::string> doubted_;
   std::uint64_t damaged_;
+  std::optional<std::uint64_t> message_before_;
   std::string buffer_;
   std::chrono::steady_clock::time_point last_sync_;
   bool unsynced_ = false;

@@ -10,6 +10,7 @@ namespace vespro::engine {
 namespace {
 
 constexpr std::string_view kServer = "mail.example.com:25";
+constexpr std::uint64_t kMessage = 0x0123456789abcdefu;
 const ListIdentity kList{1000, 0xfeedface12345678u, 9};
 
 Recipient Person(std::uint64_t line) {
@@ -37,7 +38,7 @@ TEST(JournalTest, KeepsEveryByteOfAnEvent) {
   {
     Result<Journal> journal = OpenIn(folder);
     ASSERT_TRUE(journal.ok()) << journal.status().text();
-    ASSERT_TRUE(journal->BeginRun().ok());
+    ASSERT_TRUE(journal->BeginRun(kMessage).ok());
     const Recipient who{3, nasty, nasty};
     ASSERT_TRUE(journal->Sending({&who, 1}, nasty).ok());
     ASSERT_TRUE(journal->Record(who, {State::kRefused, 7, nasty, nasty}).ok());
@@ -48,6 +49,7 @@ TEST(JournalTest, KeepsEveryByteOfAnEvent) {
   ASSERT_EQ(events.size(), 6u);
   EXPECT_EQ(events[0].list, kList);
   EXPECT_EQ(events[1].time, 1000);
+  EXPECT_EQ(events[1].message, kMessage);
   EXPECT_EQ(events[2].recipient.address, nasty);
   EXPECT_EQ(events[2].outcome.server, nasty);
   EXPECT_EQ(events[3].outcome.state, State::kRefused);
@@ -91,7 +93,7 @@ TEST(JournalTest, CutAtEveryByte) {
   {
     Result<Journal> journal = OpenIn(folder);
     ASSERT_TRUE(journal.ok());
-    ASSERT_TRUE(journal->BeginRun().ok());
+    ASSERT_TRUE(journal->BeginRun(kMessage).ok());
     const std::vector<Recipient> two = {Person(1), Person(2)};
     ASSERT_TRUE(journal->Sending(two, kServer).ok());
     ASSERT_TRUE(journal->Record(two[0], {State::kSent, 1, std::string(kServer), "250 ok"}).ok());
@@ -129,13 +131,12 @@ TEST(JournalTest, CutAtEveryByte) {
   }
 }
 
-// A bit that flips anywhere costs the line it stands in, and nothing else.
 // Whom it served is still to be read, but not of which list.
 TEST(JournalTest, AJournalWithoutItsHeadIsNotTakenForAnEmptyOne) {
   TemporaryFolder folder;
   {
     Result<Journal> journal = OpenIn(folder);
-    ASSERT_TRUE(journal.ok() && journal->BeginRun().ok());
+    ASSERT_TRUE(journal.ok() && journal->BeginRun(kMessage).ok());
     const Recipient one = Person(1);
     ASSERT_TRUE(journal->Sending({&one, 1}, kServer).ok());
     ASSERT_TRUE(journal->Record(one, {State::kSent, 1, std::string(kServer), "250 ok"}).ok());
