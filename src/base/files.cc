@@ -72,11 +72,14 @@ Result<AtomicFile> AtomicFile::Create(const fs::path& path, Access access) {
   name.resize(std::min(name.size(), kMostOfName));
   fs::path temporary = target.parent_path() / name;
   temporary += suffix.data();
-  Result<File> file = File::Open(temporary, File::Mode::kCreateNew, access);
+  // Nobody else reads it before it has the old one's permissions.
+  const bool is_new = !fs::is_regular_file(target, error);
+  Result<File> file =
+      File::Open(temporary, File::Mode::kCreateNew, is_new ? access : Access::kPrivate);
   if (!file.ok()) {
     return platform::Failure(Code::kCannotWrite, "cannot write", path, file.status().native());
   }
-  if (fs::is_regular_file(target, error)) platform::CopyPermissions(target, temporary);
+  if (!is_new) platform::CopyPermissions(target, temporary);
   return AtomicFile(
       std::make_unique<State>(std::move(file).value(), std::move(target), std::move(temporary)));
 }
@@ -89,12 +92,20 @@ AtomicFile::~AtomicFile() {
   fs::remove(state_->temporary_path, error);
 }
 
-Status AtomicFile::Write(std::string_view bytes) { return state_->writer.Write(bytes); }
+Status AtomicFile::Named(const Status& failure) const {
+  return platform::Failure(failure.code(), "cannot write", state_->target, failure.native());
+}
 
-Status AtomicFile::Commit() {
-  if (Status status = state_->writer.Flush(); !status.ok()) return status;
-  if (Status status = state_->file.Sync(); !status.ok()) return status;
-  if (Status status = state_->file.Close(); !status.ok()) return status;
+Status AtomicFile::Write(std::string_view bytes) {
+  const Status written = state_->writer.Write(bytes);
+  return written.ok() ? written : Named(written);
+}
+
+Status AtomicFile::Commit(const std::function<Status()>& check) {
+  if (Status status = state_->writer.Flush(); !status.ok()) return Named(status);
+  if (Status status = state_->file.Sync(); !status.ok()) return Named(status);
+  if (Status status = state_->file.Close(); !status.ok()) return Named(status);
+  if (Status status = check ? check() : Status(); !status.ok()) return status;
   Status replaced = platform::ReplaceByRename(state_->temporary_path, state_->target);
   if (!replaced.ok()) return replaced;
   state_->committed = true;
@@ -111,6 +122,14 @@ fs::path FromUtf8(std::string_view path) {
 std::string ToUtf8(const fs::path& path) {
   const std::u8string text = path.u8string();
   return std::string(text.begin(), text.end());
+}
+
+fs::path FullPath(const fs::path& path) {
+  std::error_code error;
+  fs::path full = fs::absolute(path, error);
+  fs::path normal = full.lexically_normal();
+  const bool elsewhere = fs::exists(full, error) && !fs::equivalent(full, normal, error);
+  return elsewhere ? full : normal;
 }
 
 Result<std::string> ReadAll(const fs::path& path, std::uint64_t max_bytes) {

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -61,6 +62,8 @@ class File {
   // Reports what a plain close would swallow. Nothing may be called afterwards.
   Status Close();
   Result<std::uint64_t> Size() const;
+  // Whether it is still what its path leads to: another program may have replaced it.
+  bool IsInPlace() const;
 
  private:
   File(std::intptr_t handle, std::filesystem::path path)
@@ -82,8 +85,8 @@ class BufferedWriter final : public ByteSink {
 };
 
 // A file that is replaced whole or not at all: the bytes go to a temporary file in the same folder,
-// which Commit flushes to the disk and renames. An existing file's permissions are kept, a symbolic
-// link is followed. A file that may not be written is refused. Without Commit nothing has happened
+// which Commit flushes to the disk and renames. An existing file's permissions are kept, access
+// lists included, a symbolic link is followed. A file that may not be written is refused. Without Commit nothing has happened
 // and the temporary file is gone.
 class AtomicFile final : public ByteSink {
  public:
@@ -94,11 +97,14 @@ class AtomicFile final : public ByteSink {
   ~AtomicFile() override;
 
   Status Write(std::string_view bytes) override;
-  Status Commit();
+  // `check` is asked when all is on the disk, right before the old file goes; its failure keeps it.
+  Status Commit(const std::function<Status()>& check = {});
 
  private:
   struct State;
   explicit AtomicFile(std::unique_ptr<State> state);
+  // A failure of the temporary file, said of the one that the caller knows.
+  Status Named(const Status& failure) const;
   std::unique_ptr<State> state_;
 };
 
@@ -121,6 +127,8 @@ namespace ModFiles {
 
 std::filesystem::path FromUtf8(std::string_view path);
 std::string ToUtf8(const std::filesystem::path& path);
+// The path from the root on, without "." and, unless a link would lead elsewhere then, "..".
+std::filesystem::path FullPath(const std::filesystem::path& path);
 
 // A whole regular file. kBadInput when it is larger than `max_bytes`.
 Result<std::string> ReadAll(const std::filesystem::path& path,

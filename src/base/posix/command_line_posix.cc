@@ -1,10 +1,16 @@
 #include <unistd.h>
 
+#include <csignal>
+
 #include "base/command_line.h"
 
 namespace vespro::ModCommandLine {
 
-std::vector<std::string> Begin(int argc, char** argv) { return {argv, argv + argc}; }
+std::vector<std::string> Begin(int argc, char** argv) {
+  // A file that may not grow any more is a failed write, as on a full disk, and no death.
+  std::signal(SIGXFSZ, SIG_IGN);
+  return {argv, argv + argc};
+}
 
 bool IsTerminal(Stream stream) {
   switch (stream) {

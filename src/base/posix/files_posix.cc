@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -19,6 +20,11 @@ namespace {
 constexpr std::intptr_t kClosed = -1;
 
 int Fd(std::intptr_t handle) { return static_cast<int>(handle); }
+
+const char* KindOf(mode_t mode) {
+  if (S_ISDIR(mode)) return "a folder";
+  return S_ISFIFO(mode) ? "a pipe" : "a device";
+}
 
 Status Fail(Code code, const char* what, const fs::path& path) {
   return platform::Failure(code, what, path, platform::LastError());
@@ -47,8 +53,7 @@ Result<File> File::Open(const fs::path& path, Mode mode, Access access) {
     if (fstat(fd, &info) != 0) return Fail(Code::kNotFound, "cannot read", path);
     if (!S_ISREG(info.st_mode)) {
       return Status(Code::kBadInput, "'" + ModFiles::ToUtf8(path) + "' is " +
-                                         (S_ISDIR(info.st_mode) ? "a folder" : "a device") +
-                                         ", not a file");
+                                         KindOf(info.st_mode) + ", not a file");
     }
   }
   return file;
@@ -108,6 +113,12 @@ Result<std::uint64_t> File::Size() const {
   return static_cast<std::uint64_t>(info.st_size);
 }
 
+bool File::IsInPlace() const {
+  struct stat open {}, there {};
+  return fstat(Fd(handle_), &open) == 0 && stat(path_.c_str(), &there) == 0 &&
+         open.st_dev == there.st_dev && open.st_ino == there.st_ino;
+}
+
 Result<FileLock> FileLock::Take(const fs::path& path, Wait wait) {
   const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   if (fd < 0) return Fail(Code::kCannotWrite, "cannot write", path);
@@ -139,6 +150,33 @@ Status ReplaceByRename(const fs::path& from, const fs::path& to) {
   return Fail(Code::kCannotWrite, "cannot write", to);
 }
 
+namespace {
+
+constexpr std::string_view kAccessList = "system.posix_acl_access";
+
+void CopyAttribute(const fs::path& from, const fs::path& to, const char* name) {
+  const ssize_t size = getxattr(from.c_str(), name, nullptr, 0);
+  if (size < 0) return;
+  std::string value(static_cast<std::size_t>(size), '\0');
+  if (getxattr(from.c_str(), name, value.data(), value.size()) != size) return;
+  setxattr(to.c_str(), name, value.data(), value.size(), 0);
+}
+
+// The list of who else may do what, and the user's own notes. Not the system's: a capability must
+// not pass to another file.
+void CopyAttributes(const fs::path& from, const fs::path& to) {
+  const ssize_t size = listxattr(from.c_str(), nullptr, 0);
+  if (size <= 0) return;
+  std::string names(static_cast<std::size_t>(size), '\0');
+  if (listxattr(from.c_str(), names.data(), names.size()) != size) return;
+  for (std::size_t at = 0; at < names.size(); at = names.find('\0', at) + 1) {
+    const std::string_view name = names.c_str() + at;
+    if (name.starts_with("user.") || name == kAccessList) CopyAttribute(from, to, name.data());
+  }
+}
+
+}  // namespace
+
 void CopyPermissions(const fs::path& from, const fs::path& to) {
   struct stat info {};
   if (stat(from.c_str(), &info) != 0) return;
@@ -146,7 +184,10 @@ void CopyPermissions(const fs::path& from, const fs::path& to) {
   // edit must not take a user's file away.
   const bool owner_kept = chown(to.c_str(), info.st_uid, info.st_gid) == 0;
   const mode_t mode = info.st_mode & 07777;
+  // The folder may have given it a list of its own, which the mode would bring to life.
+  removexattr(to.c_str(), kAccessList.data());
   chmod(to.c_str(), owner_kept ? mode : mode & 0777);
+  CopyAttributes(from, to);
 }
 
 void SyncFolder(const fs::path& folder) {

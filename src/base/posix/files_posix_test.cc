@@ -1,6 +1,9 @@
 #include <sys/stat.h>
+#include <sys/xattr.h>
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 #include "base/files.h"
 #include "base/testing.h"
@@ -25,6 +28,24 @@ TEST(FilesPosixTest, ReplacingKeepsPermissionsAndFollowsLinks) {
   EXPECT_TRUE(fs::is_symlink(folder / "link"));
   EXPECT_EQ(folder.Read("list.txt"), "new");
   EXPECT_EQ(ModeOf(path), 0640U);
+}
+
+TEST(FilesPosixTest, ReplacingKeepsWhoElseMayRead) {
+  TemporaryFolder folder;
+  const fs::path path = folder.Write("list.txt", "old");
+  // user::rw- user:65534:r-- group::--- mask::rw- other::---, as acl(5) and the kernel's
+  // posix_acl_xattr.h lay it out.
+  const unsigned char list[] = {2, 0, 0, 0, 1,    0, 6, 0, 255, 255, 255, 255, 2,    0, 4,
+                                0, 254, 255, 0, 0, 4, 0, 0, 0, 255, 255, 255, 255, 16, 0,
+                                6, 0, 255, 255, 255, 255, 32, 0, 0, 0, 255, 255, 255, 255};
+  constexpr const char* kName = "system.posix_acl_access";
+  if (setxattr(path.c_str(), kName, list, sizeof list, 0) != 0) {
+    GTEST_SKIP() << "this file system has no access lists";
+  }
+  ASSERT_TRUE(ModFiles::ReplaceWith(path, "new").ok());
+  unsigned char kept[sizeof list] = {};
+  ASSERT_EQ(getxattr(path.c_str(), kName, kept, sizeof kept), ssize_t{sizeof list});
+  EXPECT_TRUE(std::equal(std::begin(list), std::end(list), kept));
 }
 
 TEST(FilesPosixTest, AProtectedFileIsNotReplaced) {

@@ -102,6 +102,15 @@ Result<std::uint64_t> File::Size() const {
   return static_cast<std::uint64_t>(size.QuadPart);
 }
 
+bool File::IsInPlace() const {
+  const Result<File> there = Open(path_, Mode::kRead);
+  BY_HANDLE_FILE_INFORMATION a{}, b{};
+  return there.ok() && GetFileInformationByHandle(AsHandle(handle_), &a) &&
+         GetFileInformationByHandle(AsHandle(there.value().handle_), &b) &&
+         a.dwVolumeSerialNumber == b.dwVolumeSerialNumber && a.nFileIndexHigh == b.nFileIndexHigh &&
+         a.nFileIndexLow == b.nFileIndexLow;
+}
+
 Result<FileLock> FileLock::Take(const fs::path& path, Wait wait) {
   const HANDLE handle = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE,
                                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
