@@ -89,7 +89,12 @@ Status CheckIsText(std::string_view path, std::string_view start) {
   std::uint64_t number = 0;
   while (NextLine(before, line)) ++number;
   if (nul == 0 || start[nul - 1] == '\n' || start[nul - 1] == '\r') ++number;
-  return Status(Code::kBadInput, "'" + std::string(path) + "', line " + std::to_string(number) +
+  return NoTextLine(path, number);
+}
+
+Status NoTextLine(std::string_view path, std::uint64_t line_number) {
+  return Status(Code::kBadInput, "'" + std::string(path) + "', line " +
+                                     std::to_string(line_number) +
                                      ": this is no text. Save the list as text or CSV "
                                      "(comma separated) and choose that file");
 }
@@ -125,8 +130,8 @@ Result<FirstRows> ReadFirstRows(std::string_view path) {
 }
 
 Result<Mapping> ProposeMapping(std::string_view first, std::string_view second) {
-  if (ModText::Trim(first).empty()) return Status(Code::kBadInput, std::string(kIncorrectCsv));
   const std::string bare = WithoutQuotes(first);
+  if (ModText::Trim(bare).empty()) return Status(Code::kBadInput, std::string(kIncorrectCsv));
   const std::vector<std::string_view> cells = ModText::Split(bare, ',');
   Mapping mapping;
   for (const std::string_view cell : cells) {
@@ -146,6 +151,7 @@ Result<Mapping> ProposeMapping(std::string_view first, std::string_view second) 
 
 Status CheckPath(std::string_view path) {
   const char* what = nullptr;
+  if (path != ModText::Trim(path)) what = "a blank at its end";
   if (path.find(',') != std::string_view::npos) what = "a comma";
   if (std::filesystem::path::preferred_separator == '/' &&
       path.find('\\') != std::string_view::npos) {

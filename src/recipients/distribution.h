@@ -59,7 +59,7 @@ struct Mapping {
 // The columns and a proposal. The last cell of the first row with an "@" is the address; when there
 // is none the first row is a header, and the last cell with an "@" of the second row decides
 // (column 0, guessed, when that has none either). kBadInput with kIncorrectCsv when the first row
-// is blank.
+// is blank but for quotes.
 Result<Mapping> ProposeMapping(std::string_view first, std::string_view second);
 
 // CheckIsText for the beginning of a file. kNotFound, or kBadInput for a folder or a device, too.
@@ -69,6 +69,8 @@ inline constexpr std::size_t kTextProbeBytes = 64 * 1024;
 // Whether `start`, the beginning of a list, is no text: it holds a NUL, as spreadsheets' own
 // formats and UTF-16 do. kBadInput then, with the file, the line and what to do.
 Status CheckIsText(std::string_view path, std::string_view start);
+// What is said of a line with a NUL: kBadInput.
+Status NoTextLine(std::string_view path, std::uint64_t line_number);
 // What is said of a line that is longer than ModRow::kMaxLineBytes: kBadInput.
 Status OverlongLine(std::string_view path, std::uint64_t line_number);
 

@@ -120,6 +120,9 @@ TEST(DistributionTest, ProposedMapping) {
        0,
        true},
   };
+  for (const std::string_view blank : {"", "  ", "\"\"", " ' '"}) {
+    EXPECT_FALSE(ModDistribution::ProposeMapping(blank, "a@b").ok()) << blank;
+  }
   for (const auto& row : rows) {
     Result<ModDistribution::Mapping> mapping =
         ModDistribution::ProposeMapping(row.first, row.second);

@@ -19,7 +19,12 @@ constexpr std::string_view kFilter =
     "Text Files (*.txt, *.text)|*.txt; *.text| Comma Separated Files (*.csv)|*.csv| "
     "All Supported Files (*.txt, *.text, *.csv)|*.txt; *.text; *.csv|";
 
-std::string PathIn(const TextBox& box) { return std::string(ModText::Trim(box.text())); }
+// From the root on, even where somebody typed less: the mail client's folder is none to rely on.
+std::string PathIn(const TextBox& box) {
+  const std::string_view path = ModText::Trim(box.text());
+  if (path.empty()) return {};
+  return ModFiles::ToUtf8(ModFiles::FullPath(ModFiles::FromUtf8(path)));
+}
 
 std::string Hexadecimal(std::uint32_t number) {
   char text[16];

@@ -26,7 +26,7 @@ Status ListStamp::CheckUnchanged() const {
     return {};
   }
   return Status(Code::kResumable, "another program wrote to '" + ModFiles::ToUtf8(path) +
-                                      "' meanwhile; nothing was changed, try again");
+                                      "' meanwhile; it was left alone, try again");
 }
 
 ListBlocks::ListBlocks(std::string path, File file, ListStamp stamp)
@@ -92,6 +92,7 @@ Result<ListBlocks::Block> ListBlocks::Next() {
       block.text().find_first_of("\r\n") > ModRow::kMaxLineBytes) {
     return Overlong();
   }
+  if (std::memchr(block.data, '\0', block.size) != nullptr) return NoText();
   UnifyLineEnds(begin_, end);
   begin_ = end;
   return block;
@@ -118,13 +119,21 @@ void ListBlocks::UnifyLineEnds(std::size_t begin, std::size_t end) {
   }
 }
 
-// Only now is it worth knowing which line it is.
+// Only when something is wrong with a line it is worth knowing which one.
 Status ListBlocks::Overlong() const {
   Result<LineReader> lines = LineReader::Open(ModFiles::FromUtf8(path_), ModRow::kMaxLineBytes);
   if (!lines.ok()) return lines.status();
   for (std::string_view line; lines->Next(line) && !lines->overlong();) {
   }
   return ModDistribution::OverlongLine(path_, lines->line_number());
+}
+
+Status ListBlocks::NoText() const {
+  Result<LineReader> lines = LineReader::Open(ModFiles::FromUtf8(path_), ModRow::kMaxLineBytes);
+  if (!lines.ok()) return lines.status();
+  for (std::string_view line; lines->Next(line) && line.find('\0') == line.npos;) {
+  }
+  return ModDistribution::NoTextLine(path_, lines->line_number());
 }
 
 void LowerAscii(char* data, std::size_t size) {
@@ -136,6 +145,11 @@ void LowerAscii(char* data, std::size_t size) {
 
 Status GivenUp(std::string_view path) {
   return Status(Code::kCancelled, "stopped; '" + std::string(path) + "' is as it was");
+}
+
+Status TooLarge(std::string_view path) {
+  return Status(Code::kBadInput,
+                "'" + std::string(path) + "' is too large for this machine's memory");
 }
 
 }  // namespace vespro::ModRecipients

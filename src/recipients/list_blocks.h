@@ -27,18 +27,19 @@ struct ListStamp {
   std::uint64_t bytes = 0;
   std::filesystem::file_time_type written;
 
-  // kResumable when the file is another now.
+  // kResumable when the file is another now. Says that it was left alone.
   Status CheckUnchanged() const;
 };
 
 class ListBlocks {
  public:
-  // `path` is UTF-8. kNotFound, or kBadInput: a folder, a device, or a beginning that is no text.
+  // `path` is UTF-8. kNotFound, or kBadInput: a folder, a device, or no text.
   static Result<ListBlocks> Open(std::string_view path);
 
   // The next lines, each ended by LF, with a CR before it where the file has CR LF; empty at the
   // end. The first ones are without a byte-order mark. Valid until the next call, and free to be
-  // changed. kBadInput when a line is longer than ModRow::kMaxLineBytes; memory stays at that.
+  // changed. kBadInput when a line is longer than ModRow::kMaxLineBytes, or no text; memory stays
+  // at that.
   struct Block {
     char* data = nullptr;
     std::size_t size = 0;
@@ -56,6 +57,7 @@ class ListBlocks {
   std::size_t EndOfWholeLines() const;
   void UnifyLineEnds(std::size_t begin, std::size_t end);
   Status Overlong() const;
+  Status NoText() const;
 
   std::string path_;
   File file_;
@@ -121,5 +123,7 @@ void LowerAscii(char* data, std::size_t size);
 
 // What an operation says that its OnLine gave up.
 Status GivenUp(std::string_view path);
+// What an operation says that has no memory for the list: kBadInput.
+Status TooLarge(std::string_view path);
 
 }  // namespace vespro::ModRecipients

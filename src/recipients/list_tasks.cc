@@ -40,17 +40,10 @@ Result<ModRecipients::Loaded> RemoveDuplicatesSilently(Desktop& desktop, const D
   return ModRecipients::LoadAndDeduplicate(list, waiting.OnLine());
 }
 
-Result<std::uint64_t> FilterSilently(Desktop& desktop, const Distribution& list,
-                                     std::string_view unwanted, std::uint64_t& left_out) {
+Result<ModRecipients::Cleared> FilterSilently(Desktop& desktop, const Distribution& list,
+                                              std::string_view unwanted) {
   Waiting waiting(desktop);
-  const Result<ModRecipients::Loaded> loaded =
-      ModRecipients::LoadAndDeduplicate(list, waiting.OnLine());
-  if (!loaded.ok()) return loaded.status();
-  left_out = loaded.value().rewritten ? loaded.value().without_address : 0;
-  const Result<ModRecipients::Filtered> filtered =
-      ModRecipients::Filter(list, unwanted, waiting.OnLine());
-  if (!filtered.ok()) return filtered.status();
-  return filtered->removed;
+  return ModRecipients::DeduplicateAndFilter(list, unwanted, waiting.OnLine());
 }
 
 Status MergeSilently(Desktop& desktop, std::string_view current, std::string_view second) {
@@ -155,11 +148,9 @@ bool Filter(Desktop& desktop, Settings& settings, std::string_view current,
   }
   const std::string before = settings.Read(setting::kMailList);
   if (list.kind == ListKind::kCsv && !AskMapping(desktop, settings, list)) return false;
-  std::uint64_t left_out = 0;
-  const Result<std::uint64_t> removed = FilterSilently(desktop, list, unwanted, left_out);
-  TellLeftOut(desktop, left_out);
-  if (!removed.ok()) {
-    TellFailure(desktop, removed.status());
+  const Result<ModRecipients::Cleared> cleared = FilterSilently(desktop, list, unwanted);
+  if (!cleared.ok()) {
+    TellFailure(desktop, cleared.status());
     // The mapping may have been confirmed; the list is the one that it was all the same.
     if (const Status put_back = settings.Write(setting::kMailList, before); !put_back.ok()) {
       TellFailure(desktop, put_back);
@@ -168,7 +159,8 @@ bool Filter(Desktop& desktop, Settings& settings, std::string_view current,
   }
   const Status stored = settings.Write(setting::kMailList, ModDistribution::Compose(list));
   if (!stored.ok()) TellFailure(desktop, stored);
-  Tell(desktop, FilterSummary(removed.value()), MessageIcon::kInformation);
+  if (cleared->loaded.rewritten) TellLeftOut(desktop, cleared->loaded.without_address);
+  Tell(desktop, FilterSummary(cleared->filtered.removed), MessageIcon::kInformation);
   return stored.ok();
 }
 

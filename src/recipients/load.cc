@@ -1,6 +1,7 @@
 #include "recipients/load.h"
 
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "base/files.h"
@@ -30,10 +31,7 @@ class Deduplicator {
       for (std::string_view lines = block->text(); !lines.empty();) {
         if (on_line_ && !on_line_()) return GivenUp(list_.path);
         ++line_number_;
-        if (!Take(TakeLine(lines))) {
-          return Status(Code::kBadInput,
-                        "'" + list_.path + "' is too large for this machine's memory");
-        }
+        if (!Take(TakeLine(lines))) return TooLarge(list_.path);
       }
     }
     const RowStore::Count count = rows_.FindDuplicates();
@@ -59,8 +57,7 @@ class Deduplicator {
     duplicates.Finish().Ignore();  // memory takes everything
     loaded_.duplicate_addresses = std::move(addresses.text);
     if (Status written = kept.Finish(); !written.ok()) return written;
-    if (Status same = stamp.CheckUnchanged(); !same.ok()) return same;
-    return file->Commit();
+    return file->Commit([&stamp] { return stamp.CheckUnchanged(); });
   }
 
   Loaded& loaded() { return loaded_; }
@@ -109,9 +106,7 @@ class Deduplicator {
   Loaded loaded_;
 };
 
-}  // namespace
-
-Result<Loaded> LoadAndDeduplicate(const Distribution& list, const OnLine& on_line) {
+Result<Loaded> Deduplicate(const Distribution& list, const OnLine& on_line) {
   Deduplicator deduplicator(list, on_line);
   ListStamp stamp;
   {
@@ -128,6 +123,16 @@ Result<Loaded> LoadAndDeduplicate(const Distribution& list, const OnLine& on_lin
     loaded.rewritten = true;
   }
   return std::move(loaded);
+}
+
+}  // namespace
+
+Result<Loaded> LoadAndDeduplicate(const Distribution& list, const OnLine& on_line) {
+  try {
+    return Deduplicate(list, on_line);
+  } catch (const std::bad_alloc&) {
+    return TooLarge(list.path);
+  }
 }
 
 }  // namespace vespro::ModRecipients

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <filesystem>
+#include <new>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -57,7 +58,13 @@ class Appender {
     return written;
   }
 
-  Status Close() { return file_.Close(); }
+  Status Close() {
+    const bool in_place = file_.IsInPlace();
+    if (Status closed = file_.Close(); !closed.ok() || in_place) return closed;
+    return Status(Code::kResumable, "another program replaced '" + ModFiles::ToUtf8(path_) +
+                                        "' meanwhile, and some of what was appended may be lost; "
+                                        "see what is in it, and merge again");
+  }
 
   // `why`, with the file as long as it was. Says so when that could not be done.
   Status TakeBack(Status why) {
@@ -231,6 +238,11 @@ Status Merge(std::string_view current, std::string_view second, const OnLine& on
 
 Status CheckFilter(std::string_view current, std::string_view unwanted) {
   if (IsSameFile(current, unwanted)) return Status(Code::kUsage, std::string(kSameFile));
+  if (ModDistribution::KindOf(unwanted) == ListKind::kCsv) {
+    return Status(Code::kBadInput, "'" + std::string(unwanted) +
+                                       "' is a table: the addresses that shall go must stand in a "
+                                       "text file, one a line");
+  }
   // To its end: a line that is too long may stand anywhere.
   Result<ListBlocks> blocks = ListBlocks::Open(unwanted);
   if (!blocks.ok()) return blocks.status();
@@ -240,9 +252,11 @@ Status CheckFilter(std::string_view current, std::string_view unwanted) {
   }
 }
 
-Result<Filtered> Filter(const Distribution& current, std::string_view unwanted,
-                        const OnLine& on_line) {
-  if (Status fits = CheckFilter(current.path, unwanted); !fits.ok()) return fits;
+namespace {
+
+// What `current` and `unwanted` are fit for was asked.
+Result<Filtered> TakeOut(const Distribution& current, std::string_view unwanted,
+                         const OnLine& on_line) {
   Result<ListBlocks> blocks = ListBlocks::Open(current.path);
   if (!blocks.ok()) return blocks.status();
   const ListStamp stamp = blocks->stamp();
@@ -254,9 +268,41 @@ Result<Filtered> Filter(const Distribution& current, std::string_view unwanted,
   Result<Filtered> filtered =
       KeepOthers(std::move(blocks).value(), current, lines, file.value(), on_line);
   if (!filtered.ok()) return filtered;
-  if (Status same = stamp.CheckUnchanged(); !same.ok()) return same;
-  if (Status committed = file->Commit(); !committed.ok()) return committed;
+  const Status committed = file->Commit([&stamp] { return stamp.CheckUnchanged(); });
+  if (!committed.ok()) return committed;
   return filtered;
+}
+
+Result<Filtered> TakeOutSafely(const Distribution& current, std::string_view unwanted,
+                               const OnLine& on_line) {
+  try {
+    return TakeOut(current, unwanted, on_line);
+  } catch (const std::bad_alloc&) {
+    return TooLarge(current.path);
+  }
+}
+
+}  // namespace
+
+Result<Filtered> Filter(const Distribution& current, std::string_view unwanted,
+                        const OnLine& on_line) {
+  if (Status fits = CheckFilter(current.path, unwanted); !fits.ok()) return fits;
+  return TakeOutSafely(current, unwanted, on_line);
+}
+
+Result<Cleared> DeduplicateAndFilter(const Distribution& current, std::string_view unwanted,
+                                     const OnLine& on_line) {
+  if (Status fits = CheckFilter(current.path, unwanted); !fits.ok()) return fits;
+  Result<Loaded> loaded = LoadAndDeduplicate(current, on_line);
+  if (!loaded.ok()) return loaded.status();
+  Result<Filtered> filtered = TakeOutSafely(current, unwanted, on_line);
+  if (filtered.ok()) return Cleared{std::move(loaded).value(), std::move(filtered).value()};
+  const Status& why = filtered.status();
+  if (!loaded->rewritten) return why;
+  return Status(why.code(),
+                why.text() + "; before that, " + std::to_string(loaded->duplicates) +
+                    " email duplicates were removed",
+                why.native());
 }
 
 }  // namespace vespro::ModRecipients

@@ -10,6 +10,7 @@
 #include "base/status.h"
 #include "recipients/distribution.h"
 #include "recipients/list_blocks.h"
+#include "recipients/load.h"
 
 namespace vespro::ModRecipients {
 
@@ -23,14 +24,15 @@ Status CheckMerge(std::string_view current, std::string_view second);
 
 // Appends an empty line and the lines of `second` as they stand, each ended by CR LF, without its
 // byte-order mark. What CheckMerge says; kNotFound or kBadInput when one of them can't be read as a
-// list; kCannotWrite. Bytes that were in `current` are never touched. When the disk fails, the
+// list; kCannotWrite; kResumable when another program put a new file into the current one's place
+// meanwhile. Bytes that were in `current` are never touched. When the disk fails, the
 // whole lines that were appended by then stay; after kCancelled and kBadInput `current` is as long
 // as it was. The bytes are not waited for to reach the disk.
 Status Merge(std::string_view current, std::string_view second, const OnLine& on_line = {});
 
 // Whether the one can be filtered by the other: kUsage with kSameFile when they are one file, by
-// whatever names; kNotFound or kBadInput when `unwanted` can't be read. Ask before duplicates are
-// removed, so that a wrong name changes nothing.
+// whatever names; kNotFound or kBadInput when `unwanted` can't be read, or is a table by its name.
+// Ask before duplicates are removed, so that a wrong name changes nothing.
 Status CheckFilter(std::string_view current, std::string_view unwanted);
 
 struct Filtered {
@@ -44,9 +46,19 @@ struct Filtered {
 // it, that of a CSV row the field at the address column without quotes and apostrophes, blanks
 // kept; a row without that field, or with nothing in it, has no key and stays. Keys are in lower
 // case; the lines of `unwanted` are compared as they stand, so one with capitals removes nothing.
-// The header row is a row like any other. Duplicates are not looked for: callers have LoadAndDeduplicate do that before. What CheckFilter says; kNotFound,
-// kBadInput, kCannotWrite and kCancelled as in LoadAndDeduplicate; `current` is as it was then.
+// The header row is a row like any other. Duplicates are not looked for. What CheckFilter says;
+// kNotFound, kBadInput, kCannotWrite and kCancelled as in LoadAndDeduplicate; `current` is as it
+// was then.
 Result<Filtered> Filter(const Distribution& current, std::string_view unwanted,
                         const OnLine& on_line = {});
+
+// LoadAndDeduplicate, then Filter. Where only that fails, its text tells of the duplicates that are
+// gone.
+struct Cleared {
+  Loaded loaded;
+  Filtered filtered;
+};
+Result<Cleared> DeduplicateAndFilter(const Distribution& current, std::string_view unwanted,
+                                     const OnLine& on_line = {});
 
 }  // namespace vespro::ModRecipients

@@ -15,6 +15,8 @@ namespace {
 
 using namespace ModRecipients;  // NOLINT: its subject
 
+using std::literals::operator""s;
+
 constexpr std::string_view kMark = "\xEF\xBB\xBF";
 
 class OperationsTest : public testing::Test {
@@ -106,7 +108,8 @@ TEST_F(OperationsTest, FilterComparesLinesAsTheyStand) {
   // none.
   Result<Filtered> removed = Filter(list, Write("u.txt", "a@b\nC@D\nc@d \n\n  \nx,c@d\nmail"));
   ASSERT_TRUE(removed.ok()) << removed.status().text();
-  EXPECT_EQ(removed->removed_addresses, "mail\nmail\n") << "the header and the row that says the same";
+  EXPECT_EQ(removed->removed_addresses, "mail\nmail\n")
+      << "the header and the row that says the same";
   EXPECT_EQ(folder.Read("l.csv"), "a,'a@b' ,\r\nb\r\nc,\r\nd,c@d,\r\ne,,\r\n");
   EXPECT_EQ(Filter(list, Write("u.txt", "a@b \nc@d"))->removed, 2U);
   EXPECT_EQ(folder.Read("l.csv"), "b\r\nc,\r\ne,,\r\n");
@@ -137,6 +140,7 @@ TEST_F(OperationsTest, WhatIsRefusedChangesNothing) {
   const std::string good = Write("good.txt", "a@b\n");
   Write("table.csv", "a@b\n");
   Write("binary.txt", std::string_view("c@d\nPK\0\0", 8));
+  Write("late.txt", std::string(100'000, '\n') + "c@d\0\n"s);
   Write("wide.txt", "x\n" + std::string(ModRow::kMaxLineBytes + 1, 'x') + "\ny\n");
   Write("empty.txt", "");
   std::filesystem::create_directory(folder / "folder.txt");
@@ -175,6 +179,10 @@ TEST_F(OperationsTest, WhatIsRefusedChangesNothing) {
       {filter, list, Path("wide.txt"), Code::kBadInput, "wide.txt', line 2"},
       {filter, Path("wide.txt"), good, Code::kBadInput, "wide.txt', line 2"},
       {dedupe, Path("wide.txt"), "", Code::kBadInput, "wide.txt', line 2"},
+      {merge, list, Path("late.txt"), Code::kBadInput, "late.txt', line 100001"},
+      {filter, list, Path("late.txt"), Code::kBadInput, "late.txt', line 100001"},
+      {dedupe, Path("late.txt"), "", Code::kBadInput, "late.txt', line 100001"},
+      {filter, list, Path("table.csv"), Code::kBadInput, "table.csv' is a table"},
       {filter, Path("empty.txt"), good, Code::kBadInput, kBlankFile},
   };
   const std::ptrdiff_t files = folder.Count();
@@ -229,7 +237,32 @@ TEST_F(OperationsTest, AListThatGrowsMeanwhileIsNotReplaced) {
   EXPECT_EQ(folder.Read("l.txt"), grown);
   EXPECT_EQ(Filter(list, other, meddle).status().code(), Code::kResumable);
   EXPECT_EQ(folder.Read("l.txt"), grown);
+  // Between the two steps, too; the first has been done then, and that is told.
+  int lines = 0;
+  const Status status =
+      DeduplicateAndFilter(list, other, [&] {
+        return ++lines <= std::count(grown.begin(), grown.end(), '\n') || meddle();
+      }).status();
+  EXPECT_EQ(status.code(), Code::kResumable);
+  EXPECT_NE(status.text().find("before that, 7 email duplicates"), std::string::npos)
+      << status.text();
   EXPECT_EQ(folder.Count(), 2);
+}
+
+// What was appended to the old file is not in the new one.
+TEST_F(OperationsTest, AMergeIntoAListThatIsReplacedIsNoSuccess) {
+  const std::string current = Write("l.txt", "a@b\n");
+  const std::string second = Write("o.txt", "c@d\n");
+  const std::string other = Write("new.txt", "e@f\n");
+  bool replaced = false;
+  const Status status = Merge(current, second, [&] {
+    std::error_code error;
+    std::filesystem::rename(folder / "new.txt", folder / "l.txt", error);
+    replaced = !error;  // some systems keep an open file in its place
+    return true;
+  });
+  EXPECT_EQ(status.code(), replaced ? Code::kResumable : Code::kOk) << status.text();
+  EXPECT_EQ(folder.Read("l.txt"), replaced ? "e@f\n" : "a@b\n\r\n\r\nc@d\r\n");
 }
 
 // Taking a merge back must not take what another program wrote meanwhile.
