@@ -36,7 +36,7 @@ class Lists(support.JobTest):
         self.assertEqual(done.stderr, "vespro: No unwanted emails found in the current distribution file\n")
         done = self.run_list(0, "filter", listed, self.write("u.txt", "e@f\n"), "--json")
         self.assertEqual(json.loads(done.stdout),
-                         {"filtered": 1, "removed": ["e@f"], "duplicates": 0,
+                         {"filtered": 1, "removed": ["e@f"], "duplicates": 0, "duplicate_addresses": [],
                           "without_address": 0, "without_address_lines": []})
         done = self.run_list(0, "merge", listed, more, "--json")
         self.assertEqual(json.loads(done.stdout), {"file": str(listed), "second": str(more), "lines": 1})
@@ -55,6 +55,8 @@ class Lists(support.JobTest):
             (66, "gone.txt", ["merge", listed, self.folder / "gone.txt"]),
             # The duplicates stay, too.
             (66, "gone.txt", ["filter", listed, self.folder / "gone.txt"]),
+            (65, "is a table", ["filter", listed, self.folder / "t.csv"]),
+            (65, "a blank at its end", ["use", self.write("list.txt ", "c@d\n")]),
             (65, "The chosen file is blank", ["filter", self.folder / "blank.txt", listed]),
             (2, "--column", ["filter", listed, self.folder / "t.csv", "--column", "1"]),
             (2, "--yes", ["dedupe", listed]),
@@ -75,7 +77,6 @@ class Lists(support.JobTest):
         limit_bytes = len(content) + 100_001
 
         def limit():
-            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)  # so that it is an error and no death
             resource.setrlimit(resource.RLIMIT_FSIZE, (limit_bytes, limit_bytes))
 
         before = self.files()
@@ -93,7 +94,7 @@ class Lists(support.JobTest):
             self.assertIn("list.txt", done.stderr)
             self.assertEqual(self.files(), before)
 
-    def test_ctrl_c(self):
+    def test_signals(self):
         """Whenever it comes, the list is the old one or the new one, and nothing lies beside it."""
         content = "".join("user{:07}@example.org\n".format(i * 7919 % 600_000) for i in range(1_000_000))
         new = b"".join(dict.fromkeys(line + b"\r\n" for line in content.encode().splitlines()))
@@ -103,9 +104,10 @@ class Lists(support.JobTest):
             process = subprocess.Popen(support.command_line("list", "dedupe", listed, "--yes"),
                                        stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
             time.sleep(milliseconds / 1000)
-            process.send_signal(signal.SIGINT)
+            # The last one is a terminal that is closed.
+            process.send_signal([signal.SIGINT, signal.SIGTERM, signal.SIGHUP][milliseconds // 10 % 3])
             _, said = process.communicate(timeout=support.SECONDS)
-            self.assertIn(process.returncode, (0, 130, -signal.SIGINT), said)
+            self.assertIn(process.returncode, (0, 130, -signal.SIGINT, -signal.SIGTERM, -signal.SIGHUP), said)
             if process.returncode == 130:
                 stopped += 1
                 self.assertIn("list.txt' is as it was", said)

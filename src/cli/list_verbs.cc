@@ -37,9 +37,7 @@ struct ListArguments {
 
 // What tells a file's kind: a folder's name counts, too.
 std::string FullPath(const std::string& file) {
-  std::error_code error;
-  const std::filesystem::path path = ModFiles::FromUtf8(file);
-  return ModFiles::ToUtf8(std::filesystem::absolute(path, error).lexically_normal());
+  return ModFiles::ToUtf8(ModFiles::FullPath(ModFiles::FromUtf8(file)));
 }
 
 // The column's name among the fields of the first row; empty when there is none.
@@ -65,7 +63,8 @@ void Print(const Globals& globals, const Distribution& distribution) {
     }
     return PrintJson(data);
   }
-  std::cout << "file:   " << distribution.path << "\nkind:   " << kind << "\n";
+  std::cout << "file:   " << ModText::Printable(distribution.path, distribution.path.size())
+            << "\nkind:   " << kind << "\n";
   if (!is_csv) return;
   std::cout << "column: " << distribution.column + 1 << " ("
             << ModText::Printable(ColumnName(distribution))
@@ -237,34 +236,33 @@ int Merge(const Globals& globals, const ListArguments& arguments) {
 }
 
 int Filter(const Globals& globals, const ListArguments& arguments) {
-  // Whatever stops it is to stop it before the duplicates are gone.
-  Status fits = ModRecipients::CheckFilter(arguments.file, arguments.second);
-  if (!fits.ok()) return Fail(fits);
   Result<Distribution> chosen = ModSendJob::ChooseList(arguments.Choice());
   if (!chosen.ok()) return Fail(chosen.status());
-  Result<ModRecipients::Loaded> loaded = Deduplicate(chosen.value());
-  if (!loaded.ok()) return Fail(loaded.status());
-  if (!globals.json) NoteRowsWithoutAddress(loaded.value());
-  Result<ModRecipients::Filtered> filtered = [&] {
+  const Result<ModRecipients::Cleared> cleared = [&] {
     LongWork work;
-    return ModRecipients::Filter(chosen.value(), arguments.second, work.on_line());
+    return ModRecipients::DeduplicateAndFilter(chosen.value(), FullPath(arguments.second),
+                                               work.on_line());
   }();
-  if (loaded->duplicates > 0 && !globals.json) {
-    Note("Found and removed " + std::to_string(loaded->duplicates) + " email duplicates");
-  }
-  if (!filtered.ok()) return Fail(filtered.status());
+  if (!cleared.ok()) return Fail(cleared.status());
+  const ModRecipients::Loaded& loaded = cleared->loaded;
+  const ModRecipients::Filtered& filtered = cleared->filtered;
   if (globals.json) {
-    PrintJson({{"filtered", filtered->removed},
-               {"removed", Lines(filtered->removed_addresses)},
-               {"duplicates", loaded->duplicates},
-               {"without_address", loaded->without_address},
-               {"without_address_lines", loaded->without_address_lines}});
+    PrintJson({{"filtered", filtered.removed},
+               {"removed", Lines(filtered.removed_addresses)},
+               {"duplicates", loaded.duplicates},
+               {"duplicate_addresses", Lines(loaded.duplicate_addresses)},
+               {"without_address", loaded.without_address},
+               {"without_address_lines", loaded.without_address_lines}});
     return 0;
   }
-  PrintLines(filtered->removed_addresses);
-  Note(filtered->removed == 0
+  PrintLines(filtered.removed_addresses);
+  NoteRowsWithoutAddress(loaded);
+  if (loaded.duplicates > 0) {
+    Note("Found and removed " + std::to_string(loaded.duplicates) + " email duplicates");
+  }
+  Note(filtered.removed == 0
            ? std::string("No unwanted emails found in the current distribution file")
-           : "Filtered out " + std::to_string(filtered->removed) +
+           : "Filtered out " + std::to_string(filtered.removed) +
                  " unwanted emails from the current distribution file");
   return 0;
 }
@@ -312,7 +310,8 @@ void AddListVerbs(CLI::App& app, Globals& globals, Action& action) {
       false, Merge)
       ->add_option("SECOND", arguments->second, "What is appended; it stays as it is")
       ->required();
-  add("filter", "Remove the addresses that stand in a second file, and print them; removes duplicates first",
+  add("filter",
+      "Remove the addresses that stand in a second file, and print them; removes duplicates first",
       "Example: vespro list filter members.csv unsubscribed.txt --column Email\nThe list comes "
       "back "
       "in lower case. Lines of UNWANTED are compared as they stand: write them in lower case, one "

@@ -12,6 +12,14 @@ namespace {
 // A clock is looked at once in so many lines, about once in a millisecond.
 constexpr std::uint64_t kLinesPerLook = 16 * 1024;
 
+constexpr int kSignals[] = {
+    SIGINT,
+    SIGTERM,
+#ifdef SIGHUP
+    SIGHUP,
+#endif
+};
+
 volatile std::sig_atomic_t stopped = 0;
 
 extern "C" void Stop(int) { stopped = 1; }
@@ -19,17 +27,18 @@ extern "C" void Stop(int) { stopped = 1; }
 }  // namespace
 
 LongWork::LongWork()
-    : terminal_(ModCommandLine::IsTerminal(ModCommandLine::Stream::kError)),
-      shown_(Clock::now()),
-      old_interrupt_(std::signal(SIGINT, Stop)),
-      old_terminate_(std::signal(SIGTERM, Stop)) {
+    : terminal_(ModCommandLine::IsTerminal(ModCommandLine::Stream::kError)), shown_(Clock::now()) {
   stopped = 0;
+  for (const int number : kSignals) {
+    auto* const before = std::signal(number, Stop);
+    if (before == SIG_IGN) std::signal(number, SIG_IGN);
+    before_.emplace_back(number, before);
+  }
 }
 
 LongWork::~LongWork() {
   if (width_ > 0) std::cerr << "\r" << std::string(width_, ' ') << "\r" << std::flush;
-  std::signal(SIGINT, old_interrupt_);
-  std::signal(SIGTERM, old_terminate_);
+  for (const auto& [number, handler] : before_) std::signal(number, handler);
 }
 
 ModRecipients::OnLine LongWork::on_line() {

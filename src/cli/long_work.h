@@ -4,13 +4,16 @@
 
 #include <chrono>
 #include <cstdint>
+#include <utility>
+#include <vector>
 
 #include "recipients/list_blocks.h"
 
 namespace vespro::cli {
 
-// From its making to its end SIGINT and SIGTERM end the operation in place of the program, so that
-// no half-written file stays behind. One at a time, on the main thread.
+// From its making to its end SIGINT, SIGTERM and a closed terminal's SIGHUP end the operation in
+// place of the program, so that no half-written file stays behind; a signal that the program was
+// started to ignore is ignored. One at a time, on the main thread.
 class LongWork {
  public:
   LongWork();
@@ -31,9 +34,8 @@ class LongWork {
   bool terminal_;
   std::uint64_t lines_ = 0;
   Clock::time_point shown_;
-  std::size_t width_ = 0;  // of what stands on the terminal
-  void (*old_interrupt_)(int);
-  void (*old_terminate_)(int);
+  std::size_t width_ = 0;                              // of what stands on the terminal
+  std::vector<std::pair<int, void (*)(int)>> before_;  // the signals, and who had them
 };
 
 }  // namespace vespro::cli

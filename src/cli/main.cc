@@ -46,7 +46,10 @@ void PrintJson(const nlohmann::json& data) {
   std::cout << data.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
 }
 
-void Note(std::string_view text) { std::cerr << "vespro: " << text << "\n"; }
+void Note(std::string_view text) {
+  // Files and servers have odd names.
+  std::cerr << "vespro: " << ModText::Printable(text, text.size()) << "\n";
+}
 
 namespace {
 
@@ -76,7 +79,10 @@ int Run(std::vector<std::string> arguments) {
                "vespro");
   app.set_version_flag("--version", VESPRO_VERSION);
   app.add_option("--home", globals.home, "Keep settings and data below this folder (VESPRO_HOME)")
-      ->type_name("DIR");
+      ->type_name("DIR")
+      ->check([](const std::string& folder) {
+        return folder.empty() ? std::string("needs a folder's name") : std::string();
+      });
   app.add_flag("--json", globals.json, "Print data as JSON");
   app.add_flag("--yes", globals.rules.assume_yes, "Answer questions with yes");
   app.add_flag("--no-input", globals.rules.no_input, "Never ask");
@@ -98,10 +104,7 @@ int Run(std::vector<std::string> arguments) {
     return app.exit(error) == 0 ? 0 : ExitCode(Code::kUsage);
   }
   if (!action) {
-    // A group's name alone, or nothing at all.
-    const CLI::App* last = &app;
-    while (!last->get_subcommands().empty()) last = last->get_subcommands().front();
-    std::cerr << last->help();
+    std::cerr << app.help();  // of a group, when its name stands alone
     return ExitCode(Code::kUsage);
   }
   const int code = action();

@@ -69,7 +69,7 @@ class Network {
   void WakeAt(std::chrono::steady_clock::time_point when, std::function<void()> callback);
   // Calls `callback` from the loop, behind what is waiting there.
   void Later(std::function<void()> callback);
-  // Calls `callback` for every SIGINT and SIGTERM from now on.
+  // Calls `callback` for every SIGINT, SIGTERM and, unless it is ignored, SIGHUP from now on.
   void OnInterrupt(std::function<void()> callback);
 
   // Calls `work` on a thread of its own, then `done` from the loop. `work` has to end soon when its

@@ -404,6 +404,13 @@ void Network::OnInterrupt(std::function<void()> callback) {
   asio::error_code ignored;  // without handlers the signals end the process, as ever
   state_->signals.add(SIGINT, ignored);
   state_->signals.add(SIGTERM, ignored);
+#ifdef SIGHUP
+  // The terminal was closed. Whoever has told us to go on then, by nohup, is heard.
+  if (auto* const before = std::signal(SIGHUP, SIG_IGN); before != SIG_IGN) {
+    std::signal(SIGHUP, before);
+    state_->signals.add(SIGHUP, ignored);
+  }
+#endif
   state_->WaitForSignal();
 }
 

@@ -1,7 +1,5 @@
 #include "terminal/home.h"
 
-#include <system_error>
-
 #include "base/files.h"
 #include "settings/file_backend.h"
 #include "settings/settings.h"
@@ -12,9 +10,8 @@ namespace {
 namespace fs = std::filesystem;
 
 Home HomeIn(const std::string& folder) {
-  std::error_code error;
   Home home;
-  home.data_folder = fs::absolute(ModFiles::FromUtf8(folder), error).lexically_normal();
+  home.data_folder = ModFiles::FullPath(ModFiles::FromUtf8(folder));
   const fs::path file = home.data_folder / "settings";
   home.backend = std::make_unique<FileBackend>(file);
   home.settings_place = ModFiles::ToUtf8(file);
@@ -35,6 +32,11 @@ Result<Home> OpenHome(const std::string& folder) {
   const std::string chosen = folder.empty() ? ModFiles::Environment("VESPRO_HOME") : folder;
   Home home = chosen.empty() ? platform::UsersHome() : HomeIn(chosen);
   if (Status made = ModFiles::MakeFolders(home.data_folder); !made.ok()) return made;
+  // Settings read as empty then, and a list that was chosen would be said to be none.
+  const std::int32_t read = home.backend->ReadValue(setting::kMailList).status;
+  if (read > 0 && read != SettingsBackend::kMissing) {
+    return Status(Code::kConfig, "cannot read the settings in '" + home.settings_place + "'");
+  }
   if (Status written = WriteInstallerDefaults(*home.backend, platform::DefaultsFile());
       !written.ok()) {
     return written;

@@ -229,9 +229,8 @@ class Composer {
 }  // namespace
 
 Result<Distribution> ChooseList(const ListChoice& choice) {
-  std::error_code error;
   Distribution distribution;
-  distribution.path = ModFiles::ToUtf8(fs::absolute(choice.file, error).lexically_normal());
+  distribution.path = ModFiles::ToUtf8(ModFiles::FullPath(choice.file));
   distribution.kind = ModDistribution::KindOf(distribution.path);
   if (Status fits = ModDistribution::CheckPath(distribution.path); !fits.ok()) return fits;
   if (Status content = CheckContent(distribution); !content.ok()) return content;
