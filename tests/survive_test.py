@@ -26,7 +26,8 @@ class Server:
         self.lock = threading.Lock()
         self.accepted = collections.Counter()
         self.lines, self.connections, self.open = [], 0, 0
-        threading.Thread(target=self.serve, daemon=True).start()
+        self.thread = threading.Thread(target=self.serve, daemon=True)
+        self.thread.start()
 
     def serve(self):
         while True:
@@ -103,6 +104,11 @@ class Server:
         return "250 ok"
 
     def close(self):
+        # The thread is gone before its descriptor is: another server's may get the same number, and
+        # the thread would answer for that one.
+        if self.thread.is_alive():
+            self.listener.shutdown(socket.SHUT_RDWR)
+            self.thread.join()
         self.listener.close()
 
 
