@@ -21,7 +21,7 @@ constexpr std::size_t kMaxPathBytes = 400;
 
 // RFC 5321, section 4.5.3.2; it names none for the rest.
 constexpr seconds kConnectLimit{60}, kHandshakeLimit{120}, kCommandLimit{300}, kDataLimit{120},
-    kBlockLimit{180}, kEndLimit{600}, kQuitLimit{5};
+    kBlockLimit{180}, kEndLimit{600}, kQuitLimit{5}, kClosingLimit{30};
 
 seconds LimitOf(Stage stage) {
   switch (stage) {
@@ -117,7 +117,7 @@ void SmtpClient::Received(std::string_view bytes) {
 void SmtpClient::Written(std::uint64_t bytes) {
   written_ += bytes;
   assert(written_ <= taken_);
-  ConcludeFinished();
+  Proceed();
 }
 
 void SmtpClient::Lost(Fault fault, std::string_view text) {
@@ -125,6 +125,10 @@ void SmtpClient::Lost(Fault fault, std::string_view text) {
   if (state_ == State::kQuitting) {
     state_ = State::kOver;  // everything is finished, the farewell is a courtesy
     return;
+  }
+  // As announced: what stood behind the 421 was not looked at.
+  if (closing_at_ == replies_ && fault != Fault::kTimeout) {
+    return SessionOver(drain_failure_, drain_text_);
   }
   Stage stage = Stage::kConnect;
   if (!expected_.empty()) {
@@ -161,6 +165,7 @@ void SmtpClient::OnReply(const Reply& reply) {
     OnSetUpReply(expected.stage, reply);
   } else {
     OnTransactionReply(expected, reply);
+    if (closing_at_ && expected_.empty()) SessionOver(drain_failure_, drain_text_);
   }
 }
 
@@ -219,7 +224,7 @@ void SmtpClient::ReadExtensions(std::string_view text) {
     std::string_view rest = lines[i];
     const std::string keyword = ModText::LowerAscii(TakeWord(rest));
     if (keyword == "starttls") starttls_ = true;
-    if (keyword == "pipelining") pipelining_ = true;
+    if (keyword == "pipelining") pipelining_ = options_.use_pipelining;
     if (keyword == "chunking") chunking_ = options_.use_chunking;
     if (keyword == "8bitmime") eight_bit_ = true;
     if (keyword == "smtputf8") utf8_ = true;
@@ -346,8 +351,15 @@ void SmtpClient::Begin(std::size_t slot, const Transaction& transaction) {
   order_.push_back(slot);
   bytes_in_hand_ += transaction.message->bytes;
   if (!CheckEnvelope(active)) active.next = Step::kIssued;
-  Pump();
+  Proceed();
+}
+
+// What is concluded makes room, and may be the last before QUIT; what comes to its turn may turn
+// out to be refused already.
+void SmtpClient::Proceed() {
   ConcludeFinished();
+  Pump();
+  if (ConcludeFinished()) Pump();
 }
 
 // False when nothing of it can be sent to this server; mail or the recipients then say why.
@@ -397,7 +409,7 @@ std::string SmtpClient::WhyNotCarried(const Active& active) const {
 
 // Puts on the wire what may go there now.
 void SmtpClient::Pump() {
-  if (state_ != State::kReady) return;
+  if (state_ != State::kReady || closing_at_) return;
   for (const std::size_t slot : order_) {
     Active& active = active_[slot];
     while (active.next != Step::kIssued) {
@@ -492,8 +504,10 @@ bool SmtpClient::IssueBody(std::size_t slot, Active& active) {
 void SmtpClient::OnTransactionReply(const Expected& expected, const Reply& reply) {
   if (bdat_in_doubt_ && !SettleBdat(reply)) return;
   if (expected.stage == Stage::kReset) {
-    if (reply.klass() != 2) return Derail("RSET was refused: " + Masked(reply));
-    return Pump();
+    if (reply.klass() != 2 && reply.code != 421) {
+      return Derail("RSET was refused: " + Masked(reply));
+    }
+    return Proceed();
   }
   Active& active = active_[expected.slot];
   const bool go_ahead = expected.stage == Stage::kData && reply.klass() == 3;
@@ -520,9 +534,7 @@ void SmtpClient::OnTransactionReply(const Expected& expected, const Reply& reply
       OnEndReply(expected.slot, reply);
       break;
   }
-  ConcludeFinished();
-  Pump();
-  ConcludeFinished();
+  Proceed();
 }
 
 // "Command not known", to a BDAT, may be about the command or about the message. About the command:
@@ -581,18 +593,21 @@ void SmtpClient::OnDataReply(Active& active, const Reply& reply) {
   active.end = queued_;
 }
 
-// The server closes the connection behind this reply; nothing after it is looked at.
+// The server closes the connection behind this reply (RFC 5321, section 3.8). One that does not,
+// and answers what stands behind it, is listened to: it may yet accept a message.
 void SmtpClient::On421(const Expected& expected, const Reply& reply) {
-  const std::string text = Masked(reply);
-  if (expected.stage >= Stage::kMail && expected.stage <= Stage::kEnd) {
-    Active& active = active_[expected.slot];
-    Saved& saved = expected.stage == Stage::kMail   ? active.mail
-                   : expected.stage == Stage::kRcpt ? active.recipients[expected.index]
-                   : expected.stage == Stage::kData ? active.data
-                                                    : active.body;
-    Save(reply, text, saved);
+  const Failure failure{.stage = expected.stage, .code = 421, .enhanced = reply.enhanced};
+  if (expected.stage < Stage::kMail || state_ != State::kReady) {
+    return SessionOver(failure, Masked(reply));
   }
-  SessionOver({.stage = expected.stage, .code = 421, .enhanced = reply.enhanced}, text);
+  if (!closing_at_) {
+    draining_ = true;
+    drain_failure_ = failure;
+    drain_text_ = Masked(reply);
+  }
+  closing_at_ = replies_;
+  OnTransactionReply(expected, reply);
+  if (expected_.empty()) SessionOver(drain_failure_, drain_text_);
 }
 
 void SmtpClient::Quit() {
@@ -610,15 +625,19 @@ bool SmtpClient::MayHaveEnded(const Active& active) const {
   return active.body_sent && (taken_counts_ ? taken_ : written_) >= active.end;
 }
 
-void SmtpClient::ConcludeFinished() {
-  if (bdat_in_doubt_) return;
+// Whether there was one.
+bool SmtpClient::ConcludeFinished() {
+  if (bdat_in_doubt_) return false;
+  bool any = false;
   while (!order_.empty() && IsFinished(active_[order_.front()])) {
     Conclude(order_.front(), nullptr, {});
+    any = true;
   }
   if (draining_ && order_.empty() && state_ == State::kReady) {
     state_ = State::kOver;
     events_.OnSessionFailed(drain_failure_, drain_text_);
   }
+  return any;
 }
 
 // Tells every recipient's answer. `lost` is set when the session ended before the transaction did.
@@ -795,6 +814,7 @@ milliseconds SmtpClient::TimeLimit() const {
   seconds limit{0};
   if (taken_ > written_) limit = kBlockLimit;
   if (!expected_.empty()) limit = std::max(limit, LimitOf(expected_.front().stage));
+  if (closing_at_) limit = kClosingLimit;
   return limit.count() == 0 ? milliseconds(0) : Scaled(limit);
 }
 

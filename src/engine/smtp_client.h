@@ -38,6 +38,7 @@ struct ClientOptions {
   std::size_t window_messages = 16;  // at least 1
   std::uint64_t window_bytes = 1024 * 1024;
   bool use_chunking = true;
+  bool use_pipelining = true;
   double timeout_scale = 1.0;  // of RFC 5321, section 4.5.3.2
 };
 
@@ -116,6 +117,7 @@ class SmtpClient {
   bool over() const { return state_ == State::kOver; }
   bool draining() const { return draining_; }  // takes no more transactions
   std::size_t in_hand() const { return order_.size(); }
+  bool pipelining() const { return pipelining_; }
   std::uint64_t messages_accepted() const { return messages_accepted_; }
   // Replies that have been read as a whole.
   std::uint64_t replies() const { return replies_; }
@@ -198,7 +200,8 @@ class SmtpClient {
   bool IssueBody(std::size_t slot, Active& active);
   void Expect(Stage stage, std::size_t slot = 0, std::size_t index = 0);
 
-  void ConcludeFinished();
+  void Proceed();
+  bool ConcludeFinished();
   bool IsFinished(const Active& active) const;
   void Conclude(std::size_t slot, const Failure* lost, const std::string& lost_text);
   void Tell(std::size_t slot, std::size_t index, const Saved& saved, Stage stage, bool in_front);
@@ -245,6 +248,8 @@ class SmtpClient {
   bool unclean_ = false;            // the server may still hold a transaction that failed
   Failure drain_failure_;           // why draining_ is set
   std::string drain_text_;
+  // How many replies there were with the 421 that announced the end; nothing is begun from then on.
+  std::optional<std::uint64_t> closing_at_;
 
   std::string text_;
   std::vector<Part> parts_;

@@ -271,6 +271,11 @@ TEST(SmtpClientTest, LockStep) {
            kBody + "S: 250 ok\n",
        {"a@x sent: 250 ok", "b@x now: 452 too many", "c@x now: 452 too many"},
        ""},
+      {"the last message has nobody left: the farewell is said all the same",
+       kPlain + "+ a@x\nC: MAIL FROM:<s@x>\nquit\nS: 250 ok\nC: RCPT TO:<a@x>\nS: 550 no\n"
+                "C: QUIT\nS: 221 bye\n",
+       {"a@x refuse: 550 no"},
+       ""},
       {"452 for the only one is no split",
        kPlain + "+ a@x\nC: MAIL FROM:<s@x>\nS: 250 ok\nC: RCPT TO:<a@x>\nS: 452 full\n",
        {"a@x later: 452 full"},
@@ -361,7 +366,8 @@ TEST(SmtpClientTest, Pipelined) {
        ""},
       {"421 at the next message's MAIL is no failure of it",
        kPipelined + "+ a@x\n" + kToA + "C: DATA\nS: 250 ok\nS: 250 ok\nS: 354 go\n" + kBody +
-           "+ b@x\nC: MAIL FROM:<s@x>\nC: RCPT TO:<b@x>\nC: DATA\nS: 250 one\nS: 421 enough\n",
+           "+ b@x\nC: MAIL FROM:<s@x>\nC: RCPT TO:<b@x>\nC: DATA\nS: 250 one\nS: 421 enough\n"
+           "hangup\n",
        {"a@x sent: 250 one", "b@x now: 421 enough"},
        "MAIL FROM: 421 enough"},
   };
@@ -393,9 +399,25 @@ TEST(SmtpClientTest, Window) {
        "RCPT TO: closed"},
       {"421: the server looks at nothing behind it",
        kWindow + "+ a@x\n" + one + "+ a@x\n" + next + "+ a@x\n" + next +
-           "S: 250 ok\nS: 250 ok\nS: 250 one\nS: 250 ok\nS: 421 enough\n",
+           "S: 250 ok\nS: 250 ok\nS: 250 one\nS: 250 ok\nS: 421 enough\nhangup\n",
        {"a@x sent: 250 one", "a@x now: 421 enough", "a@x now: 421 enough"},
        "MAIL FROM: 421 enough"},
+      {"421, and the server goes on: what it takes behind it was taken",
+       kWindow + "+ a@x b@x\nC: MAIL FROM:<s@x>\nC: RCPT TO:<a@x>\nC: RCPT TO:<b@x>\n" + kChunk +
+           "+ c@x\nC: RSET\nC: MAIL FROM:<s@x>\nC: RCPT TO:<c@x>\n" + kChunk +
+           "S: 250 ok\nS: 250 ok\nS: 421 enough\nS: 250 one\nS: 250 ok\nS: 250 ok\nS: 250 ok\n"
+           "S: 250 two\n",
+       {"a@x sent: 250 one", "b@x now: 421 enough", "c@x sent: 250 two"},
+       "RCPT TO: 421 enough"},
+      {"it goes on and hangs up then, or says nothing: what it may have is unknown",
+       kWindow + "+ a@x\n" + one + "+ b@x\nC: RSET\nC: MAIL FROM:<s@x>\nC: RCPT TO:<b@x>\n" +
+           kChunk + "S: 421 enough\nS: 250 ok\nhangup\n",
+       {"b@x unknown: closed", "a@x later: 421 enough"},
+       "the message: closed"},
+      {"421 and silence",
+       kWindow + "+ a@x\n" + one + "S: 250 ok\nS: 421 enough\ntimeout\n",
+       {"a@x later: 421 enough"},
+       "the message: no answer"},
       {"BDAT is not known after all: nothing more is said",
        kWindow + "+ a@x\n" + one + "S: 250 ok\nS: 250 ok\nS: 502 what\n",
        {"a@x later: 502 what"},
@@ -450,7 +472,7 @@ TEST(SmtpClientTest, EveryStageAnswers421OrHangsUp) {
       const bool begun = until_now.find('+') != std::string::npos;
       const bool ended = until_now.ends_with("C: .\n");
       const Scene scenes[] = {
-          {"421", until_now + "S: 421 4.3.2 bye\n",
+          {"421", until_now + "S: 421 4.3.2 bye\nhangup\n",
            begun ? Lines{"a@x later: 421 4.3.2 bye"} : Lines{}, "*"},
           {"hang-up", until_now + "hangup\n",
            begun ? Lines{ended ? "a@x unknown: closed" : "a@x later: closed"} : Lines{}, "*"},
@@ -771,8 +793,10 @@ class Storm final : public ClientEvents {
       if (Chance(150)) client_.Lost(Fault::kTimeout, "lost");
       if (!owed_.empty()) Answer();
     }
+    client_.Quit();
+    for (Write(); !owed_.empty() && !client_.over(); Write()) Answer();
+    EXPECT_TRUE(client_.over()) << "it has nothing to wait for and does not go";
     client_.Lost(Fault::kClosed, "closed");
-    Write();
     EXPECT_EQ(told_, begun_ * people_.size());
     EXPECT_EQ(finished_, begun_);
     EXPECT_EQ(client_.in_hand(), 0U);
