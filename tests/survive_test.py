@@ -285,7 +285,7 @@ class Survive(support.JobTest):
     def test_no_tls_where_it_is_required(self):
         server = Server()
         code, _ = self.run_job(server, "--tls", "required")
-        self.assertEqual((code, sum(server.accepted.values())), (75, 0), self.done.stderr)
+        self.assertEqual((code, sum(server.accepted.values())), (78, 0), self.done.stderr)
 
     def test_a_name_whose_first_addresses_are_dead(self):
         name = "several.example"

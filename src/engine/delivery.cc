@@ -33,6 +33,9 @@ constexpr int kMostConnectFailures = 8, kMostFirstFailures = 3, kMostPauses = 50
 // For a person to answer the question of a password store.
 constexpr milliseconds kCommandLimit{120'000};
 constexpr std::string_view kTokenMark = "Bearer ";
+// A server that has hung up without a word while several messages were on their way gets one after
+// the other until it has taken so many; twice as many after the next time.
+constexpr std::uint64_t kCarefulMessages = 200;
 constexpr milliseconds kFirstRest{1000}, kReconnectRest{5000}, kLongestRest{60'000};
 
 // A server with the login that goes with it: all equal lines of the job.
@@ -43,7 +46,7 @@ struct Target {
   AccountTally tally;
 
   Status out;  // why it takes no further part
-  bool login_refused = false;
+  bool login_refused = false, unusable = false;
   std::size_t open = 0, ready = 0;  // sessions; the ready ones are among the open ones
   bool reached = false;
   int connect_failures = 0, pauses = 0;  // in a row
@@ -52,6 +55,7 @@ struct Target {
   TimePoint no_connection_until{};  // it takes no more at a time than are open
   TimePoint connecting_since{};     // the first session that is not ready yet
   bool use_chunking = true;
+  std::uint64_t careful_left = 0, careful_next = kCarefulMessages;  // messages
   std::size_t max_recipients = 0;  // learnt from 452; 0 when nothing was learnt
 
   // The password, where a command gives it.
@@ -65,6 +69,8 @@ struct Target {
   std::size_t limit = kNoLimit;  // an index into the limits
   static constexpr std::size_t kNoLimit = SIZE_MAX;
 
+  // It serves, as far as is known.
+  bool IsWell() const { return out.ok() && connect_failures == 0 && pauses == 0; }
   // It has failed so often in a row that it counts as gone.
   bool IsOutOfReach() const {
     const int most = reached ? kMostConnectFailures : kMostFirstFailures;
@@ -164,6 +170,7 @@ class Delivery::Impl {
   Take TakeWork(std::size_t target, Slot& slot, std::size_t limit_of_server);
   bool HasFresh();
   bool HasWorkFor(std::size_t target);
+  bool MayHave(std::size_t target, const History& history) const;
   bool TakeReady(std::size_t target, bool elsewhere_first, Slot& slot);
   void TakeFresh(Slot& slot);
   double Slack(std::size_t target) const;
@@ -225,6 +232,7 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
       : impl_(impl),
         target_(target),
         secret_number_(impl.targets_[target].secret_number),
+        careful_(impl.targets_[target].careful_left > 0),
         client_(OptionsFor(impl, target), *this),
         slots_(OptionsFor(impl, target).window_messages),
         connection_(impl.network_.NewConnection(*this)) {
@@ -284,9 +292,13 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     Drive(Limit::kStartsAgain);
   }
   void OnLost(Fault fault, const std::string& text) override {
+    Target& target = impl_.targets_[target_];
+    if (IsLostOnTheWay()) {
+      if (target.careful_left == 0) target.careful_next *= 2;
+      target.careful_left = target.careful_next / 2;
+    }
     client_.Lost(fault, text);
     lost_ = true;
-    Target& target = impl_.targets_[target_];
     --target.open;
     if (counted_ready_) --target.ready;
     if (client_.chunking_failed()) target.use_chunking = false;
@@ -318,6 +330,7 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     options.tls_from_start = target.account.port == kTlsPort && impl.options_.tls != TlsUse::kOff;
     options.insecure_auth = impl.options_.insecure_auth;
     options.use_chunking = target.use_chunking;
+    options.use_pipelining = target.careful_left == 0;
     // Whoever is in the window when the power fails is unknown afterwards: few, also in turbo mode.
     options.window_messages = std::clamp<std::size_t>(
         kWindowRecipients / std::max<std::size_t>(1, impl.renderer_.recipients_per_message()), 2,
@@ -337,8 +350,21 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     impl_.PumpSoon();
   }
 
+  // Whether the connection is lost without a word from the server, and with it more than one
+  // message or, from one that may not take several commands at a time at all, the first. Where one
+  // goes after the other, any.
+  bool IsLostOnTheWay() const {
+    if (client_.over() || client_.draining() || impl_.ending_) return false;
+    if (careful_) return client_.in_hand() > 0;
+    return client_.pipelining() && client_.in_hand() > (client_.messages_accepted() == 0 ? 0 : 1);
+  }
+
   // False when there is nothing to begin now.
   bool BeginOne() {
+    if (careful_ && impl_.targets_[target_].careful_left == 0) {
+      client_.Quit();  // the next connection may send on ahead again
+      return false;
+    }
     const std::size_t slot = client_.FreeSlot();
     Slot& next = slots_[slot];
     // More than memory has room for is as good as any number.
@@ -404,6 +430,7 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
   Impl& impl_;
   std::size_t target_;
   unsigned secret_number_;
+  bool careful_;
   SmtpClient client_;
   std::vector<Slot> slots_;
   WireBytes wire_;
@@ -613,11 +640,12 @@ void Delivery::Impl::EndSessions() {
 
 DeliveryEnd Delivery::Impl::End() {
   DeliveryEnd end;
-  bool all_out = true, all_logins = true;
+  bool all_out = true, all_logins = true, all_unusable = true;
   std::string why;
   for (Target& target : targets_) {
     all_out = all_out && !target.out.ok();
     all_logins = all_logins && target.login_refused;
+    all_unusable = all_unusable && (target.login_refused || target.unusable);
     if (!target.out.ok()) why += " " + target.name + ": " + target.out.text();
     end.accounts.push_back(std::move(target.tally));
   }
@@ -633,8 +661,8 @@ DeliveryEnd Delivery::Impl::End() {
     end.status = Status(Code::kLogin, "no server takes the login:" + why);
   } else {
     end.reason = DeliveryEnd::Reason::kStopped;
-    end.status =
-        all_out ? Status(Code::kUnavailable, "no server can be used:" + why) : stopped_why_;
+    const Code code = all_unusable ? Code::kConfig : Code::kUnavailable;
+    end.status = all_out ? Status(code, "no server can be used:" + why) : stopped_why_;
   }
   return end;
 }
@@ -662,7 +690,17 @@ bool Delivery::Impl::HasWorkFor(std::size_t target) {
   const auto end =
       ready_.begin() + static_cast<std::ptrdiff_t>(std::min(ready_.size(), kReadAhead));
   return std::any_of(ready_.begin(), end,
-                     [&](const Item& item) { return !item.history.RefusedBy(target); });
+                     [&](const Item& item) { return MayHave(target, item.history); });
+}
+
+// Nobody's last attempt is made where the one before it failed, as long as another server is well.
+bool Delivery::Impl::MayHave(std::size_t target, const History& history) const {
+  if (history.RefusedBy(target)) return false;
+  if (history.last_target != target || history.attempts + 1 < options_.retry) return true;
+  for (std::size_t i = 0; i < targets_.size(); ++i) {
+    if (i != target && targets_[i].IsWell() && !history.RefusedBy(i)) return false;
+  }
+  return true;
 }
 
 void Delivery::Impl::MoveDue() {
@@ -741,7 +779,7 @@ bool Delivery::Impl::TakeReady(std::size_t target, bool elsewhere_first, Slot& s
   }
   for (std::size_t i = 0; i < std::min(ready_.size(), kReadAhead); ++i) {
     const History& history = ready_[i].history;
-    if (history.RefusedBy(target)) continue;
+    if (!MayHave(target, history)) continue;
     if (elsewhere_first && others && history.last_target == target) continue;
     slot.recipients.push_back(std::move(ready_[i].recipient));
     slot.histories.push_back(std::move(ready_[i].history));
@@ -761,6 +799,7 @@ void Delivery::Impl::OnAnswer(std::size_t index_of_target, Slot& slot, std::size
   History& history = slot.histories[index];
   if (answer.accepted) {
     target.pauses = 0;
+    if (target.careful_left > 0) --target.careful_left;
     return Record(index_of_target, recipient, history, State::kSent, answer.reply);
   }
   const Failure& failure = answer.failure;
@@ -928,6 +967,7 @@ void Delivery::Impl::TakeOut(std::size_t index, const Verdict& verdict, const st
   if (!target.out.ok()) return;
   target.out = Status(verdict.login ? Code::kLogin : Code::kUnavailable, text);
   target.login_refused = verdict.login;
+  target.unusable = verdict.unusable;
   (verdict.login ? target.tally.login_refused : target.tally.taken_out) = text;
   SettleHopeless();
   PumpSoon();

@@ -321,6 +321,37 @@ TEST(DeliveryTest, TemporaryFailuresAreTriedAgainAndThenFail) {
   EXPECT_EQ(job.ledger.outcomes[AddressOf(3)].reply, "450 4.2.0 greylisted");
 }
 
+TEST(DeliveryTest, AServerThatTakesNobodyCostsNobodyTheirLastAttempt) {
+  const auto full = [](const std::string& command) -> std::string {
+    return command.starts_with("RCPT") ? "450 4.3.1 full" : "";
+  };
+  TestServer bad({kOffers[2], full, {}}), good({kOffers[2], {}, {}});
+  Job job(400);
+  job.options.retry = 2;
+  job.To(bad.port);
+  job.To(good.port);
+  EXPECT_EQ(job.Run().reason, Reason::kDone);
+  EXPECT_EQ(job.ledger.Count(State::kSent), 400U);
+}
+
+// What is on the wire of the first connection may be lost; it does not go on like that.
+TEST(DeliveryTest, AServerThatHangsUpWithoutAWordGetsOneAfterTheOther) {
+  const auto five = [](const std::string& command) -> std::string {
+    thread_local int messages = 0;  // each connection has its thread
+    if (command.starts_with("EHLO")) messages = 0;
+    return command.starts_with("MAIL") && ++messages > 5 ? TestServer::kClose : "";
+  };
+  TestServer server({kOffers[2], five, {}});
+  Job job(300);
+  job.options.connections = 1;
+  job.options.retry = 10;
+  job.To(server.port);
+  EXPECT_EQ(job.Run().reason, Reason::kDone);
+  EXPECT_LE(job.ledger.Count(State::kUnknown), 16U);
+  EXPECT_EQ(job.ledger.Count(State::kSent) + job.ledger.Count(State::kUnknown), 300U);
+  EXPECT_EQ(server.messages().size(), job.ledger.Count(State::kSent));
+}
+
 TEST(DeliveryTest, ASenderThatOneServerRefusesGoesToTheOther) {
   const auto refuse = [](const std::string& command) -> std::string {
     return command.starts_with("MAIL") ? "550 5.7.1 not here" : "";
@@ -422,7 +453,7 @@ TEST(DeliveryTest, CertificatesAreChecked) {
   Job required(5);
   required.options.tls = TlsUse::kRequired;
   required.To(clear.port);
-  EXPECT_EQ(required.Run().status.code(), Code::kUnavailable);
+  EXPECT_EQ(required.Run().status.code(), Code::kConfig);
   EXPECT_TRUE(clear.messages().empty());
 
   Job no_anchor(1);

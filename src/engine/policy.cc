@@ -28,7 +28,8 @@ constexpr Verdict kServerBusy{
     .scope = Scope::kConnection, .action = kRetryLater, .renew = true, .pause = true};
 constexpr Verdict kNoLoginHere{
     .scope = Scope::kAccount, .action = kTakeOut, .renew = true, .login = true};
-constexpr Verdict kUseless{.scope = Scope::kAccount, .action = kTakeOut, .renew = true};
+constexpr Verdict kUseless{
+    .scope = Scope::kAccount, .action = kTakeOut, .renew = true, .unusable = true};
 // What is on the wire still gets its answer.
 constexpr Verdict kSenderNotWanted{.scope = Scope::kAccount, .action = kTakeOut};
 constexpr Verdict kMessageLater{.scope = Scope::kMessage, .action = kRetryLater};
