@@ -108,6 +108,7 @@ class MergeTextBuilder {
   // Looks for words in what stands between the position and `end`, and moves there.
   void Search(std::size_t end, Place place) {
     end = std::min(end, text_.size());
+    const std::size_t first = at_;
     while (at_ < end) {
       // Not beyond `end`: a page has thousands of places, and the next word may be far.
       const std::size_t hash = text_.substr(0, end).find('#', at_);
@@ -118,7 +119,9 @@ class MergeTextBuilder {
           reference ? nullptr : owner_.At(words_, text_.substr(at_, end - at_));
       if (word == nullptr) continue;
       result_.statics.emplace_back(text_.substr(start_, hash - start_));
-      result_.slots.push_back({word->column, place});
+      const bool all =
+          place == Place::kHtmlUnquoted && hash == first && at_ + word->text.size() == end;
+      result_.slots.push_back({word->column, all ? Place::kHtmlAll : place});
       start_ = at_ = at_ + word->text.size();
     }
     at_ = std::max(at_, end);
@@ -234,6 +237,10 @@ void AppendValue(std::string& out, std::string_view value, Place place) {
     out += value;
   } else if (place == Place::kHtml) {
     ModText::AppendHtml(out, value);
+  } else if (place == Place::kHtmlAll) {
+    out += '"';
+    ModText::AppendHtml(out, value);
+    out += '"';
   } else {
     for (char c : value) {
       const auto byte = static_cast<unsigned char>(c);

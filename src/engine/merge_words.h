@@ -15,7 +15,8 @@ namespace vespro::engine {
 enum class Place {
   kPlain,
   kHtml,          // between tags, or within a quoted attribute
-  kHtmlUnquoted,  // an attribute without quotes, which a blank would end
+  kHtmlUnquoted,  // in an attribute without quotes, which a blank would end
+  kHtmlAll,       // all of one, which gets its quotes: nothing would be the next attribute
 };
 
 struct MergeSlot {

@@ -214,7 +214,7 @@ constexpr std::string_view kAlternative =
     "Content-Type: multipart/alternative; boundary=b\r\n\r\n"
     "--b\r\nContent-Type: text/plain; charset=utf-8\r\n\r\n[#V]\r\n.\r\nend #V\r\n"
     "--b\r\nContent-Type: text/html; charset=utf-8\r\n\r\n"
-    "<a title='#V' id=#V>#V</a>\r\n--b--\r\n";
+    "<a title='#V' id=#V name=x#V>#V</a>\r\n--b--\r\n";
 
 std::string Unescaped(std::string text) {
   for (const auto& [from, to] : {std::pair<std::string_view, std::string_view>{"&lt;", "<"},
@@ -269,9 +269,12 @@ TEST(TemplateTest, HostileValues) {
     ASSERT_TRUE(id != std::string::npos && text != std::string::npos);
     EXPECT_EQ(Unescaped(html.substr(0, id)), "<a title='" + body);
     EXPECT_EQ(Unescaped(html.substr(text)), ">" + body + "</a>");
-    // An unquoted attribute ends at none of these.
+    // An unquoted attribute ends at none of these; one that is all value gets its quotes.
     const std::string unquoted = html.substr(id + 5, text - id - 5);
-    EXPECT_EQ(unquoted.find_first_of(" \t\r\n\"'=<>`"), std::string::npos) << unquoted;
+    const std::size_t whole = unquoted.find(" name=");
+    ASSERT_NE(whole, std::string::npos) << unquoted;
+    EXPECT_EQ(Unescaped(unquoted.substr(0, whole)), '"' + body + '"');
+    EXPECT_EQ(unquoted.find_first_of(" \t\r\n\"'=<>`", whole + 6), std::string::npos) << unquoted;
   }
 }
 
