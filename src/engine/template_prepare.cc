@@ -69,6 +69,23 @@ bool CanStay(const MimePart& part, const BodyShape& shape) {
          shape.longest <= (IsEncoded(part) ? kMaxEncodedLine : kMaxLine);
 }
 
+// A message or a signed part with letters outside ASCII: it may not be encoded as a whole (RFC
+// 2046, section 5.2.1; RFC 2045, section 6.4), so it needs a server with 8BITMIME.
+bool StaysEightBit(const MimePart& part) {
+  const bool composite = part.type == "message" || part.IsMultipart();
+  if (!composite || IsEncoded(part)) return false;
+  const BodyShape shape = ShapeOf(part.body);
+  return !shape.ascii && !shape.lone_cr && shape.longest <= kMaxLine;
+}
+
+// So does what it stands in.
+bool HoldsEightBit(const MimePart& part) {
+  if (part.IsMultipart() && part.subtype != "signed" && part.subtype != "encrypted") {
+    return std::any_of(part.children.begin(), part.children.end(), HoldsEightBit);
+  }
+  return StaysEightBit(part);
+}
+
 // Beyond one byte in six that needs "=XX", Base64 is shorter.
 bool Base64IsShorter(std::string_view text) {
   const auto encoded = std::count_if(text.begin(), text.end(), [](char c) {
@@ -319,7 +336,9 @@ Status Template::AddMultipart(const MimePart& part) {
   // "=_" stands in no quoted-printable or Base64 text, so no value can end the part.
   const std::string boundary = "=_" + UniqueText();
   AddBytes("Content-Type: " + TypeOf(part) + Parameters(part.parameters, {"boundary"}) +
-           ";\r\n boundary=\"" + boundary + "\"\r\n" + DescribingFields(part) + "\r\n");
+           ";\r\n boundary=\"" + boundary + "\"\r\n" +
+           (HoldsEightBit(part) ? "Content-Transfer-Encoding: 8bit\r\n" : "") +
+           DescribingFields(part) + "\r\n");
   const std::string line = "--" + boundary;
   for (const MimePart& child : part.children) {
     AddBytes(line + "\r\n");
@@ -358,9 +377,10 @@ void Template::AddText(const MimePart& part, MergeText text, bool base64) {
 // A part that nothing is put into: as it stands where it can travel so, as Base64 elsewhere.
 Status Template::AddOther(const MimePart& part) {
   const BodyShape shape = ShapeOf(part.body);
-  const bool stays = CanStay(part, shape);
-  std::string encoding = "base64";
-  if (stays) encoding = IsEncoded(part) ? part.encoding : "7bit";
+  const bool eight_bit = StaysEightBit(part);
+  const bool stays = eight_bit || CanStay(part, shape);
+  std::string encoding = eight_bit ? "8bit" : "base64";
+  if (stays && !eight_bit) encoding = IsEncoded(part) ? part.encoding : "7bit";
   std::string type = TypeOf(part) + Parameters(part.parameters, {});
   if (part.type == "text" && !HasCharset(part) && stays && !IsEncoded(part)) {
     type += "; charset=us-ascii";

@@ -310,6 +310,21 @@ TEST(TemplateTest, AttachmentsArriveByteForByte) {
   }
 }
 
+TEST(TemplateTest, AMessageInAMessageIsNotEncoded) {
+  const std::string inner = "Subject: x\r\n\r\ncaf\xC3\xA9";
+  const auto made = Prepare(
+      "TO: \r\nFROM: a@b.example\r\nContent-Type: multipart/mixed; boundary=b\r\n\r\n"
+      "--b\r\nContent-Type: message/rfc822\r\n\r\n" +
+          inner + "\r\n--b--\r\n",
+      "mail");
+  ASSERT_TRUE(made->message);
+  const MimePart root = Parse(Render(*made, "a@b.example"));
+  ASSERT_EQ(root.children.size(), 1u);
+  EXPECT_EQ(root.children[0].encoding, "8bit");
+  EXPECT_EQ(root.encoding, "8bit") << "so is what it stands in";
+  EXPECT_EQ(DecodedBytes(root.children[0]).value(), inner);
+}
+
 TEST(TemplateTest, WordsInHtmlButNotInItsStyle) {
   const auto made = Prepare(
       "TO: \r\nFROM: a@b.example\r\nContent-Type: text/html; charset=utf-8\r\n\r\n"
