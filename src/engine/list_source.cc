@@ -95,13 +95,20 @@ Status ListSource::Suppress(const fs::path& file) {
   AddressSet& addresses = suppressed_.back().addresses;
   for (std::string_view line; lines->Next(line);) {
     if (lines->line_number() == 1) line = ModRow::StripByteOrderMark(line);
-    bool found = false;
+    bool found = false, no_head = lines->line_number() > 1;
     std::size_t begin = 0;
     while ((begin = line.find_first_not_of(kBetweenAddresses, begin)) != std::string_view::npos) {
       const std::size_t end = std::min(line.find_first_of(kBetweenAddresses, begin), line.size());
       const std::string_view word = WithoutQuotes(line.substr(begin, end - begin));
       begin = end;
-      if (!HasBothSides(word)) continue;
+      if (!HasBothSides(word)) {
+        // Other programs' way of writing a whole domain: nobody would be kept back by it.
+        no_head = no_head || word.find('@') != std::string_view::npos;
+        continue;
+      }
+      if (word.starts_with("*@") || word.find("@*") != std::string_view::npos) {
+        return Unclear(name, lines.value(), "a pattern, where only whole addresses are compared,");
+      }
       found = true;
       std::string address = Normalised(word);
       if (!WhyUnusable(address).empty())
@@ -110,7 +117,7 @@ Status ListSource::Suppress(const fs::path& file) {
       // As it is compared when it stands in a CSV table.
       if (std::erase(address, kApostrophe) > 0) addresses.Insert(address);
     }
-    if (!found && lines->line_number() > 1 && !ModText::Trim(line).empty()) {
+    if (!found && no_head && !ModText::Trim(line).empty()) {
       return Unclear(name, lines.value(), "no address");
     }
   }

@@ -113,7 +113,8 @@ TEST_F(ListSourceTest, LimitOnlySuppressAndWanted) {
                                  "7: suppressed by more.txt"}));
   EXPECT_EQ(rest.to_mend, Lines{"bad"});
   EXPECT_EQ(suppressed.Suppress(folder_ / "none").code(), Code::kNotFound);
-  for (const std::string_view unclear : {"a@x.org\nnobody\n", "a@x.org.\n", "a@x.org|2024\n"}) {
+  for (const std::string_view unclear : {"a@x.org\nnobody\n", "a@x.org.\n", "a@x.org|2024\n",
+                                         "@x.org\n", "*@x.org\n", "a@*.org\n"}) {
     EXPECT_EQ(suppressed.Suppress(folder_.Write("bad.txt", unclear)).code(), Code::kBadInput);
   }
   // A table's rows lose their quotes before they are compared.
