@@ -14,10 +14,19 @@ char LowerAsciiChar(char c) {
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
+// How many bytes the character takes that `text`, not empty, begins with; 0 when it begins with
+// none.
+std::size_t LeadingCharacter(std::string_view text) {
+  const auto lead = static_cast<unsigned char>(text.front());
+  const std::size_t size = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+  return size == 1 || IsUtf8(text.substr(0, size)) ? size : 0;
+}
+
 // How many bytes of a character that is not shown `text` begins with: a control of ASCII, one of
-// U+0080 to U+009F, which terminals obey as well, or what turns the direction of writing round.
+// U+0080 to U+009F, which terminals obey as well, what turns the direction of writing round, or a
+// byte that is no UTF-8.
 std::size_t LeadingHidden(std::string_view text) {
-  if (HasControls(text.substr(0, 1))) return 1;
+  if (HasControls(text.substr(0, 1)) || LeadingCharacter(text) == 0) return 1;
   const auto at = [text](std::size_t i) {
     return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;
   };
@@ -188,8 +197,9 @@ std::string Printable(std::string_view text, std::size_t max_bytes) {
   out.reserve(text.size() + 3);
   while (!text.empty()) {
     const std::size_t hidden = LeadingHidden(text);
-    out += hidden > 0 ? '?' : text.front();
-    text.remove_prefix(std::max<std::size_t>(hidden, 1));
+    const std::size_t size = hidden > 0 ? hidden : LeadingCharacter(text);
+    hidden > 0 ? out.append("?") : out.append(text.substr(0, size));
+    text.remove_prefix(size);
   }
   if (cut) out += "...";
   return out;

@@ -44,9 +44,9 @@ void AppendUtf8(std::string& out, std::uint32_t c);
 // Whether there is a control character (below U+0020, or U+007F) in the text.
 bool HasControls(std::string_view text);
 
-// For messages and reports: control characters, and those that turn the direction of writing round,
-// shown as "?", at most `max_bytes` long and cut at a
-// character's edge, with "..." where it was cut.
+// For messages and reports: control characters, those that turn the direction of writing round, and
+// bytes that are no UTF-8 shown as "?", at most `max_bytes` long and cut at a character's edge, with
+// "..." where it was cut.
 std::string Printable(std::string_view text, std::size_t max_bytes = 200);
 
 // The value of a hexadecimal digit, in either case; -1 for anything else.

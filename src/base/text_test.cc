@@ -70,7 +70,7 @@ TEST(TextTest, HtmlEscapesThereAndBack) {
 TEST(TextTest, PrintableCutsAtACharacter) {
   EXPECT_EQ(ModText::Printable("a\r\nb\x7F"), "a??b?");
   EXPECT_EQ(ModText::Printable("\xC2\x9B[1m\xE2\x80\xAE\xE2\x81\xA6\xE2\x82\xAC\xC2"),
-            "?[1m??\xE2\x82\xAC\xC2");
+            "?[1m??\xE2\x82\xAC?");
   EXPECT_EQ(ModText::Printable("ab\xC3\xBC", 3), "ab...");
   EXPECT_EQ(ModText::Printable("ab\xC3\xBC", 4), "ab\xC3\xBC");
 }
