@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <csignal>
+#include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -42,6 +44,34 @@ int ExitOf(const Status& status) {
       return kExitBadInput;
   }
 }
+
+// While the end of a run is written down, which the first signal would have asked for. The second
+// one ends the program.
+class SignalsWait {
+ public:
+  explicit SignalsWait(bool had_one) {
+    for (std::size_t i = 0; i < std::size(kSignals); ++i) {
+      before_[i] = std::signal(kSignals[i], SIG_IGN);
+      if (before_[i] != SIG_IGN) std::signal(kSignals[i], had_one ? SIG_DFL : &OnlyOnce);
+    }
+  }
+  ~SignalsWait() {
+    for (std::size_t i = 0; i < std::size(kSignals); ++i) std::signal(kSignals[i], before_[i]);
+  }
+  SignalsWait(const SignalsWait&) = delete;
+  SignalsWait& operator=(const SignalsWait&) = delete;
+
+ private:
+  static constexpr int kSignals[] = {
+      SIGINT,
+      SIGTERM,
+#ifdef SIGHUP
+      SIGHUP,
+#endif
+  };
+  static void OnlyOnce(int number) { std::signal(number, SIG_DFL); }
+  void (*before_[std::size(kSignals)])(int);
+};
 
 // One run; the parts of it share these.
 class Run {
@@ -286,7 +316,10 @@ class Run {
   std::string WhyNobody() const {
     if (source_->given() > 0 || source_->passed_over() > 0) return {};
     const std::string& only = options_.list.only;
-    if (!only.empty()) return "'" + ModText::Printable(only) + "' is not on the list";
+    if (!only.empty()) {
+      const bool kept_back = source_->skipped() > 0;  // the report says why
+      return kept_back ? "" : "'" + ModText::Printable(only) + "' is not on the list";
+    }
     return before_ == 0 && source_->skipped() == 0 ? "there is nobody on the list" : "";
   }
 
@@ -295,6 +328,11 @@ class Run {
     switch (end.reason) {
       case DeliveryEnd::Reason::kDone:
         result_ = "finished";
+        if (ListIsUnchanged()) break;
+        exit = kExitRunAgain;
+        result_ =
+            "stopped (the list was changed while it was sent to, so somebody on it may have been "
+            "left out; put it back as it was to go on, or see the report for who was served)";
         break;
       case DeliveryEnd::Reason::kStopped:
         exit = end.status.ok() ? kExitInterrupted : ExitOf(end.status);
@@ -311,6 +349,7 @@ class Run {
         break;
     }
     if (exit != kExitAllSent) Say(result_);
+    const SignalsWait signals(exit == kExitInterrupted);
     Status ended = journal_->EndRun(result_);
     if (!ended.ok()) {
       if (exit == kExitAllSent) Say(ended.text());
@@ -360,6 +399,13 @@ class Run {
     if (exit == kExitAllSent && some_not) exit = kExitSomeNotSent;
     Summarise(counts.value(), exit);
     return exit;
+  }
+
+  // What was appended to it meanwhile is no part of the job.
+  bool ListIsUnchanged() const {
+    const fs::path path = ModFiles::FromUtf8(job_.list.path);
+    const Result<ListIdentity> now = IdentifyList(path, list_.bytes);
+    return now.ok() && now.value() == list_;
   }
 
   // Every recipient has one verdict, or the run says that it was stopped before.

@@ -25,6 +25,7 @@ struct FakeDelivery {
   Status stop_status;
   bool stop_on_the_wire = false;  // the last message gets no verdict, as if the power went
   bool forget_one = false;        // a fault that the count at the end must show
+  std::function<void()> at_end = [] {};
 
   DeliveryEnd operator()(const DeliveryOptions&, const std::vector<Account>& accounts,
                          WorkSource& source, Renderer& renderer, ResultSink& results,
@@ -36,7 +37,10 @@ struct FakeDelivery {
     for (std::size_t count = 0;; ++count) {
       Result<std::vector<Recipient>> next = source.Next(renderer.recipients_per_message());
       if (!next.ok()) return {DeliveryEnd::Reason::kCannotRecord, next.status(), {}};
-      if (next->empty()) return end;
+      if (next->empty()) {
+        at_end();
+        return end;
+      }
       if (count == stop_after && !stop_on_the_wire) return {stop_reason, stop_status, {}};
       renderer.Render(next.value(), message);
       Status status = results.Sending(next.value(), server);
@@ -229,6 +233,19 @@ TEST_F(EngineTest, AChangedMessageIsToldAndAChangedListRefused) {
   EXPECT_EQ(Run(again), kExitBadInput);
   EXPECT_EQ(again.sent, Addresses{});
   EXPECT_NE(err_.text.find("--fresh"), std::string::npos) << err_.text;
+}
+
+TEST_F(EngineTest, AListThatIsChangedWhileItIsSentToIsNotFinished) {
+  const std::string list = folder_.Read("list.csv");
+  FakeDelivery delivery;
+  delivery.at_end = [&] { folder_.Write("list.csv", list + "late@x.org,Late\r\n"); };
+  EXPECT_EQ(Run(delivery), kExitSomeNotSent) << "what is appended is for another job";
+  folder_.Write("list.csv", list);
+  options_.fresh = true;
+  delivery.at_end = [&] { folder_.Write("list.csv", "Mail,Name\r\nfirst@x.org,New\r\n" + list); };
+  EXPECT_EQ(Run(delivery), kExitRunAgain);
+  EXPECT_NE(err_.text.find("list was changed"), std::string::npos) << err_.text;
+  EXPECT_NE(folder_.Read("report.txt").find("list was changed"), std::string::npos);
 }
 
 TEST_F(EngineTest, TwoEnginesOnOneJob) {

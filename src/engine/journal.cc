@@ -249,7 +249,7 @@ Result<Loaded> Load(const fs::path& path, const ListIdentity& list) {
 
 std::string_view StateName(State state) { return kStateNames[static_cast<std::size_t>(state)]; }
 
-Result<ListIdentity> IdentifyList(const fs::path& path) {
+Result<ListIdentity> IdentifyList(const fs::path& path, std::uint64_t at_most) {
   Result<File> file = File::Open(path, File::Mode::kRead);
   if (!file.ok()) return file.status();
   ListIdentity list;
@@ -258,8 +258,10 @@ Result<ListIdentity> IdentifyList(const fs::path& path) {
   for (;;) {
     // A short read must not change the blocks that are hashed.
     std::size_t filled = 0;
-    while (filled < block.size()) {
-      Result<std::size_t> count = file->Read(block.data() + filled, block.size() - filled);
+    const auto wanted =
+        static_cast<std::size_t>(std::min<std::uint64_t>(block.size(), at_most - list.bytes));
+    while (filled < wanted) {
+      Result<std::size_t> count = file->Read(block.data() + filled, wanted - filled);
       if (!count.ok()) return count.status();
       if (count.value() == 0) break;
       filled += count.value();

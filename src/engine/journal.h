@@ -29,8 +29,9 @@ struct ListIdentity {
   friend bool operator==(const ListIdentity&, const ListIdentity&) = default;
 };
 
-// Reads the whole file once, in blocks.
-Result<ListIdentity> IdentifyList(const std::filesystem::path& path);
+// Reads the whole file once, in blocks, or its first `at_most` bytes.
+Result<ListIdentity> IdentifyList(const std::filesystem::path& path,
+                                  std::uint64_t at_most = UINT64_MAX);
 
 // "sent", "refused", "failed", "skipped", "unknown".
 std::string_view StateName(State state);

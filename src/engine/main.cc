@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -190,6 +191,10 @@ int Main(std::vector<std::string> command_line) {
     std::fprintf(stderr, "vespro-engine: %s\n", status.text().c_str());
     return kExitUsage;
   }
+#ifdef SIGPIPE
+  // Whoever reads what is printed may go; the mail is still to be sent.
+  std::signal(SIGPIPE, SIG_IGN);
+#endif
   SystemClock clock;
   SystemRandomness randomness;
   StandardStream out(stdout), err(stderr);

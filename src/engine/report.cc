@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <functional>
+#include <system_error>
 #include <unordered_map>
 
 #include "base/text.h"
@@ -356,6 +357,18 @@ Status WritePages(const fs::path& folder, const LineStates& states, const Report
   return pages.Finish();
 }
 
+// What a run that was killed while it wrote has left, under names that nobody writes to again.
+void RemoveLeftovers(const fs::path& folder) {
+  std::error_code error;
+  std::vector<fs::path> leftovers;
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder, error)) {
+    const std::string name = ModFiles::ToUtf8(entry.path().filename());
+    const bool ours = name.starts_with("report") || name.starts_with("failed.csv");
+    if (ours && name.find(".tmp") != std::string::npos) leftovers.push_back(entry.path());
+  }
+  for (const fs::path& file : leftovers) fs::remove(file, error);
+}
+
 }  // namespace
 
 std::uint64_t ReportCounts::Total() const {
@@ -386,6 +399,7 @@ Status WriteReports(const fs::path& folder, const ListIdentity& list, const Repo
   Result<Scan> scan = ScanJournal(folder, list);
   if (!scan.ok()) return scan.status();
   const LineStates& states = scan->states;
+  RemoveLeftovers(folder);
   if (Status status = WriteText(folder, states, facts, counts); !status.ok()) return status;
   if (Status status = WriteFailed(folder, states, facts, counts); !status.ok()) return status;
   return WritePages(folder, states, facts, counts);

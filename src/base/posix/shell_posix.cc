@@ -28,7 +28,7 @@ constexpr milliseconds kLookUp{20};  // how often `stop` is looked at
   sigset_t none;
   sigemptyset(&none);
   pthread_sigmask(SIG_SETMASK, &none, nullptr);
-  signal(SIGPIPE, SIG_DFL);
+  for (const int ours : {SIGPIPE, SIGXFSZ}) signal(ours, SIG_DFL);
   closefrom(3);  // our connections are none of its business
   execl("/bin/sh", "sh", "-c", command, static_cast<char*>(nullptr));
   _exit(127);
