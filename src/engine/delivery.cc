@@ -57,6 +57,9 @@ struct Target {
   bool use_chunking = true;
   std::uint64_t careful_left = 0, careful_next = kCarefulMessages;  // messages
   std::size_t max_recipients = 0;  // learnt from 452; 0 when nothing was learnt
+  // How many messages a connection had taken when the server hung up without a word, and how many
+  // it takes before it does: twice the same. 0 when nothing was learnt.
+  std::uint64_t lost_after = 0, max_messages = 0;
 
   // The password, where a command gives it.
   enum class Secret { kThere, kWanted, kAskedFor };
@@ -296,6 +299,9 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     if (IsLostOnTheWay()) {
       if (target.careful_left == 0) target.careful_next *= 2;
       target.careful_left = target.careful_next / 2;
+      const std::uint64_t taken = client_.messages_accepted();
+      if (taken == target.lost_after) target.max_messages = taken;
+      target.lost_after = taken;
     }
     client_.Lost(fault, text);
     lost_ = true;
@@ -352,11 +358,11 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
 
   // Whether the connection is lost without a word from the server, and with it more than one
   // message or, from one that may not take several commands at a time at all, the first. Where one
-  // goes after the other, any.
+  // command goes after the other, any.
   bool IsLostOnTheWay() const {
     if (client_.over() || client_.draining() || impl_.ending_) return false;
-    if (careful_) return client_.in_hand() > 0;
-    return client_.pipelining() && client_.in_hand() > (client_.messages_accepted() == 0 ? 0 : 1);
+    if (careful_ || !client_.pipelining()) return client_.in_hand() > 0;
+    return client_.in_hand() > (client_.messages_accepted() == 0 ? 0 : 1);
   }
 
   // False when there is nothing to begin now.
@@ -385,7 +391,10 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     impl_.renderer_.Render(next.recipients, next.message);
     client_.Begin(slot, {impl_.renderer_.sender(), next.recipients, &next.message});
     std::uint64_t most = impl_.options_.messages_per_connection;
-    if (client_.max_messages() > 0) most = std::min(most, client_.max_messages());
+    for (const std::uint64_t told :
+         {client_.max_messages(), impl_.targets_[target_].max_messages}) {
+      if (told > 0) most = std::min(most, told);
+    }
     if (begun_ >= most) client_.Quit();
     return true;
   }

@@ -334,8 +334,27 @@ TEST(DeliveryTest, AServerThatTakesNobodyCostsNobodyTheirLastAttempt) {
   EXPECT_EQ(job.ledger.Count(State::kSent), 400U);
 }
 
-// What is on the wire of the first connection may be lost; it does not go on like that.
-TEST(DeliveryTest, AServerThatHangsUpWithoutAWordGetsOneAfterTheOther) {
+// What is on the wire of the first connections may be lost; it does not go on like that.
+TEST(DeliveryTest, AServerThatHangsUpWithoutAWordIsLearntFrom) {
+  const auto five = [](const std::string& command) -> std::string {
+    thread_local int messages = 0;  // each connection has its thread
+    if (command.starts_with("EHLO")) messages = 0;
+    return command == "." && ++messages > 5 ? TestServer::kClose : "";
+  };
+  for (const auto& offers : {kOffers[0], kOffers[1]}) {
+    TestServer server({offers, five, {}});
+    Job job(300);
+    job.options.connections = 1;
+    job.options.retry = 10;
+    job.To(server.port);
+    EXPECT_EQ(job.Run().reason, Reason::kDone);
+    EXPECT_LE(job.ledger.Count(State::kUnknown), 4U);
+    EXPECT_EQ(job.ledger.Count(State::kSent) + job.ledger.Count(State::kUnknown), 300U);
+    EXPECT_EQ(server.messages().size(), job.ledger.Count(State::kSent));
+  }
+}
+
+TEST(DeliveryTest, AServerThatHangsUpAmidAWindowGetsOneAfterTheOther) {
   const auto five = [](const std::string& command) -> std::string {
     thread_local int messages = 0;  // each connection has its thread
     if (command.starts_with("EHLO")) messages = 0;
