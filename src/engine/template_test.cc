@@ -318,7 +318,8 @@ TEST(TemplateTest, AMessageInAMessageIsNotEncoded) {
           inner + "\r\n--b--\r\n",
       "mail");
   ASSERT_TRUE(made->message);
-  const MimePart root = Parse(Render(*made, "a@b.example"));
+  const std::string message = Render(*made, "a@b.example");  // which the parts point into
+  const MimePart root = Parse(message);
   ASSERT_EQ(root.children.size(), 1u);
   EXPECT_EQ(root.children[0].encoding, "8bit");
   EXPECT_EQ(root.encoding, "8bit") << "so is what it stands in";
