@@ -36,7 +36,8 @@ constexpr std::string_view kTokenMark = "Bearer ";
 // A server that has hung up without a word while several messages were on their way gets one after
 // the other until it has taken so many; twice as many after the next time.
 constexpr std::uint64_t kCarefulMessages = 200;
-constexpr milliseconds kFirstRest{1000}, kReconnectRest{5000}, kLongestRest{60'000};
+constexpr milliseconds kFirstRest{1000}, kReconnectRest{5000}, kLongestRest{60'000},
+    kShortestRest{10};
 
 // A server with the login that goes with it: all equal lines of the job.
 struct Target {
@@ -961,14 +962,14 @@ bool Delivery::Impl::RenewSecret(Target& target, unsigned refused) {
   return true;
 }
 
-// Several sessions that fail at the same time count as one failure.
+// Several sessions, or recipients of one message, that fail at the same time count as one failure.
 void Delivery::Impl::Rest(Target& target, milliseconds first, int& times, const std::string& why) {
   target.last_trouble = why;
   const TimePoint now = Now();
   if (now < target.rest_until) return;
   ++times;
   const milliseconds delay = RetryDelay(std::min(first, options_.retry_delay), times);
-  target.rest_until = now + std::min(delay, kLongestRest);
+  target.rest_until = now + std::clamp(delay, kShortestRest, kLongestRest);
 }
 
 void Delivery::Impl::TakeOut(std::size_t index, const Verdict& verdict, const std::string& text) {
