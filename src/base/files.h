@@ -86,8 +86,8 @@ class BufferedWriter final : public ByteSink {
 
 // A file that is replaced whole or not at all: the bytes go to a temporary file in the same folder,
 // which Commit flushes to the disk and renames. An existing file's permissions are kept, access
-// lists included, a symbolic link is followed. A file that may not be written is refused. Without Commit nothing has happened
-// and the temporary file is gone.
+// lists included, a symbolic link is followed. A file that may not be written is refused. Without
+// Commit nothing has happened and the temporary file is gone.
 class AtomicFile final : public ByteSink {
  public:
   static Result<AtomicFile> Create(const std::filesystem::path& path,
