@@ -12,14 +12,6 @@ namespace {
 // A clock is looked at once in so many lines, about once in a millisecond.
 constexpr std::uint64_t kLinesPerLook = 16 * 1024;
 
-constexpr int kSignals[] = {
-    SIGINT,
-    SIGTERM,
-#ifdef SIGHUP
-    SIGHUP,
-#endif
-};
-
 volatile std::sig_atomic_t stopped = 0;
 
 extern "C" void Stop(int) { stopped = 1; }
@@ -29,16 +21,11 @@ extern "C" void Stop(int) { stopped = 1; }
 LongWork::LongWork()
     : terminal_(ModCommandLine::IsTerminal(ModCommandLine::Stream::kError)), shown_(Clock::now()) {
   stopped = 0;
-  for (const int number : kSignals) {
-    auto* const before = std::signal(number, Stop);
-    if (before == SIG_IGN) std::signal(number, SIG_IGN);
-    before_.emplace_back(number, before);
-  }
+  signals_.emplace(Stop);
 }
 
 LongWork::~LongWork() {
   if (width_ > 0) std::cerr << "\r" << std::string(width_, ' ') << "\r" << std::flush;
-  for (const auto& [number, handler] : before_) std::signal(number, handler);
 }
 
 ModRecipients::OnLine LongWork::on_line() {

@@ -4,9 +4,9 @@
 
 #include <chrono>
 #include <cstdint>
-#include <utility>
-#include <vector>
+#include <optional>
 
+#include "base/signals.h"
 #include "recipients/list_blocks.h"
 
 namespace vespro::cli {
@@ -34,8 +34,8 @@ class LongWork {
   bool terminal_;
   std::uint64_t lines_ = 0;
   Clock::time_point shown_;
-  std::size_t width_ = 0;                              // of what stands on the terminal
-  std::vector<std::pair<int, void (*)(int)>> before_;  // the signals, and who had them
+  std::size_t width_ = 0;  // of what stands on the terminal
+  std::optional<ModSignals::Handled> signals_;
 };
 
 }  // namespace vespro::cli

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <charconv>
 #include <csignal>
-#include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "base/signals.h"
 #include "base/text.h"
 #include "engine/events.h"
 #include "engine/hash.h"
@@ -45,33 +45,8 @@ int ExitOf(const Status& status) {
   }
 }
 
-// While the end of a run is written down, which the first signal would have asked for. The second
-// one ends the program.
-class SignalsWait {
- public:
-  explicit SignalsWait(bool had_one) {
-    for (std::size_t i = 0; i < std::size(kSignals); ++i) {
-      before_[i] = std::signal(kSignals[i], SIG_IGN);
-      if (before_[i] != SIG_IGN) std::signal(kSignals[i], had_one ? SIG_DFL : &OnlyOnce);
-    }
-  }
-  ~SignalsWait() {
-    for (std::size_t i = 0; i < std::size(kSignals); ++i) std::signal(kSignals[i], before_[i]);
-  }
-  SignalsWait(const SignalsWait&) = delete;
-  SignalsWait& operator=(const SignalsWait&) = delete;
-
- private:
-  static constexpr int kSignals[] = {
-      SIGINT,
-      SIGTERM,
-#ifdef SIGHUP
-      SIGHUP,
-#endif
-  };
-  static void OnlyOnce(int number) { std::signal(number, SIG_DFL); }
-  void (*before_[std::size(kSignals)])(int);
-};
+// The first signal has no more to ask for, the second one ends the program.
+void OnlyOnce(int number) { std::signal(number, SIG_DFL); }
 
 // One run; the parts of it share these.
 class Run {
@@ -349,7 +324,8 @@ class Run {
         break;
     }
     if (exit != kExitAllSent) Say(result_);
-    const SignalsWait signals(exit == kExitInterrupted);
+    // What a signal asks for is written down now, and an earlier one has asked for it already.
+    const ModSignals::Handled signals(exit == kExitInterrupted ? SIG_DFL : OnlyOnce);
     Status ended = journal_->EndRun(result_);
     if (!ended.ok()) {
       if (exit == kExitAllSent) Say(ended.text());
