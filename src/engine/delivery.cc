@@ -46,8 +46,7 @@ struct Target {
   std::string name;
   AccountTally tally;
 
-  Status out;  // why it takes no further part
-  bool login_refused = false, unusable = false;
+  Status out;                       // why it takes no further part
   std::size_t open = 0, ready = 0;  // sessions; the ready ones are among the open ones
   bool reached = false;
   int connect_failures = 0, pauses = 0;  // in a row
@@ -654,8 +653,9 @@ DeliveryEnd Delivery::Impl::End() {
   std::string why;
   for (Target& target : targets_) {
     all_out = all_out && !target.out.ok();
-    all_logins = all_logins && target.login_refused;
-    all_unusable = all_unusable && (target.login_refused || target.unusable);
+    const bool login = target.out.code() == Code::kLogin;
+    all_logins = all_logins && login;
+    all_unusable = all_unusable && (login || target.out.code() == Code::kConfig);
     if (!target.out.ok()) why += " " + target.name + ": " + target.out.text();
     end.accounts.push_back(std::move(target.tally));
   }
@@ -975,9 +975,10 @@ void Delivery::Impl::Rest(Target& target, milliseconds first, int& times, const 
 void Delivery::Impl::TakeOut(std::size_t index, const Verdict& verdict, const std::string& text) {
   Target& target = targets_[index];
   if (!target.out.ok()) return;
-  target.out = Status(verdict.login ? Code::kLogin : Code::kUnavailable, text);
-  target.login_refused = verdict.login;
-  target.unusable = verdict.unusable;
+  target.out = Status(verdict.login      ? Code::kLogin
+                      : verdict.unusable ? Code::kConfig
+                                         : Code::kUnavailable,
+                      text);
   (verdict.login ? target.tally.login_refused : target.tally.taken_out) = text;
   SettleHopeless();
   PumpSoon();
