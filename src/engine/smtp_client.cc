@@ -165,7 +165,6 @@ void SmtpClient::OnReply(const Reply& reply) {
     OnSetUpReply(expected.stage, reply);
   } else {
     OnTransactionReply(expected, reply);
-    if (closing_at_ && expected_.empty()) SessionOver(drain_failure_, drain_text_);
   }
 }
 
@@ -360,6 +359,7 @@ void SmtpClient::Proceed() {
   ConcludeFinished();
   Pump();
   if (ConcludeFinished()) Pump();
+  if (closing_at_ && expected_.empty()) SessionOver(drain_failure_, drain_text_);
 }
 
 // False when nothing of it can be sent to this server; mail or the recipients then say why.
@@ -607,7 +607,6 @@ void SmtpClient::On421(const Expected& expected, const Reply& reply) {
   }
   closing_at_ = replies_;
   OnTransactionReply(expected, reply);
-  if (expected_.empty()) SessionOver(drain_failure_, drain_text_);
 }
 
 void SmtpClient::Quit() {
