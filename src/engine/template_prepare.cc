@@ -69,21 +69,26 @@ bool CanStay(const MimePart& part, const BodyShape& shape) {
          shape.longest <= (IsEncoded(part) ? kMaxEncodedLine : kMaxLine);
 }
 
+// What is signed or encrypted is so as a whole.
+bool IsTakenApart(const MimePart& part) {
+  return part.IsMultipart() && part.subtype != "signed" && part.subtype != "encrypted";
+}
+
+bool IsComposite(const MimePart& part) { return part.type == "message" || part.IsMultipart(); }
+
 // A message or a signed part with letters outside ASCII: it may not be encoded as a whole (RFC
 // 2046, section 5.2.1; RFC 2045, section 6.4), so it needs a server with 8BITMIME.
-bool StaysEightBit(const MimePart& part) {
-  const bool composite = part.type == "message" || part.IsMultipart();
-  if (!composite || IsEncoded(part)) return false;
-  const BodyShape shape = ShapeOf(part.body);
-  return !shape.ascii && !shape.lone_cr && shape.longest <= kMaxLine;
+bool StaysEightBit(const MimePart& part, const BodyShape& shape) {
+  return IsComposite(part) && !IsEncoded(part) && !shape.ascii && !shape.lone_cr &&
+         shape.longest <= kMaxLine;
 }
 
 // So does what it stands in.
 bool HoldsEightBit(const MimePart& part) {
-  if (part.IsMultipart() && part.subtype != "signed" && part.subtype != "encrypted") {
+  if (IsTakenApart(part)) {
     return std::any_of(part.children.begin(), part.children.end(), HoldsEightBit);
   }
-  return StaysEightBit(part);
+  return IsComposite(part) && StaysEightBit(part, ShapeOf(part.body));
 }
 
 // Beyond one byte in six that needs "=XX", Base64 is shorter.
@@ -312,9 +317,7 @@ void Template::AddHead(const MimePart& root) {
 }
 
 Status Template::AddPart(const MimePart& part) {
-  if (part.IsMultipart() && part.subtype != "signed" && part.subtype != "encrypted") {
-    return AddMultipart(part);
-  }
+  if (IsTakenApart(part)) return AddMultipart(part);
   const bool is_text = part.type == "text" && part.disposition != "attachment";
   if (!is_text) return AddOther(part);
   Result<std::string> decoded = DecodedText(part);
@@ -377,7 +380,7 @@ void Template::AddText(const MimePart& part, MergeText text, bool base64) {
 // A part that nothing is put into: as it stands where it can travel so, as Base64 elsewhere.
 Status Template::AddOther(const MimePart& part) {
   const BodyShape shape = ShapeOf(part.body);
-  const bool eight_bit = StaysEightBit(part);
+  const bool eight_bit = StaysEightBit(part, shape);
   const bool stays = eight_bit || CanStay(part, shape);
   std::string encoding = eight_bit ? "8bit" : "base64";
   if (stays && !eight_bit) encoding = IsEncoded(part) ? part.encoding : "7bit";
