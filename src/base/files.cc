@@ -59,7 +59,8 @@ Result<AtomicFile> AtomicFile::Create(const fs::path& path, Access access) {
                   "cannot write '" + ModFiles::ToUtf8(path) + "': it is a folder");
   }
   // What is protected stays, even where its folder lets another file take its place.
-  if (fs::is_regular_file(target, error)) {
+  const bool is_new = !fs::is_regular_file(target, error);
+  if (!is_new) {
     Result<File> writable = File::Open(target, File::Mode::kAppend);
     if (!writable.ok()) return writable.status();
   }
@@ -73,7 +74,6 @@ Result<AtomicFile> AtomicFile::Create(const fs::path& path, Access access) {
   fs::path temporary = target.parent_path() / name;
   temporary += suffix.data();
   // Nobody else reads it before it has the old one's permissions.
-  const bool is_new = !fs::is_regular_file(target, error);
   Result<File> file =
       File::Open(temporary, File::Mode::kCreateNew, is_new ? access : Access::kPrivate);
   if (!file.ok()) {

@@ -22,19 +22,17 @@ std::size_t LeadingCharacter(std::string_view text) {
   return size == 1 || IsUtf8(text.substr(0, size)) ? size : 0;
 }
 
-// How many bytes of a character that is not shown `text` begins with: a control of ASCII, one of
-// U+0080 to U+009F, which terminals obey as well, what turns the direction of writing round, or a
-// byte that is no UTF-8.
-std::size_t LeadingHidden(std::string_view text) {
-  if (HasControls(text.substr(0, 1)) || LeadingCharacter(text) == 0) return 1;
-  const auto at = [text](std::size_t i) {
-    return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;
-  };
-  if (at(0) == 0xC2 && at(1) >= 0x80 && at(1) <= 0x9F) return 2;
-  const bool marks = at(0) == 0xE2 && at(1) == 0x80 &&
-                     (at(2) == 0x8E || at(2) == 0x8F || (at(2) >= 0xAA && at(2) <= 0xAE));
-  const bool isolates = at(0) == 0xE2 && at(1) == 0x81 && at(2) >= 0xA6 && at(2) <= 0xA9;
-  return marks || isolates ? 3 : 0;
+// Whether a character is not shown: a control of ASCII, one of U+0080 to U+009F, which terminals
+// obey as well, or what turns the direction of writing round.
+bool IsHidden(std::string_view character) {
+  if (HasControls(character)) return true;
+  const auto at = [character](std::size_t i) { return static_cast<unsigned char>(character[i]); };
+  if (character.size() == 2) return at(0) == 0xC2 && at(1) <= 0x9F;
+  if (character.size() != 3 || at(0) != 0xE2) return false;
+  const bool marks =
+      at(1) == 0x80 && (at(2) == 0x8E || at(2) == 0x8F || (at(2) >= 0xAA && at(2) <= 0xAE));
+  const bool isolates = at(1) == 0x81 && at(2) >= 0xA6 && at(2) <= 0xA9;
+  return marks || isolates;
 }
 
 }  // namespace
@@ -196,10 +194,9 @@ std::string Printable(std::string_view text, std::size_t max_bytes) {
   std::string out;
   out.reserve(text.size() + 3);
   while (!text.empty()) {
-    const std::size_t hidden = LeadingHidden(text);
-    const std::size_t size = hidden > 0 ? hidden : LeadingCharacter(text);
-    hidden > 0 ? out.append("?") : out.append(text.substr(0, size));
-    text.remove_prefix(size);
+    const std::string_view character = text.substr(0, LeadingCharacter(text));
+    out += character.empty() || IsHidden(character) ? "?" : character;
+    text.remove_prefix(std::max<std::size_t>(character.size(), 1));
   }
   if (cut) out += "...";
   return out;

@@ -77,8 +77,7 @@ bool AskMapping(Desktop& desktop, Settings& settings, Distribution& list) {
 Status CheckFilter(const Distribution& list, std::string_view unwanted) {
   if (Status path = ModDistribution::CheckPath(list.path); !path.ok()) return path;
   if (Status fits = ModRecipients::CheckFilter(list.path, unwanted); !fits.ok()) return fits;
-  if (Status text = ModDistribution::ProbeText(list.path); !text.ok()) return text;
-  return ModDistribution::ProbeText(unwanted);
+  return ModDistribution::ProbeText(list.path);
 }
 
 std::string FilterSummary(std::uint64_t removed) {
