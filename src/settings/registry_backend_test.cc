@@ -1,9 +1,8 @@
 #include "settings/registry_backend.h"
 
-#include <windows.h>
-
 #include <gtest/gtest.h>
 
+#include "base/win32/registry_testing.h"
 #include "settings/file_backend.h"
 #include "settings/settings.h"
 
@@ -11,9 +10,8 @@ namespace vespro {
 namespace {
 
 TEST(RegistryBackendTest, OneKeyOfTheUsers) {
-  constexpr wchar_t kAbove[] = L"Software\\Tandrelix\\VesproTest\\Backend";
-  RegDeleteTreeW(HKEY_CURRENT_USER, kAbove);
-  RegistryBackend backend("Software\\Tandrelix\\VesproTest\\Backend\\Key");
+  const TestKey above("Backend");
+  RegistryBackend backend(above.path + "\\Key");
   Settings settings(backend);
   EXPECT_EQ(backend.ReadValue("SenderName").status, SettingsBackend::kMissing);
   EXPECT_TRUE(settings.List().empty());
@@ -24,7 +22,6 @@ TEST(RegistryBackendTest, OneKeyOfTheUsers) {
   ASSERT_TRUE(WriteInstallerDefaults(backend, "C:\\no such file").ok());
   EXPECT_EQ(settings.Read(setting::kMaxNumConnect), "50");
   EXPECT_EQ(settings.List().size(), 5U);
-  RegDeleteTreeW(HKEY_CURRENT_USER, kAbove);
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "base/win32/registry_testing.h"
+
 namespace vespro {
 namespace {
 
@@ -11,10 +13,6 @@ constexpr char kKey[] = "Software\\Tandrelix\\VesproTest\\Registry";
 
 class RegistryTest : public testing::Test {
  protected:
-  void SetUp() override { TearDown(); }
-  void TearDown() override {
-    RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\Tandrelix\\VesproTest");
-  }
   // A value as another program may have left it.
   void WriteRaw(const wchar_t* name, DWORD type, const void* data, DWORD size) {
     ModRegistry::CreateKey(kKey, ModRegistry::Root::kCurrentUser);
@@ -29,6 +27,7 @@ class RegistryTest : public testing::Test {
                             std::uint32_t type = ModRegistry::kString) {
     return ModRegistry::WriteValue(ModRegistry::Root::kCurrentUser, kKey, name, value, type);
   }
+  const TestKey key{"Registry"};
 };
 
 TEST_F(RegistryTest, ReadingDoesNotMakeTheKeyAndWritingDoes) {
