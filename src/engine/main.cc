@@ -1,7 +1,4 @@
 // vespro-engine: sends one job and writes its reports.
-#include <CLI/CLI.hpp>
-#include <algorithm>
-#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -11,6 +8,7 @@
 #include "base/command_line.h"
 #include "engine/delivery.h"
 #include "engine/engine.h"
+#include "engine/options.h"
 
 namespace vespro::engine {
 namespace {
@@ -30,143 +28,6 @@ class StandardStream final : public ByteSink {
   std::FILE* stream_;
 };
 
-constexpr const char* kFooter =
-    "Exit: 0 everyone accepted; 1 finished, some not; 2 usage; 65 bad job, list or message; "
-    "70 internal error; 75 stopped, run again to go on; 77 every account refused the login; "
-    "78 no usable account; 130 interrupted, run again to go on.\n"
-    "Example: vespro-engine -s session/Vespro.cfg -p 100 --rate 30/min";
-
-// The options as texts, as they stand on the command line.
-struct Arguments {
-  std::string job, per_page, dry_run, only, rate, ca, unsubscribe_key, tls = "auto";
-  std::vector<std::string> suppress, account_rates, password_commands;
-  double retry_delay = 30;
-};
-
-void Declare(CLI::App& app, Arguments& arguments, EngineOptions& options) {
-  DeliveryOptions& delivery = options.delivery;
-  app.footer(kFooter);
-  // A job that is taken up again brings its earlier options; what is said anew comes behind them.
-  app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-  app.set_version_flag("--version", "vespro-engine " VESPRO_VERSION);
-  app.add_option("-s", arguments.job, "The job file")->required()->type_name("FILE");
-  app.add_option("-p", arguments.per_page, "Entries per report page, 1 to 500 (default 100)")
-      ->type_name("N");
-  app.add_option("--dry-run", arguments.dry_run,
-                 "Render every message into this Maildir, contact nobody")
-      ->type_name("DIR");
-  app.add_option("--limit", options.list.limit, "Only the first N recipients; 0 for all")
-      ->type_name("N")
-      ->check(CLI::Range(std::uint64_t{0}, std::uint64_t{1} << 40));
-  app.add_option("--only", arguments.only, "Only this recipient of the list")->type_name("ADDRESS");
-  app.add_option("--rate", arguments.rate, "At most N/s, N/min, N/h or N/day, over all accounts");
-  const auto several = [](CLI::Option* option) {
-    return option->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)->allow_extra_args(false);
-  };
-  several(app.add_option("--account-rate", arguments.account_rates,
-                         "At most N messages to this server, name or name:port; may be repeated"))
-      ->type_name("SERVER=N/min");
-  several(app.add_option("--suppress", arguments.suppress,
-                         "Never mail the addresses in this file; may be repeated"))
-      ->type_name("FILE");
-  app.add_option("--unsubscribe-url", options.unsubscribe.url,
-                 "The page behind the mail program's Unsubscribe; {address} and {token} stand for "
-                 "the recipient's")
-      ->type_name("URL");
-  app.add_option("--unsubscribe-mailto", options.unsubscribe.mailto,
-                 "The same by mail, such as leave@example.org?subject=leave")
-      ->type_name("ADDRESS");
-  app.add_option("--unsubscribe-key", arguments.unsubscribe_key,
-                 "The secret, at least 16 bytes, that {token} is made with")
-      ->type_name("FILE");
-  several(app.add_option("--password-command", arguments.password_commands,
-                         "A command that writes this server's password, or \"Bearer \" and an "
-                         "OAuth token; may be repeated"))
-      ->type_name("SERVER=COMMAND");
-  app.add_option("--tls", arguments.tls, "required, auto (where offered) or off")
-      ->check(CLI::IsMember({"required", "auto", "off"}));
-  app.add_option("--ca", arguments.ca, "Trust the certificates in this PEM file too")
-      ->type_name("FILE");
-  app.add_flag("--insecure-auth", delivery.insecure_auth,
-               "Allow a password over a clear connection to another machine");
-  app.add_option("--retry", delivery.retry, "Attempts a recipient may take (default 3)")
-      ->check(CLI::Range(1, 100));
-  app.add_option("--retry-delay", arguments.retry_delay,
-                 "Seconds before the second attempt; doubles (default 30)")
-      ->check(CLI::Range(0.0, 86400.0));
-  app.add_option("--per-connection", delivery.messages_per_connection,
-                 "Messages before a connection is renewed (default 500)")
-      ->check(CLI::Range(1, 1'000'000));
-  app.add_flag("--fresh", options.fresh, "Ignore the journal of an earlier run");
-  app.add_flag("--resend-unknown", options.resend_unknown,
-               "Send again to those whose verdict is unknown");
-  app.add_option("--timeout-scale", delivery.timeout_scale,
-                 "Multiplies the time limits for a server's answers; for tests (default 1)")
-      ->check(CLI::Range(0.0001, 100.0));
-  app.add_flag("--json", options.json, "Events and the summary as JSON, one object a line");
-  app.add_flag("--quiet", options.quiet, "No progress and no summary");
-}
-
-// "smtp.example.org=30/min", taken apart at the first "=".
-Result<std::pair<std::string, std::string>> SplitServer(const std::string& text,
-                                                        const char* option) {
-  const std::size_t equals = text.find('=');
-  if (equals == std::string::npos || equals == 0 || equals + 1 == text.size()) {
-    // Not the text: part of it may be a password.
-    return Status(Code::kUsage, std::string(option) + " needs a server, \"=\" and a value");
-  }
-  return std::pair(text.substr(0, equals), text.substr(equals + 1));
-}
-
-Status ConvertServers(const Arguments& arguments, DeliveryOptions& delivery) {
-  for (const std::string& text : arguments.account_rates) {
-    const auto pair = SplitServer(text, "--account-rate");
-    if (!pair.ok()) return pair.status();
-    Result<double> rate = ParseRate(pair->second);
-    if (!rate.ok()) return rate.status();
-    delivery.account_rates.push_back({pair->first, rate.value()});
-  }
-  for (const std::string& text : arguments.password_commands) {
-    const auto pair = SplitServer(text, "--password-command");
-    if (!pair.ok()) return pair.status();
-    delivery.password_commands.push_back({pair->first, pair->second});
-  }
-  return {};
-}
-
-// `has_only`: --only was given, be it empty.
-Status Convert(const Arguments& arguments, bool has_only, EngineOptions& options) {
-  options.job_file = ModFiles::FromUtf8(arguments.job);
-  options.entries_per_page = ParseEntriesPerPage(arguments.per_page);
-  options.dry_run = ModFiles::FromUtf8(arguments.dry_run);
-  options.list.only = Normalised(arguments.only);
-  if (options.list.only.empty() && has_only) {
-    return Status(Code::kUsage, "--only needs an address");
-  }
-  if (options.json && !options.dry_run.empty()) {
-    return Status(Code::kUsage, "--dry-run sends nothing that --json could tell of");
-  }
-  if (!std::isfinite(arguments.retry_delay)) {
-    return Status(Code::kUsage, "--retry-delay is a number of seconds");
-  }
-  for (const std::string& file : arguments.suppress) {
-    options.suppress.push_back(ModFiles::FromUtf8(file));
-  }
-  DeliveryOptions& delivery = options.delivery;
-  delivery.extra_ca = ModFiles::FromUtf8(arguments.ca);
-  if (arguments.tls == "required") delivery.tls = TlsUse::kRequired;
-  if (arguments.tls == "off") delivery.tls = TlsUse::kOff;
-  delivery.retry_delay =
-      std::chrono::milliseconds(static_cast<std::int64_t>(arguments.retry_delay * 1000));
-  if (!arguments.rate.empty()) {
-    Result<double> rate = ParseRate(arguments.rate);
-    if (!rate.ok()) return rate.status();
-    delivery.messages_per_second = rate.value();
-  }
-  options.unsubscribe_key = ModFiles::FromUtf8(arguments.unsubscribe_key);
-  return ConvertServers(arguments, delivery);
-}
-
 DeliveryEnd DeliverOverTheWire(const DeliveryOptions& options, const std::vector<Account>& accounts,
                                WorkSource& source, Renderer& renderer, ResultSink& results,
                                const std::function<void(const Progress&)>& on_tick) {
@@ -175,21 +36,11 @@ DeliveryEnd DeliverOverTheWire(const DeliveryOptions& options, const std::vector
 }
 
 int Main(std::vector<std::string> command_line) {
-  EngineOptions options;
-  Arguments arguments;
-  CLI::App app("Sends a bulk-mail job and reports on every recipient.", "vespro-engine");
-  Declare(app, arguments, options);
-  // CLI11 takes its arguments last first, without the program's name.
-  std::reverse(command_line.begin(), command_line.end());
-  if (!command_line.empty()) command_line.pop_back();
-  try {
-    app.parse(command_line);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kExitAllSent : kExitUsage;
-  }
-  if (Status status = Convert(arguments, app.count("--only") > 0, options); !status.ok()) {
-    std::fprintf(stderr, "vespro-engine: %s\n", status.text().c_str());
-    return kExitUsage;
+  if (!command_line.empty()) command_line.erase(command_line.begin());  // the program's name
+  const ParsedOptions parsed = ParseOptions(command_line);
+  if (parsed.exit.has_value()) {
+    std::fputs(parsed.text.c_str(), *parsed.exit == kExitAllSent ? stdout : stderr);
+    return *parsed.exit;
   }
 #ifdef SIGPIPE
   // Whoever reads what is printed may go; the mail is still to be sent.
@@ -200,7 +51,7 @@ int Main(std::vector<std::string> command_line) {
   StandardStream out(stdout), err(stderr);
   const bool watched = ModCommandLine::IsTerminal(ModCommandLine::Stream::kError);
   EngineWorld world{clock, randomness, out, err, watched, DeliverOverTheWire};
-  return RunEngine(options, world);
+  return RunEngine(parsed.options, world);
 }
 
 }  // namespace

@@ -1,0 +1,27 @@
+// engine/options.h - the engine's command line. The engine reads it when it starts, and the command
+// line checks with it what it is going to pass on. Any thread. Text is UTF-8.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "engine/engine.h"
+
+namespace vespro::engine {
+
+struct ParsedOptions {
+  EngineOptions options;
+  // Set when the program has nothing to do but to print `text`: kExitAllSent for --help and
+  // --version, kExitUsage for an option that can't be used. No secrets.
+  std::optional<int> exit;
+  std::string text;  // whole lines
+};
+
+// `arguments` are without the program's name.
+ParsedOptions ParseOptions(std::vector<std::string> arguments);
+
+// Every long option, with its dashes.
+std::vector<std::string> OptionNames();
+
+}  // namespace vespro::engine
