@@ -5,12 +5,15 @@
 #include <csignal>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <thread>
 
+#include "base/command_line.h"
 #include "base/signals.h"
 #include "base/text.h"
 #include "engine/events.h"
 #include "engine/hash.h"
 #include "engine/job.h"
+#include "engine/job_status.h"
 #include "engine/journal.h"
 #include "engine/preview.h"
 #include "engine/progress.h"
@@ -22,7 +25,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::uint64_t kMaxJobBytes = 64 * 1024 * 1024, kMaxKeyBytes = 64 * 1024;
+constexpr std::uint64_t kMaxKeyBytes = 64 * 1024;
+constexpr int kLockTries = 20;
+constexpr std::chrono::milliseconds kLockPause{50};
 constexpr double kSlowestRate = 1.0 / 86400 / 366;  // messages a second: one a year
 constexpr std::string_view kCutOff =
     "the job was cut off while this message was on its way; it may have arrived";
@@ -54,6 +59,39 @@ class Run {
   Run(const EngineOptions& options, EngineWorld& world)
       : options_(options), world_(world), events_(world.out) {}
 
+  // For JobOutlook.
+  Result<JobOutlook> Look() {
+    if (Status status = Prepare(); !status.ok()) return status;
+    JobOutlook outlook;
+    outlook.subject = template_->subject();
+    outlook.from = template_->from();
+    outlook.people_per_message = template_->recipients_per_message();
+    for (const Account& account : job_.accounts) {
+      const std::string server = account.server + ":" + std::to_string(account.port);
+      auto& servers = outlook.servers;
+      if (std::find(servers.begin(), servers.end(), server) == servers.end()) {
+        servers.push_back(server);
+      }
+    }
+    source_->OnSkip([&outlook](const Recipient&, std::string_view, bool mend) -> Status {
+      ++(mend ? outlook.unusable : outlook.left_out);
+      return {};
+    });
+    for (;;) {
+      Result<std::vector<Recipient>> block =
+          source_->Next(std::min<std::size_t>(template_->recipients_per_message(), 1000));
+      if (!block.ok()) return block.status();
+      if (block->empty()) break;
+      if (outlook.people == 0) {
+        RenderedMessage first;
+        template_->Render(block.value(), first);
+        outlook.message_bytes = first.bytes;
+      }
+      outlook.people += block->size();
+    }
+    return outlook;
+  }
+
   int Go() {
     Status status = Prepare();
     if (status.ok()) {
@@ -61,7 +99,8 @@ class Run {
       status = OpenJournal();
     }
     if (!status.ok()) {
-      Say(status.text());
+      const bool later = ExitOf(status) == kExitRunAgain && options_.dry_run.empty() && !busy_;
+      Say(status.text() + (later ? GoOnWith() : ""));
       return ExitOf(status);
     }
     return Send();
@@ -85,17 +124,13 @@ class Run {
         return readable.status();
       }
     }
-    Result<std::string> bytes = ModFiles::ReadAll(options_.job_file, kMaxJobBytes);
-    if (!bytes.ok()) return bytes.status();
-    Result<Job> job = ParseJob(bytes.value());
+    Result<Job> job = ReadJob(options_.job_file);
     if (!job.ok()) return job.status();
     job_ = std::move(job).value();
     for (const std::string& warning : job_.warnings) Say("warning: " + warning);
     if (Status servers = CheckServers(); !servers.ok()) return servers;
     folder_ = options_.job_file.parent_path();
     if (folder_.empty()) folder_ = ".";
-    job_.message_file = folder_ / job_.message_file;
-    job_.list.path = ModFiles::ToUtf8(folder_ / ModFiles::FromUtf8(job_.list.path));
 
     Result<std::string> message = ModFiles::ReadAll(job_.message_file);
     if (!message.ok()) return message.status();
@@ -171,12 +206,36 @@ class Run {
     return nobody.empty() ? kExitAllSent : kExitBadInput;
   }
 
-  Status OpenJournal() {
-    Result<FileLock> lock = FileLock::Take(folder_ / "journal.lock", FileLock::Wait::kNo);
-    if (!lock.ok()) {
-      if (lock.status().code() != Code::kResumable) return lock.status();
-      return Status(Code::kResumable, "another engine is at work on this job");
+  // Who asks how far the job is holds the lock for a moment; another engine holds it for long.
+  Result<FileLock> TakeLock() {
+    const fs::path path = folder_ / kJournalLock;
+    for (int tries = 0;; ++tries) {
+      Result<FileLock> lock = FileLock::Take(path, FileLock::Wait::kNo);
+      if (lock.ok() || lock.status().code() != Code::kResumable) return lock;
+      if (tries == kLockTries) break;
+      std::this_thread::sleep_for(kLockPause);
     }
+    busy_ = true;
+    return Status(Code::kResumable,
+                  "another engine is at work on this job; see how far it is with: " +
+                      ModCommandLine::VesproCommand(
+                          {"status", ModFiles::ToUtf8(ModFiles::FullPath(folder_))}));
+  }
+
+  std::string GoOnWith() const { return "; go on with: " + RunCommand(options_.job_file); }
+
+  // How many were not tried yet, and how they will be.
+  std::string WhatIsLeft() {
+    // A failure here would be the run's own, which is told.
+    journal_->Commit().Ignore();
+    const Result<JobStatus> status = ReadJobStatus(options_, world_.randomness);
+    const bool known = status.ok() && status->left.has_value();
+    return (known ? ", " + std::to_string(*status->left) + " left" : "") + GoOnWith();
+  }
+
+  Status OpenJournal() {
+    Result<FileLock> lock = TakeLock();
+    if (!lock.ok()) return lock.status();
     lock_ = std::make_unique<FileLock>(std::move(lock).value());
     Result<ListIdentity> list = IdentifyList(ModFiles::FromUtf8(job_.list.path));
     if (!list.ok()) return list.status();
@@ -302,7 +361,7 @@ class Run {
     int exit = kExitAllSent;
     switch (end.reason) {
       case DeliveryEnd::Reason::kDone:
-        result_ = "finished";
+        result_ = kResultFinished;
         if (ListIsUnchanged()) break;
         exit = kExitRunAgain;
         result_ =
@@ -311,16 +370,16 @@ class Run {
         break;
       case DeliveryEnd::Reason::kStopped:
         exit = end.status.ok() ? kExitInterrupted : ExitOf(end.status);
-        result_ = end.status.ok() ? "interrupted; run it again to go on"
-                                  : "stopped (" + end.status.text() + "); run it again to go on";
+        result_ = (end.status.ok() ? "interrupted" : "stopped (" + end.status.text() + ")") +
+                  WhatIsLeft();
         break;
       case DeliveryEnd::Reason::kNoLogin:
         exit = kExitLogin;
-        result_ = "stopped (" + end.status.text() + "); run it again to go on";
+        result_ = "stopped (" + end.status.text() + ")" + WhatIsLeft();
         break;
       case DeliveryEnd::Reason::kCannotRecord:
         exit = kExitRunAgain;
-        result_ = "stopped (" + end.status.text() + "); run it again to go on";
+        result_ = "stopped (" + end.status.text() + ")" + WhatIsLeft();
         break;
     }
     if (exit != kExitAllSent) Say(result_);
@@ -357,7 +416,8 @@ class Run {
     }
     Status written = WriteReports(folder_, list_, facts, counts.value());
     if (!written.ok()) {
-      Say(written.text() + "; the journal is whole, run the job again for its report");
+      Say(written.text() +
+          "; the journal is whole; write its report with: " + RunCommand(options_.job_file));
       exit = kExitRunAgain;
     }
     if (!adds_up) {
@@ -414,7 +474,7 @@ class Run {
     }
     if (options_.quiet) return;
     std::string text;
-    if (nothing_new && result_ == "finished")
+    if (nothing_new && result_ == kResultFinished)
       text = "this job was finished before; nobody is left\n";
     for (State state :
          {State::kSent, State::kRefused, State::kFailed, State::kSkipped, State::kUnknown}) {
@@ -424,7 +484,9 @@ class Run {
     }
     text += "; report: " + ModFiles::ToUtf8(folder_ / "report.html") + "\n";
     if (counts.Of(State::kUnknown) > 0) {
-      text += "unknown: the server's answer was lost; --resend-unknown sends to them again\n";
+      text +=
+          "unknown: the server's answer was lost; they are mailed again, and maybe twice, with: " +
+          RunCommand(options_.job_file) + " -- --resend-unknown\n";
     }
     world_.out.Write(text).Ignore();  // the same
   }
@@ -442,12 +504,17 @@ class Run {
   std::uint64_t before_ = 0;    // lines that had an outcome when the run began
   std::uint64_t repeated_ = 0;  // of them, taken up again
   std::string result_;
+  bool busy_ = false;  // another engine is at work on the job
   Events events_;
 };
 
 }  // namespace
 
 int RunEngine(const EngineOptions& options, EngineWorld& world) { return Run(options, world).Go(); }
+
+Result<JobOutlook> LookAtJob(const EngineOptions& options, EngineWorld& world) {
+  return Run(options, world).Look();
+}
 
 Result<double> ParseRate(std::string_view text) {
   const std::size_t slash = text.find('/');

@@ -62,8 +62,23 @@ struct EngineWorld {
   DeliverFunction deliver;
 };
 
-// Says what went wrong in one line on `err`. The answer is for the system: an ExitCode.
+// Says what went wrong in one line on `err`. Returns an ExitCode.
 int RunEngine(const EngineOptions& options, EngineWorld& world);
+
+// What a new job would do, for the question before it is started.
+struct JobOutlook {
+  std::string subject, from;         // as the author wrote them, merge words and all
+  std::vector<std::string> servers;  // "name:port", each once, in the job's order
+  std::uint64_t people = 0;          // who will get a message
+  std::uint64_t unusable = 0;        // rows to be corrected: no address, or one with a fault
+  std::uint64_t left_out = 0;        // duplicates and suppressed addresses
+  std::size_t people_per_message = 1;
+  std::uint64_t message_bytes = 0;  // of the first message, as it is sent; 0: nobody to send to
+};
+
+// Everything that RunEngine checks before it sends, with its failures, and the list read to its
+// end. Contacts nobody and writes nothing but warnings on `err`.
+Result<JobOutlook> LookAtJob(const EngineOptions& options, EngineWorld& world);
 
 // "30/min": a number and "/s", "/min", "/h" or "/day", as messages a second.
 Result<double> ParseRate(std::string_view text);

@@ -8,6 +8,7 @@
 #include "base/testing.h"
 #include "base/text.h"
 #include "engine/job.h"
+#include "engine/job_status.h"
 #include "engine/journal.h"
 #include "engine/preview.h"
 #include "engine/progress.h"
@@ -109,6 +110,73 @@ std::string WithoutTimes(std::string text) {
     text.erase(at, text.find("\r\n", at) + 2 - at);
   }
   return text;
+}
+
+TEST_F(EngineTest, AJobCanBeLookedAtBeforeItIsStarted) {
+  folder_.Write("gone.txt", "d@x.org\r\n");
+  options_.suppress = {folder_ / "gone.txt"};
+  options_.job_file = folder_ / "Vespro.cfg";
+  FakeDelivery none;
+  EngineWorld world{clock_, randomness_, out_, err_, false, std::ref(none)};
+  const Result<JobOutlook> outlook = LookAtJob(options_, world);
+  ASSERT_TRUE(outlook.ok()) << outlook.status().text();
+  EXPECT_EQ(outlook->subject, "Hi, #NAME <now>");
+  EXPECT_EQ(outlook->from, "The Club <club@x.org>");
+  EXPECT_EQ(outlook->servers, (std::vector<std::string>{"mail.x.org:25"}));
+  EXPECT_EQ(outlook->people, 3u) << "a, b and c";
+  EXPECT_EQ(outlook->unusable, 1u) << "nobody";
+  EXPECT_EQ(outlook->left_out, 2u) << "a duplicate, a suppressed one";
+  EXPECT_GT(outlook->message_bytes, 100u);
+  EXPECT_FALSE(ModFiles::IsFile(folder_ / "journal"));
+  options_.suppress = {folder_ / "missing.txt"};
+  EXPECT_EQ(LookAtJob(options_, world).status().code(), Code::kNotFound);
+}
+
+TEST_F(EngineTest, AnInterruptedJobSaysHowManyAreLeftAndHowToGoOn) {
+  options_.job_file = folder_ / "Vespro.cfg";
+  const auto status = [this] {
+    Result<JobStatus> read = ReadJobStatus(options_, randomness_);
+    EXPECT_TRUE(read.ok()) << read.status().text();
+    return read.ok() ? read.value() : JobStatus();
+  };
+  using Phase = JobStatus::Phase;
+  JobStatus now = status();
+  EXPECT_EQ(now.phase, Phase::kNotBegun);
+  EXPECT_EQ(now.left, 4u);
+  EXPECT_EQ(now.subject, "Hi, #NAME <now>");
+
+  FakeDelivery delivery;
+  delivery.stop_after = 1;
+  EXPECT_EQ(Run(delivery), kExitInterrupted);
+  const std::string command = "; go on with: " + RunCommand(options_.job_file);
+  EXPECT_EQ(err_.text, "vespro-engine: interrupted, 3 left" + command + "\n");
+  EXPECT_NE(command.find(" run "), std::string::npos) << command;
+  now = status();
+  EXPECT_EQ(now.phase, Phase::kStopped);
+  EXPECT_EQ(now.left, 3u);
+  EXPECT_EQ(now.Of(State::kSent), 1u);
+  {
+    const Result<FileLock> engine =
+        FileLock::Take(folder_ / kJournalLock, FileLock::Wait::kUntilFree);
+    EXPECT_EQ(status().phase, Phase::kRunning);
+    EXPECT_EQ(Run(delivery), kExitRunAgain);
+    EXPECT_NE(err_.text.find(" status "), std::string::npos) << err_.text;
+  }
+  delivery.stop_after = 2;
+  delivery.stop_on_the_wire = true;  // a kill leaves one in doubt
+  EXPECT_EQ(Run(delivery), kExitInterrupted);
+  now = status();
+  EXPECT_EQ(now.in_doubt, 1u);
+  EXPECT_EQ(now.left, 0u);
+  EXPECT_EQ(now.phase, Phase::kStopped) << "the next run settles the doubt";
+  FakeDelivery rest;
+  EXPECT_EQ(Run(rest), kExitSomeNotSent);
+  EXPECT_NE(out_.text.find("run "), std::string::npos);
+  EXPECT_NE(out_.text.find(" -- --resend-unknown"), std::string::npos) << out_.text;
+  EXPECT_EQ(status().phase, Phase::kFinished);
+
+  folder_.Write("list.csv", "Mail,Name\r\nz@x.org,Zoe\r\n");
+  EXPECT_EQ(status().left, std::nullopt) << "not the list that the job was begun with";
 }
 
 TEST_F(EngineTest, AWholeJobAndItsReports) {

@@ -19,6 +19,7 @@ bool LooksLikeKey(std::string_view text) {
 }
 
 constexpr int kMaxConnections = 500;
+constexpr std::uint64_t kMaxJobBytes = 64 * 1024 * 1024;
 
 // "server,port,login,password", the last two encoded. The failure's text names no secret.
 Result<Account> ParseAccount(std::string_view value) {
@@ -127,6 +128,18 @@ Result<Job> ParseJob(std::string_view bytes) {
     return Status(Code::kConfig, "no HOST= line of the job can be used; " + reader.last_fault);
   }
   return std::move(reader.job);
+}
+
+Result<Job> ReadJob(const std::filesystem::path& job_file) {
+  Result<std::string> bytes = ModFiles::ReadAll(job_file, kMaxJobBytes);
+  if (!bytes.ok()) return bytes.status();
+  Result<Job> job = ParseJob(bytes.value());
+  if (!job.ok()) return job;
+  const std::filesystem::path folder =
+      job_file.has_parent_path() ? job_file.parent_path() : std::filesystem::path(".");
+  job->message_file = folder / job->message_file;
+  job->list.path = ModFiles::ToUtf8(folder / ModFiles::FromUtf8(job->list.path));
+  return job;
 }
 
 }  // namespace vespro::engine

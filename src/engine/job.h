@@ -1,5 +1,4 @@
-// engine/job.h - the job configuration file as data. Format: docs/formats/job-file.md. Pure: any
-// thread.
+// engine/job.h - the job configuration file as data. Format: docs/formats/job-file.md. Any thread.
 #pragma once
 
 #include <cstddef>
@@ -27,5 +26,8 @@ struct Job {
 // `bytes` are in the ANSI code page. kBadInput names the line that is missing or can't be used;
 // kConfig when there is no HOST line, or none that can be used.
 Result<Job> ParseJob(std::string_view bytes);
+
+// The same for a file, with the job's paths joined to its folder.
+Result<Job> ReadJob(const std::filesystem::path& job_file);
 
 }  // namespace vespro::engine

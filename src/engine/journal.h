@@ -37,6 +37,11 @@ Result<ListIdentity> IdentifyList(const std::filesystem::path& path,
 std::string_view StateName(State state);
 constexpr std::size_t kStates = 5;
 
+// How a run ended that came to the end of its list, as the journal says it.
+inline constexpr char kResultFinished[] = "finished";
+// Held while an engine works on the job in this folder.
+inline constexpr char kJournalLock[] = "journal.lock";
+
 struct JournalEvent {
   enum class Kind { kList, kRun, kIntent, kPutBack, kOutcome, kEnd };
   Kind kind = Kind::kList;

@@ -3,6 +3,7 @@
 #include <csignal>
 
 #include "base/command_line.h"
+#include "base/text.h"
 
 namespace vespro::ModCommandLine {
 
@@ -23,5 +24,19 @@ bool IsTerminal(Stream stream) {
   }
   return false;
 }
+
+std::string ForShell(std::string_view word) {
+  constexpr std::string_view kPlain =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_./:=@%+,";
+  if (!word.empty() && word.find_first_not_of(kPlain) == std::string_view::npos) {
+    return std::string(word);
+  }
+  return "'" + ModText::ReplaceAll(word, "'", "'\\''") + "'";
+}
+
+namespace platform {
+const char kVesproProgram[] = "vespro";
+const char kPathSeparator = ':';
+}  // namespace platform
 
 }  // namespace vespro::ModCommandLine

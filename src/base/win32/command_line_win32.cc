@@ -44,4 +44,16 @@ bool IsTerminal(Stream stream) {
   return GetConsoleMode(GetStdHandle(which), &mode) != 0;
 }
 
+// For cmd and PowerShell alike; no file name has a quote in it.
+std::string ForShell(std::string_view word) {
+  const bool plain =
+      !word.empty() && word.find_first_of(" \t&|<>()^;,=`'$@{}%!") == std::string_view::npos;
+  return plain ? std::string(word) : "\"" + std::string(word) + "\"";
+}
+
+namespace platform {
+const char kVesproProgram[] = "vespro-cli.exe";
+const char kPathSeparator = ';';
+}  // namespace platform
+
 }  // namespace vespro::ModCommandLine

@@ -1,0 +1,47 @@
+// engine/job_status.h - how far a job is, from its session's folder alone. One thread.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "base/random.h"
+#include "base/status.h"
+#include "engine/engine.h"
+#include "engine/journal.h"
+
+namespace vespro::engine {
+
+struct JobStatus {
+  enum class Phase {
+    kNotBegun,  // no message has been sent
+    kRunning,   // an engine is at work on it
+    kStopped,   // it can be taken up again
+    kFinished,
+  };
+  Phase phase = Phase::kNotBegun;
+  std::array<std::uint64_t, kStates> counts{};  // by State, of all runs
+  std::uint64_t in_doubt = 0;                   // on the wire when the journal was read
+  // Recipients without a verdict, without those in doubt. Nothing when the list is not the one that
+  // the job was begun with, or can't be read.
+  std::optional<std::uint64_t> left;
+  std::int64_t began = 0;  // the last run's begin, seconds since 1970, UTC; 0: no run
+  std::string result;      // how the last run ended; empty while it runs, or if it was killed
+  std::string subject;     // decoded, merge words and all; empty when it can't be read
+
+  std::uint64_t Of(State state) const { return counts[static_cast<std::size_t>(state)]; }
+};
+
+// `options` name the job file and what narrows the list. Reads the journal, and the list where
+// somebody may be left: linear in both. kNotFound or kBadInput for a job that can't be read.
+Result<JobStatus> ReadJobStatus(const EngineOptions& options, Randomness& randomness);
+
+// Whether a server has accepted a message of the job yet. Reads the journal up to there.
+bool AnySent(const std::filesystem::path& session_folder);
+
+// The command that takes the job up again.
+std::string RunCommand(const std::filesystem::path& job_file);
+
+}  // namespace vespro::engine
