@@ -95,7 +95,7 @@ class Catcher:
         if "--port" not in arguments:
             arguments += ("--port", "0")
         command = command_line("catch", "--maildir", maildir, *arguments)
-        self.process = subprocess.Popen(command, stdout=subprocess.PIPE)
+        self.process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
         line = self.process.stdout.readline().decode()
         self.port = int(re.fullmatch(r"listening on .*:(\d+)\n", line).group(1))
 

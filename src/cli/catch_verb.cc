@@ -1,5 +1,6 @@
 #include <iostream>
 
+#include "base/command_line.h"
 #include "base/files.h"
 #include "cli/verbs.h"
 #include "terminal/catcher.h"
@@ -21,7 +22,11 @@ int RunCatch(const CatchArguments& arguments) {
   options.rules.defer = arguments.defer;
   Result<Catcher> catcher = Catcher::Start(std::move(options));
   if (!catcher.ok()) return Fail(catcher.status());
-  std::cout << "listening on 127.0.0.1:" << catcher->port() << std::endl;
+  const std::string place = "127.0.0.1:" + std::to_string(catcher->port());
+  std::cout << "listening on " << place << std::endl;
+  Note("what is sent with '--account " + place + "' comes here and goes to nobody else, such as: " +
+       ModCommandLine::VesproCommand({"send", "--account", place}) +
+       " --wait --subject Hello --text letter.txt --list members.csv");
   if (Status ended = catcher->RunUntilSignalled(); !ended.ok()) return Fail(ended);
   const CatchCounts counts = catcher->counts();
   std::cout << counts.messages << " messages to " << counts.recipients << " recipients over "

@@ -88,6 +88,7 @@ int Run(std::vector<std::string> arguments) {
   app.add_flag("--no-input", globals.rules.no_input, "Never ask");
   app.fallthrough();
   AddSendVerbs(app, globals, action);
+  AddJobVerbs(app, globals, action);
   AddListVerbs(app, globals, action);
   AddAccountVerbs(app, globals, action);
   AddSettingsVerbs(app, globals, action);

@@ -5,13 +5,10 @@
 #include "base/files.h"
 #include "base/random.h"
 #include "base/text.h"
+#include "cli/start_job.h"
 #include "cli/verbs.h"
 #include "engine/preview.h"
-#include "send/send_command.h"
-#include "send/session.h"
-#include "settings/settings.h"
 #include "terminal/home.h"
-#include "terminal/process.h"
 #include "terminal/send_job.h"
 
 namespace vespro::cli {
@@ -26,10 +23,10 @@ struct SendArguments {
   bool header = false, value = false;
   std::string from, name, reply_to, to;
   bool turbo = false, personalised = false;
-  bool no_start = false, wait = false;
+  bool no_start = false, wait = false, anew = false;
+  std::vector<std::string> accounts;
   std::uint64_t row = 1;  // preview
   std::string out;        // preview
-  std::string job;        // run
 };
 
 struct SendOptions {
@@ -67,88 +64,68 @@ SendRequest Request(const SendArguments& arguments, const SendOptions& given) {
   set(given.reply_to, arguments.reply_to, request.reply_to);
   set(given.to, arguments.to, request.to);
   if (arguments.turbo || arguments.personalised) request.turbo = arguments.turbo;
+  request.accounts = arguments.accounts;
   return request;
 }
 
-// The engine in our place, with the options behind "--".
-int RunEngine(const Globals& globals, CommandLine command) {
-  std::vector<std::string>& arguments = command.arguments;
-  arguments.insert(arguments.end(), globals.engine_options.begin(), globals.engine_options.end());
-  if (globals.json) arguments.push_back("--json");
-  std::cout.flush();
-  Result<int> code = ModProcess::Become(ModFiles::FromUtf8(command.executable), arguments);
-  return code.ok() ? code.value() : Fail(code.status());
-}
+// The job's folder goes unless the job is to be kept: one that is not sent must not look like one.
+class NewJob {
+ public:
+  explicit NewJob(fs::path folder) : folder_(std::move(folder)) {}
+  ~NewJob() {
+    if (!kept_) Remove();
+  }
+  NewJob(const NewJob&) = delete;
+  NewJob& operator=(const NewJob&) = delete;
+  void Keep() { kept_ = true; }
+  void Remove() {
+    ModFiles::Remove(folder_).Ignore();  // nothing else can be done about it
+  }
 
-int StartEngine(const Globals& globals, const WrittenJob& job) {
-  std::vector<std::string> arguments = job.engine.arguments;
-  arguments.insert(arguments.end(), globals.engine_options.begin(), globals.engine_options.end());
-  const fs::path folder = ModFiles::FromUtf8(job.job_file).parent_path();
-  Status started = ModProcess::StartDetached(ModFiles::FromUtf8(job.engine.executable), arguments,
-                                             folder / "engine.log");
-  if (!started.ok()) {
-    Note("the job is written; start it with 'vespro run " + job.job_file + "'");
-    return Fail(started);
-  }
-  if (!globals.json) {
-    Note("sending; the report will be " + ModFiles::ToUtf8(folder / "report.html"));
-  }
-  return 0;
-}
+ private:
+  fs::path folder_;
+  bool kept_ = false;
+};
 
 int Send(const Globals& globals, const SendArguments& arguments, const SendOptions& given) {
-  WrittenJob job;
-  {
-    Result<Home> home = OpenHome(globals.home);
-    if (!home.ok()) return Fail(home.status());
-    Result<WrittenJob> written =
-        ModSendJob::WriteJob(home.value(), globals.rules, Request(arguments, given));
-    if (!written.ok()) return Fail(written.status());
-    job = std::move(written).value();
-  }
+  if (std::optional<int> wrong = CheckEngineOptions(globals)) return *wrong;
+  Result<Home> home = OpenHome(globals.home);
+  if (!home.ok()) return Fail(home.status());
+  Result<WrittenJob> written =
+      ModSendJob::WriteJob(home.value(), globals.rules, Request(arguments, given));
+  if (!written.ok()) return Fail(written.status());
+  const WrittenJob& job = written.value();
+  const fs::path file = ModFiles::FromUtf8(job.job_file);
+  NewJob folder(file.parent_path());
   for (const std::string& remark : job.remarks) Note(remark);
+  Status kept = ModSendJob::KeepEngineOptions(file.parent_path(), globals.engine_options);
+  if (!kept.ok()) return Fail(kept);
+  Result<engine::JobOutlook> outlook = LookAtJob(globals, file);
+  if (!outlook.ok()) return Fail(outlook.status());
+
+  const bool sends = !arguments.no_start && !IsDryRun(globals);
+  if (!arguments.anew && !IsDryRun(globals)) {
+    Result<std::optional<UnfinishedJob>> found = FindUnfinished(home.value(), file);
+    if (!found.ok()) return Fail(found.status());
+    if (const std::optional<UnfinishedJob>& unfinished = found.value()) {
+      folder.Remove();  // the engine may take this program's place
+      return GoOnWith(globals, home.value(), *unfinished, arguments.wait);
+    }
+  }
+  if (sends && !MaySend(globals.rules, outlook.value(), job.distribution)) {
+    return Fail(Status(Code::kCancelled, "nothing was sent"));
+  }
+  folder.Keep();
   // With --wait the engine's own data follows on standard output.
   if (!arguments.wait) {
     if (globals.json) {
       PrintJson({{"job", job.job_file}, {"session", job.session_name}});
     } else {
-      std::cout << job.job_file << "\n";
+      std::cout << job.job_file << std::endl;
     }
   }
-  const fs::path folder = ModFiles::FromUtf8(job.job_file).parent_path();
-  Status kept = ModSendJob::KeepEngineOptions(folder, globals.engine_options);
-  if (!kept.ok()) return Fail(kept);
   if (arguments.no_start) return 0;
-  return arguments.wait ? RunEngine(globals, job.engine) : StartEngine(globals, job);
-}
-
-// A job as people name it: its file, its session's folder, or the session's name.
-fs::path JobFile(const Home& home, const std::string& job) {
-  std::error_code error;
-  fs::path file = fs::absolute(ModFiles::FromUtf8(job), error);
-  if (!fs::exists(file, error) && job.find_first_of("/\\") == std::string::npos) {
-    file = ModSession::SessionsFolder(home.data_folder) / ModFiles::FromUtf8(job);
-  }
-  if (ModFiles::IsFolder(file)) file /= std::string(kModuleName) + ".cfg";
-  return file;
-}
-
-int RunJob(Globals globals, const SendArguments& arguments) {
-  Result<Home> home = OpenHome(globals.home);
-  if (!home.ok()) return Fail(home.status());
-  const fs::path file = JobFile(home.value(), arguments.job);
-  if (!ModFiles::IsFile(file)) {
-    return Fail(Status(Code::kNotFound, "there is no job '" + ModFiles::ToUtf8(file) +
-                                            "': give a session's folder or its Vespro.cfg"));
-  }
-  Result<std::vector<std::string>> options = ModSendJob::KeptEngineOptions(file.parent_path());
-  if (!options.ok()) return Fail(options.status());
-  // What is said now stands behind what was said then, and wins.
-  globals.engine_options.insert(globals.engine_options.begin(), options->begin(), options->end());
-  Settings settings(*home->backend);
-  const std::string per_page(ModText::Trim(settings.Read(setting::kReportPerPage)));
-  return RunEngine(globals, ModSend::EngineCommand(InstalledAddIn(home.value()),
-                                                   ModFiles::ToUtf8(file), per_page));
+  return StartJob(globals, file, job.engine, arguments.wait);
 }
 
 // A folder for files that nobody is to keep.
@@ -229,8 +206,15 @@ void AddSendVerbs(CLI::App& app, Globals& globals, Action& action) {
   CLI::Option* no_start =
       send->add_flag("--no-start", arguments->no_start, "Write the job, print its path and stop");
   send->add_flag("--wait", arguments->wait, "Send now and show the progress")->excludes(no_start);
+  send->add_option("--account", arguments->accounts,
+                   "Send through this account, by its server's name, instead of all; may be "
+                   "repeated. A server of this machine, such as 127.0.0.1:2525, needs no account")
+      ->type_name("SERVER[:PORT]")
+      ->allow_extra_args(false);
+  send->add_flag("--anew", arguments->anew,
+                 "Begin a new job even if one with the same message and list is unfinished");
   send->footer(
-      "What stands behind \"--\" goes to the engine ('vespro-engine --help').\n"
+      "What comes after \"--\" goes to the engine ('vespro-engine --help').\n"
       "Example: vespro send --subject 'Spring news for #NAME' --html news.html --text news.txt "
       "--embed logo.png --attach rules.pdf --list members.csv --personalised --wait -- --rate "
       "10/s");
@@ -250,14 +234,6 @@ void AddSendVerbs(CLI::App& app, Globals& globals, Action& action) {
     action = [&globals, arguments, preview_options] {
       return Preview(globals, *arguments, preview_options);
     };
-  });
-
-  CLI::App* run = app.add_subcommand("run", "Start or resume a job that is written already");
-  run->add_option("JOB", arguments->job, "A session's name or folder, or its Vespro.cfg")
-      ->required();
-  run->footer("Example: vespro run ~/.local/share/vespro/session/0104261200001");
-  run->callback([&globals, &action, arguments] {
-    action = [&globals, arguments] { return RunJob(globals, *arguments); };
   });
 }
 

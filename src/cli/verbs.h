@@ -35,6 +35,7 @@ void PrintJson(const nlohmann::json& data);
 void Note(std::string_view text);
 
 void AddSendVerbs(CLI::App& app, Globals& globals, Action& action);
+void AddJobVerbs(CLI::App& app, Globals& globals, Action& action);
 void AddListVerbs(CLI::App& app, Globals& globals, Action& action);
 void AddAccountVerbs(CLI::App& app, Globals& globals, Action& action);
 void AddSettingsVerbs(CLI::App& app, Globals& globals, Action& action);

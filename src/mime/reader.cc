@@ -241,4 +241,28 @@ Result<std::string> DecodedText(const MimePart& part) {
   return ModCharset::ToUtf8(bytes.value(), charset);
 }
 
+namespace {
+
+void FindBoundaries(const MimePart& part, std::vector<std::string>& found) {
+  if (!part.boundary.empty()) found.push_back(part.boundary);
+  for (const MimePart& child : part.children) FindBoundaries(child, found);
+}
+
+}  // namespace
+
+bool SameButForBoundaries(std::string_view a, std::string_view b) {
+  if (a == b) return true;
+  std::vector<std::string> in_a, in_b;
+  const Result<MimePart> part_a = ParseMime(a), part_b = ParseMime(b);
+  if (!part_a.ok() || !part_b.ok()) return false;
+  FindBoundaries(part_a.value(), in_a);
+  FindBoundaries(part_b.value(), in_b);
+  if (in_a.size() != in_b.size()) return false;
+  std::string as_a(b);
+  for (std::size_t i = 0; i < in_a.size(); ++i) {
+    as_a = ModText::ReplaceAll(as_a, in_b[i], in_a[i]);
+  }
+  return a == as_a;
+}
+
 }  // namespace vespro

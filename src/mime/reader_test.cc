@@ -174,5 +174,19 @@ TEST(ReaderTest, RefusesWithAReason) {
   }
 }
 
+TEST(ReaderTest, TellsTheSameMessageFromAnotherOne) {
+  const auto message = [](const std::string& outer, const std::string& inner, const char* text) {
+    return "Subject: S\r\nContent-Type: multipart/mixed; boundary=\"" + outer + "\"\r\n\r\n--" +
+           outer + "\r\nContent-Type: multipart/alternative;\r\n boundary=\"" + inner +
+           "\"\r\n\r\n--" + inner + "\r\n\r\n" + text + "\r\n--" + inner + "--\r\n--" + outer +
+           "--\r\n";
+  };
+  const std::string one = message("=_1", "=_2", "Hello");
+  EXPECT_TRUE(SameButForBoundaries(one, one));
+  EXPECT_TRUE(SameButForBoundaries(one, message("=_7", "=_8", "Hello")));
+  EXPECT_FALSE(SameButForBoundaries(one, message("=_7", "=_8", "Hallo")));
+  EXPECT_FALSE(SameButForBoundaries(one, "Subject: S\r\n\r\nHello\r\n"));
+}
+
 }  // namespace
 }  // namespace vespro

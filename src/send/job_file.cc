@@ -25,8 +25,10 @@ std::string FormatJobFile(const JobFile& job) {
 Result<std::string> CreateConfigFile(SendContext& context, std::string_view distribution_setting) {
   AddIn& add_in = context.add_in;
   context.desktop().DoEvents();
-  Result<std::vector<std::string>> hosts =
-      ReadAccountsForJob(add_in.data_folder / (std::string(kModuleName) + ".db"));
+  Result<std::vector<std::string>> hosts = context.hosts;
+  if (context.hosts.empty()) {
+    hosts = ReadAccountsForJob(add_in.data_folder / (std::string(kModuleName) + ".db"));
+  }
   if (!hosts.ok()) return hosts.status();
   if (hosts.value().empty()) {
     context.dialogs.ShowfrmMailSetting();

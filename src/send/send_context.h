@@ -1,6 +1,9 @@
 // send/send_context.h - what every step of a send works with. One thread: the mail client's.
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "base/clock.h"
 #include "base/random.h"
 #include "host/add_in.h"
@@ -25,6 +28,8 @@ struct SendContext {
   SendDialogs& dialogs;
   const Clock& clock;
   Randomness& randomness;
+  // In place of the account file's, as ReadAccountsForJob gives them; empty: all of that file.
+  std::vector<std::string> hosts = {};
 
   Desktop& desktop() const { return *add_in.desktop; }
 };

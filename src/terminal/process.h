@@ -2,6 +2,8 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,9 +16,18 @@ namespace vespro::ModProcess {
 // beside us and its exit code is the value.
 Result<int> Become(const std::filesystem::path& program, const std::vector<std::string>& arguments);
 
+// A program that runs on its own. Dropping the object leaves it running.
+class Detached {
+ public:
+  virtual ~Detached() = default;
+  // Its exit code, once it has ended (128 and the signal where one ended it).
+  virtual std::optional<int> ExitCode() = 0;
+};
+
 // Starts the program on its own: it lives on when the terminal is closed. What it says goes to
 // `log`. kUnavailable when it can't be started.
-Status StartDetached(const std::filesystem::path& program,
-                     const std::vector<std::string>& arguments, const std::filesystem::path& log);
+Result<std::unique_ptr<Detached>> StartDetached(const std::filesystem::path& program,
+                                                const std::vector<std::string>& arguments,
+                                                const std::filesystem::path& log);
 
 }  // namespace vespro::ModProcess

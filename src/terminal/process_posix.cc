@@ -31,7 +31,23 @@ Status CannotStart(const std::filesystem::path& program, int error) {
                 static_cast<std::uint32_t>(error));
 }
 
-// In the grandchild: only calls that are safe after fork.
+class Child final : public Detached {
+ public:
+  explicit Child(pid_t pid) : pid_(pid) {}
+  std::optional<int> ExitCode() override {
+    int status = 0;
+    if (!code_.has_value() && waitpid(pid_, &status, WNOHANG) == pid_) {
+      code_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+    return code_;
+  }
+
+ private:
+  pid_t pid_;
+  std::optional<int> code_;
+};
+
+// In the child: only calls that are safe after fork.
 [[noreturn]] void ExecDetached(char* const* argv, const char* log, int report) {
   const int null = open("/dev/null", O_RDWR);
   const int out = open(log, O_WRONLY | O_CREAT | O_APPEND, 0600);
@@ -54,34 +70,25 @@ Result<int> Become(const std::filesystem::path& program,
   return CannotStart(program, errno);
 }
 
-Status StartDetached(const std::filesystem::path& program,
-                     const std::vector<std::string>& arguments, const std::filesystem::path& log) {
+Result<std::unique_ptr<Detached>> StartDetached(const std::filesystem::path& program,
+                                                const std::vector<std::string>& arguments,
+                                                const std::filesystem::path& log) {
   std::vector<std::string> words = Words(program, arguments);
   const std::vector<char*> argv = Argv(words);
   // The pipe closes itself when the program runs, and brings the error when it does not.
   int pipe_ends[2];
   if (pipe2(pipe_ends, O_CLOEXEC) != 0) return CannotStart(program, errno);
   const pid_t child = fork();
-  if (child < 0) {
-    const int error = errno;
-    close(pipe_ends[0]);
-    close(pipe_ends[1]);
-    return CannotStart(program, error);
-  }
   if (child == 0) {
-    // A session of its own, and a second fork, so that nobody has to wait for it.
-    setsid();
-    if (fork() == 0) ExecDetached(argv.data(), log.c_str(), pipe_ends[1]);
-    _exit(0);
+    setsid();  // a session of its own: neither the terminal's signals nor its end reach it
+    ExecDetached(argv.data(), log.c_str(), pipe_ends[1]);
   }
+  int error = child < 0 ? errno : 0;
   close(pipe_ends[1]);
-  while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
-  }
-  int error = 0;
-  const ssize_t got = read(pipe_ends[0], &error, sizeof error);
+  const ssize_t got = child < 0 ? 0 : read(pipe_ends[0], &error, sizeof error);
   close(pipe_ends[0]);
-  if (got == static_cast<ssize_t>(sizeof error)) return CannotStart(program, error);
-  return {};
+  if (child < 0 || got == static_cast<ssize_t>(sizeof error)) return CannotStart(program, error);
+  return std::unique_ptr<Detached>(std::make_unique<Child>(child));
 }
 
 }  // namespace vespro::ModProcess

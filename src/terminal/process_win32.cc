@@ -33,10 +33,10 @@ std::wstring Line(const std::filesystem::path& program, const std::vector<std::s
   return line;
 }
 
-class Process {
+class Process final : public Detached {
  public:
   Process() { startup_.cb = sizeof startup_; }
-  ~Process() {
+  ~Process() override {
     if (info_.hThread != nullptr) CloseHandle(info_.hThread);
     if (info_.hProcess != nullptr) CloseHandle(info_.hProcess);
   }
@@ -59,6 +59,10 @@ class Process {
     startup_.dwFlags |= STARTF_USESTDHANDLES;
     startup_.hStdOutput = log;
     startup_.hStdError = log;
+  }
+  std::optional<int> ExitCode() override {
+    if (WaitForSingleObject(info_.hProcess, 0) != WAIT_OBJECT_0) return std::nullopt;
+    return Wait();
   }
   int Wait() {
     WaitForSingleObject(info_.hProcess, INFINITE);
@@ -84,17 +88,19 @@ Result<int> Become(const std::filesystem::path& program,
   return process.Wait();
 }
 
-Status StartDetached(const std::filesystem::path& program,
-                     const std::vector<std::string>& arguments, const std::filesystem::path& log) {
+Result<std::unique_ptr<Detached>> StartDetached(const std::filesystem::path& program,
+                                                const std::vector<std::string>& arguments,
+                                                const std::filesystem::path& log) {
   SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
   const HANDLE out = CreateFileW(log.c_str(), FILE_APPEND_DATA | SYNCHRONIZE, FILE_SHARE_READ,
                                  &inheritable, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-  Process process;
-  if (out != INVALID_HANDLE_VALUE) process.SendOutputTo(out);
-  Status started = process.Start(program, Line(program, arguments),
-                                 DETACHED_PROCESS | CREATE_NEW_PROCESS_GROUP, true);
+  auto process = std::make_unique<Process>();
+  if (out != INVALID_HANDLE_VALUE) process->SendOutputTo(out);
+  Status started = process->Start(program, Line(program, arguments),
+                                  DETACHED_PROCESS | CREATE_NEW_PROCESS_GROUP, true);
   if (out != INVALID_HANDLE_VALUE) CloseHandle(out);
-  return started;
+  if (!started.ok()) return started;
+  return std::unique_ptr<Detached>(std::move(process));
 }
 
 }  // namespace vespro::ModProcess

@@ -129,6 +129,57 @@ Status CheckAccounts(const fs::path& file, std::vector<std::string>& remarks) {
                                    ": add one with " + kHowTo);
 }
 
+bool IsThisMachine(std::string_view server) {
+  return server == "127.0.0.1" || server == "::1" ||
+         ModText::EqualsIgnoringAsciiCase(server, "localhost");
+}
+
+// "server" or "server:port"; no port: empty.
+std::pair<std::string_view, std::string_view> SplitPort(std::string_view name) {
+  const std::size_t colon = name.rfind(':');
+  std::uint64_t port = 0;
+  if (colon == std::string_view::npos || name == "::1" ||
+      !ModText::ParseUnsigned(name.substr(colon + 1), 65535, &port) || port == 0) {
+    return {name, {}};
+  }
+  return {name.substr(0, colon), name.substr(colon + 1)};
+}
+
+// The accounts that are named, in the account file's order, then servers of this machine that the
+// file does not have: mail to those goes to nobody by a slip of the keyboard.
+Result<std::vector<std::string>> ChooseHosts(const fs::path& file,
+                                             const std::vector<std::string>& names) {
+  Result<std::vector<std::string>> stored = ReadAccountsForJob(file);
+  if (!stored.ok()) return stored;
+  std::vector<bool> found(names.size(), false);
+  std::vector<std::string> hosts;
+  std::string known;
+  for (const std::string& host : stored.value()) {
+    const auto fields = ModText::Split(host, ',');
+    bool wanted = false;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      const auto [server, port] = SplitPort(names[i]);
+      const bool same = ModText::EqualsIgnoringAsciiCase(fields[0], server) &&
+                        (port.empty() || port == fields[1]);
+      found[i] = found[i] || same;
+      wanted = wanted || same;
+    }
+    if (wanted) hosts.push_back(host);
+    known.append(known.empty() ? "" : ", ").append(fields[0]).append(":").append(fields[1]);
+  }
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (found[i]) continue;
+    const auto [server, port] = SplitPort(names[i]);
+    if (!IsThisMachine(server) || port.empty()) {
+      return Status(Code::kConfig, "there is no account " + Quoted(names[i]) +
+                                       (known.empty() ? "" : "; there are: " + known) +
+                                       ". 'vespro accounts add' adds one");
+    }
+    hosts.push_back(std::string(server) + "," + std::string(port) + ",,");
+  }
+  return hosts;
+}
+
 // The dialogs are checked for beforehand, so these only speak when something changed in between.
 class TerminalDialogs final : public SendDialogs {
  public:
@@ -162,7 +213,7 @@ class Composer {
     window_.inspector = &*host_;
     window_.attachment_list = item_->attachment_list();
     dialogs_.emplace(*host_);
-    context_.emplace(SendContext{add_in_, window_, settings_, *dialogs_, clock_, randomness_});
+    context_.emplace(SendContext{add_in_, window_, settings_, *dialogs_, clock_, randomness_, {}});
     return {};
   }
 
@@ -308,11 +359,19 @@ Result<std::vector<std::string>> KeptEngineOptions(const fs::path& session_folde
 
 Result<WrittenJob> WriteJob(Home& home, ConsoleRules rules, const SendRequest& request) {
   WrittenJob job;
-  if (Status accounts = CheckAccounts(home.AccountFile(), job.remarks); !accounts.ok()) {
-    return accounts;
+  std::vector<std::string> hosts;
+  if (request.accounts.empty()) {
+    if (Status accounts = CheckAccounts(home.AccountFile(), job.remarks); !accounts.ok()) {
+      return accounts;
+    }
+  } else {
+    Result<std::vector<std::string>> chosen = ChooseHosts(home.AccountFile(), request.accounts);
+    if (!chosen.ok()) return chosen.status();
+    hosts = std::move(chosen).value();
   }
   Composer composer(home, rules);
   if (Status prepared = composer.Prepare(request); !prepared.ok()) return prepared;
+  composer.context().hosts = std::move(hosts);
   if (Status sent = ModSend::CmdSend_Click(composer.context()); !sent.ok()) return sent;
   if (!composer.host().started().has_value()) {
     return Status(Code::kConfig, "no job was made");  // the user has been told why
@@ -320,6 +379,7 @@ Result<WrittenJob> WriteJob(Home& home, ConsoleRules rules, const SendRequest& r
   job.engine = *composer.host().started();
   job.job_file = job.engine.arguments[1];
   job.session_name = composer.session_name();
+  job.distribution = composer.distribution();
   for (std::string& remark : composer.remarks()) job.remarks.push_back(std::move(remark));
   return job;
 }

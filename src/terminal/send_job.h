@@ -31,12 +31,16 @@ struct SendRequest {
   std::optional<ListChoice> list;                       // unset: the stored one
   std::optional<std::string> from, name, reply_to, to;  // unset: the stored settings
   std::optional<bool> turbo;
+  // The job's accounts, each "server" or "server:port"; empty: all. One of this machine's own needs
+  // no account.
+  std::vector<std::string> accounts = {};
 };
 
 struct WrittenJob {
   std::string job_file;  // UTF-8, with "/"
   std::string session_name;
   CommandLine engine;  // starts the engine on it
+  Distribution distribution;
   std::vector<std::string> remarks;
 };
 

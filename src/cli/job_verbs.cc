@@ -1,0 +1,207 @@
+#include "cli/job_verbs.h"
+
+#include <algorithm>
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+#include "base/clock.h"
+#include "base/command_line.h"
+#include "base/files.h"
+#include "base/random.h"
+#include "base/text.h"
+#include "cli/start_job.h"
+#include "engine/journal.h"
+#include "engine/options.h"
+#include "send/send_command.h"
+#include "send/session.h"
+#include "settings/settings.h"
+#include "terminal/send_job.h"
+
+namespace vespro::cli {
+namespace {
+
+namespace fs = std::filesystem;
+using engine::JobStatus;
+using engine::State;
+using Phase = JobStatus::Phase;
+
+constexpr State kAllStates[] = {State::kSent, State::kRefused, State::kFailed, State::kSkipped,
+                                State::kUnknown};
+
+fs::path JobFileIn(const fs::path& folder) { return folder / (std::string(kModuleName) + ".cfg"); }
+
+// A job as people name it: its file, its session's folder, or the session's name.
+Result<fs::path> FindJob(const Home& home, const std::string& job) {
+  std::error_code error;
+  fs::path file = ModFiles::FullPath(ModFiles::FromUtf8(job));
+  if (!fs::exists(file, error) && job.find_first_of("/\\") == std::string::npos) {
+    file = ModSession::SessionsFolder(home.data_folder) / ModFiles::FromUtf8(job);
+  }
+  if (ModFiles::IsFolder(file)) file = JobFileIn(file);
+  if (ModFiles::IsFile(file)) return file;
+  return Status(Code::kNotFound, "there is no job '" + ModFiles::ToUtf8(file) +
+                                     "': give a session's folder or its Vespro.cfg; " +
+                                     ModCommandLine::VesproCommand({"status"}) + " lists them");
+}
+
+const char* PhaseName(Phase phase) {
+  switch (phase) {
+    case Phase::kNotBegun:
+      return "not begun";
+    case Phase::kRunning:
+      return "running";
+    case Phase::kStopped:
+      return "stopped";
+    case Phase::kFinished:
+      return "finished";
+  }
+  return "";
+}
+
+struct KnownJob {
+  fs::path file;
+  JobStatus status;
+};
+
+nlohmann::ordered_json ToJson(const KnownJob& job) {
+  nlohmann::ordered_json row;
+  row["session"] = ModFiles::ToUtf8(job.file.parent_path().filename());
+  row["job"] = ModFiles::ToUtf8(job.file);
+  row["phase"] = PhaseName(job.status.phase);
+  row["subject"] = job.status.subject;
+  for (const State state : kAllStates) {
+    row[std::string(engine::StateName(state))] = job.status.Of(state);
+  }
+  row["in_doubt"] = job.status.in_doubt;
+  row["left"] = job.status.left.has_value() ? nlohmann::ordered_json(*job.status.left) : nullptr;
+  row["result"] = job.status.result;
+  return row;
+}
+
+void Print(const KnownJob& job) {
+  const JobStatus& status = job.status;
+  const std::string text = ModFiles::ToUtf8(job.file.parent_path().filename()) + "  " +
+                           PhaseName(status.phase) + ": " + StatusText(status) + "; " +
+                           status.subject;
+  std::cout << ModText::Printable(text, text.size()) << "\n";
+  if (status.phase == Phase::kStopped || status.phase == Phase::kNotBegun) {
+    std::cout << "    " << engine::RunCommand(job.file) << "\n";
+  }
+}
+
+int ShowStatus(const Globals& globals, const std::string& name) {
+  Result<Home> home = OpenHome(globals.home);
+  if (!home.ok()) return Fail(home.status());
+  std::vector<KnownJob> jobs;
+  if (!name.empty()) {
+    Result<fs::path> file = FindJob(home.value(), name);
+    if (!file.ok()) return Fail(file.status());
+    Result<JobStatus> status = StatusOf(file.value());
+    if (!status.ok()) return Fail(status.status());
+    jobs.push_back({file.value(), std::move(status).value()});
+  } else {
+    for (const fs::path& file : Jobs(home.value())) {
+      if (!WasBegun(file)) continue;
+      Result<JobStatus> status = StatusOf(file);
+      if (!status.ok()) {
+        Note(ModFiles::ToUtf8(file) + ": " + status.status().text());
+      } else if (status->phase == Phase::kRunning || status->phase == Phase::kStopped) {
+        jobs.push_back({file, std::move(status).value()});
+      }
+    }
+    std::sort(jobs.begin(), jobs.end(),
+              [](const KnownJob& a, const KnownJob& b) { return a.status.began > b.status.began; });
+  }
+  if (globals.json) {
+    nlohmann::ordered_json rows = nlohmann::ordered_json::array();
+    for (const KnownJob& job : jobs) rows.push_back(ToJson(job));
+    std::cout << rows.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
+    return 0;
+  }
+  for (const KnownJob& job : jobs) Print(job);
+  if (jobs.empty()) Note("nothing is being sent, and no job was left unfinished");
+  return 0;
+}
+
+int RunVerb(const Globals& globals, const std::string& name) {
+  Result<Home> home = OpenHome(globals.home);
+  if (!home.ok()) return Fail(home.status());
+  Result<fs::path> file = FindJob(home.value(), name);
+  if (!file.ok()) return Fail(file.status());
+  return ResumeJob(globals, home.value(), file.value(), true);
+}
+
+}  // namespace
+
+std::vector<fs::path> Jobs(const Home& home) {
+  std::vector<fs::path> jobs;
+  std::error_code error;
+  const fs::path sessions = ModSession::SessionsFolder(home.data_folder);
+  for (fs::directory_iterator entry(sessions, error), end; !error && entry != end;
+       entry.increment(error)) {
+    const fs::path file = JobFileIn(entry->path());
+    if (ModFiles::IsFile(file)) jobs.push_back(file);
+  }
+  return jobs;
+}
+
+bool WasBegun(const fs::path& job_file) {
+  return ModFiles::IsFile(engine::Journal::PathIn(job_file.parent_path()));
+}
+
+Result<JobStatus> StatusOf(const fs::path& job_file) {
+  Result<std::vector<std::string>> kept = ModSendJob::KeptEngineOptions(job_file.parent_path());
+  if (!kept.ok()) return kept.status();
+  std::vector<std::string> arguments = {"-s", ModFiles::ToUtf8(job_file)};
+  arguments.insert(arguments.end(), kept->begin(), kept->end());
+  const engine::ParsedOptions parsed = engine::ParseOptions(std::move(arguments));
+  if (parsed.exit.has_value())
+    return Status(Code::kBadInput, std::string(ModText::Trim(parsed.text)));
+  SystemRandomness randomness;
+  return engine::ReadJobStatus(parsed.options, randomness);
+}
+
+std::string StatusText(const JobStatus& status) {
+  std::string text = status.left.has_value() ? std::to_string(*status.left) + " left"
+                                             : "the list has changed since";
+  for (const State state : kAllStates) {
+    if (state != State::kSent && status.Of(state) == 0) continue;
+    text += ", " + std::to_string(status.Of(state)) + " ";
+    text += engine::StateName(state);
+  }
+  if (status.in_doubt > 0) text += ", " + std::to_string(status.in_doubt) + " on the way";
+  return text;
+}
+
+int ResumeJob(Globals globals, const Home& home, const fs::path& job_file, bool wait) {
+  Result<std::vector<std::string>> kept = ModSendJob::KeptEngineOptions(job_file.parent_path());
+  if (!kept.ok()) return Fail(kept.status());
+  // What is said now comes after what was said then, and wins.
+  globals.engine_options.insert(globals.engine_options.begin(), kept->begin(), kept->end());
+  if (std::optional<int> wrong = CheckEngineOptions(globals)) return *wrong;
+  Settings settings(*home.backend);
+  const std::string per_page(ModText::Trim(settings.Read(setting::kReportPerPage)));
+  return StartJob(
+      globals, job_file,
+      ModSend::EngineCommand(InstalledAddIn(home), ModFiles::ToUtf8(job_file), per_page), wait);
+}
+
+void AddJobVerbs(CLI::App& app, Globals& globals, Action& action) {
+  auto name = std::make_shared<std::string>();
+  CLI::App* run = app.add_subcommand("run", "Start or resume a job that is written already");
+  run->add_option("JOB", *name, "A session's name or folder, or its Vespro.cfg")->required();
+  run->footer(
+      "Options for the engine come after \"--\".\n"
+      "Example: vespro run 0104261200001");
+  run->callback(
+      [&globals, &action, name] { action = [&globals, name] { return RunVerb(globals, *name); }; });
+
+  CLI::App* status = app.add_subcommand("status", "Show what is being sent, and what was left");
+  status->add_option("JOB", *name, "One job, finished or not: its session's name or folder");
+  status->footer("Example: vespro status");
+  status->callback([&globals, &action, name] {
+    action = [&globals, name] { return ShowStatus(globals, *name); };
+  });
+}
+
+}  // namespace vespro::cli

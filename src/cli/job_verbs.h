@@ -1,0 +1,28 @@
+// cli/job_verbs.h - the jobs of a home, and what the verbs on them share with a send.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "base/status.h"
+#include "cli/verbs.h"
+#include "engine/job_status.h"
+#include "terminal/home.h"
+
+namespace vespro::cli {
+
+// The job file of every session, in no particular order.
+std::vector<std::filesystem::path> Jobs(const Home& home);
+// Whether an engine has ever worked on the job.
+bool WasBegun(const std::filesystem::path& job_file);
+// With the engine options that the job was begun with.
+Result<engine::JobStatus> StatusOf(const std::filesystem::path& job_file);
+// "812 left, 188 sent, 2 refused".
+std::string StatusText(const engine::JobStatus& status);
+
+// Starts the engine on a job that is there already, with the options that it was begun with and
+// then those of now.
+int ResumeJob(Globals globals, const Home& home, const std::filesystem::path& job_file, bool wait);
+
+}  // namespace vespro::cli

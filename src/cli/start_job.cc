@@ -1,0 +1,240 @@
+#include "cli/start_job.h"
+
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <iostream>
+#include <thread>
+
+#include "base/clock.h"
+#include "base/command_line.h"
+#include "base/files.h"
+#include "base/lines.h"
+#include "base/random.h"
+#include "base/text.h"
+#include "cli/job_verbs.h"
+#include "engine/job.h"
+#include "engine/options.h"
+#include "mime/reader.h"
+#include "send/session.h"
+#include "terminal/process.h"
+#include "terminal/send_job.h"
+#include "terminal/terminal_host.h"
+
+namespace vespro::cli {
+namespace {
+
+namespace fs = std::filesystem;
+using engine::JobStatus;
+using engine::State;
+
+constexpr std::chrono::seconds kPatience{10};
+constexpr std::chrono::milliseconds kPause{50};
+constexpr char kLogFile[] = "engine.log";
+constexpr std::size_t kMaxLogLines = 3, kMaxLogBytes = 4096;
+
+engine::ParsedOptions Parse(const Globals& globals, const std::string& job_file) {
+  std::vector<std::string> arguments = {"-s", job_file};
+  arguments.insert(arguments.end(), globals.engine_options.begin(), globals.engine_options.end());
+  return engine::ParseOptions(std::move(arguments));
+}
+
+// A line of the engine's, in our name.
+void NoteOfEngine(std::string_view line) {
+  constexpr std::string_view kEngine = "vespro-engine: ";
+  if (line.starts_with(kEngine)) line.remove_prefix(kEngine.size());
+  Note(ModText::Trim(line));
+}
+
+class NoteSink final : public ByteSink {
+ public:
+  Status Write(std::string_view line) override {
+    NoteOfEngine(line);
+    return {};
+  }
+};
+
+std::string Count(std::uint64_t count, const char* one, const char* many) {
+  return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+std::string Size(std::uint64_t bytes) {
+  std::array<char, 32> text{};
+  const double kib = static_cast<double>(bytes) / 1024;
+  std::snprintf(text.data(), text.size(), kib < 1024 ? "%.1f KB" : "%.1f MB",
+                kib < 1024 ? kib : kib / 1024);
+  return text.data();
+}
+
+bool Ask(const ConsoleRules& rules, std::string_view question) {
+  TerminalHost terminal(rules, nullptr, EditorType::kPlainText);
+  return terminal.MsgBox(question, MessageIcon::kQuestion, MessageButtons::kYesNo, "vespro") ==
+         MessageAnswer::kYes;
+}
+
+bool SameJob(const engine::Job& a, const engine::Job& b) {
+  const Distribution &x = a.list, &y = b.list;
+  if (ModFiles::FromUtf8(x.path) != ModFiles::FromUtf8(y.path) || x.kind != y.kind ||
+      x.column != y.column || (a.bcc_mode > 0) != (b.bcc_mode > 0)) {
+    return false;
+  }
+  Result<std::string> first = ModFiles::ReadAll(a.message_file);
+  Result<std::string> second = ModFiles::ReadAll(b.message_file);
+  return first.ok() && second.ok() && SameButForBoundaries(first.value(), second.value());
+}
+
+// The last lines of what the engine has said.
+std::vector<std::string> LogEnd(const fs::path& folder) {
+  std::vector<std::string> lines;
+  Result<std::string> text = ModFiles::ReadAll(folder / kLogFile);
+  if (!text.ok()) return lines;
+  std::string_view rest = text.value();
+  if (rest.size() > kMaxLogBytes) rest.remove_prefix(rest.size() - kMaxLogBytes);
+  for (std::string_view line; NextLine(rest, line);) {
+    if (!ModText::Trim(line).empty()) lines.emplace_back(line);
+  }
+  if (lines.size() > kMaxLogLines) lines.erase(lines.begin(), lines.end() - kMaxLogLines);
+  return lines;
+}
+
+// What became of the engine in its first seconds: the exit code for ours.
+int WaitForNews(const Globals& globals, const fs::path& folder, ModProcess::Detached& engine) {
+  const std::string watch =
+      ModCommandLine::VesproCommand({"status", ModFiles::ToUtf8(ModFiles::FullPath(folder))});
+  const auto until = std::chrono::steady_clock::now() + kPatience;
+  while (std::chrono::steady_clock::now() < until) {
+    // In this order: what it did before it ended is there when it has ended.
+    const std::optional<int> ended = engine.ExitCode();
+    if (ended.has_value()) {
+      for (const std::string& line : LogEnd(folder)) NoteOfEngine(line);
+      return *ended;
+    }
+    if (engine::AnySent(folder)) {
+      if (!globals.json) {
+        Note("sending: the first message was accepted. How far it is: " + watch);
+        Note("the report will be " + ModFiles::ToUtf8(folder / "report.html"));
+      }
+      return 0;
+    }
+    std::this_thread::sleep_for(kPause);
+  }
+  for (const std::string& line : LogEnd(folder)) NoteOfEngine(line);
+  Note("no message was accepted in the first " + std::to_string(kPatience.count()) +
+       " seconds; the engine goes on trying. How far it is: " + watch);
+  return 0;
+}
+
+}  // namespace
+
+std::optional<int> CheckEngineOptions(const Globals& globals) {
+  const engine::ParsedOptions parsed = Parse(globals, "job");
+  if (!parsed.exit.has_value()) return std::nullopt;
+  (*parsed.exit == 0 ? std::cout : std::cerr) << parsed.text;
+  return parsed.exit;
+}
+
+bool IsDryRun(const Globals& globals) { return !Parse(globals, "job").options.dry_run.empty(); }
+
+Result<engine::JobOutlook> LookAtJob(const Globals& globals, const fs::path& job_file) {
+  const engine::ParsedOptions parsed = Parse(globals, ModFiles::ToUtf8(job_file));
+  SystemClock clock;
+  SystemRandomness randomness;
+  NoteSink notes;
+  engine::EngineWorld world{clock, randomness, notes, notes, false, {}};
+  return engine::LookAtJob(parsed.options, world);
+}
+
+Result<std::optional<UnfinishedJob>> FindUnfinished(const Home& home, const fs::path& job_file) {
+  Result<engine::Job> wanted = engine::ReadJob(job_file);
+  if (!wanted.ok()) return wanted.status();
+  for (const fs::path& other : Jobs(home)) {
+    if (other.parent_path() == job_file.parent_path() || !WasBegun(other)) continue;
+    // A job that can't be read can't be gone on with either.
+    const Result<engine::Job> job = engine::ReadJob(other);
+    if (!job.ok() || !SameJob(wanted.value(), job.value())) continue;
+    Result<JobStatus> status = StatusOf(other);
+    if (!status.ok() || status->phase == JobStatus::Phase::kFinished) continue;
+    return std::optional<UnfinishedJob>({other, std::move(status).value()});
+  }
+  return std::optional<UnfinishedJob>();
+}
+
+int GoOnWith(const Globals& globals, const Home& home, const UnfinishedJob& job, bool wait) {
+  const JobStatus& status = job.status;
+  const std::string folder = ModFiles::ToUtf8(ModFiles::FullPath(job.job_file).parent_path());
+  if (status.phase == JobStatus::Phase::kRunning) {
+    return Fail(Status(Code::kResumable,
+                       "this mail is being sent to this list already; nothing new was begun. How "
+                       "far it is: " +
+                           ModCommandLine::VesproCommand({"status", folder})));
+  }
+  const std::string command = engine::RunCommand(job.job_file);
+  const std::string found =
+      "a job of this mail and this list was begun and is not finished: " + StatusText(status);
+  const bool can_ask = ModConsole::CanAsk() && !globals.rules.no_input;
+  if (!globals.rules.assume_yes && !can_ask) {
+    return Fail(Status(Code::kResumable, found + ". Nothing was sent. Go on with it: " + command +
+                                             "; or mail everybody anew: the same command with "
+                                             "--anew"));
+  }
+  if (!Ask(globals.rules, found + ".\nGo on with it?")) {
+    return Fail(Status(Code::kResumable, "nothing was sent. Go on with it later: " + command +
+                                             "; or mail everybody anew: the same command with "
+                                             "--anew"));
+  }
+  return ResumeJob(globals, home, job.job_file, wait);
+}
+
+bool MaySend(const ConsoleRules& rules, const engine::JobOutlook& outlook,
+             const Distribution& distribution) {
+  if (rules.assume_yes || rules.no_input || !ModConsole::CanAsk()) return true;
+  const auto line = [](const char* name, const std::string& text) {
+    std::cerr << "  " << name << ModText::Printable(text, text.size()) << "\n";
+  };
+  std::string servers;
+  for (const std::string& server : outlook.servers) {
+    servers += (servers.empty() ? "" : ", ") + server;
+  }
+  const std::string column = distribution.kind == ListKind::kCsv
+                                 ? ", column " + std::to_string(distribution.column + 1)
+                                 : "";
+  std::cerr << "\n";
+  line("subject   ", outlook.subject);
+  line("from      ", outlook.from);
+  line("to        ",
+       Count(outlook.people, "person of ", "people of ") + distribution.path + column);
+  if (outlook.unusable > 0) {
+    line("left out  ", Count(outlook.unusable, "row", "rows") + " without a usable address");
+  }
+  if (outlook.left_out > 0) {
+    line("left out  ", Count(outlook.left_out, "duplicate or suppressed address",
+                             "duplicates and suppressed addresses"));
+  }
+  line("message   ", (outlook.people_per_message > 1 ? "one copy to many, " : "a copy each, ") +
+                         Size(outlook.message_bytes));
+  line("through   ", servers);
+  return Ask(rules, "Send it?");
+}
+
+int StartJob(const Globals& globals, const fs::path& job_file, const CommandLine& engine,
+             bool wait) {
+  std::vector<std::string> arguments = engine.arguments;
+  arguments.insert(arguments.end(), globals.engine_options.begin(), globals.engine_options.end());
+  const fs::path program = ModFiles::FromUtf8(engine.executable);
+  if (wait) {
+    if (globals.json) arguments.push_back("--json");
+    std::cout.flush();
+    Result<int> code = ModProcess::Become(program, arguments);
+    return code.ok() ? code.value() : Fail(code.status());
+  }
+  const fs::path folder = job_file.parent_path();
+  Result<std::unique_ptr<ModProcess::Detached>> started =
+      ModProcess::StartDetached(program, arguments, folder / kLogFile);
+  if (!started.ok()) {
+    Note("the job is written; start it with: " + engine::RunCommand(job_file));
+    return Fail(started.status());
+  }
+  return WaitForNews(globals, folder, *started.value());
+}
+
+}  // namespace vespro::cli

@@ -1,0 +1,47 @@
+// cli/start_job.h - from a written job to a started engine: what is checked, asked and waited for.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+
+#include "base/status.h"
+#include "cli/verbs.h"
+#include "engine/engine.h"
+#include "engine/job_status.h"
+#include "host/desktop.h"
+#include "recipients/distribution.h"
+#include "terminal/home.h"
+
+namespace vespro::cli {
+
+// The exit code when the options after "--" can't be used, or only ask for help, which has then
+// been printed.
+std::optional<int> CheckEngineOptions(const Globals& globals);
+// Whether they only render the messages into a folder.
+bool IsDryRun(const Globals& globals);
+
+// What the engine would do with the job and these options; its own failures.
+Result<engine::JobOutlook> LookAtJob(const Globals& globals, const std::filesystem::path& job_file);
+
+// A job of the same message and list that was begun and is not finished.
+struct UnfinishedJob {
+  std::filesystem::path job_file;
+  engine::JobStatus status;
+};
+Result<std::optional<UnfinishedJob>> FindUnfinished(const Home& home,
+                                                    const std::filesystem::path& job_file);
+// Asks whether to go on with it and does so; or says how to. Gives the exit code.
+int GoOnWith(const Globals& globals, const Home& home, const UnfinishedJob& job, bool wait);
+
+// Shows a person what is about to be sent, and asks. True where nobody is there to ask, or nobody
+// wants to be asked.
+bool MaySend(const ConsoleRules& rules, const engine::JobOutlook& outlook,
+             const Distribution& distribution);
+
+// Starts the engine. `wait`: in this program's place, with its exit code; otherwise on its own, and
+// says what came of it in the first seconds.
+int StartJob(const Globals& globals, const std::filesystem::path& job_file,
+             const CommandLine& engine, bool wait);
+
+}  // namespace vespro::cli

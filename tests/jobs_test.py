@@ -1,0 +1,160 @@
+"""From a send to a started engine: what is checked and asked first, what is said of an engine that runs on its
+own, and how a job is taken up again without mailing anybody twice."""
+
+import json
+import os
+import pty
+import re
+import select
+import shlex
+import signal
+import subprocess
+import time
+import unittest
+
+import support
+
+
+def on_a_terminal(command, answer):
+    """Runs it with a terminal in front; (exit code, all that was shown). `answer` is typed once."""
+    pid, terminal = pty.fork()
+    if pid == 0:
+        os.execv(command[0], command)
+    shown, until = b"", time.monotonic() + support.SECONDS
+    while time.monotonic() < until:
+        if not select.select([terminal], [], [], 1)[0]:
+            continue
+        try:
+            got = os.read(terminal, 4096)
+        except OSError:
+            break
+        if not got:
+            break
+        shown += got
+        if answer and b"[y/n] " in shown:
+            os.write(terminal, answer.encode() + b"\n")
+            answer = None
+    else:
+        os.kill(pid, signal.SIGKILL)
+    os.close(terminal)
+    return os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]), shown.decode("utf-8", "replace")
+
+
+class Jobs(support.JobTest):
+    def setUp(self):
+        super().setUp()
+        self.people = ["p{}@example.org".format(i) for i in range(200)]
+        self.text = self.write("text.txt", "Hello #NAME\n")
+        rows = "".join("P,{}\r\n".format(address) for address in self.people)
+        self.list = self.write("list.csv", "Name,E-Mail\r\n" + rows + "Nick,nobody\r\n" + "P,p1@example.org\r\n")
+
+    def compose(self, account, *arguments, subject="News", engine=()):
+        return ("send", "--from", "me@example.org", "--subject", subject, "--text", self.text, "--list", self.list,
+                "--account", account, *arguments, "--", *engine)
+
+    def begin(self, catcher, *engine):
+        """A job that runs on its own."""
+        return self.expect(0, self.vespro(*self.compose("127.0.0.1:{}".format(catcher.port), engine=engine)))
+
+    def status(self, *session):
+        return json.loads(self.expect(0, self.vespro("--json", "status", *session)).stdout)
+
+    def interrupt(self):
+        """Ends the only job that runs, in order, as somebody does who stops the engine."""
+        found = subprocess.run(["pgrep", "-f", str(self.home)], capture_output=True, text=True).stdout.split()
+        for pid in found:
+            os.kill(int(pid), signal.SIGINT)
+        for _ in range(200):
+            rows = self.status()
+            if rows and rows[0]["phase"] == "stopped":
+                return rows[0]
+            time.sleep(0.05)
+        self.fail("the engine did not stop")
+
+    def test_the_same_send_again_mails_nobody_twice(self):
+        catcher = self.catcher()
+        account = "127.0.0.1:{}".format(catcher.port)
+        begun = self.begin(catcher, "--rate", "50/s")
+        self.assertIn("the first message was accepted", begun.stderr)
+        again = self.expect(75, self.vespro(*self.compose(account)))
+        self.assertIn("already", again.stderr)
+        row = self.interrupt()
+        self.assertEqual(row["left"] + row["sent"], len(self.people))
+        self.assertGreater(row["sent"], 0)
+
+        refused = self.expect(75, self.vespro("--no-input", *self.compose(account)))
+        self.assertIn("{} left".format(row["left"]), refused.stderr)
+        self.assertEqual(len(self.sessions()), 1, "no second job")
+        [command] = re.findall(r"Go on with it: (.*?);", refused.stderr)
+        done = subprocess.run([*shlex.split(command), "--", "--rate", "100000/s"], capture_output=True, text=True,
+                              timeout=support.SECONDS)
+        self.assertEqual(done.returncode, 1, done.stderr)  # nobody and the duplicate
+        self.assertEqual(catcher.recipients(), sorted(self.people))
+        # Finished: the same mail may go out once more, if that is what is said.
+        self.expect(1, self.vespro(*self.compose(account, "--wait")))
+        self.assertEqual(len(catcher.recipients()), 2 * len(self.people))
+
+    def test_yes_goes_on_and_anew_begins_anew(self):
+        catcher = self.catcher()
+        account = "127.0.0.1:{}".format(catcher.port)
+        self.begin(catcher, "--rate", "50/s")
+        row = self.interrupt()
+        # Another subject is another mail, and another list's people are others.
+        other = self.expect(0, self.vespro(*self.compose(account, "--no-start", subject="Other")))
+        self.assertNotEqual(os.path.dirname(other.stdout.strip()), os.path.dirname(row["job"]))
+        self.expect(1, self.vespro("--yes", *self.compose(account, "--wait", engine=("--rate", "9999/s"))))
+        self.assertEqual(catcher.recipients(), sorted(self.people))
+        self.begin(catcher, "--rate", "50/s")
+        self.interrupt()
+        self.expect(1, self.vespro(*self.compose(account, "--wait", "--anew", engine=("--rate", "9999/s"))))
+        self.assertEqual(set(catcher.recipients()), set(self.people))
+        self.assertGreater(len(catcher.recipients()), 2 * len(self.people))
+
+    def test_an_engine_that_can_not_begin_is_told_of_and_leaves_no_job(self):
+        catcher = self.catcher()
+        account = "127.0.0.1:{}".format(catcher.port)
+        for engine, named in ((("--bogus",), "--bogus"), (("--rate", "3"), "a rate is"),
+                              (("--ca", "gone.pem"), "gone.pem"), (("--suppress", "gone.txt"), "gone.txt"),
+                              (("--account-rate", "other=1/s"), "other")):
+            with self.subTest(engine=engine):
+                done = self.vespro(*self.compose(account, engine=engine))
+                self.assertIn(done.returncode, (2, 66), done.stderr)
+                self.assertIn(named, done.stderr)
+                self.assertEqual(self.sessions(), [])
+        dead = "127.0.0.1:{}".format(support.free_port())
+        done = self.expect(75, self.vespro(*self.compose(dead, engine=("--retry", "1"))))
+        self.assertIn("200 left; go on with: ", done.stderr)
+        self.assertEqual(self.status()[0]["left"], 200)
+
+    def test_the_accounts_of_a_job_can_be_chosen(self):
+        real, rehearsal = self.catcher(), support.Catcher(self.folder / "rehearsal")
+        self.addCleanup(rehearsal.stop)
+        self.add_account(real.port)
+        self.add_account(rehearsal.port, server="localhost")
+        self.expect(78, self.vespro(*self.compose("mail.example.org")))
+        self.expect(78, self.vespro(*self.compose("mail.example.org:25")))
+        self.expect(1, self.vespro(*self.compose("LOCALHOST", "--wait")))
+        self.assertEqual(rehearsal.recipients(), sorted(self.people))
+        self.assertFalse((real.maildir / "envelopes.tsv").exists() and real.envelopes())
+        self.expect(1, self.vespro(*self.compose("127.0.0.1:{}".format(real.port), "--account", "localhost", "--wait")))
+        self.assertEqual(len(real.recipients()) + len(rehearsal.recipients()), 2 * len(self.people))
+        self.assertGreater(len(real.recipients()), 0)
+
+    def test_a_person_is_asked_first(self):
+        catcher = self.catcher()
+        self.expect(0, self.vespro("accounts", "list"))  # makes the home
+        command = support.command_line("--home", self.home,
+                                       *self.compose("127.0.0.1:{}".format(catcher.port), "--wait"))
+        code, shown = on_a_terminal(command, "n")
+        self.assertEqual(code, 130, shown)
+        for line in ("subject   News", "me@example.org", "200 people", "column 2", "1 row without a usable",
+                     "1 duplicate", "127.0.0.1:{}".format(catcher.port), "nothing was sent"):
+            self.assertIn(line, shown)
+        self.assertEqual(self.sessions(), [])
+        code, shown = on_a_terminal(command, "y")
+        self.assertEqual(code, 1, shown)
+        self.assertEqual(catcher.recipients(), sorted(self.people))
+
+
+if __name__ == "__main__":
+    unittest.main()
