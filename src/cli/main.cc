@@ -42,6 +42,11 @@ int Fail(const Status& status) {
   return ExitCode(status.code());
 }
 
+std::string CommandFor(const Globals& globals, std::vector<std::string> words) {
+  if (!globals.home.empty()) words.insert(words.begin(), {"--home", globals.home});
+  return ModCommandLine::VesproCommand(words);
+}
+
 void PrintJson(const nlohmann::json& data) {
   std::cout << data.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
 }

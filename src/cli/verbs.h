@@ -31,6 +31,8 @@ int ExitCode(Code code);
 int Fail(const Status& status);
 // Data on standard output. Bytes that are no UTF-8 become U+FFFD.
 void PrintJson(const nlohmann::json& data);
+// A command to be copied, for the same home.
+std::string CommandFor(const Globals& globals, std::vector<std::string> words);
 // A remark on standard error.
 void Note(std::string_view text);
 

@@ -3,10 +3,12 @@
 #include <algorithm>
 
 #include "base/code_page.h"
+#include "base/command_line.h"
 #include "base/files.h"
 #include "base/lines.h"
 #include "base/text.h"
 #include "recipients/row.h"
+#include "settings/account_file.h"
 #include "settings/password.h"
 
 namespace vespro::engine {
@@ -26,16 +28,10 @@ Result<Account> ParseAccount(std::string_view value) {
   const std::vector<std::string_view> fields = ModText::Split(value, ',');
   if (fields.size() != 4) return Status(Code::kBadInput, "it does not have four fields");
   Account account;
+  const Result<std::uint16_t> port = CheckServer(fields[0], fields[1]);
+  if (!port.ok()) return port.status();
   account.server = ModText::Trim(fields[0]);
-  if (account.server.empty()) return Status(Code::kBadInput, "it names no server");
-  if (ModText::HasControls(account.server) || account.server.find(' ') != std::string::npos) {
-    return Status(Code::kBadInput, "its server can't be a name");
-  }
-  std::uint64_t port = 0;
-  if (!ModText::ParseUnsigned(ModText::Trim(fields[1]), 65535, &port) || port == 0) {
-    return Status(Code::kBadInput, "its port is not a number from 1 to 65535");
-  }
-  account.port = static_cast<std::uint16_t>(port);
+  account.port = port.value();
   Result<std::string> login = ModPassword::DecodePassword(fields[2]);
   if (!login.ok()) return Status(Code::kBadInput, "its login is not encoded as it should be");
   Result<std::string> password = ModPassword::DecodePassword(fields[3]);
@@ -69,6 +65,19 @@ struct Reader {
     job.warnings.push_back(last_fault);
   }
 
+  void TakeConnections(std::string_view value) {
+    const int wanted = ModText::LeadingInt16(value);
+    if (wanted >= 1 && wanted <= kMaxConnections) {
+      job.connections = static_cast<std::size_t>(wanted);
+      return;
+    }
+    job.connections = wanted < 1 ? Job().connections : kMaxConnections;
+    job.warnings.push_back("the number of connections, '" + ModText::Printable(value, 40) +
+                           "', is not one from 1 to " + std::to_string(kMaxConnections) + ": " +
+                           std::to_string(job.connections) + " are used. Change it with: " +
+                           ModCommandLine::VesproCommand({"settings", "set", "NumConnect", "5"}));
+  }
+
   void TakeLine(std::string_view line, std::size_t number) {
     if (ModText::Trim(line).empty()) return;
     const std::size_t equals = line.find('=');
@@ -76,8 +85,7 @@ struct Reader {
     const std::string_view value =
         equals == std::string_view::npos ? std::string_view() : line.substr(equals + 1);
     if (key == "CONNECTION") {
-      job.connections = static_cast<std::size_t>(
-          std::clamp<int>(ModText::LeadingInt16(value), 1, kMaxConnections));
+      TakeConnections(value);
     } else if (key == "DISTRIBUTION FILE") {
       job.list = ModDistribution::Parse(value);
       has_list = true;

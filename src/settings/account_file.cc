@@ -62,10 +62,6 @@ Status DecodeSecrets(AccountEntry& entry) {
   if (!login.ok()) return Status(Code::kBadInput, "the login name is not stored as it should be");
   Result<std::string> password = ModPassword::DecodePassword(entry.encoded_password);
   if (!password.ok()) return Status(Code::kBadInput, "the password is not stored as it should be");
-  // A line that was cut off, for a dialog takes the two only as a pair.
-  if (!login->empty() && password->empty()) {
-    return Status(Code::kBadInput, "there is a login name but no password");
-  }
   entry.login = std::move(login).value();
   entry.password = std::move(password).value();
   return {};
@@ -150,6 +146,24 @@ Result<std::vector<std::string>> ReadAccountsForJob(const fs::path& path) {
   return accounts;
 }
 
+Result<std::uint16_t> CheckServer(std::string_view server, std::string_view port) {
+  const std::string_view name = ModText::Trim(server);
+  if (name.empty()) return Status(Code::kBadInput, "it names no server");
+  // A comma would shift the fields of a job's line.
+  if (ModText::HasControls(name) || name.find_first_of(" ,") != std::string_view::npos) {
+    return Status(Code::kBadInput, "its server can't be a name");
+  }
+  std::uint64_t number = 0;
+  if (!ModText::ParseUnsigned(ModText::Trim(port), 65535, &number) || number == 0) {
+    return Status(Code::kBadInput, "its port is not a number from 1 to 65535");
+  }
+  return static_cast<std::uint16_t>(number);
+}
+
+std::string WhyLeftOut(const AccountEntry& entry) {
+  return entry.damaged ? entry.damage : CheckServer(entry.server, entry.port).status().text();
+}
+
 Status WriteAccountFile(const fs::path& path, const std::vector<AccountEntry>& entries) {
   std::string file;
   for (const AccountEntry& entry : entries) {
@@ -202,6 +216,12 @@ Status AccountList::Add(AccountEntry entry) {
   }
   entries_.push_back(std::move(entry));
   return {};
+}
+
+Status AccountList::LoadAll(const fs::path& path) {
+  Result<std::vector<AccountEntry>> entries = ReadAccountFile(path);
+  if (entries.ok()) entries_ = std::move(entries).value();
+  return entries.status();
 }
 
 Status AccountList::Load(const fs::path& path, const std::function<void(const Status&)>& refused) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -18,15 +19,15 @@ struct AccountEntry {
   std::string server;
   std::string port;
   std::string login;     // empty: no authentication
-  std::string password;  // a secret
+  std::string password;  // a secret; may be empty: the engine can ask a command for it
 
   // What the file had, when the entry comes from there. A login or password that is unchanged is
   // written back as it was, also when its bytes mean nothing in today's code page.
   std::string encoded_login;
   std::string encoded_password;
 
-  // A line that is no entry, or whose login or password can't be decoded or lacks its other half.
-  // `damage` says why, without secrets; `raw_line` is written back as it stands.
+  // A line that is no entry, or whose login or password can't be decoded. `damage` says why,
+  // without secrets; `raw_line` is written back as it stands.
   bool damaged = false;
   std::string damage;
   std::string raw_line;
@@ -38,6 +39,13 @@ Result<std::vector<AccountEntry>> ReadAccountFile(const std::filesystem::path& p
 // One text per entry for the job: "server,port,login,password", the last two still encoded. Lines
 // that are no entry are left out.
 Result<std::vector<std::string>> ReadAccountsForJob(const std::filesystem::path& path);
+
+// The port's number. kBadInput says why no server can be reached by these two: words that follow
+// "the account" or the like. Both are trimmed.
+Result<std::uint16_t> CheckServer(std::string_view server, std::string_view port);
+
+// Why the engine leaves the account out of a job, without secrets; empty when it uses it.
+std::string WhyLeftOut(const AccountEntry& entry);
 
 // Replaces the file whole, for the user's eyes only. kBadInput, with nothing written, when a field
 // holds a line break or a NUL, which would tear its line apart.
@@ -65,7 +73,11 @@ class AccountList {
 
   // Trims the fields and appends. kUsage with kTooMany when the list is full.
   Status Add(AccountEntry entry);
-  // Replaces the list by the file's entries. `refused` gets Add's failure once per surplus entry.
+  // Replaces the list by all of the file's entries, however many, so that what is written back
+  // lacks none.
+  Status LoadAll(const std::filesystem::path& path);
+  // The same for rows on a screen, which end at the bound. `refused` gets Add's failure once per
+  // surplus entry.
   Status Load(const std::filesystem::path& path,
               const std::function<void(const Status&)>& refused = {});
   // `index` from 0; nothing happens when there is no such row.

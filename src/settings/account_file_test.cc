@@ -69,7 +69,7 @@ TEST(AccountFileTest, FieldsAsTheyMayStand) {
       {"\"a,b\",\"25\",\"\",\"\"", "a,b,25,,", false},
       {"\"s\",\"25\",\"!\",\"eA==\"", "s,25,!,eA==", true},
       {"\"s\",\"25\",\"eA==\",\"eA\"", "s,25,eA==,eA", true},
-      {"\"s\",\"25\",\"eA==\",", "s,25,eA==,", true},
+      {"\"s\",\"25\",\"eA==\",", "s,25,eA==,", false},
       {"\"s\",\"25\",\"eA==\"", "", true},
       {"\"s\",\"25\",\"eA==\",\"eA==\",\"\"", "", true},
       {"\"s\",\"25\",\"eA==\",\"eA==", "", true},
@@ -86,6 +86,35 @@ TEST(AccountFileTest, FieldsAsTheyMayStand) {
     EXPECT_EQ(job.empty() ? "" : job[0], row.for_job) << row.line;
   }
   EXPECT_TRUE(Read(folder.Write("db", "\r\n  \r\n")).empty());
+}
+
+// The command line warns with the same function by which the engine decides.
+TEST(AccountFileTest, WhatTheEngineLeavesOut) {
+  TemporaryFolder folder;
+  const struct {
+    std::string_view line;
+    std::string_view why;
+  } rows[] = {
+      {"s,25,YW5u,eA==", ""},
+      {"s,25,YW5u,", ""},
+      {" m\xC3\xBCller.example , 65535 ,,", ""},
+      {"[2001:db8::25],25,,", ""},
+      {"s,25,YW5u,eA", "line 1: the password is not stored as it should be"},
+      {"s,25,!,eA==", "line 1: the login name is not stored as it should be"},
+      {"s,25,YW5u", "line 1: the line has fewer than four fields"},
+      {" ,25,,", "it names no server"},
+      {"\"a,b\",25,,", "its server can't be a name"},
+      {"a b,25,,", "its server can't be a name"},
+      {"s,abc,,", "its port is not a number from 1 to 65535"},
+      {"s,0,,", "its port is not a number from 1 to 65535"},
+      {"s,65536,,", "its port is not a number from 1 to 65535"},
+      {"s,,,", "its port is not a number from 1 to 65535"},
+  };
+  for (const auto& row : rows) {
+    const std::vector<AccountEntry> entries = Read(folder.Write("db", row.line));
+    ASSERT_EQ(entries.size(), 1U) << row.line;
+    EXPECT_EQ(WhyLeftOut(entries[0]), row.why) << row.line;
+  }
 }
 
 TEST(AccountFileTest, AnEditLeavesTheOthersAsTheyWere) {
@@ -119,7 +148,8 @@ TEST(AccountFileTest, CutAtEveryByte) {
     for (const AccountEntry& entry : entries) {
       if (entry.damaged) continue;
       // What passes for an account is one that was there, never a piece of it.
-      EXPECT_TRUE((entry.server == "smtp.a" && entry.password == "xyz") ||
+      EXPECT_TRUE((entry.server == "smtp.a" && entry.login == "ann" &&
+                   (entry.password == "xyz" || entry.password.empty())) ||
                   (entry.server == "smtp.b" && entry.port == "587" && entry.login.empty()))
           << size << ": " << entry.server << ":" << entry.port;
     }
@@ -176,6 +206,12 @@ TEST(AccountListTest, TheBound) {
   EXPECT_EQ(list.Add(Entry("s", "25", "", "")).text(), text);
   list.Remove(0);
   EXPECT_TRUE(list.Add(Entry("s", "25", "", "")).ok());
+
+  AccountList whole;
+  ASSERT_TRUE(whole.LoadAll(folder / "db").ok());
+  whole.Remove(32702);
+  EXPECT_EQ(whole.entries().size(), 32702U);
+  EXPECT_EQ(whole.Add(Entry("s", "25", "", "")).text(), text);
 }
 
 }  // namespace

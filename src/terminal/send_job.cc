@@ -4,6 +4,7 @@
 #include <system_error>
 
 #include "base/clock.h"
+#include "base/command_line.h"
 #include "base/files.h"
 #include "base/lines.h"
 #include "base/random.h"
@@ -115,17 +116,21 @@ Status CheckAccounts(const fs::path& file, std::vector<std::string>& remarks) {
   Result<std::vector<AccountEntry>> accounts = ReadAccountFile(file);
   if (!accounts.ok()) return accounts.status();
   std::size_t usable = 0;
+  std::string first_why;
   for (std::size_t i = 0; i < accounts->size(); ++i) {
     const AccountEntry& account = accounts.value()[i];
-    usable += account.damaged ? 0 : 1;
-    if (account.damaged) {
-      remarks.push_back("account " + std::to_string(i + 1) +
-                        " is damaged and will not be used: " + account.damage);
+    const std::string why = WhyLeftOut(account);
+    if (why.empty()) {
+      ++usable;
+      continue;
     }
+    const std::string number = std::to_string(i + 1);
+    if (first_why.empty()) first_why = "no account can be used; account " + number + ": " + why;
+    remarks.push_back("account " + number + " is left out: " + why + ". Take it away with: " +
+                      ModCommandLine::VesproCommand({"accounts", "remove", number}));
   }
   if (usable > 0) return {};
-  return Status(Code::kConfig, std::string(accounts->empty() ? "there is no mail server account"
-                                                             : "every account is damaged") +
+  return Status(Code::kConfig, (accounts->empty() ? "there is no mail server account" : first_why) +
                                    ": add one with " + kHowTo);
 }
 
