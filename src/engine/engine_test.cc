@@ -459,6 +459,29 @@ TEST(JobTest, ReadsTheWholeFile) {
   EXPECT_EQ(warnings.find("c2Vj"), std::string::npos) << warnings;
 }
 
+TEST(JobTest, TheNumberOfConnections) {
+  const std::string rest = "DISTRIBUTION FILE=a,TEXT\nMESSAGE FILE=m\nHOST=h,25,,\n";
+  const struct {
+    std::string line;
+    std::size_t connections;
+    bool warned;
+  } rows[] = {
+      {"", 5, false},
+      {"CONNECTION=12abc\n", 12, false},
+      {"CONNECTION=500\n", 500, false},
+      {"CONNECTION=many\n", 5, true},
+      {"CONNECTION=0\n", 5, true},
+      {"CONNECTION=-2\n", 5, true},
+      {"CONNECTION=501\n", 500, true},
+  };
+  for (const auto& row : rows) {
+    const Result<Job> job = ParseJob(row.line + rest);
+    ASSERT_TRUE(job.ok()) << row.line;
+    EXPECT_EQ(job->connections, row.connections) << row.line;
+    EXPECT_EQ(job->warnings.size(), row.warned ? 1U : 0U) << row.line;
+  }
+}
+
 TEST(JobTest, WhatIsMissingIsNamed) {
   const std::string list = "DISTRIBUTION FILE=a,TEXT\n", message = "MESSAGE FILE=m\n",
                     host = "HOST=h,25,,\n";
@@ -493,7 +516,6 @@ TEST(JobTest, WhatIsMissingIsNamed) {
   EXPECT_FALSE(ParseJob(mark + "MESSAGE FILE=\xC5\n" + list + host).ok());
   Result<Job> bare = ParseJob(list + message + host);
   ASSERT_TRUE(bare.ok());
-  EXPECT_EQ(bare->connections, 1u);
   EXPECT_EQ(bare->bcc_mode, 0);
 }
 

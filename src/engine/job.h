@@ -15,7 +15,7 @@ namespace vespro::engine {
 
 // Relative paths are meant from the job file's folder.
 struct Job {
-  std::size_t connections = 1;
+  std::size_t connections = 5;  // what the installation proposes
   Distribution list;
   int bcc_mode = 0;  // 0: personalised; n: one copy to n recipients
   std::filesystem::path message_file;

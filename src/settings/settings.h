@@ -48,7 +48,7 @@ inline constexpr std::array<SettingRow, 15> kSettingRows = {{
      "The text that all recipients see as To when one message goes to many (turbo mode).",
      "the options dialog", "no common text", ""},
     {setting::kNumConnect, "How many connections the engine opens at once.", "the options dialog",
-     "the engine opens one; the dialog shows DefaultNumConnect", ""},
+     "the engine opens 5; the dialog shows DefaultNumConnect", ""},
     {setting::kBccMode,
      "The mode: 0 personalises a message for each recipient, a number from 1 puts up to that many "
      "recipients on one message (turbo mode).",
