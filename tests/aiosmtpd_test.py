@@ -79,6 +79,15 @@ class EncryptedServer(support.JobTest):
         self.complaint(done, "login")
         self.assertEqual(self.keeper.messages, [])
 
+    def test_a_corrected_password_serves_the_job_that_was_begun(self):
+        self.expect(77, self.job("wrong", "--ca", self.certificate))
+        self.expect(0, self.vespro("accounts", "remove", "1"))
+        self.add_account(self.port, "localhost", LOGIN, PASSWORD)
+        [session] = self.sessions()
+        self.expect(0, self.vespro("run", session))
+        self.assertEqual(self.addresses("sent"), self.people)
+        self.assertEqual((session / "Vespro.cfg").stat().st_mode & 0o777, 0o600)
+
     def test_untrusted_certificate_lets_no_mail_and_no_login_out(self):
         done = self.job(PASSWORD, "--retry", "1", "--retry-delay", "0")
         self.assertIn(done.returncode, (1, 75, 78), done.stderr)

@@ -15,6 +15,7 @@
 #include "send/send_command.h"
 #include "send/session.h"
 #include "settings/settings.h"
+#include "terminal/job_accounts.h"
 #include "terminal/send_job.h"
 
 namespace vespro::cli {
@@ -176,6 +177,9 @@ std::string StatusText(const JobStatus& status) {
 int ResumeJob(Globals globals, const Home& home, const fs::path& job_file, bool wait) {
   Result<std::vector<std::string>> kept = ModSendJob::KeptEngineOptions(job_file.parent_path());
   if (!kept.ok()) return Fail(kept.status());
+  Status fresh = ModJobAccounts::RefreshPasswords(home.AccountFile(), job_file,
+                                                  job_file.parent_path() / engine::kJournalLock);
+  if (!fresh.ok()) return Fail(fresh);
   // What is said now comes after what was said then, and wins.
   globals.engine_options.insert(globals.engine_options.begin(), kept->begin(), kept->end());
   if (std::optional<int> wrong = CheckEngineOptions(globals)) return *wrong;
