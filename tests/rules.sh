@@ -29,6 +29,13 @@ complain "room without a README.md" < <(
     if compgen -G "$room*.cc" >/dev/null && [[ ! -e ${room}README.md ]]; then echo "$room"; fi
   done)
 
+complain "README.md that names what is not there" < <(
+  for readme in */README.md; do
+    grep -oE '`[A-Za-z0-9_/.-]+(/|\.(h|cc|md|cmake))`' "$readme" | tr -d '`' | while IFS= read -r name; do
+      [[ -e ${readme%README.md}$name || -e $name || -e ../$name ]] || echo "$readme: $name"
+    done
+  done)
+
 complain "test that no room runs" < <(
   for test in */*_test.cc */*/*_test.cc; do
     [[ -e $test ]] || continue
