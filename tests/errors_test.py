@@ -146,6 +146,24 @@ class Mistakes(support.JobTest):
         self.assertEqual(self.addresses("sent"), catcher.recipients())
 
 
+class ClosedStreams(support.JobTest):
+    def test_what_is_said_goes_into_no_file(self):
+        self.add_account(support.free_port())
+        listed = self.write("list.txt", "ada@example.org\n")
+        self.prefix = ("sh", "-c", 'exec "$@" <&- >&- 2>&-', "sh")
+        self.expect(75, self.send(
+            "--subject", "S", "--text", self.write("text.txt", "Hello\n"), "--list", listed,
+            engine=("--retry", "1", "--retry-delay", "0")))
+        [session] = self.sessions()
+        engine = [support.PROGRAMS / "vespro-engine", "-s", session / "Vespro.cfg", "--retry", "1"]
+        done = subprocess.run([*self.prefix, *engine], capture_output=True, timeout=support.SECONDS)
+        self.assertEqual(done.returncode, 75)
+        for path in self.home.rglob("*"):
+            if path.is_file():
+                self.assertNotIn(b"vespro-engine:", path.read_bytes(), path)
+        self.assertEqual(listed.read_text(), "ada@example.org\n")
+
+
 class FullDisk(support.JobTest):
     def test_sessions_that_cannot_be_made(self):
         self.home.mkdir()
@@ -179,7 +197,7 @@ class FullDisk(support.JobTest):
                                          "--list", listed, "--attach", attachment))
         self.assertEqual(len(done.stderr.splitlines()), 1, done.stderr)
         self.assertIn(str(disk), done.stderr)
-        self.assertEqual(list(self.home.rglob("report.txt")), [])
+        self.assertEqual(list((self.home / "session").iterdir()), [])
 
     def test_list_that_cannot_be_rewritten(self):
         """A limit on the size of files stands for the full disk; the list must survive it whole."""

@@ -334,6 +334,14 @@ std::string WithFullPath(std::string_view before, const std::string& option) {
   return option;
 }
 
+// A session that became no job, of a full disk for one, is not left lying about.
+void RemoveUnlessWritten(const Home& home, const std::string& session) {
+  if (session.empty()) return;
+  const fs::path folder = ModSession::SessionsFolder(home.data_folder) / session;
+  if (ModFiles::IsFile(folder / (std::string(kModuleName) + ".cfg"))) return;
+  ModFiles::Remove(folder).Ignore();  // the failure that is told is the one before it
+}
+
 }  // namespace
 
 Status KeepEngineOptions(const fs::path& session_folder, const std::vector<std::string>& options) {
@@ -377,7 +385,9 @@ Result<WrittenJob> WriteJob(Home& home, ConsoleRules rules, const SendRequest& r
   Composer composer(home, rules);
   if (Status prepared = composer.Prepare(request); !prepared.ok()) return prepared;
   composer.context().hosts = std::move(hosts);
-  if (Status sent = ModSend::CmdSend_Click(composer.context()); !sent.ok()) return sent;
+  const Status sent = ModSend::CmdSend_Click(composer.context());
+  RemoveUnlessWritten(home, composer.session_name());
+  if (!sent.ok()) return sent;
   if (!composer.host().started().has_value()) {
     return Status(Code::kConfig, "no job was made");  // the user has been told why
   }

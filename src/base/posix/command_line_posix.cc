@@ -1,13 +1,29 @@
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
+#include <cstdlib>
 
 #include "base/command_line.h"
 #include "base/text.h"
 
 namespace vespro::ModCommandLine {
+namespace {
+
+// The first file to be opened would take the place of a standard stream that is closed, and what is
+// said there would be written into that file.
+void FillStandardStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) != -1 || errno != EBADF) continue;
+    if (open("/dev/null", O_RDWR) != stream) std::_Exit(EXIT_FAILURE);
+  }
+}
+
+}  // namespace
 
 std::vector<std::string> Begin(int argc, char** argv) {
+  FillStandardStreams();
   // A file that may not grow any more is a failed write, as on a full disk, and no death.
   std::signal(SIGXFSZ, SIG_IGN);
   return {argv, argv + argc};

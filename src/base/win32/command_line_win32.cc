@@ -16,11 +16,24 @@ namespace {
 // The console belongs to the shell that started us and goes back to it as it was.
 UINT consoles_code_page = 0;
 
+// A standard stream that is closed leads nowhere from now on; no file that is opened takes its
+// place.
+void FillStandardStreams() {
+  const struct {
+    std::FILE* stream;
+    const char* mode;
+  } streams[] = {{stdin, "r"}, {stdout, "w"}, {stderr, "w"}};
+  for (const auto& each : streams) {
+    if (_fileno(each.stream) < 0) std::freopen("NUL", each.mode, each.stream);
+  }
+}
+
 void GiveConsoleBack() { SetConsoleOutputCP(consoles_code_page); }
 
 }  // namespace
 
 std::vector<std::string> Begin(int, char**) {
+  FillStandardStreams();
   _setmode(_fileno(stdout), _O_BINARY);
   _setmode(_fileno(stderr), _O_BINARY);
   consoles_code_page = GetConsoleOutputCP();

@@ -1,4 +1,6 @@
 #include <windows.h>
+// After windows.h, on which it depends.
+#include <aclapi.h>
 
 #include <algorithm>
 
@@ -161,7 +163,32 @@ Status ReplaceByRename(const fs::path& from, const fs::path& to) {
   return Fail(Code::kCannotWrite, "cannot write", to);
 }
 
+namespace {
+
+// Entries that come from the folder are left to the system, which finds them anew.
+void CopyAccessList(const fs::path& from, const fs::path& to) {
+  PACL list = nullptr;
+  PSECURITY_DESCRIPTOR descriptor = nullptr;
+  if (GetNamedSecurityInfoW(from.c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
+                            nullptr, &list, nullptr, &descriptor) != ERROR_SUCCESS) {
+    return;
+  }
+  SECURITY_DESCRIPTOR_CONTROL control = 0;
+  DWORD revision = 0;
+  GetSecurityDescriptorControl(descriptor, &control, &revision);
+  const DWORD inherits = (control & SE_DACL_PROTECTED) != 0
+                             ? PROTECTED_DACL_SECURITY_INFORMATION
+                             : UNPROTECTED_DACL_SECURITY_INFORMATION;
+  std::wstring name = to.wstring();
+  SetNamedSecurityInfoW(name.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION | inherits, nullptr,
+                        nullptr, list, nullptr);
+  LocalFree(descriptor);
+}
+
+}  // namespace
+
 void CopyPermissions(const fs::path& from, const fs::path& to) {
+  CopyAccessList(from, to);
   const DWORD attributes = GetFileAttributesW(from.c_str());
   if (attributes != INVALID_FILE_ATTRIBUTES) SetFileAttributesW(to.c_str(), attributes);
 }
