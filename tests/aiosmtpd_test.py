@@ -2,6 +2,7 @@
 
 import ssl
 import subprocess
+import time
 import unittest
 
 import support
@@ -30,24 +31,32 @@ class Keeper:
 class EncryptedServer(support.JobTest):
     def setUp(self):
         super().setUp()
-        self.certificate, key = self.folder / "ca.pem", self.folder / "key.pem"
-        subprocess.run(
-            ["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-keyout", key,
-             "-out", self.certificate, "-subj", "/CN=localhost",
-             "-addext", "subjectAltName=DNS:localhost,IP:127.0.0.1"],
-            check=True, capture_output=True)
-        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-        context.load_cert_chain(self.certificate, key)
         self.keeper = Keeper()
-        self.port = support.free_port()
-        self.server = Controller(
-            self.keeper, hostname="127.0.0.1", port=self.port, tls_context=context,
-            require_starttls=True, auth_required=True, authenticator=self.authenticate)
-        self.server.start()
-        self.addCleanup(self.server.stop)
+        self.certificate, self.port = self.serve("DNS:localhost,IP:127.0.0.1")
         self.people = ["p{:02}@example.net".format(i) for i in range(40)]
         self.listed = self.write("list.txt", "\n".join(self.people) + "\n")
         self.text = self.write("t.txt", "Hello\n")
+
+    def serve(self, names, expired=False):
+        """A server that is called so by its certificate, and its port."""
+        port = support.free_port()
+        certificate, key = self.folder / "{}.pem".format(port), self.folder / "key.pem"
+        subprocess.run(
+            ["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-keyout", key,
+             "-out", certificate, "-subj", "/CN=localhost", "-addext", "subjectAltName=" + names],
+            check=True, capture_output=True)
+        if expired:
+            subprocess.run(["openssl", "x509", "-in", certificate, "-signkey", key, "-days", "0",
+                            "-out", certificate], check=True, capture_output=True)
+            time.sleep(1.1)  # its last second
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(certificate, key)
+        server = Controller(
+            self.keeper, hostname="127.0.0.1", port=port, tls_context=context,
+            require_starttls=True, auth_required=True, authenticator=self.authenticate)
+        server.start()
+        self.addCleanup(server.stop)
+        return certificate, port
 
     @staticmethod
     def authenticate(server, session, envelope, mechanism, data):
@@ -91,7 +100,25 @@ class EncryptedServer(support.JobTest):
     def test_untrusted_certificate_lets_no_mail_and_no_login_out(self):
         done = self.job(PASSWORD, "--retry", "1", "--retry-delay", "0")
         self.assertIn(done.returncode, (1, 75, 78), done.stderr)
-        self.complaint(done, "certificate")
+        [session] = self.sessions()
+        self.complaint(done, "certificate", "issued by 'localhost'", "--ca FILE",
+                       "run '{}' -- --ca FILE".format(session))
+        self.assertEqual(self.keeper.messages, [])
+        self.expect(0, self.vespro("run", session, "--", "--ca", self.certificate))
+
+    def test_certificates_that_no_trust_mends(self):
+        for names, expired, words in (
+                ("DNS:mail.example.org,IP:192.0.2.1", False, "it is for mail.example.org, 192.0.2.1;"),
+                ("DNS:localhost", True, "expired on 2")):
+            with self.subTest(names=names):
+                certificate, self.port = self.serve(names, expired)
+                self.expect(0, self.vespro("accounts", "add", "localhost", "--port", str(self.port)))
+                done = self.send("--subject", names, "--list", self.listed, "--text", self.text,
+                                 engine=("--ca", certificate, "--retry", "1", "--retry-delay", "0"))
+                self.expect(0, self.vespro("accounts", "remove", "1"))
+                self.assertIn(done.returncode, (1, 75, 78), done.stderr)
+                self.complaint(done, words)
+                self.assertNotIn("--ca FILE", done.stderr)
         self.assertEqual(self.keeper.messages, [])
 
     def test_tls_required_refuses_a_clear_server(self):

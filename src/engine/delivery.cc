@@ -897,7 +897,10 @@ void Delivery::Impl::OnSessionFailed(const Session& session, bool was_used, cons
   Target& target = targets_[session.target()];
   const Verdict verdict = Judge(failure);
   if (verdict.login && RenewSecret(target, session.secret_number())) return;
-  if (verdict.action == Action::kTakeOut) return TakeOut(session.target(), verdict, text);
+  if (verdict.action == Action::kTakeOut) {
+    target.tally.untrusted = failure.fault == Fault::kUntrusted;
+    return TakeOut(session.target(), verdict, text);
+  }
   if (was_used || ending_) return;
   // A server that takes us in and throws us out again must not be called on without end.
   if (session.was_ready()) return Rest(target, kFirstRest, target.pauses, text);

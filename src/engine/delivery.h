@@ -138,6 +138,7 @@ struct AccountTally {
   std::string server;         // "name:port"
   std::string login_refused;  // the server's words when it took no login; empty otherwise
   std::string taken_out;      // why else it took no further part; empty otherwise
+  bool untrusted = false;     // the reason is one that a further trust anchor would mend
   std::uint64_t sent = 0, refused = 0, failed = 0, unknown = 0;
 };
 

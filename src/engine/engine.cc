@@ -225,12 +225,15 @@ class Run {
   std::string GoOnWith() const { return "; go on with: " + RunCommand(options_.job_file); }
 
   // How many were not tried yet, and how they will be.
-  std::string WhatIsLeft() {
+  std::string WhatIsLeft(const DeliveryEnd& end) {
     // A failure here would be the run's own, which is told.
     journal_->Commit().Ignore();
     const Result<JobStatus> status = ReadJobStatus(options_, world_.randomness);
     const bool known = status.ok() && status->left.has_value();
-    return (known ? ", " + std::to_string(*status->left) + " left" : "") + GoOnWith();
+    const bool untrusted = std::any_of(end.accounts.begin(), end.accounts.end(),
+                                       [](const AccountTally& tally) { return tally.untrusted; });
+    return (known ? ", " + std::to_string(*status->left) + " left" : "") + GoOnWith() +
+           (untrusted ? " -- --ca FILE" : "");
   }
 
   Status OpenJournal() {
@@ -371,15 +374,15 @@ class Run {
       case DeliveryEnd::Reason::kStopped:
         exit = end.status.ok() ? kExitInterrupted : ExitOf(end.status);
         result_ = (end.status.ok() ? "interrupted" : "stopped (" + end.status.text() + ")") +
-                  WhatIsLeft();
+                  WhatIsLeft(end);
         break;
       case DeliveryEnd::Reason::kNoLogin:
         exit = kExitLogin;
-        result_ = "stopped (" + end.status.text() + ")" + WhatIsLeft();
+        result_ = "stopped (" + end.status.text() + ")" + WhatIsLeft(end);
         break;
       case DeliveryEnd::Reason::kCannotRecord:
         exit = kExitRunAgain;
-        result_ = "stopped (" + end.status.text() + ")" + WhatIsLeft();
+        result_ = "stopped (" + end.status.text() + ")" + WhatIsLeft(end);
         break;
     }
     if (exit != kExitAllSent) Say(result_);

@@ -1,16 +1,19 @@
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>
 
+#include <algorithm>
 #include <array>
 #include <asio.hpp>
 #include <asio/ssl.hpp>
 #include <csignal>
 #include <cstdio>
+#include <ctime>
 #include <optional>
 #include <thread>
 #include <vector>
 
 #include "base/files.h"
+#include "base/text.h"
 #include "engine/net.h"
 #include "engine/net_system.h"
 
@@ -43,6 +46,99 @@ std::string Literal(const asio::ip::address& address) {
   std::string text = address.to_string();
   text.resize(std::min(text.find('%'), text.size()));  // an interface's name is not for others
   return address.is_v6() ? "[IPv6:" + text + "]" : "[" + text + "]";
+}
+
+// What is wrong with a server's certificate, in words that follow it.
+struct CertificateFault {
+  Fault fault = Fault::kCertificate;
+  std::string text;
+};
+
+std::string Date(const ASN1_TIME* time) {
+  std::tm date{};
+  if (ASN1_TIME_to_tm(time, &date) != 1) return "a day that can't be read";
+  char text[32];
+  std::strftime(text, sizeof text, "%Y-%m-%d", &date);
+  return text;
+}
+
+std::string CommonName(const X509_NAME* name) {
+  char text[256] = "";
+  X509_NAME_get_text_by_NID(const_cast<X509_NAME*>(name), NID_commonName, text, sizeof text);
+  return ModText::Printable(text, 100);
+}
+
+std::string AlternativeName(const GENERAL_NAME& name) {
+  int kind = 0;
+  const auto* value = static_cast<const ASN1_STRING*>(GENERAL_NAME_get0_value(&name, &kind));
+  if (kind != GEN_DNS && kind != GEN_IPADD) return {};
+  const auto size = static_cast<std::size_t>(ASN1_STRING_length(value));
+  const unsigned char* bytes = ASN1_STRING_get0_data(value);
+  if (kind == GEN_DNS) {
+    return ModText::Printable(std::string(bytes, bytes + size), 100);
+  }
+  asio::ip::address_v4::bytes_type v4{};
+  asio::ip::address_v6::bytes_type v6{};
+  if (size == v4.size()) {
+    std::copy_n(bytes, size, v4.begin());
+    return asio::ip::address_v4(v4).to_string();
+  }
+  if (size != v6.size()) return {};
+  std::copy_n(bytes, size, v6.begin());
+  return asio::ip::address_v6(v6).to_string();
+}
+
+// The servers that it was made for; some of them when there are many.
+std::string NamesIn(const X509* certificate) {
+  constexpr int kMostNames = 10;
+  std::string names;
+  auto* alternatives = static_cast<GENERAL_NAMES*>(
+      X509_get_ext_d2i(certificate, NID_subject_alt_name, nullptr, nullptr));
+  const int count = sk_GENERAL_NAME_num(alternatives);  // -1 for none
+  for (int i = 0; i < std::min(count, kMostNames); ++i) {
+    const std::string name = AlternativeName(*sk_GENERAL_NAME_value(alternatives, i));
+    if (!name.empty()) names += (names.empty() ? "" : ", ") + name;
+  }
+  GENERAL_NAMES_free(alternatives);
+  if (count > kMostNames) names += ", ...";
+  return count > 0 ? names : CommonName(X509_get_subject_name(certificate));
+}
+
+CertificateFault Explain(X509_STORE_CTX* check) {
+  const int error = X509_STORE_CTX_get_error(check);
+  const X509* certificate = X509_STORE_CTX_get_current_cert(check);
+  CertificateFault fault;
+  fault.text = X509_verify_cert_error_string(error);
+  if (certificate == nullptr) return fault;
+  switch (error) {
+    case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT:
+    case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY:
+    case X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE:
+    case X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT:
+    case X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN:
+      fault.fault = Fault::kUntrusted;
+      fault.text += ", issued by '" + CommonName(X509_get_issuer_name(certificate)) +
+                    "'; if it is the right server, trust it by the engine's option --ca FILE, a "
+                    "file with its issuer's certificate (PEM)";
+      break;
+    case X509_V_ERR_HOSTNAME_MISMATCH:
+    case X509_V_ERR_IP_ADDRESS_MISMATCH:
+      fault.text += ", it is for " + NamesIn(certificate) +
+                    "; the account has to name the server by one of these";
+      break;
+    case X509_V_ERR_CERT_HAS_EXPIRED:
+      fault.text +=
+          " on " + Date(X509_get0_notAfter(certificate)) +
+          "; whoever runs the server has to renew it, unless this machine's clock is wrong";
+      break;
+    case X509_V_ERR_CERT_NOT_YET_VALID:
+      fault.text +=
+          " before " + Date(X509_get0_notBefore(certificate)) + "; look at this machine's clock";
+      break;
+    default:
+      break;
+  }
+  return fault;
 }
 
 }  // namespace
@@ -126,6 +222,11 @@ class AsioConnection : public std::enable_shared_from_this<AsioConnection> {
     } else {
       checkable = X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), host.c_str()) == 1;
     }
+    // Called within the handshake only, whose handler keeps this object.
+    tls_->set_verify_callback([this](bool accepted, asio::ssl::verify_context& check) {
+      if (!accepted) certificate_fault_ = Explain(check.native_handle());
+      return accepted;
+    });
     if (!checkable) return Lose(Fault::kTls, "the server's name can't be checked: " + host);
     busy_ = true;
     tls_->async_handshake(asio::ssl::stream_base::client,
@@ -222,8 +323,8 @@ class AsioConnection : public std::enable_shared_from_this<AsioConnection> {
       const long verified = SSL_get_verify_result(tls_->native_handle());
       if (losing_) return FinishLosing();
       if (verified != X509_V_OK) {
-        return Lose(Fault::kCertificate, std::string("the server's certificate is not accepted: ") +
-                                             X509_verify_cert_error_string(verified));
+        return Lose(certificate_fault_.fault,
+                    "the server's certificate is not accepted: " + certificate_fault_.text);
       }
       return Lose(Fault::kTls, "TLS could not be started: " + error.message());
     }
@@ -319,6 +420,7 @@ class AsioConnection : public std::enable_shared_from_this<AsioConnection> {
   tcp::resolver resolver_;
   tcp::socket socket_;
   std::unique_ptr<TlsStream> tls_;
+  CertificateFault certificate_fault_;
 
   std::vector<tcp::endpoint> addresses_;
   std::size_t next_address_ = 0;

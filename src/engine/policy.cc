@@ -41,7 +41,7 @@ constexpr Verdict kSplit{.scope = Scope::kRecipient, .action = kRetryNow};
 
 constexpr Row kRows[] = {
     // What we found out ourselves.
-    {kFirstSession, Stage::kQuit, Fault::kCertificate, Fault::kNoTls, 0, 0, If::kAlways, kUseless},
+    {kFirstSession, Stage::kQuit, Fault::kUntrusted, Fault::kNoTls, 0, 0, If::kAlways, kUseless},
     {kFirstSession, Stage::kQuit, Fault::kNoAuth, Fault::kNoAuth, 0, 0, If::kAlways, kUseless},
     {Stage::kRcpt,
      Stage::kRcpt,

@@ -37,7 +37,8 @@ enum class Fault {
   kNoName,       // the server's name has no address
   kUnreachable,  // no connection to any of its addresses
   kTls,          // TLS could not be agreed on
-  kCertificate,  // the server could not prove who it is
+  kUntrusted,    // nobody whom we trust vouches for the server; one more trust anchor would mend it
+  kCertificate,  // the server could not prove who it is in another way
   kNoTls,        // TLS is required and not offered
   kNoAuth,       // no login that we could use: not offered, or only over a clear connection
   kCannotCarry,  // the message needs an extension or a size that this server does not have

@@ -33,6 +33,8 @@ TEST(PolicyTest, WhatAFailureMeans) {
        Action::kTakeOut, true},
       {"the same on port 465", Local(Stage::kGreeting, Fault::kCertificate), Scope::kAccount,
        Action::kTakeOut, true},
+      {"an unknown issuer", Local(Stage::kStartTls, Fault::kUntrusted), Scope::kAccount,
+       Action::kTakeOut, true},
       {"TLS required, none there", Local(Stage::kStartTls, Fault::kNoTls), Scope::kAccount,
        Action::kTakeOut, true},
       {"a greeting that says no", Answered(Stage::kGreeting, 554), Scope::kConnection,
