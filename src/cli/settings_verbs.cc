@@ -21,10 +21,17 @@ int List(const Globals& globals) {
   for (const SettingRow& row : kSettingRows) {
     const std::string value = settings.Read(row.name);
     if (globals.json) {
-      data[std::string(row.name)] = value;
-    } else {
-      std::cout << row.name << " = " << ModText::Printable(value, 1000) << "\n";
+      data[std::string(row.name)] = {{"value", value},
+                                     {"meaning", row.meaning},
+                                     {"set_by", row.set_by},
+                                     {"when_absent", row.when_absent},
+                                     {"installed", row.installed}};
+      continue;
     }
+    std::cout << row.name << " =" << (value.empty() ? "" : " ") << ModText::Printable(value, 1000)
+              << "\n    " << row.meaning << "\n    Not set: " << row.when_absent << ".";
+    if (!row.installed.empty()) std::cout << " Installed as " << row.installed << ".";
+    std::cout << " Set by " << row.set_by << ".\n";
   }
   if (globals.json) {
     PrintJson(data);
@@ -78,7 +85,8 @@ void AddSettingsVerbs(CLI::App& app, Globals& globals, Action& action) {
     });
   };
 
-  CLI::App* list = settings->add_subcommand("list", "List them all");
+  CLI::App* list = settings->add_subcommand(
+      "list", "List them all, with their meaning and what holds while they are not set");
   list->footer("Example: vespro settings list");
   list->callback([&] { action = [&globals] { return List(globals); }; });
 
