@@ -63,6 +63,21 @@ class Mistakes(support.JobTest):
                 self.assertTrue(done.stderr)
                 self.assertEqual(done.stdout, "")
 
+    def test_options_of_the_engine_come_last(self):
+        for given, meant in (
+                (["send", "--rate", "10/s", "--subject", "a b", "--only=ada@example.org", "--json", "--", "--quiet"],
+                 "send --subject 'a b' --json -- --rate 10/s --only=ada@example.org --quiet"),
+                (["run", "--fresh", "1234", "--limit", "5"], "run 1234 -- --fresh --limit 5"),
+                (["send", "--subject", "--tls", "--tls", "off"], "send --subject --tls -- --tls off"),
+                (["send", "--password-command", "a=echo s3cret", "--", "--password-command=b=echo s3cret"],
+                 "-- --password-command SERVER=COMMAND --password-command=SERVER=COMMAND")):
+            with self.subTest(given=given):
+                done = self.expect(2, self.vespro(*given))
+                self.assertTrue(done.stderr.endswith(meant + "\n"), done.stderr)
+                self.assertNotIn("s3cret", done.stderr)
+        done = self.expect(2, self.vespro("accounts", "list", "--rate", "1/s"))
+        self.assertNotIn("come after", done.stderr)
+
     def test_no_account_and_no_sender(self):
         self.expect(0, self.vespro("accounts", "remove", "1", "--yes"))
         self.attempt(78, "accounts add")

@@ -196,6 +196,7 @@ void AddJobVerbs(CLI::App& app, Globals& globals, Action& action) {
   run->add_option("JOB", *name, "A session's name or folder, or its Vespro.cfg")->required();
   run->footer(
       "Options for the engine come after \"--\".\n"
+      "Exit: how the run ended; 0 everyone was accepted, 1 not everybody, 75 go on with it later.\n"
       "Example: vespro run 0104261200001");
   run->callback(
       [&globals, &action, name] { action = [&globals, name] { return RunVerb(globals, *name); }; });

@@ -7,6 +7,7 @@
 #include "base/command_line.h"
 #include "base/text.h"
 #include "cli/verbs.h"
+#include "engine/options.h"
 
 namespace vespro::cli {
 
@@ -58,6 +59,14 @@ void Note(std::string_view text) {
 
 namespace {
 
+constexpr char kFooter[] =
+    "'vespro VERB --help' tells more and has an example.\n"
+    "Exit:\n"
+    "  0 done; 1 sent, but not to everybody; 2 usage; 65 input that can't be used\n"
+    "  66 a file that can't be read; 70 internal error; 73 a file that can't be written\n"
+    "  75 stopped, or not possible now: it may be run again; 77 every login was refused\n"
+    "  78 a setting or an account is missing; 130 interrupted, or answered with no";
+
 void AddAbout(CLI::App& app, Action& action) {
   CLI::App* about = app.add_subcommand("about", "Show the version");
   about->callback([&action] {
@@ -68,6 +77,49 @@ void AddAbout(CLI::App& app, Action& action) {
       return 0;
     };
   });
+}
+
+// A password may stand in them.
+void HidePasswordCommands(std::vector<std::string>& words) {
+  constexpr std::string_view kOption = "--password-command";
+  const std::string shown = "SERVER=COMMAND";
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    if (words[i].starts_with(std::string(kOption) + "=")) {
+      words[i].replace(kOption.size() + 1, std::string::npos, shown);
+    }
+    if (i > 0 && words[i - 1] == kOption) words[i] = shown;
+  }
+}
+
+// "vespro send --rate 10/s" as it was meant: the engine's options come after "--". Empty where
+// there is none of them before it. `given` lack the program's name.
+std::string WithEngineOptionsLast(CLI::App& app, const std::vector<std::string>& given,
+                                  const std::vector<std::string>& engine_options) {
+  const std::vector<CLI::App*> verbs = app.get_subcommands();
+  if (verbs.empty() || (verbs[0]->get_name() != "send" && verbs[0]->get_name() != "run")) return {};
+  const std::vector<engine::OptionName> known = engine::OptionNames();
+  std::vector<std::string> words, moved;
+  for (std::size_t i = 0; i < given.size(); ++i) {
+    const std::string name = given[i].substr(0, given[i].find('='));
+    const bool joined = name.size() < given[i].size();
+    const CLI::Option* own = verbs[0]->get_option_no_throw(name);
+    if (own == nullptr) own = app.get_option_no_throw(name);
+    const auto option = std::find_if(known.begin(), known.end(), [&](const engine::OptionName& o) {
+      return own == nullptr && o.name == name;
+    });
+    const bool is_moved = option != known.end();
+    std::vector<std::string>& to = is_moved ? moved : words;
+    to.push_back(given[i]);
+    const bool takes_value =
+        is_moved ? option->takes_value : own != nullptr && own->get_items_expected_max() > 0;
+    if (takes_value && !joined && i + 1 < given.size()) to.push_back(given[++i]);
+  }
+  if (moved.empty()) return {};
+  words.push_back("--");
+  words.insert(words.end(), moved.begin(), moved.end());
+  words.insert(words.end(), engine_options.begin(), engine_options.end());
+  HidePasswordCommands(words);
+  return ModCommandLine::VesproCommand(words);
 }
 
 int Run(std::vector<std::string> arguments) {
@@ -101,12 +153,19 @@ int Run(std::vector<std::string> arguments) {
   AddCatchVerb(app, globals, action);
   AddAbout(app, action);
 
-  // CLI11 takes its arguments last first, without the program's name.
-  std::reverse(arguments.begin(), arguments.end());
-  if (!arguments.empty()) arguments.pop_back();
+  app.footer(kFooter);  // here, since verbs that are declared later would show it too
+
+  if (!arguments.empty()) arguments.erase(arguments.begin());
+  std::vector<std::string> last_first(arguments.rbegin(), arguments.rend());  // as CLI11 wants them
   try {
-    app.parse(arguments);
+    app.parse(last_first);
   } catch (const CLI::ParseError& error) {
+    const std::string meant = error.get_exit_code() == 0
+                                  ? std::string()
+                                  : WithEngineOptionsLast(app, arguments, globals.engine_options);
+    if (!meant.empty()) {
+      return Fail(Status(Code::kUsage, "the engine's options come after \"--\": " + meant));
+    }
     return app.exit(error) == 0 ? 0 : ExitCode(Code::kUsage);
   }
   if (!action) {

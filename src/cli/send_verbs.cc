@@ -215,6 +215,7 @@ void AddSendVerbs(CLI::App& app, Globals& globals, Action& action) {
                  "Begin a new job even if one with the same message and list is unfinished");
   send->footer(
       "What comes after \"--\" goes to the engine ('vespro-engine --help').\n"
+      "Exit: as 'vespro --help' says; with --wait how the run ended, without it how it began.\n"
       "Example: vespro send --subject 'Spring news for #NAME' --html news.html --text news.txt "
       "--embed logo.png --attach rules.pdf --list members.csv --personalised --wait -- --rate "
       "10/s");

@@ -169,14 +169,16 @@ ParsedOptions ParseOptions(std::vector<std::string> arguments) {
   return parsed;
 }
 
-std::vector<std::string> OptionNames() {
+std::vector<OptionName> OptionNames() {
   CLI::App app;
   Arguments texts;
   EngineOptions options;
   Declare(app, texts, options);
-  std::vector<std::string> names;
+  std::vector<OptionName> names;
   for (const CLI::Option* option : app.get_options()) {
-    for (const std::string& name : option->get_lnames()) names.emplace_back("--").append(name);
+    for (const std::string& name : option->get_lnames()) {
+      names.push_back({"--" + name, option->get_items_expected_max() > 0});
+    }
   }
   return names;
 }

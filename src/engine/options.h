@@ -21,7 +21,10 @@ struct ParsedOptions {
 // `arguments` are without the program's name.
 ParsedOptions ParseOptions(std::vector<std::string> arguments);
 
-// Every long option, with its dashes.
-std::vector<std::string> OptionNames();
+struct OptionName {
+  std::string name;  // the long one, with its dashes
+  bool takes_value = false;
+};
+std::vector<OptionName> OptionNames();
 
 }  // namespace vespro::engine
