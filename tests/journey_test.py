@@ -183,6 +183,29 @@ class HardValues(Letters):
         self.assertEqual(attached.get_content(), bytes(range(256)) * 300)
 
 
+class CustomWords(Letters):
+    def test_a_phrase_stands_for_its_capitals(self):
+        listed = self.write("list.csv", "E-Mail,Name\r\na@example.org,Ann\r\n")
+        catcher = self.catcher()
+        for name, value in (("CustomWord1", "Best regards & thanks"), ("CustomWord2", "name"),
+                            ("MailList", "{},CSV,0,HEADER".format(listed))):
+            self.expect(0, self.vespro("settings", "set", name, value))
+        words = self.expect(0, self.vespro("fields")).stdout.split("\n")
+        self.assertEqual(words, ["#E-MAIL", "#NAME", "#BEST REGARDS & THANKS", "#NAME", ""])
+        body = "#NAME\n#BEST REGARDS & THANKS\n"
+        self.expect(0, self.send(
+            "--account", "127.0.0.1:{}".format(catcher.port), "--subject", "#BEST REGARDS & THANKS, #NAME",
+            "--text", self.write("t.txt", body),
+            "--html", self.write("h.html", "<p>#BEST&nbsp;REGARDS &amp; THANKS</p>")))
+        message = self.check_shape(catcher.envelopes()[0][0].read_bytes())
+        self.assertEqual(str(message["Subject"]), "Best regards & thanks, Ann")
+        self.assertEqual(message.get_body(("plain",)).get_content().split(), "Ann Best regards & thanks".split())
+        self.assertIn("<p>Best regards &amp; thanks</p>", message.get_body(("html",)).get_content())
+        only = self.expect(0, self.vespro("preview", "--from", "me@example.org", "--subject", "#BEST REGARDS & THANKS",
+                                          "--text", self.write("t.txt", "#BEST REGARDS & THANKS\n")))
+        self.assertEqual(only.stdout.count("Best regards & thanks"), 2, only.stdout)
+
+
 class Turbo(Letters):
     def test_one_copy_for_many_and_nobody_sees_the_others(self):
         addresses = ["t{:03}@example.net".format(i) for i in range(250)]

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <string>
 
 namespace vespro {
 
@@ -28,6 +29,8 @@ class SystemClock final : public Clock {
 
 namespace ModClock {
 LocalTime ToLocal(std::chrono::system_clock::time_point moment);
+// Date and time as the user's regional settings show them. UTF-8.
+std::string RegionalText(const LocalTime& time);
 }
 
 }  // namespace vespro

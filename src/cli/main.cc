@@ -149,6 +149,7 @@ int Run(std::vector<std::string> arguments) {
   AddListVerbs(app, globals, action);
   AddAccountVerbs(app, globals, action);
   AddSettingsVerbs(app, globals, action);
+  AddMergeVerbs(app, globals, action);
   AddReportVerbs(app, globals, action);
   AddCatchVerb(app, globals, action);
   AddAbout(app, action);

@@ -15,6 +15,7 @@
 #include "cli/job_verbs.h"
 #include "engine/job.h"
 #include "engine/options.h"
+#include "merge/custom_words.h"
 #include "mime/reader.h"
 #include "send/session.h"
 #include "terminal/process.h"
@@ -80,7 +81,12 @@ bool SameJob(const engine::Job& a, const engine::Job& b) {
   }
   Result<std::string> first = ModFiles::ReadAll(a.message_file);
   Result<std::string> second = ModFiles::ReadAll(b.message_file);
-  return first.ok() && second.ok() && SameButForBoundaries(first.value(), second.value());
+  if (!first.ok() || !second.ok() || !SameButForBoundaries(first.value(), second.value())) {
+    return false;
+  }
+  const auto words = ModMailMerge::LoadCustomWords(a.message_file.parent_path());
+  const auto others = ModMailMerge::LoadCustomWords(b.message_file.parent_path());
+  return words.ok() && others.ok() && words.value() == others.value();
 }
 
 // The last lines of what the engine has said.

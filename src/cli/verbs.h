@@ -41,6 +41,7 @@ void AddJobVerbs(CLI::App& app, Globals& globals, Action& action);
 void AddListVerbs(CLI::App& app, Globals& globals, Action& action);
 void AddAccountVerbs(CLI::App& app, Globals& globals, Action& action);
 void AddSettingsVerbs(CLI::App& app, Globals& globals, Action& action);
+void AddMergeVerbs(CLI::App& app, Globals& globals, Action& action);
 void AddReportVerbs(CLI::App& app, Globals& globals, Action& action);
 void AddCatchVerb(CLI::App& app, Globals& globals, Action& action);
 

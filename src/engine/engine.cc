@@ -19,6 +19,7 @@
 #include "engine/progress.h"
 #include "engine/report.h"
 #include "engine/template.h"
+#include "merge/custom_words.h"
 
 namespace vespro::engine {
 namespace {
@@ -143,9 +144,12 @@ class Run {
     }
     Result<UnsubscribeOptions> unsubscribe = WithKey();
     if (!unsubscribe.ok()) return unsubscribe.status();
+    Result<std::vector<std::string>> words = ModMailMerge::LoadCustomWords(folder_);
+    if (!words.ok()) return words.status();
     Result<std::unique_ptr<Template>> prepared =
         Template::Prepare(std::move(message).value(),
-                          {job_.bcc_mode, source_->first_row(), std::move(unsubscribe).value()},
+                          {job_.bcc_mode, source_->first_row(), std::move(unsubscribe).value(),
+                           std::move(words).value()},
                           world_.clock, world_.randomness);
     if (!prepared.ok()) return prepared.status();
     template_ = std::move(prepared).value();

@@ -4,8 +4,11 @@
 #include <array>
 #include <cstdint>
 #include <unordered_set>
+#include <utility>
 
 #include "base/text.h"
+#include "merge/custom_words.h"
+#include "mime/html_reference.h"
 
 namespace vespro::engine {
 namespace {
@@ -36,30 +39,62 @@ constexpr std::array<std::array<std::uint32_t, 2>, 21> kNoLetters = {{
     {0x1F000, 0x1FAFF},
 }};
 
-bool GoesOn(std::string_view rest) {
+bool GoesOn(std::string_view rest, bool html) {
   if (rest.empty()) return false;
   const char c = rest.front();
-  if ((static_cast<unsigned char>(c) & 0x80) == 0)
-    return IsAsciiLetter(c) || IsDigit(c) || c == '_';
-  const std::uint32_t character = FirstCharacter(rest);
+  char32_t referred = 0;
+  const bool reference = html && c == '&' && ModReference::Read(rest, referred) > 0;
+  const std::uint32_t character = reference ? referred : FirstCharacter(rest);
+  if (character < 0x80) {
+    const char ascii = static_cast<char>(character);
+    return IsAsciiLetter(ascii) || IsDigit(ascii) || ascii == '_';
+  }
   return std::none_of(kNoLetters.begin(), kNoLetters.end(), [character](const auto& range) {
     return character >= range[0] && character <= range[1];
   });
 }
 
-std::string EscapeMarkup(std::string_view name) {
-  std::string escaped;
-  for (char c : name) {
-    if (c == '&')
-      escaped += "&amp;";
-    else if (c == '<')
-      escaped += "&lt;";
-    else if (c == '>')
-      escaped += "&gt;";
-    else
-      escaped += c;
+constexpr char32_t kNoBreakSpace = 0xA0;
+
+// Whether `text` continues with a blank, in any of the forms that editors give it; its length.
+std::size_t BlankAt(std::string_view text, bool html) {
+  if (text.empty()) return 0;
+  // Editors break their lines at blanks.
+  if (IsHtmlBlank(text.front())) return 1;
+  if (text.starts_with("\xC2\xA0")) return 2;
+  if (!html) return 0;
+  char32_t character = 0;
+  const std::size_t length = ModReference::Read(text, character);
+  return character == kNoBreakSpace || character == ' ' ? length : 0;
+}
+
+// How much of `text` the word takes, whose characters may be written as references in HTML; 0 when
+// it is another one.
+std::size_t Matched(std::string_view word, std::string_view text, bool html) {
+  std::size_t in_word = 0, at = 0;
+  while (in_word < word.size()) {
+    if (word[in_word] == ' ') {
+      std::size_t blanks = 0;
+      while (const std::size_t length = BlankAt(text.substr(at), html)) {
+        at += length;
+        ++blanks;
+      }
+      if (blanks == 0) return 0;
+      while (in_word < word.size() && word[in_word] == ' ') ++in_word;
+      continue;
+    }
+    if (at >= text.size()) return 0;
+    char32_t character = 0;
+    const std::size_t length =
+        html && text[at] == '&' ? ModReference::Read(text.substr(at), character) : 0;
+    std::string own;
+    if (length > 0) ModText::AppendUtf8(own, character);
+    const std::string_view expected = length > 0 ? std::string_view(own) : text.substr(at, 1);
+    if (!word.substr(in_word).starts_with(expected)) return 0;
+    in_word += expected.size();
+    at += std::max<std::size_t>(length, 1);
   }
-  return escaped;
+  return at;
 }
 
 bool IsColourOrStyle(std::string_view tag, std::string_view attribute) {
@@ -74,36 +109,34 @@ bool IsColourOrStyle(std::string_view tag, std::string_view attribute) {
 
 }  // namespace
 
-MergeWords::MergeWords(const std::vector<ModMailMerge::FieldName>& fields) {
-  std::unordered_set<std::string_view> known;
+MergeWords::MergeWords(const std::vector<ModMailMerge::FieldName>& fields,
+                       const std::vector<std::string>& custom) {
+  std::unordered_set<std::string> known;
   for (const ModMailMerge::FieldName& field : fields) {
     if (field.name.empty() || !known.insert(field.name).second) continue;
-    plain_.push_back({field.name, field.column});
-    html_.push_back({field.name, field.column});
-    std::string escaped = EscapeMarkup(field.name);
-    if (escaped != field.name) html_.push_back({std::move(escaped), field.column});
+    words_.push_back({field.name, field.column});
   }
-  const auto longer = [](const Word& a, const Word& b) { return a.text.size() > b.text.size(); };
-  std::stable_sort(plain_.begin(), plain_.end(), longer);
-  std::stable_sort(html_.begin(), html_.end(), longer);
+  for (const std::string& entry : custom) {
+    std::string word = ModMailMerge::MergeWordOf(entry).substr(1);
+    if (word.empty() || !known.insert(word).second) continue;
+    words_.push_back({std::move(word), 0, OneLine(entry)});  // into headers, too
+  }
+  std::stable_sort(words_.begin(), words_.end(),
+                   [](const Word& a, const Word& b) { return a.text.size() > b.text.size(); });
 }
 
-const MergeWords::Word* MergeWords::At(const std::vector<Word>& words,
-                                       std::string_view behind_hash) const {
-  for (const Word& word : words) {
-    if (behind_hash.starts_with(word.text) && !GoesOn(behind_hash.substr(word.text.size()))) {
-      return &word;
-    }
+MergeWords::Found MergeWords::At(std::string_view after_hash, bool html) const {
+  for (const Word& word : words_) {
+    const std::size_t length = Matched(word.text, after_hash, html);
+    if (length > 0 && !GoesOn(after_hash.substr(length), html)) return {&word, length};
   }
-  return nullptr;
+  return {};
 }
 
 // Walks over a text once and cuts it at the words.
 class MergeTextBuilder {
  public:
-  MergeTextBuilder(const MergeWords& owner, const std::vector<MergeWords::Word>& words,
-                   std::string_view text)
-      : owner_(owner), words_(words), text_(text) {}
+  MergeTextBuilder(const MergeWords& words, std::string_view text) : words_(words), text_(text) {}
 
   // Looks for words in what stands between the position and `end`, and moves there.
   void Search(std::size_t end, Place place) {
@@ -115,14 +148,20 @@ class MergeTextBuilder {
       if (hash >= end) break;
       at_ = hash + 1;
       const bool reference = place != Place::kPlain && hash > 0 && text_[hash - 1] == '&';
-      const MergeWords::Word* word =
-          reference ? nullptr : owner_.At(words_, text_.substr(at_, end - at_));
-      if (word == nullptr) continue;
-      result_.statics.emplace_back(text_.substr(start_, hash - start_));
-      const bool all =
-          place == Place::kHtmlUnquoted && hash == first && at_ + word->text.size() == end;
-      result_.slots.push_back({word->column, all ? Place::kHtmlAll : place});
-      start_ = at_ = at_ + word->text.size();
+      const bool html = place != Place::kPlain;
+      const MergeWords::Found found =
+          reference ? MergeWords::Found() : words_.At(text_.substr(at_, end - at_), html);
+      if (found.word == nullptr) continue;
+      const bool all = place == Place::kHtmlUnquoted && hash == first && at_ + found.length == end;
+      const Place here = all ? Place::kHtmlAll : place;
+      static_.append(text_.substr(start_, hash - start_));
+      if (found.word->fixed.has_value()) {
+        AppendValue(static_, *found.word->fixed, here);
+      } else {
+        result_.statics.push_back(std::exchange(static_, {}));
+        result_.slots.push_back({found.word->column, here});
+      }
+      start_ = at_ = at_ + found.length;
     }
     at_ = std::max(at_, end);
   }
@@ -131,16 +170,17 @@ class MergeTextBuilder {
   std::string_view text() const { return text_; }
 
   MergeText Finish() {
-    result_.statics.emplace_back(text_.substr(start_));
+    static_.append(text_.substr(start_));
+    result_.statics.push_back(std::move(static_));
     return std::move(result_);
   }
 
  private:
-  const MergeWords& owner_;
-  const std::vector<MergeWords::Word>& words_;
+  const MergeWords& words_;
   std::string_view text_;
   std::size_t at_ = 0;
   std::size_t start_ = 0;  // of the static text that is not yet cut off
+  std::string static_;     // what comes before it since the last slot
   MergeText result_;
 };
 
@@ -202,13 +242,13 @@ std::string_view WalkTag(MergeTextBuilder& walk) {
 }  // namespace
 
 MergeText MergeWords::SplitPlain(std::string_view text) const {
-  MergeTextBuilder walk(*this, plain_, text);
+  MergeTextBuilder walk(*this, text);
   walk.Search(text.size(), Place::kPlain);
   return walk.Finish();
 }
 
 MergeText MergeWords::SplitHtml(std::string_view html) const {
-  MergeTextBuilder walk(*this, html_, html);
+  MergeTextBuilder walk(*this, html);
   while (walk.at() < html.size()) {
     walk.Search(html.find('<', walk.at()), Place::kHtml);
     if (walk.at() >= html.size()) break;

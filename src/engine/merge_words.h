@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -33,12 +34,15 @@ struct MergeText {
 
 class MergeWords {
  public:
-  explicit MergeWords(const std::vector<ModMailMerge::FieldName>& fields);
+  // `custom` are the user's own words as stored: "#" and their capitals stand for them, blanks too.
+  // A field of the same name wins.
+  explicit MergeWords(const std::vector<ModMailMerge::FieldName>& fields,
+                      const std::vector<std::string>& custom = {});
 
   MergeText SplitPlain(std::string_view text) const;
   // Leaves style and script elements alone, style and colour attributes, tag and attribute names,
-  // and character references such as "&#65;". A name with "&", "<" or ">" is found in its escaped
-  // form too.
+  // and character references such as "&#65;". The characters of a name may be written as
+  // references.
   MergeText SplitHtml(std::string_view html) const;
 
  private:
@@ -46,11 +50,15 @@ class MergeWords {
   struct Word {
     std::string text;  // without the "#"
     std::size_t column = 0;
+    std::optional<std::string> fixed = {};  // what a custom word stands for
   };
-  const Word* At(const std::vector<Word>& words, std::string_view behind_hash) const;
+  struct Found {
+    const Word* word = nullptr;
+    std::size_t length = 0;  // of what stands in the text, without the "#"
+  };
+  Found At(std::string_view after_hash, bool html) const;
 
-  std::vector<Word> plain_;  // longest first
-  std::vector<Word> html_;   // with the escaped forms
+  std::vector<Word> words_;  // longest first
 };
 
 // Appends a value as its place needs it. `value` has no control characters but tab and CR LF.

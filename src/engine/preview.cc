@@ -6,6 +6,7 @@
 #include "base/files.h"
 #include "engine/list_source.h"
 #include "engine/template.h"
+#include "merge/custom_words.h"
 
 namespace vespro::engine {
 namespace {
@@ -61,8 +62,12 @@ Result<std::string> RenderRow(const fs::path& message_file, int bcc_mode, const 
   if (!source.ok()) return source.status();
   Result<std::string> bytes = ModFiles::ReadAll(message_file);
   if (!bytes.ok()) return bytes.status();
+  Result<std::vector<std::string>> words =
+      ModMailMerge::LoadCustomWords(message_file.parent_path());
+  if (!words.ok()) return words.status();
   Result<std::unique_ptr<Template>> prepared = Template::Prepare(
-      std::move(bytes).value(), {bcc_mode, source->first_row()}, clock, randomness);
+      std::move(bytes).value(), {bcc_mode, source->first_row(), {}, std::move(words).value()},
+      clock, randomness);
   if (!prepared.ok()) return prepared.status();
   for (std::uint64_t at = 1;; ++at) {
     Result<std::vector<Recipient>> recipient = source->Next(1);

@@ -25,6 +25,7 @@ struct TemplateOptions {
   int bcc_mode = 0;       // as Job has it
   std::string first_row;  // of a CSV list, bytes: it names the merge fields; empty for none
   UnsubscribeOptions unsubscribe = {};
+  std::vector<std::string> custom_words = {};  // as MergeWords takes them
 };
 
 // Rendered messages have ASCII lines of at most 998 bytes (addresses beyond ASCII alone are written

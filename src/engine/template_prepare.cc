@@ -220,8 +220,10 @@ Result<std::unique_ptr<Template>> Template::Prepare(std::string bytes,
                                                     const TemplateOptions& options,
                                                     const Clock& clock, Randomness& randomness) {
   std::unique_ptr<Template> made(new Template(std::move(bytes), clock, randomness));
-  if (options.bcc_mode < 1 && !options.first_row.empty()) {
-    made->words_ = std::make_unique<MergeWords>(ModMailMerge::FieldNames(options.first_row));
+  const bool has_words = !options.first_row.empty() || !options.custom_words.empty();
+  if (options.bcc_mode < 1 && has_words) {
+    made->words_ = std::make_unique<MergeWords>(ModMailMerge::FieldNames(options.first_row),
+                                                options.custom_words);
   }
   Result<Unsubscribe> unsubscribe = Unsubscribe::Make(options.unsubscribe, options.bcc_mode > 0);
   if (!unsubscribe.ok()) return unsubscribe.status();
@@ -300,7 +302,7 @@ void Template::AddHead(const MimePart& root) {
   AddBytes(to_field_);
   if (words_) subject_text_ = words_->SplitPlain(subject_);
   if (subject_text_.slots.empty()) {
-    AddBytes(ModHeader::Field("Subject", subject_));
+    AddBytes(ModHeader::Field("Subject", words_ ? subject_text_.statics.front() : subject_));
   } else {
     UseColumns(subject_text_.slots);
     AddSpecial(Segment::Kind::kSubject);
@@ -326,8 +328,9 @@ Status Template::AddPart(const MimePart& part) {
   const bool html = part.subtype == "html";
   MergeText merged;
   if (words_) merged = html ? words_->SplitHtml(text) : words_->SplitPlain(text);
-  if (merged.slots.empty() && CanStay(part, ShapeOf(part.body))) return AddOther(part);
   if (merged.statics.empty()) merged.statics.push_back(text);
+  const bool unchanged = merged.slots.empty() && merged.statics.front() == text;
+  if (unchanged && CanStay(part, ShapeOf(part.body))) return AddOther(part);
   AddText(part, std::move(merged), Base64IsShorter(text));
   return {};
 }

@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <set>
 
 #include "base/code_page.h"
 #include "base/lines.h"
 #include "base/testing.h"
 #include "base/text.h"
+#include "merge/custom_words.h"
 #include "mime/base64.h"
 #include "mime/reader.h"
 
@@ -79,6 +81,68 @@ std::string WithoutDate(std::string message) {
   const std::size_t start = message.find("Date: ");
   return start == std::string::npos ? message
                                     : message.erase(start, message.find("\r\n", start) + 2 - start);
+}
+
+// What the list in a compose window offers must be what the engine puts values in for.
+TEST(TemplateTest, EveryWordThatIsOfferedIsReplaced) {
+  const std::string header =
+      "\xEF\xBB\xBF"
+      "e-mail, First Name,First,'Gr\xC3\xB6\xC3\x9F"
+      "e',,city,CITY,a&b<c>,tab\there";
+  const std::string row = "x@y.org,Ann Lee,Ann,38,nobody,Bonn,Kiel,amp,tabbed";
+  const std::vector<std::string> custom = {"Best  regards", "\xC3\x84rger & <Co>", "city"};
+  const struct {
+    const char* entry;
+    const char* value;
+  } offered[] = {
+      {"E-MAIL", "x@y.org"},
+      {"FIRST_NAME", "Ann Lee"},
+      {"FIRST", "Ann"},
+      {"GR\xC3\x96\xC3\x9F"
+       "E",
+       "38"},
+      {"CITY", "Bonn"},
+      {"A&B<C>", "amp"},
+      {"TAB_HERE", "tabbed"},
+      {"Best  regards", "Best  regards"},
+      {"\xC3\x84rger & <Co>", "\xC3\x84rger & <Co>"},
+  };
+  std::set<std::string> names = {"Best  regards", "\xC3\x84rger & <Co>"};
+  for (const auto& field : ModMailMerge::FieldNames(header)) names.insert(field.name);
+  EXPECT_EQ(names.size(), std::size(offered)) << "none is forgotten here";
+
+  const MergeWords words(ModMailMerge::FieldNames(header), custom);
+  const auto merged = [&](const MergeText& text, Place place) {
+    const auto cells = ModText::Split(row, ',');
+    std::string out = text.statics[0];
+    for (std::size_t i = 0; i < text.slots.size(); ++i) {
+      AppendValue(out, cells[text.slots[i].column], place);
+      out += text.statics[i + 1];
+    }
+    return out;
+  };
+  for (const auto& one : offered) {
+    const std::string word = ModMailMerge::MergeWordOf(one.entry);
+    EXPECT_EQ(merged(words.SplitPlain("<" + word + ">, " + word), Place::kPlain),
+              "<" + std::string(one.value) + ">, " + one.value)
+        << word;
+    // As it comes back from an HTML editor.
+    const std::string html = ModText::EscapeHtml(word);
+    EXPECT_EQ(
+        merged(words.SplitHtml("<p>" + html + ", " + html + "</p>"), Place::kHtml),
+        "<p>" + ModText::EscapeHtml(one.value) + ", " + ModText::EscapeHtml(one.value) + "</p>")
+        << word;
+  }
+  const auto html = [&](const char* text) { return merged(words.SplitHtml(text), Place::kHtml); };
+  EXPECT_EQ(html("#GR&Ouml;&szlig;E. #GR&#214;&#xDF;E!"), "38. 38!");
+  EXPECT_EQ(html("#CITY&auml;, #CITY&amp;, &#CITY;"), "#CITY&auml;, Bonn&amp;, &#CITY;");
+  EXPECT_EQ(html("#BEST&nbsp; REGARDS, #BEST\r\nREGARDS, #BESTREGARDS, #BEST REGARDSX"),
+            "Best  regards, Best  regards, #BESTREGARDS, #BEST REGARDSX");
+  EXPECT_EQ(html("#\xC3\x84RGER&nbsp;&amp; &lt;CO&gt;</p>"), "\xC3\x84rger &amp; &lt;Co&gt;</p>");
+  EXPECT_EQ(html("<a title=#BEST href='#BEST REGARDS'>#\xC3\x84RGER &amp; &lt;CO&gt;</a>"),
+            "<a title=#BEST href='Best  regards'>\xC3\x84rger &amp; &lt;Co&gt;</a>");
+  EXPECT_EQ(merged(words.SplitPlain("#BEST\r\nREGARDS #BEST\xC2\xA0REGARDS"), Place::kPlain),
+            "Best  regards Best  regards");
 }
 
 TEST(TemplateTest, WholePersonalisedMessage) {

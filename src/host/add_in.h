@@ -4,10 +4,12 @@
 
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <string>
 
 namespace vespro {
 
+class CommandBarComboBox;
 class Desktop;
 class Inspector;
 class MailClient;
@@ -23,6 +25,7 @@ struct ComposeWindow {
   Inspector* inspector = nullptr;  // nullptr: the window is gone
   std::string attachment_list;     // "," and a full path, for each file attached through the add-in
   std::string session_name;        // of the last job made from this window
+  std::shared_ptr<CommandBarComboBox> merge_list;  // nullptr before it is built
 };
 
 struct AddIn {

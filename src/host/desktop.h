@@ -45,6 +45,9 @@ class Desktop {
   virtual std::string PickFile(const FileQuestion& question) = 0;
   // Where forms are shown (forms/form.h); nullptr where there is no screen.
   virtual FormScreen* Screen() = 0;
+  // The clipboard, for plain text. kUnavailable where there is none or another program holds it.
+  virtual Status ClearClipboard() { return NoClipboard(); }
+  virtual Status SetClipboardText(std::string_view) { return NoClipboard(); }
   // The mouse pointer while the user has to wait. Calls don't nest.
   virtual void SetHourglass(bool on) = 0;
   // The program that edits text files, as Start's `executable` takes it.
@@ -56,6 +59,9 @@ class Desktop {
   virtual Status Start(const CommandLine& command) = 0;
   // A line for the host's log: what went wrong where nothing may interrupt the user. No secrets.
   virtual void Log(std::string_view line) = 0;
+
+ private:
+  static Status NoClipboard() { return Status(Code::kUnavailable, "there is no clipboard here"); }
 };
 
 }  // namespace vespro

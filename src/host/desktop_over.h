@@ -24,6 +24,8 @@ class DesktopOver : public Desktop {
   }
   std::string PickFile(const FileQuestion& question) override { return below_.PickFile(question); }
   FormScreen* Screen() override { return below_.Screen(); }
+  Status ClearClipboard() override { return below_.ClearClipboard(); }
+  Status SetClipboardText(std::string_view text) override { return below_.SetClipboardText(text); }
   void SetHourglass(bool on) override { below_.SetHourglass(on); }
   std::string TextEditor() const override { return below_.TextEditor(); }
   void DoEvents() override { below_.DoEvents(); }

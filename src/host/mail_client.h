@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "base/status.h"
+#include "host/command_bars.h"
 
 namespace vespro {
 
@@ -47,6 +48,10 @@ class Inspector {
   virtual EditorType Editor() const = 0;
   // nullptr when the window shows no mail.
   virtual MailItem* CurrentItem() = 0;
+  // nullptr where the window has none.
+  virtual CommandBars* Bars() = 0;
+  // Puts what is on the clipboard into the body, at the caret and in place of what is selected.
+  virtual Status PasteAtCaret() = 0;
 };
 
 class MailClient {

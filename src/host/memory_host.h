@@ -3,6 +3,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <map>
 #include <string>
 #include <utility>
@@ -11,6 +12,7 @@
 #include "base/files.h"
 #include "host/desktop.h"
 #include "host/mail_client.h"
+#include "host/memory_command_bars.h"
 
 namespace vespro {
 
@@ -27,17 +29,29 @@ class MemoryHost final : public MailClient, public Inspector, public MailItem, p
   std::deque<std::string> inputs;
   std::deque<std::string> files;
   FormScreen* screen = nullptr;  // where forms are shown, if at all
-  // Every call of these names fails: "SetTo", "Close", "Move", "Start", "SaveAttachment".
+  // Every call of these names fails: "SetTo", "Close", "Move", "Start", "SaveAttachment",
+  // "Paste", "ClearClipboard", "SetClipboardText".
   std::map<std::string, bool> fails;
 
   // What happened, one line each, such as "MsgBox[!] Vespro: ..." or "To=...".
   std::vector<std::string> events;
   int do_events_calls = 0;
+  std::function<void()> on_do_events;  // what happens meanwhile, if anything
+  std::string clipboard;
+
+  MemoryOffice office;
+  MemoryCommandBars bars{office};
 
   std::string Version() const override { return version; }
   Inspector* ActiveInspector() override { return this; }
   EditorType Editor() const override { return editor; }
   MailItem* CurrentItem() override { return has_item ? this : nullptr; }
+  CommandBars* Bars() override { return &bars; }
+  Status PasteAtCaret() override {
+    Status status = Happen("Paste", "Paste ", clipboard);
+    if (status.ok()) body += clipboard;
+    return status;
+  }
 
   std::string Subject() const override { return subject; }
   std::string Body() const override { return body; }
@@ -77,8 +91,20 @@ class MemoryHost final : public MailClient, public Inspector, public MailItem, p
     return TakeFront(files, std::string());
   }
   FormScreen* Screen() override { return screen; }
+  Status ClearClipboard() override {
+    clipboard.clear();
+    return Happen("ClearClipboard", "ClearClipboard", "");
+  }
+  Status SetClipboardText(std::string_view text) override {
+    Status status = Happen("SetClipboardText", "SetClipboardText ", text);
+    if (status.ok()) clipboard = text;
+    return status;
+  }
   void SetHourglass(bool on) override { events.push_back(on ? "Hourglass on" : "Hourglass off"); }
-  void DoEvents() override { ++do_events_calls; }
+  void DoEvents() override {
+    ++do_events_calls;
+    if (on_do_events) on_do_events();
+  }
   Status Start(const CommandLine& command) override {
     return Happen("Start", "Start ", command.text);
   }

@@ -8,9 +8,6 @@
 #include "recipients/row.h"
 
 namespace vespro::ModMailMerge {
-namespace {
-
-// By way of the code page, which knows the letters; text that it can't hold keeps those.
 std::string Upper(std::string text) {
   if (ModCodePage::CanHold(text)) {
     std::string ansi = ModCodePage::FromUtf8(text);
@@ -22,8 +19,6 @@ std::string Upper(std::string text) {
   });
   return text;
 }
-
-}  // namespace
 
 std::string FieldNameOf(std::string_view cell) {
   std::string bare(cell);

@@ -13,6 +13,10 @@ namespace vespro::ModMailMerge {
 // upper case. "First Name" gives FIRST_NAME. Empty when nothing is left.
 std::string FieldNameOf(std::string_view cell);
 
+// In upper case, by way of the code page, which knows the letters; text that it can't hold keeps
+// those that are not ASCII.
+std::string Upper(std::string text);
+
 struct FieldName {
   std::size_t column = 0;  // from 0
   std::string name;

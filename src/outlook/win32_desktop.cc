@@ -1,5 +1,7 @@
 #include "outlook/win32_desktop.h"
 
+#include <cstring>
+
 #include "base/win32/system_programs.h"
 #include "base/win32/wide.h"
 #include "forms/boxes.h"
@@ -8,6 +10,9 @@
 
 namespace vespro {
 namespace {
+
+constexpr int kClipboardTries = 20;
+constexpr DWORD kClipboardPause = 10;  // milliseconds
 
 constexpr DWORD kBetweenEvents = 15;  // milliseconds
 
@@ -33,6 +38,32 @@ std::wstring ProgramOf(const std::string& executable) {
 bool IsQuitting() {
   MSG message{};
   return PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_NOREMOVE) != FALSE;
+}
+
+// Another program may hold the clipboard for a moment.
+class OpenedClipboard {
+ public:
+  OpenedClipboard() {
+    for (int tries = 0; tries < kClipboardTries && !opened_; ++tries) {
+      if (tries > 0) Sleep(kClipboardPause);
+      opened_ = OpenClipboard(nullptr) != 0;
+    }
+  }
+  ~OpenedClipboard() {
+    if (opened_) CloseClipboard();
+  }
+  OpenedClipboard(const OpenedClipboard&) = delete;
+  OpenedClipboard& operator=(const OpenedClipboard&) = delete;
+  bool opened() const { return opened_; }
+
+ private:
+  bool opened_ = false;
+};
+
+Status ClipboardFailed() {
+  const DWORD error = GetLastError();
+  return Status(Code::kUnavailable,
+                "the clipboard can't be used (Windows error " + std::to_string(error) + ")", error);
 }
 
 }  // namespace
@@ -69,6 +100,31 @@ std::string Win32Desktop::PickFile(const FileQuestion& question) {
   if (path.ok()) return std::move(path).value();
   Log(path.status().text() + ", error " + std::to_string(path.status().native()));
   return {};
+}
+
+Status Win32Desktop::ClearClipboard() {
+  const OpenedClipboard clipboard;
+  if (clipboard.opened() && EmptyClipboard() != 0) return {};
+  return ClipboardFailed();
+}
+
+Status Win32Desktop::SetClipboardText(std::string_view text) {
+  const std::wstring wide = ModWide::FromUtf8(std::string(text));
+  const std::size_t bytes = (wide.size() + 1) * sizeof(wchar_t);
+  const OpenedClipboard clipboard;
+  if (!clipboard.opened()) return ClipboardFailed();
+  const HGLOBAL memory = GlobalAlloc(GMEM_MOVEABLE, bytes);
+  if (memory == nullptr) return ClipboardFailed();
+  void* copy = GlobalLock(memory);
+  if (copy != nullptr) {
+    std::memcpy(copy, wide.c_str(), bytes);
+    GlobalUnlock(memory);
+    // The clipboard owns it from then on.
+    if (EmptyClipboard() != 0 && SetClipboardData(CF_UNICODETEXT, memory) != nullptr) return {};
+  }
+  const Status failed = ClipboardFailed();
+  GlobalFree(memory);
+  return failed;
 }
 
 void Win32Desktop::SetHourglass(bool on) {

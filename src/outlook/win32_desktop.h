@@ -26,6 +26,8 @@ class Win32Desktop : public Desktop {
                        std::string_view initial) override;
   std::string PickFile(const FileQuestion& question) override;
   FormScreen* Screen() override { return &screen_; }
+  Status ClearClipboard() override;
+  Status SetClipboardText(std::string_view text) override;
   void SetHourglass(bool on) override;
   // Runs pending events if 15 ms have passed since it last did: more often than the screen is drawn
   // nobody sees a difference, and a call for each line of a list of millions must cost nothing.

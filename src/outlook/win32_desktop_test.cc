@@ -176,6 +176,22 @@ TEST_F(Win32DesktopTest, EventsRunWhileAProgramWorks) {
   EXPECT_TRUE(came);
 }
 
+TEST_F(Win32DesktopTest, TheClipboardTakesText) {
+  StartInHost([&] {
+    const std::string text = "#GR\xC3\x96SSE \xF0\x9F\x98\x80";
+    EXPECT_TRUE(driver.desktop().ClearClipboard().ok());
+    EXPECT_FALSE(IsClipboardFormatAvailable(CF_UNICODETEXT));
+    EXPECT_TRUE(driver.desktop().SetClipboardText(text).ok());
+    ASSERT_TRUE(OpenClipboard(nullptr));
+    const HANDLE data = GetClipboardData(CF_UNICODETEXT);
+    ASSERT_NE(data, nullptr);
+    EXPECT_EQ(ModWide::ToUtf8(static_cast<const wchar_t*>(GlobalLock(data))), text);
+    GlobalUnlock(data);
+    CloseClipboard();
+  });
+  story.SeesEnd();
+}
+
 TEST_F(Win32DesktopTest, StartsPrograms) {
   const TemporaryFolder folder;
   const std::filesystem::path file = folder / "żółw.txt";

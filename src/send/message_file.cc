@@ -3,6 +3,7 @@
 #include "base/code_page.h"
 #include "base/files.h"
 #include "base/text.h"
+#include "merge/custom_words.h"
 #include "send/body_export.h"
 
 namespace vespro::ModSend {
@@ -54,6 +55,16 @@ std::string HeaderLines(SendContext& context, std::string_view sender, std::int1
   return ModCodePage::FromUtf8(lines);
 }
 
+// The user's own merge words, beside the message.
+Status SaveWords(SendContext& context, const std::string& session_folder) {
+  std::vector<std::string> words;
+  for (const std::string_view name :
+       {setting::kCustomWord1, setting::kCustomWord2, setting::kCustomWord3}) {
+    words.push_back(context.settings.Read(name));
+  }
+  return ModMailMerge::SaveCustomWords(ModFiles::FromUtf8(session_folder), words);
+}
+
 }  // namespace
 
 std::string OneLine(std::string_view value) {
@@ -94,6 +105,9 @@ Result<std::string> CreateEmlFile(SendContext& context, const std::string& sessi
   }
   if (Status s = writer.Flush(); !s.ok()) return s;
   if (Status s = file->Close(); !s.ok()) return s;
+  if (bcc_mode < 1) {
+    if (Status s = SaveWords(context, session_folder); !s.ok()) return s;
+  }
   return body.count > 0 ? path : std::string();
 }
 

@@ -35,6 +35,10 @@ class TerminalHost final : public MailClient, public Inspector, public Desktop {
   Inspector* ActiveInspector() override { return this; }
   EditorType Editor() const override { return editor_; }
   MailItem* CurrentItem() override { return item_; }
+  CommandBars* Bars() override { return nullptr; }
+  Status PasteAtCaret() override {
+    return Status(Code::kUnavailable, "the command line has no caret");
+  }
 
   // The engine's command, once a job was written.
   const std::optional<CommandLine>& started() const { return started_; }

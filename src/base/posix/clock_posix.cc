@@ -1,6 +1,10 @@
+#include <locale.h>
 #include <time.h>
 
+#include <array>
+
 #include "base/clock.h"
+#include "base/code_page.h"
 
 namespace vespro::ModClock {
 
@@ -8,8 +12,30 @@ LocalTime ToLocal(std::chrono::system_clock::time_point moment) {
   const time_t seconds = std::chrono::system_clock::to_time_t(moment);
   tm parts{};
   localtime_r(&seconds, &parts);
-  return {parts.tm_year + 1900, parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min,
-          parts.tm_sec, parts.tm_wday, static_cast<int>(parts.tm_gmtoff / 60)};
+  return {parts.tm_year + 1900, parts.tm_mon + 1,
+          parts.tm_mday,        parts.tm_hour,
+          parts.tm_min,         parts.tm_sec,
+          parts.tm_wday,        static_cast<int>(parts.tm_gmtoff / 60)};
+}
+
+std::string RegionalText(const LocalTime& time) {
+  tm parts{};
+  parts.tm_year = time.year - 1900;
+  parts.tm_mon = time.month - 1;
+  parts.tm_mday = time.day;
+  parts.tm_hour = time.hour;
+  parts.tm_min = time.minute;
+  parts.tm_sec = time.second;
+  parts.tm_wday = time.weekday;
+  std::array<char, 256> text{};
+  // A locale that is not installed shows dates as the C locale does.
+  const locale_t users = newlocale(LC_TIME_MASK | LC_CTYPE_MASK, "", nullptr);
+  const locale_t none = nullptr;
+  const std::size_t size = users != none
+                               ? strftime_l(text.data(), text.size(), "%x %X", &parts, users)
+                               : strftime(text.data(), text.size(), "%x %X", &parts);
+  if (users != none) freelocale(users);
+  return ModCodePage::ToUtf8({text.data(), size});
 }
 
 }  // namespace vespro::ModClock

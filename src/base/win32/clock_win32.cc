@@ -1,6 +1,11 @@
+#include <windows.h>
+// After windows.h, on which it depends.
 #include <time.h>
 
+#include <array>
+
 #include "base/clock.h"
+#include "base/win32/wide.h"
 
 namespace vespro::ModClock {
 
@@ -11,8 +16,21 @@ LocalTime ToLocal(std::chrono::system_clock::time_point moment) {
   // Read the local fields as if they were UTC: the difference is the zone's offset at that moment.
   tm as_utc = parts;
   const time_t shifted = _mkgmtime(&as_utc);
-  return {parts.tm_year + 1900, parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min,
-          parts.tm_sec, parts.tm_wday, static_cast<int>((shifted - seconds) / 60)};
+  return {parts.tm_year + 1900, parts.tm_mon + 1,
+          parts.tm_mday,        parts.tm_hour,
+          parts.tm_min,         parts.tm_sec,
+          parts.tm_wday,        static_cast<int>((shifted - seconds) / 60)};
+}
+
+std::string RegionalText(const LocalTime& time) {
+  const auto word = [](int number) { return static_cast<WORD>(number); };
+  const SYSTEMTIME parts{word(time.year), word(time.month),  word(time.weekday), word(time.day),
+                         word(time.hour), word(time.minute), word(time.second),  0};
+  std::array<wchar_t, 128> date{}, clock{};
+  const int size = static_cast<int>(date.size());
+  GetDateFormatW(LOCALE_USER_DEFAULT, DATE_SHORTDATE, &parts, nullptr, date.data(), size);
+  GetTimeFormatW(LOCALE_USER_DEFAULT, 0, &parts, nullptr, clock.data(), size);
+  return ModWide::ToUtf8(date.data()) + " " + ModWide::ToUtf8(clock.data());
 }
 
 }  // namespace vespro::ModClock
