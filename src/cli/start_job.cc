@@ -44,7 +44,8 @@ engine::ParsedOptions Parse(const Globals& globals, const std::string& job_file)
 void NoteOfEngine(std::string_view line) {
   constexpr std::string_view kEngine = "vespro-engine: ";
   if (line.starts_with(kEngine)) line.remove_prefix(kEngine.size());
-  Note(ModText::Trim(line));
+  while (line.ends_with('\n')) line.remove_suffix(1);
+  Note(line);
 }
 
 class NoteSink final : public ByteSink {
