@@ -382,7 +382,9 @@ class Run {
         break;
       case DeliveryEnd::Reason::kNoLogin:
         exit = kExitLogin;
-        result_ = "stopped (" + end.status.text() + ")" + WhatIsLeft(end);
+        result_ = "stopped (" + end.status.text() +
+                  "; correct it with 'vespro accounts remove' and 'vespro accounts add')" +
+                  WhatIsLeft(end);
         break;
       case DeliveryEnd::Reason::kCannotRecord:
         exit = kExitRunAgain;
