@@ -31,6 +31,8 @@ class LineReader {
   std::uint64_t line_number() const { return line_number_; }
   // How many bytes of the file are behind us, line ends included; for progress.
   std::uint64_t bytes_read() const { return bytes_read_; }
+  // Where in the file the next line begins.
+  std::uint64_t offset() const { return bytes_read_ - rest_.size(); }
   std::uint64_t file_bytes() const { return file_bytes_; }
   const Status& status() const { return status_; }
 

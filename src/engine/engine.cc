@@ -411,8 +411,9 @@ class Run {
     ReportFacts facts;
     facts.subject = template_->subject();
     facts.from = template_->from();
-    facts.list_path = job_.list.path;
-    facts.header_row = source_->header_row();
+    facts.list = job_.list;
+    facts.first_row = source_->first_row();
+    facts.byte_order_mark = source_->has_byte_order_mark();
     facts.result = result_;
     facts.accounts = end.accounts;
     facts.ended =

@@ -10,6 +10,7 @@
 #include "engine/job.h"
 #include "engine/job_status.h"
 #include "engine/journal.h"
+#include "engine/list_source.h"
 #include "engine/preview.h"
 #include "engine/progress.h"
 #include "settings/password.h"
@@ -20,8 +21,9 @@ namespace {
 // A mail server's behaviour, by address, in place of the wire.
 struct FakeDelivery {
   std::map<std::string, State> verdicts;  // kSent for all others
-  std::vector<std::string> sent;          // every message that was given out
-  std::size_t stop_after = 1'000'000;     // messages; then as `stop_reason`
+  std::string refusal = "550 \"no\", <go> away";
+  std::vector<std::string> sent;       // every message that was given out
+  std::size_t stop_after = 1'000'000;  // messages; then as `stop_reason`
   DeliveryEnd::Reason stop_reason = DeliveryEnd::Reason::kStopped;
   Status stop_status;
   bool stop_on_the_wire = false;  // the last message gets no verdict, as if the power went
@@ -60,7 +62,7 @@ struct FakeDelivery {
   Outcome OutcomeFor(const std::string& address, const std::string& server) const {
     const auto found = verdicts.find(address);
     const State state = found == verdicts.end() ? State::kSent : found->second;
-    return {state, 1, server, state == State::kSent ? "250 ok" : "550 \"no\", <go> away"};
+    return {state, 1, server, state == State::kSent ? "250 ok" : refusal};
   }
 };
 
@@ -200,9 +202,9 @@ TEST_F(EngineTest, AWholeJobAndItsReports) {
                 "d@x.org\tsent\t1\tmail.x.org:25\t250 ok\r\n");
   // Neither the duplicate nor the unknown: sending to this file must mail nobody twice.
   EXPECT_EQ(folder_.Read("failed.csv"),
-            "Mail,Name,state,reason\r\n"
-            "b@x.org,\"Bob, Jr\",refused,550 no; <go> away\r\n"
-            "nobody,Nick,skipped,line 4: not an address: no @\r\n");
+            "state,reason,Mail,Name\r\n"
+            "refused,550 no; <go> away,b@x.org,\"Bob, Jr\"\r\n"
+            "skipped,line 4: not an address: no (at),nobody,Nick\r\n");
 
   const std::string html = folder_.Read("report.html");
   const std::string first = html.substr(0, html.find('\n'));
@@ -218,6 +220,57 @@ TEST_F(EngineTest, AWholeJobAndItsReports) {
   EXPECT_EQ(html.find("<go>"), std::string::npos);
   EXPECT_EQ(html.find("<script"), std::string::npos);
   EXPECT_NE(html.find("name=\"viewport\""), std::string::npos);
+}
+
+// Whoever takes it for the next list without looking mails those who failed, and nobody else, and
+// the merge words find their fields.
+TEST_F(EngineTest, FailedCsvIsAList) {
+  const struct {
+    const char* name;
+    std::string list, mapping, head, merged;
+  } rows[] = {
+      {"header", "\xEF\xBB\xBFName,Mail\nbad,nobody\nAnn,a@x.org\nBob,B@x.org\nCid,c@x.org\n",
+       "list.csv,CSV,1,HEADER", "\xEF\xBB\xBFstate,reason,Name,Mail\r\n", "NAME"},
+      {"no header", "Zoe,z@x.org\nbad,nobody\nAnn,a@x.org\nBob,B@x.org\n", "list.csv,CSV,1,VALUE",
+       "state,reason,Zoe,z(at)x.org\r\n", "ZOE"},
+      {"plain", "z@x.org\nno,body\na@x.org\nB@x.org\n", "list.txt,TEXT", "state,reason,address\r\n",
+       ""},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    folder_.Write(row.mapping.substr(0, row.mapping.find(',')), row.list);
+    folder_.Write("Vespro.cfg", "DISTRIBUTION FILE=" + row.mapping +
+                                    "\r\nMESSAGE FILE=message.eml\r\nHOST=mail.x.org,25,,\r\n");
+    options_.fresh = true;
+    FakeDelivery delivery;
+    delivery.verdicts = {{"a@x.org", State::kRefused}, {"b@x.org", State::kFailed}};
+    delivery.refusal = "550 <a@x.org>, \"who\"?\tAsk postmaster@x.org";
+    EXPECT_EQ(Run(delivery), kExitSomeNotSent);
+    const std::string failed = folder_.Read("failed.csv");
+    EXPECT_TRUE(failed.starts_with(row.head)) << failed;
+
+    const std::string path = Path("failed.csv");
+    Result<ModDistribution::FirstRows> first = ModDistribution::ReadFirstRows(path);
+    ASSERT_TRUE(first.ok());
+    Result<ModDistribution::Mapping> mapping =
+        ModDistribution::ProposeMapping(first->first, first->second);
+    ASSERT_TRUE(mapping.ok());
+    const Distribution list{path, ListKind::kCsv, mapping->column, mapping->header};
+    Result<ListSource> source = ListSource::Open(list, {}, randomness_);
+    ASSERT_TRUE(source.ok());
+    Result<std::vector<Recipient>> people = source->Next(10);
+    ASSERT_TRUE(people.ok() && people->size() == 2u) << failed;
+    EXPECT_EQ(people->front().address, "a@x.org") << failed;
+    EXPECT_EQ(people->back().address, "b@x.org") << failed;
+    EXPECT_EQ(source->skipped(), 1u) << "the row to be corrected";
+    if (row.merged.empty()) continue;
+    Result<std::string> mail = RenderRow(
+        folder_.Write("hi.eml", "TO: \r\nFROM: \"C\"<c@x.org>\r\nSubject: Hi\r\n\r\nDear #" +
+                                    row.merged + "!\r\n"),
+        0, list, 1, clock_, randomness_);
+    ASSERT_TRUE(mail.ok()) << mail.status().text();
+    EXPECT_NE(mail->find("Dear=20Ann"), std::string::npos) << mail.value();
+  }
 }
 
 TEST_F(EngineTest, AFinishedJobIsNotSentAgain) {

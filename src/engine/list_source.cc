@@ -73,13 +73,17 @@ Result<ListSource> ListSource::Open(const Distribution& list, ListOptions option
   Result<LineReader> first = LineReader::Open(path, kMaxRowBytes);
   if (!first.ok()) return first.status();
   std::string first_row;
+  bool has_byte_order_mark = false;
   if (std::string_view line; first->Next(line)) {
-    if (list.kind == ListKind::kCsv) first_row = ModRow::StripByteOrderMark(line);
+    const std::string_view stripped = ModRow::StripByteOrderMark(line);
+    has_byte_order_mark = stripped.size() < line.size();
+    if (list.kind == ListKind::kCsv) first_row = stripped;
   }
   Result<LineReader> lines = LineReader::Open(path, kMaxRowBytes);
   if (!lines.ok()) return lines.status();
   ListSource source(list, std::move(options), std::move(lines).value(), randomness);
   source.first_row_ = std::move(first_row);
+  source.has_byte_order_mark_ = has_byte_order_mark;
   return source;
 }
 

@@ -48,8 +48,8 @@ class ListSource final : public WorkSource {
   // The first line of a CSV table, without a byte-order mark; the merge fields are named by it
   // whether or not it is a header. Empty for a list of plain addresses.
   const std::string& first_row() const { return first_row_; }
-  // The first row again, when it is a header; empty otherwise.
-  std::string_view header_row() const { return list_.header ? first_row_ : std::string_view(); }
+  // Whether the file begins with one.
+  bool has_byte_order_mark() const { return has_byte_order_mark_; }
   std::uint64_t given() const { return given_; }
   std::uint64_t skipped() const { return skipped_; }
   std::uint64_t passed_over() const { return passed_over_; }
@@ -79,6 +79,7 @@ class ListSource final : public WorkSource {
   SkipFunction on_skip_;
   WantedFunction wanted_;
   std::string first_row_;
+  bool has_byte_order_mark_ = false;
   std::string address_;  // of the row in hand
   std::uint64_t found_ = 0, given_ = 0, skipped_ = 0, passed_over_ = 0;
 };

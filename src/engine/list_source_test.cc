@@ -77,7 +77,8 @@ TEST_F(ListSourceTest, Tables) {
       "Eve,\"a,b\"@example.org,x";
   ListSource source = Open(rows, ListKind::kCsv, 1, true);
   EXPECT_EQ(source.first_row(), "Name,e-mail@,City");
-  EXPECT_EQ(source.header_row(), "Name,e-mail@,City");
+  EXPECT_EQ(source.first_row(), "Name,e-mail@,City");
+  EXPECT_TRUE(source.has_byte_order_mark());
   const ReadList read = ReadAll(source);
   EXPECT_EQ(read.given, (Lines{"2: ann@example.org|Ann,\"ANN@example.org\",Ulm",
                                "5: bob@example.org|Bob, 'bob@example.org' ,"}));

@@ -83,13 +83,16 @@ std::string Words(const JournalEvent& event) {
   return "line " + std::to_string(event.recipient.line) + ": " + reply;
 }
 
-// ASCII without commas, quotes and line ends: our lists split at every comma.
+// ASCII without commas, quotes, line ends and "@": lists are split at every comma, and the address
+// column is looked for by its "@".
 std::string CsvReason(std::string_view text) {
   std::string plain;
   for (char c : text) {
     const auto byte = static_cast<unsigned char>(c);
     if (c == ',')
       plain += ';';
+    else if (c == '@')
+      plain += "(at)";
     else if (byte < 0x20 || byte == 0x7F)
       plain += ' ';
     else if (byte >= 0x80)
@@ -100,13 +103,30 @@ std::string CsvReason(std::string_view text) {
   return plain;
 }
 
+// A header names the fields for the merge words. A list without one names them by its first row,
+// which is a person's: as a header it must have no "@".
+std::string FailedHeader(const ReportFacts& facts) {
+  const Distribution& list = facts.list;
+  std::string names = list.kind == ListKind::kText ? "address" : facts.first_row;
+  if (!list.header) names = ModText::ReplaceAll(names, "@", "(at)");
+  return (facts.byte_order_mark ? "\xEF\xBB\xBF" : "") + ("state,reason," + names) + "\r\n";
+}
+
+std::string FailedRow(const JournalEvent& event, const ReportFacts& facts) {
+  const std::string& row = event.recipient.row;
+  std::string line(StateName(event.outcome.state));
+  line += "," + CsvReason(Words(event)) + ",";
+  return line + (facts.list.kind == ListKind::kText ? ModText::ReplaceAll(row, ",", ";") : row) +
+         "\r\n";
+}
+
 Status WriteText(const fs::path& folder, const LineStates& states, const ReportFacts& facts,
                  const ReportCounts& counts) {
   Result<AtomicFile> file = AtomicFile::Create(folder / "report.txt", Access::kPrivate);
   if (!file.ok()) return file.status();
   std::string head =
       "Subject: " + Value(facts.subject) + "\r\nFrom: " + Value(facts.from) +
-      "\r\nList: " + Value(facts.list_path) + "\r\nStarted: " + LocalTimeText(counts.started) +
+      "\r\nList: " + Value(facts.list.path) + "\r\nStarted: " + LocalTimeText(counts.started) +
       "\r\nEnded: " + LocalTimeText(facts.ended) + "\r\nResult: " + Value(facts.result) + "\r\n";
   for (State state : kStateOrder) {
     head.append(StateName(state)).append(": ") += std::to_string(counts.Of(state)) + "\r\n";
@@ -146,17 +166,19 @@ Status WriteFailed(const fs::path& folder, const LineStates& states, const Repor
   if (counts.to_mend == 0) return ModFiles::Remove(path);
   Result<AtomicFile> file = AtomicFile::Create(path, Access::kPrivate);
   if (!file.ok()) return file.status();
-  if (!facts.header_row.empty()) {
-    Status head = file->Write(facts.header_row + ",state,reason\r\n");
-    if (!head.ok()) return head;
+  if (Status head = file->Write(FailedHeader(facts)); !head.ok()) return head;
+  // A row without an address comes after those with one: the first row shows the address column.
+  for (const bool with_address : {true, false}) {
+    Status rows = LastOutcomes(states).ForEach(folder, [&](const JournalEvent& event) {
+      const std::string& row = event.recipient.row;
+      if (row.empty()) return Status();
+      std::string address;
+      ModRow::AddressOf(row, facts.list.kind, facts.list.column, address);
+      const bool has_address = address.find('@') != std::string::npos;
+      return has_address == with_address ? file->Write(FailedRow(event, facts)) : Status();
+    });
+    if (!rows.ok()) return rows;
   }
-  Status rows = LastOutcomes(states).ForEach(folder, [&](const JournalEvent& event) {
-    if (event.recipient.row.empty()) return Status();
-    std::string line = event.recipient.row + ",";
-    line.append(StateName(event.outcome.state)) += "," + CsvReason(Words(event)) + "\r\n";
-    return file->Write(line);
-  });
-  if (!rows.ok()) return rows;
   return file->Commit();
 }
 
@@ -272,7 +294,7 @@ class PageWriter {
       html.append(StateName(state)) += "</span>\n";  // where a narrow page may break
     }
     html += "</p>\n<dl>" + Fact("Result", facts_.result) + Fact("From", facts_.from) +
-            Fact("List", facts_.list_path) + Fact("Started", LocalTimeText(counts_.started)) +
+            Fact("List", facts_.list.path) + Fact("Started", LocalTimeText(counts_.started)) +
             Fact("Ended", LocalTimeText(facts_.ended));
     for (const auto& [server, by_state] : counts_.by_server) {
       std::string text;

@@ -15,6 +15,7 @@
 #include "base/status.h"
 #include "engine/delivery.h"
 #include "engine/journal.h"
+#include "recipients/distribution.h"
 
 namespace vespro::engine {
 
@@ -22,8 +23,9 @@ namespace vespro::engine {
 struct ReportFacts {
   std::string subject;
   std::string from;
-  std::string list_path;
-  std::string header_row;              // the list's bytes; empty when it has no header
+  Distribution list;                   // its path as the report shows it
+  std::string first_row;               // of a CSV list, bytes, a header or not
+  bool byte_order_mark = false;        // the list begins with one
   std::string result;                  // how the job stands, for a person
   std::vector<AccountTally> accounts;  // for the logins that were refused
   std::int64_t ended = 0;              // seconds since 1970
@@ -46,10 +48,11 @@ struct ReportCounts {
 // Counts every recipient once, by its last outcome.
 Result<ReportCounts> CountJournal(const std::filesystem::path& folder, const ListIdentity& list);
 
-// Writes all reports into the session folder. failed.csv holds the rows that surely were not sent,
-// as read, with their state and the reason, and can be used as a list: the reason has neither
-// commas nor quotes. Duplicates, suppressed and unknown recipients are not in it, since sending to
-// it would mail them wrongly. Without such rows there is no failed.csv.
+// Writes all reports into the session folder. failed.csv holds the rows that surely were not sent:
+// state and reason, then the row as read. It can be used as a list: it always has a header, and the
+// reason has neither commas nor quotes nor an "@". Duplicates, suppressed and unknown recipients
+// are not in it, since sending to it would mail them wrongly. Without such rows there is no
+// failed.csv.
 Status WriteReports(const std::filesystem::path& folder, const ListIdentity& list,
                     const ReportFacts& facts, const ReportCounts& counts);
 
