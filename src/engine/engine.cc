@@ -32,6 +32,8 @@ constexpr std::chrono::milliseconds kLockPause{50};
 constexpr double kSlowestRate = 1.0 / 86400 / 366;  // messages a second: one a year
 constexpr std::string_view kCutOff =
     "the job was cut off while this message was on its way; it may have arrived";
+constexpr std::string_view kMaybeLost =
+    "the journal is damaged and may hide that this message was sent; it may have arrived";
 
 int ExitOf(const Status& status) {
   switch (status.code()) {
@@ -253,15 +255,12 @@ class Run {
     Result<Journal> journal = Journal::Open(folder_, list_, options_.fresh, world_.clock);
     if (!journal.ok()) return journal.status();
     journal_ = std::make_unique<Journal>(std::move(journal).value());
-    if (journal_->damaged() > 0) {
-      Say("warning: " + std::to_string(journal_->damaged()) +
-          " damaged lines of the journal are passed over");
-    }
     if (Status status = journal_->BeginRun(message_hash_); !status.ok()) return status;
     if (options_.json) {
       events_.Start(ModFiles::ToUtf8(options_.job_file), template_->subject(), job_.connections);
     }
     if (Status status = SettleDoubts(); !status.ok()) return status;
+    if (journal_->damaged() > 0) Say(WhatDamageHides());
     before_ = RecordedBefore();
     if (before_ > 0 && journal_->message_before().value_or(message_hash_) != message_hash_) {
       Say("warning: the message has changed since the last run; whoever has it already, has the "
@@ -279,29 +278,45 @@ class Run {
     return {};
   }
 
-  // Whoever was on the wire when an earlier run was cut off is unknown from now on.
+  // Whoever was on the wire when an earlier run was cut off is unknown from now on, and so is
+  // everybody whose intent may be among the journal's missing records.
   Status SettleDoubts() {
     LineStates& states = journal_->states();
-    if (states.InDoubtCount() == 0) return {};
+    if (states.InDoubtCount() == 0 && journal_->damaged() == 0) return {};
     Result<ListSource> again = ListSource::Open(job_.list, {}, world_.randomness);
     if (!again.ok()) return again.status();
-    again->SetWanted([&states](std::uint64_t line) { return states.InDoubt(line); });
+    again->SetWanted(
+        [&states](std::uint64_t line) { return states.InDoubt(line) || states.MayBeLost(line); });
     for (;;) {
       Result<std::vector<Recipient>> doubtful = again->Next(100);
       if (!doubtful.ok()) return doubtful.status();
       if (doubtful->empty()) return {};
       for (const Recipient& recipient : doubtful.value()) {
+        const bool lost = states.MayBeLost(recipient.line);
+        maybe_lost_ += lost ? 1 : 0;
         JournalEvent event;
         event.kind = JournalEvent::Kind::kOutcome;
         event.recipient = recipient;
         event.outcome = {State::kUnknown, 1, journal_->ServerOf(recipient.line),
-                         std::string(kCutOff)};
+                         std::string(lost ? kMaybeLost : kCutOff)};
         Status status = journal_->Record(recipient, event.outcome);
         if (!status.ok()) return status;
         if (options_.json) events_.Final(recipient, event.outcome);
         states.Take(event);
       }
     }
+  }
+
+  std::string WhatDamageHides() const {
+    const std::uint64_t lines = journal_->damaged();
+    const std::string damage = "warning: the journal has " + std::to_string(lines) +
+                               (lines == 1 ? " damaged line" : " damaged lines");
+    if (maybe_lost_ == 0) return damage + "; the others tell who was sent to";
+    return damage + " and may hide to whom messages were sent: " + std::to_string(maybe_lost_) +
+           (maybe_lost_ == 1 ? " recipient is" : " recipients are") +
+           " unknown now and not sent to by this job any more; see the report, and if they have "
+           "nothing send to them with: " +
+           RunCommand(options_.job_file) + " -- --resend-unknown";
   }
 
   std::uint64_t RecordedBefore() const {
@@ -495,7 +510,7 @@ class Run {
     text += "; report: " + ModFiles::ToUtf8(folder_ / "report.html") + "\n";
     if (counts.Of(State::kUnknown) > 0) {
       text +=
-          "unknown: the server's answer was lost; they are mailed again, and maybe twice, with: " +
+          "unknown: the message may have arrived; they are mailed again, and maybe twice, with: " +
           RunCommand(options_.job_file) + " -- --resend-unknown\n";
     }
     world_.out.Write(text).Ignore();  // the same
@@ -511,8 +526,9 @@ class Run {
   ListIdentity list_;
   std::unique_ptr<Journal> journal_;
   std::uint64_t message_hash_ = 0;
-  std::uint64_t before_ = 0;    // lines that had an outcome when the run began
-  std::uint64_t repeated_ = 0;  // of them, taken up again
+  std::uint64_t before_ = 0;      // lines that had an outcome when the run began
+  std::uint64_t repeated_ = 0;    // of them, taken up again
+  std::uint64_t maybe_lost_ = 0;  // recipients whose intent damage may hide
   std::string result_;
   bool busy_ = false;  // another engine is at work on the job
   Events events_;

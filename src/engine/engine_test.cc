@@ -337,6 +337,40 @@ TEST_F(EngineTest, StoppedAnywhereAndStartedAgain) {
   }
 }
 
+// One bit of a line, or a line's end, of a job that was cut off: taken together the runs send to
+// nobody twice, and whoever got nothing is sent to or called unknown, aloud.
+TEST_F(EngineTest, ADamagedJournalMailsNobodyTwice) {
+  FakeDelivery first;
+  first.stop_after = 2;
+  first.stop_on_the_wire = true;
+  EXPECT_EQ(Run(first), kExitInterrupted);
+  const std::string journal = folder_.Read("journal");
+  std::size_t runs_with_lost = 0;
+  for (std::size_t at = 0; at < journal.size(); at += 3) {
+    SCOPED_TRACE(at);
+    std::string damaged = journal;
+    damaged[at] = static_cast<char>(damaged[at] ^ 4);
+    folder_.Write("journal", damaged);
+    FakeDelivery second;
+    EXPECT_EQ(Run(second), kExitSomeNotSent);
+    Addresses all = first.sent;
+    all.insert(all.end(), second.sent.begin(), second.sent.end());
+    std::sort(all.begin(), all.end());
+    EXPECT_EQ(std::adjacent_find(all.begin(), all.end()), all.end());
+    EXPECT_NE(err_.text.find("damaged line"), std::string::npos) << err_.text;
+    const std::string report = folder_.Read("report.txt");
+    for (const char* address : {"a@x.org", "b@x.org", "c@x.org", "d@x.org"}) {
+      const bool unknown = report.find(std::string(address) + "\tunknown") != std::string::npos;
+      EXPECT_TRUE(unknown || std::binary_search(all.begin(), all.end(), address)) << address;
+    }
+    if (second.sent == Addresses{"d@x.org"}) continue;
+    ++runs_with_lost;
+    EXPECT_NE(err_.text.find(" -- --resend-unknown"), std::string::npos) << err_.text;
+    EXPECT_NE(out_.text.find(" unknown"), std::string::npos) << out_.text;
+  }
+  EXPECT_GT(runs_with_lost, 0u);
+}
+
 TEST_F(EngineTest, AChangedMessageIsToldAndAChangedListRefused) {
   FakeDelivery delivery;
   delivery.stop_after = 1;

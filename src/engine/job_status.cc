@@ -40,7 +40,7 @@ std::optional<std::uint64_t> CountWithoutVerdict(const Job& job, const EngineOpt
     if (!source->Suppress(file).ok()) return std::nullopt;
   }
   source->SetWanted([&states](std::uint64_t line) {
-    return states.Outcomes(line) == 0 && !states.InDoubt(line);
+    return states.Outcomes(line) == 0 && !states.InDoubt(line) && !states.MayBeLost(line);
   });
   for (;;) {
     Result<std::vector<Recipient>> block = source->Next(1000);
@@ -61,7 +61,9 @@ Result<JournalContent> ReadJournal(const fs::path& folder, JobStatus& status) {
   Result<JournalReader> reader = JournalReader::Open(Journal::PathIn(folder));
   if (!reader.ok()) return reader.status();
   for (JournalEvent event; reader->Next(event);) {
-    if (event.kind == JournalEvent::Kind::kList && !content.list.has_value()) {
+    const bool names_list = event.kind == JournalEvent::Kind::kList ||
+                            (event.kind == JournalEvent::Kind::kRun && event.number > 0);
+    if (names_list && !content.list.has_value()) {
       content.list = event.list;
       content.states = LineStates(event.list.lines);
     }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <span>
+#include <utility>
 
 #include "base/text.h"
 #include "engine/hash.h"
@@ -12,7 +14,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::string_view kFirstLine = "vespro-journal 1";
+constexpr std::string_view kFirstLine = "vespro-journal 2", kFirstVersion = "vespro-journal 1";
+static_assert(kFirstLine.size() == kFirstVersion.size());
+// Stands in the list's record too, so that a damaged first line is no other version's.
+constexpr std::uint64_t kVersion = 2;
+// No record is shorter: "1\tP\t1\t01234567\n".
+constexpr std::uint64_t kShortestRecord = 15;
 // A row of the list may be a mebibyte, and twice that when all of it is escaped.
 constexpr std::size_t kMaxLineBytes = 4 * 1024 * 1024;
 constexpr std::uint64_t kMaxNumber = std::uint64_t{1} << 62;
@@ -39,7 +46,10 @@ std::array<char, 8> Hex(std::uint32_t number) {
 // Puts one line together at the end of a buffer.
 class LineWriter {
  public:
-  LineWriter(std::string& out, char kind) : out_(out), start_(out.size()) { out_ += kind; }
+  LineWriter(std::string& out, std::uint64_t number, char kind) : out_(out), start_(out.size()) {
+    (out_ += std::to_string(number)) += '\t';
+    out_ += kind;
+  }
   ~LineWriter() {
     out_ += '\t';
     const auto sum = Hex(Checksum(std::string_view(out_).substr(start_)));
@@ -75,6 +85,9 @@ class LineWriter {
         case '\n':
           out_ += "\\n";
           break;
+        case '\0':  // what some systems leave at the end of a file when the power goes
+          out_ += "\\0";
+          break;
         default:
           out_ += c;
       }
@@ -96,7 +109,7 @@ std::string Unescape(std::string_view field) {
       continue;
     }
     const char c = field[++i];
-    text += c == 't' ? '\t' : c == 'r' ? '\r' : c == 'n' ? '\n' : c;
+    text += c == 't' ? '\t' : c == 'r' ? '\r' : c == 'n' ? '\n' : c == '0' ? '\0' : c;
   }
   return text;
 }
@@ -125,24 +138,41 @@ bool TakeState(std::string_view field, State& state) {
   return true;
 }
 
-// The fields of a line after its kind, checksum taken off. False when the line is damaged.
-bool ParseFields(char kind, const std::vector<std::string_view>& fields, JournalEvent& event) {
+bool TakeList(std::span<const std::string_view> fields, ListIdentity& list) {
+  return Number(fields[0], list.bytes) && Number(fields[1], list.lines) &&
+         TakeHash(fields[2], list.hash);
+}
+
+// The fields of a line after its kind, checksum taken off; the event has its number. False when the
+// line is damaged.
+bool ParseFields(char kind, std::span<const std::string_view> fields, JournalEvent& event) {
   using Kind = JournalEvent::Kind;
   const std::size_t count = fields.size();
+  const bool numbered = event.number > 0;
   Recipient& who = event.recipient;
   switch (kind) {
-    case 'L':
+    case 'L': {
       event.kind = Kind::kList;
-      return count == 3 && Number(fields[0], event.list.bytes) &&
-             Number(fields[1], event.list.lines) && TakeHash(fields[2], event.list.hash);
+      if (!numbered) return count == 3 && TakeList(fields, event.list);
+      std::uint64_t version = 0;
+      return count == 4 && Number(fields[0], version) && version == kVersion &&
+             TakeList(fields.subspan(1), event.list);
+    }
     case 'R':
       event.kind = Kind::kRun;
-      return count == 2 && TakeTime(fields[0], event.time) && TakeHash(fields[1], event.message);
+      if (count != (numbered ? 6u : 2u) || !TakeTime(fields[0], event.time) ||
+          !TakeHash(fields[1], event.message)) {
+        return false;
+      }
+      return !numbered || TakeList(fields.subspan(2), event.list);
     case 'E':
       event.kind = Kind::kEnd;
       if (count != 2 || !TakeTime(fields[0], event.time)) return false;
       event.reason = Unescape(fields[1]);
       return true;
+    case 'W':
+      event.kind = Kind::kReach;
+      return numbered && count == 1 && Number(fields[0], who.line);
     case 'I':
       event.kind = Kind::kIntent;
       if (count != 3 || !Number(fields[0], who.line)) return false;
@@ -177,11 +207,26 @@ bool ParseLine(std::string_view line, JournalEvent& event) {
   if (sum_at == std::string_view::npos || sum_at < 1) return false;
   const auto sum = Hex(Checksum(line.substr(0, sum_at + 1)));
   if (line.substr(sum_at + 1) != std::string_view(sum.data(), sum.size())) return false;
-  std::vector<std::string_view> fields = ModText::Split(line.substr(0, sum_at), '\t');
-  if (fields.front().size() != 1) return false;
-  const char kind = fields.front().front();
-  fields.erase(fields.begin());
-  return ParseFields(kind, fields, event);
+  const std::vector<std::string_view> all = ModText::Split(line.substr(0, sum_at), '\t');
+  std::span<const std::string_view> fields(all);
+  event.number = 0;
+  event.missing = 0;
+  if (Number(fields.front(), event.number)) fields = fields.subspan(1);
+  if (fields.empty() || fields.front().size() != 1) return false;
+  return ParseFields(fields.front().front(), fields.subspan(1), event);
+}
+
+// Whether this can be the beginning of a record, and not a whole one with a damaged line end.
+bool MayBeTorn(std::string_view line) {
+  if (line.find('\0') != std::string_view::npos) return false;
+  std::uint32_t sum = 2166136261u;
+  for (std::size_t i = 0; i < line.size(); ++i) {
+    sum = (sum ^ static_cast<unsigned char>(line[i])) * 16777619u;
+    if (line[i] != '\t') continue;
+    const auto text = Hex(sum);
+    if (line.substr(i + 1).starts_with(std::string_view(text.data(), text.size()))) return false;
+  }
+  return true;
 }
 
 std::int64_t Seconds(const Clock& clock) {
@@ -190,15 +235,17 @@ std::int64_t Seconds(const Clock& clock) {
 
 void AppendHeader(std::string& out, const ListIdentity& list) {
   out.append(kFirstLine) += '\n';
-  LineWriter(out, 'L').Number(list.bytes).Number(list.lines).Hash(list.hash);
+  LineWriter(out, 1, 'L').Number(kVersion).Number(list.bytes).Number(list.lines).Hash(list.hash);
+  out += '\n';  // so that no damaged line end hides both records that name the list
 }
 
 // What an existing journal says, and whether it is of this list.
 struct Loaded {
   LineStates states;
   std::uint64_t damaged = 0;
-  bool usable = false;    // false: it broke off before its list was named, so nothing was sent
-  bool headless = false;  // it does not name its list, but something was sent
+  bool usable = false;  // false: it broke off before its list was named, so nothing was sent
+  bool of_first_version = false;
+  std::uint64_t whole_bytes = 0, torn_bytes = 0, next_number = 2;
   std::map<std::uint64_t, std::string> doubted;  // the lines in doubt, with the server
   std::optional<std::uint64_t> message;          // of the last run
 };
@@ -214,10 +261,13 @@ void NoteServer(const JournalEvent& event, std::map<std::uint64_t, std::string>&
 Result<Loaded> Load(const fs::path& path, const ListIdentity& list) {
   Result<JournalReader> reader = JournalReader::Open(path);
   if (!reader.ok()) return reader.status();
-  Loaded loaded{LineStates(list.lines), 0, false, false, {}, {}};
+  Loaded loaded;
+  loaded.states = LineStates(list.lines);
+  bool headless = false;  // it does not name its list, but something was sent
   JournalEvent event;
   while (reader->Next(event)) {
-    if (event.kind == JournalEvent::Kind::kList) {
+    using Kind = JournalEvent::Kind;
+    if (event.kind == Kind::kList || (event.kind == Kind::kRun && event.number > 0)) {
       if (event.list != list) {
         return Status(
             Code::kBadInput,
@@ -226,23 +276,62 @@ Result<Loaded> Load(const fs::path& path, const ListIdentity& list) {
             "the job anew with --fresh, which mails again whoever has been served");
       }
       loaded.usable = true;
-    } else if (loaded.usable && !loaded.states.Take(event)) {
-      ++loaded.damaged;
-    } else {
-      NoteServer(event, loaded.doubted);
-      if (event.kind == JournalEvent::Kind::kRun) loaded.message = event.message;
     }
-    loaded.headless = loaded.headless || !loaded.usable;
+    headless = headless || !loaded.usable;
+    if (!loaded.states.Take(event)) {
+      ++loaded.damaged;
+      continue;
+    }
+    NoteServer(event, loaded.doubted);
+    if (event.kind == Kind::kRun) loaded.message = event.message;
   }
   if (!reader->status().ok()) return reader->status();
-  // One line may be the list's own, torn before anything was sent.
-  if (loaded.headless || (!loaded.usable && reader->damaged() > 1)) {
+  if (headless || (!loaded.usable && reader->damaged() > 0)) {
     return Status(Code::kBadInput,
-                  "the journal is damaged at its beginning and does not say for which list it is; "
-                  "--fresh starts the job anew and may mail people again");
+                  "the journal is damaged at its beginning and does not say for which list it is, "
+                  "so nobody is sent to; report.txt beside it says who was served when the last "
+                  "run ended; --fresh starts the job anew and mails them again");
   }
   loaded.damaged += reader->damaged();
+  loaded.of_first_version = reader->of_first_version();
+  loaded.torn_bytes = reader->torn_bytes();
+  loaded.whole_bytes = reader->file_bytes() - loaded.torn_bytes;
+  loaded.next_number = reader->next_number();
   return loaded;
+}
+
+// Gives a journal of the first version this one's head, and takes only its first `whole_bytes`: an
+// older engine would pass over the records that come now, and mail people again.
+Status Upgrade(const fs::path& path, std::uint64_t whole_bytes) {
+  Result<File> old = File::Open(path, File::Mode::kRead);
+  if (!old.ok()) return old.status();
+  Result<AtomicFile> renewed = AtomicFile::Create(path, Access::kPrivate);
+  if (!renewed.ok()) return renewed.status();
+  std::string block(256 * 1024, '\0');
+  for (std::uint64_t done = 0; done < whole_bytes;) {
+    const auto wanted =
+        static_cast<std::size_t>(std::min<std::uint64_t>(block.size(), whole_bytes - done));
+    Result<std::size_t> count = old->Read(block.data(), wanted);
+    if (!count.ok()) return count.status();
+    if (count.value() == 0) break;
+    std::string_view bytes = std::string_view(block).substr(0, count.value());
+    if (done == 0) {
+      if (Status head = renewed->Write(kFirstLine); !head.ok()) return head;
+      bytes.remove_prefix(std::min(bytes.size(), kFirstVersion.size()));
+    }
+    if (Status written = renewed->Write(bytes); !written.ok()) return written;
+    done += count.value();
+  }
+  if (Status closed = old->Close(); !closed.ok()) return closed;
+  return renewed->Commit();
+}
+
+Status CutOff(const fs::path& path, std::uint64_t bytes) {
+  std::error_code error;
+  fs::resize_file(path, bytes, error);
+  if (!error) return {};
+  return Status(Code::kCannotWrite,
+                "cannot write '" + ModFiles::ToUtf8(path) + "': " + error.message());
 }
 
 }  // namespace
@@ -288,60 +377,188 @@ Result<JournalReader> JournalReader::Open(const fs::path& path) {
   if (!reader.lines_.Next(first)) {
     if (!reader.lines_.status().ok()) return reader.lines_.status();
     reader.empty_ = true;
-  } else if (first != kFirstLine) {
-    const bool torn = reader.lines_.file_bytes() == first.size() && kFirstLine.starts_with(first);
-    if (!torn) {
-      return Status(Code::kBadInput, "'" + ModFiles::ToUtf8(path) +
-                                         "' is not a journal that this version can read; --fresh "
-                                         "puts it aside and starts the job anew");
-    }
-    reader.empty_ = true;
+    return reader;
   }
-  return reader;
+  reader.whole_bytes_ = reader.lines_.offset();
+  reader.of_first_version_ = first == kFirstVersion;
+  if (reader.of_first_version_ || first == kFirstLine) return reader;
+  if (reader.lines_.file_bytes() == first.size() && kFirstLine.starts_with(first)) {
+    reader.empty_ = true;
+    return reader;
+  }
+  if (first.starts_with(kFirstLine)) {  // and something where its line end was
+    reader.NoteDamage(first, true);
+    return reader;
+  }
+  // Damaged, in one line or in two.
+  for (int tries = 0; tries < 2 && reader.lines_.Next(first); ++tries) {
+    JournalEvent event;
+    if (!ParseLine(first, event) || event.number != 1) continue;
+    ++reader.damaged_;
+    reader.first_ = std::move(event);
+    return reader;
+  }
+  return Status(Code::kBadInput,
+                "'" + ModFiles::ToUtf8(path) +
+                    "' is not a journal that this version can read, so nobody is sent to; --fresh "
+                    "puts it aside and starts the job anew, which mails again whoever has been "
+                    "served");
 }
 
 bool JournalReader::Next(JournalEvent& event) {
-  std::string_view line;
-  while (lines_.Next(line)) {
-    if (line.empty()) continue;  // every run begins with a line end, to close a torn line
-    if (!lines_.overlong() && ParseLine(line, event)) return true;
-    ++damaged_;
+  if (first_.has_value()) {
+    event = *std::exchange(first_, std::nullopt);
+    whole_bytes_ = lines_.offset();
+    return Fits(event);
   }
-  return false;
+  if (ended_) return false;
+  std::string_view line;
+  for (std::uint64_t begin = lines_.offset(); lines_.Next(line); begin = lines_.offset()) {
+    if (line.empty()) {  // every run begins with a line end, for a line that lost its own
+      pending_is_torn_ = false;
+      if (pending_ == 0) whole_bytes_ = lines_.offset();
+      continue;
+    }
+    if (!lines_.overlong() && ParseLine(line, event) && Fits(event)) {
+      whole_bytes_ = lines_.offset();
+      return true;
+    }
+    NoteDamage(line, lines_.overlong() || lines_.offset() - begin > line.size());
+  }
+  ended_ = true;
+  return lines_.status().ok() && AtEnd(event);
 }
+
+void JournalReader::NoteDamage(std::string_view line, bool terminated) {
+  ++damaged_;
+  ++pending_;
+  pending_is_last_ = !terminated;
+  pending_is_torn_ = pending_ == 1 && MayBeTorn(line);
+  const std::string start = std::to_string(last_ + 1) + '\t';
+  if (pending_is_torn_ && pending_is_last_ && last_ > 0) {
+    pending_is_torn_ = start.starts_with(line.substr(0, start.size()));
+  }
+}
+
+// Takes a whole record to where it belongs, and tells what is missing before it. False for one that
+// belongs nowhere.
+bool JournalReader::Fits(JournalEvent& event) {
+  if (event.number == 0) return FitsUnnumbered(event);
+  if (event.number <= last_) return false;
+  event.missing = event.number - last_ - 1;
+  // The first record names the list or begins a run: nobody is concerned.
+  if (last_ == 0 && event.missing > 0) --event.missing;
+  if (last_ == 0 && has_unnumbered_ && (pending_ > 0 || event.number > 1)) {
+    event.missing = JournalEvent::kAnyNumber;
+  }
+  last_ = event.number;
+  pending_ = 0;
+  return true;
+}
+
+// A run that continued a journal of the first version closed a torn line with the line end before
+// its own record, and otherwise made an empty line.
+bool JournalReader::FitsUnnumbered(JournalEvent& event) {
+  if (last_ > 0) return false;
+  has_unnumbered_ = true;
+  const bool torn = pending_ == 1 && pending_is_torn_ && event.kind == JournalEvent::Kind::kRun;
+  event.missing = pending_ > 0 && !torn ? JournalEvent::kAnyNumber : 0;
+  if (torn) --damaged_;
+  pending_ = 0;
+  return true;
+}
+
+bool JournalReader::AtEnd(JournalEvent& event) {
+  if (pending_ == 0) return false;
+  const std::uint64_t rest = lines_.file_bytes() - std::min(lines_.file_bytes(), whole_bytes_);
+  if (pending_ == 1 && pending_is_torn_ && pending_is_last_) {
+    torn_bytes_ = rest;
+    --damaged_;
+    return false;
+  }
+  event.kind = JournalEvent::Kind::kLost;
+  event.number = 0;
+  event.missing = rest / kShortestRecord + 1;
+  if (has_unnumbered_ && last_ == 0) {
+    event.missing = JournalEvent::kAnyNumber;
+  } else {
+    last_ += event.missing;
+  }
+  return true;
+}
+
+constexpr unsigned kInDoubt = 1, kFirstState = 2, kMayBeLost = 7;
+static_assert(kFirstState + kStates == kMayBeLost);
 
 bool LineStates::Take(const JournalEvent& event) {
   using Kind = JournalEvent::Kind;
+  if (event.missing > 0) Miss(event.missing);
+  // What the first version wrote does not say how far it had come.
+  if (event.number == 0 && event.kind != Kind::kLost) reach_ = marks_.size() - 1;
+  const std::uint64_t line = event.recipient.line;
+  if (event.kind == Kind::kReach) Reach(line);
   if (event.kind != Kind::kIntent && event.kind != Kind::kPutBack && event.kind != Kind::kOutcome) {
     return true;
   }
-  const std::uint64_t line = event.recipient.line;
   if (line == 0 || line >= marks_.size()) return false;
   std::uint8_t& mark = marks_[static_cast<std::size_t>(line)];
   unsigned outcomes = mark >> 3;
   unsigned low = mark & 7u;
   if (event.kind == Kind::kIntent) {
-    low = 1;
+    low = kInDoubt;
   } else if (event.kind == Kind::kPutBack) {
     // What was unknown before is unknown again: the second message did not arrive, the first may
     // have.
-    low = outcomes > 0 ? 2 + static_cast<unsigned>(State::kUnknown) : 0;
+    low = outcomes > 0 ? kFirstState + static_cast<unsigned>(State::kUnknown) : 0;
+    if (low == 0 && line <= lost_to_) put_back_.push_back(line);
   } else {
-    low = 2 + static_cast<unsigned>(event.outcome.state);
+    low = kFirstState + static_cast<unsigned>(event.outcome.state);
     outcomes = std::min(outcomes + 1, kMaxOutcomes);
   }
   mark = static_cast<std::uint8_t>(outcomes << 3 | low);
   return true;
 }
 
+// So many records are missing. Each may have been the intent of a line of which nothing is known
+// yet; what comes later of such a line settles it, for an intent follows another one only when that
+// had its verdict or was put back. An intent beyond the reach needs a record that raises it.
+void LineStates::Miss(std::uint64_t records) {
+  const std::uint64_t lines = marks_.size() - 1;
+  const auto raised = [&](std::uint64_t times) {
+    return times > (lines - reach_) / kReachStep ? lines : reach_ + times * kReachStep;
+  };
+  const std::uint64_t to = raised(records - 1);
+  const auto mark = [this](std::uint64_t line) {
+    std::uint8_t& found = marks_[static_cast<std::size_t>(line)];
+    if ((found & 7u) == 0) found |= kMayBeLost;
+  };
+  for (const std::uint64_t line : put_back_) mark(line);
+  put_back_.clear();
+  for (; lost_to_ < to; ++lost_to_) mark(lost_to_ + 1);
+  reach_ = raised(records);
+}
+
+// No intent before this was for a later line, those that are missing included.
+void LineStates::Reach(std::uint64_t line) {
+  reach_ = std::min<std::uint64_t>(line, marks_.size() - 1);
+  for (; lost_to_ > reach_; --lost_to_) {
+    std::uint8_t& mark = marks_[static_cast<std::size_t>(lost_to_)];
+    if ((mark & 7u) == kMayBeLost) mark = static_cast<std::uint8_t>(mark & ~7u);
+  }
+}
+
+bool LineStates::MayBeLost(std::uint64_t line) const {
+  return line < marks_.size() && (marks_[static_cast<std::size_t>(line)] & 7u) == kMayBeLost;
+}
+
 bool LineStates::InDoubt(std::uint64_t line) const {
-  return line < marks_.size() && (marks_[static_cast<std::size_t>(line)] & 7u) == 1;
+  return line < marks_.size() && (marks_[static_cast<std::size_t>(line)] & 7u) == kInDoubt;
 }
 
 std::optional<State> LineStates::OutcomeOf(std::uint64_t line) const {
   const unsigned low = line < marks_.size() ? marks_[static_cast<std::size_t>(line)] & 7u : 0;
-  if (low < 2) return std::nullopt;
-  return static_cast<State>(low - 2);
+  if (low < kFirstState || low == kMayBeLost) return std::nullopt;
+  return static_cast<State>(low - kFirstState);
 }
 
 unsigned LineStates::Outcomes(std::uint64_t line) const {
@@ -354,25 +571,26 @@ std::uint64_t LineStates::CountMarks(unsigned mark) const {
 }
 
 std::uint64_t LineStates::Count(State state) const {
-  return CountMarks(2 + static_cast<unsigned>(state));
+  return CountMarks(kFirstState + static_cast<unsigned>(state));
 }
 
-std::uint64_t LineStates::InDoubtCount() const { return CountMarks(1); }
+std::uint64_t LineStates::InDoubtCount() const { return CountMarks(kInDoubt); }
 
 fs::path Journal::PathIn(const fs::path& folder) { return folder / "journal"; }
 
-Journal::Journal(File file, const Clock& clock, LineStates states, std::uint64_t damaged)
+Journal::Journal(File file, const Clock& clock, const ListIdentity& list, LineStates states)
     : file_(std::move(file)),
       clock_(&clock),
+      list_(list),
       states_(std::move(states)),
-      damaged_(damaged),
       last_sync_(std::chrono::steady_clock::now()) {}
 
 Result<Journal> Journal::Open(const fs::path& folder, const ListIdentity& list, bool fresh,
                               const Clock& clock) {
   const fs::path path = PathIn(folder);
   std::error_code error;
-  Loaded loaded{LineStates(list.lines), 0, false, false, {}, {}};
+  Loaded loaded;
+  loaded.states = LineStates(list.lines);
   if (fs::exists(path, error)) {
     if (fresh) {
       Status renamed = ModFiles::Rename(path, folder / "journal.old");
@@ -383,16 +601,27 @@ Result<Journal> Journal::Open(const fs::path& folder, const ListIdentity& list, 
       loaded = std::move(read).value();
     }
   }
+  if (loaded.usable && (loaded.of_first_version || loaded.torn_bytes > 0)) {
+    // A torn end that stayed could not be told from damage later.
+    const Status mended = loaded.of_first_version ? Upgrade(path, loaded.whole_bytes)
+                                                  : CutOff(path, loaded.whole_bytes);
+    if (!mended.ok()) return mended;
+  }
   Result<File> file = File::Open(path, loaded.usable ? File::Mode::kAppend : File::Mode::kReplace,
                                  Access::kPrivate);
   if (!file.ok()) return file.status();
-  Journal journal(std::move(file).value(), clock, std::move(loaded.states), loaded.damaged);
+  Journal journal(std::move(file).value(), clock, list, std::move(loaded.states));
+  journal.damaged_ = loaded.damaged;
+  journal.torn_bytes_ = loaded.torn_bytes;
   journal.doubted_ = std::move(loaded.doubted);
   journal.message_before_ = loaded.message;
   if (loaded.usable) {
-    journal.buffer_ += '\n';  // the last line may be torn
+    journal.next_number_ = loaded.next_number;
+    journal.reach_ = journal.states_.reach();
+    journal.buffer_ += '\n';  // the last line may have lost its end
   } else {
     AppendHeader(journal.buffer_, list);
+    journal.next_number_ = 2;
   }
   const Status begun = loaded.usable ? journal.Write() : journal.Sync();
   if (!begun.ok()) return begun;
@@ -425,21 +654,35 @@ Status Journal::Commit() {
   return due ? Sync() : Write();
 }
 
+// One step a record, so that the number of missing ones says how far it can have been raised.
+void Journal::RaiseReach(std::uint64_t line) {
+  while (reach_ < line) {
+    reach_ += LineStates::kReachStep;
+    LineWriter(buffer_, next_number_++, 'W').Number(reach_);
+  }
+}
+
 Status Journal::Sending(std::span<const Recipient> recipients, std::string_view server) {
   for (const Recipient& recipient : recipients) {
-    LineWriter(buffer_, 'I').Number(recipient.line).Text(recipient.address).Text(server);
+    RaiseReach(recipient.line);
+    LineWriter(buffer_, next_number_++, 'I')
+        .Number(recipient.line)
+        .Text(recipient.address)
+        .Text(server);
   }
   return Gathered();
 }
 
 Status Journal::PutBack(std::span<const Recipient> recipients) {
-  for (const Recipient& recipient : recipients) LineWriter(buffer_, 'P').Number(recipient.line);
+  for (const Recipient& recipient : recipients) {
+    LineWriter(buffer_, next_number_++, 'P').Number(recipient.line);
+  }
   return Gathered();
 }
 
 Status Journal::AppendOutcome(const Recipient& recipient, const Outcome& outcome,
                               std::string_view row) {
-  LineWriter(buffer_, 'O')
+  LineWriter(buffer_, next_number_++, 'O')
       .Number(recipient.line)
       .Text(StateName(outcome.state))
       .Number(static_cast<std::uint64_t>(std::max(outcome.attempts, 0)))
@@ -463,12 +706,20 @@ Status Journal::Skip(const Recipient& row, std::string_view reason, bool mend) {
 }
 
 Status Journal::BeginRun(std::uint64_t message) {
-  LineWriter(buffer_, 'R').Number(static_cast<std::uint64_t>(Seconds(*clock_))).Hash(message);
+  LineWriter(buffer_, next_number_++, 'R')
+      .Number(static_cast<std::uint64_t>(Seconds(*clock_)))
+      .Hash(message)
+      .Number(list_.bytes)
+      .Number(list_.lines)
+      .Hash(list_.hash)
+      .Number(torn_bytes_);
   return Write();
 }
 
 Status Journal::EndRun(std::string_view reason) {
-  LineWriter(buffer_, 'E').Number(static_cast<std::uint64_t>(Seconds(*clock_))).Text(reason);
+  LineWriter(buffer_, next_number_++, 'E')
+      .Number(static_cast<std::uint64_t>(Seconds(*clock_)))
+      .Text(reason);
   return Sync();
 }
 

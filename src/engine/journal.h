@@ -43,37 +43,65 @@ inline constexpr char kResultFinished[] = "finished";
 inline constexpr char kJournalLock[] = "journal.lock";
 
 struct JournalEvent {
-  enum class Kind { kList, kRun, kIntent, kPutBack, kOutcome, kEnd };
+  // kReach: intents up to this line of the list may follow. kLost: no event, but records that are
+  // missing at the end.
+  enum class Kind { kList, kRun, kReach, kIntent, kPutBack, kOutcome, kEnd, kLost };
   Kind kind = Kind::kList;
-  ListIdentity list;      // kList
-  std::int64_t time = 0;  // kRun, kEnd: seconds since 1970, UTC
+  // The record's number; 0 in what the first version has written.
+  std::uint64_t number = 0;
+  // How many records are missing right before this one. kAnyNumber: nobody knows.
+  std::uint64_t missing = 0;
+  static constexpr std::uint64_t kAnyNumber = UINT64_MAX;
+  ListIdentity list;          // kList; kRun of a numbered record
+  std::int64_t time = 0;      // kRun, kEnd: seconds since 1970, UTC
   std::uint64_t message = 0;  // kRun: a hash of the message file
-  Recipient recipient;    // kIntent: without row; kPutBack: the line only; kOutcome: all.
-                          // An outcome's row is the one to mend and send again, empty for none.
-  Outcome outcome;        // kOutcome; kIntent: the server
-  std::string reason;     // kEnd: how the run ended
+  Recipient recipient;  // kIntent: without row; kPutBack, kReach: the line only; kOutcome: all.
+                        // An outcome's row is the one to mend and send again, empty for none.
+  Outcome outcome;      // kOutcome; kIntent: the server
+  std::string reason;   // kEnd: how the run ended
 };
 
-// Reads a journal from its beginning.
+// Reads a journal from its beginning. What can't be read is told as missing records, so that nobody
+// takes a damaged journal for a complete one. Only a torn end is nothing to worry about: the record
+// was not written when the process or the power went, so what it announces did not happen.
 class JournalReader {
  public:
   // kNotFound; kBadInput when the first line is whole but not that of a journal we know.
   static Result<JournalReader> Open(const std::filesystem::path& path);
 
-  // The next event; false at the end or when reading fails, see status(). Lines that were torn or
-  // damaged are passed over and counted.
+  // The next event; false at the end or when reading fails, see status().
   bool Next(JournalEvent& event);
+  // Lines that could not be read, a torn end not among them.
   std::uint64_t damaged() const { return damaged_; }
   const Status& status() const { return lines_.status(); }
   // Whether the file ends within its first line: the run ended before anything was sent.
   bool empty() const { return empty_; }
+  // Whether it has the first version's head, whose records have no numbers.
+  bool of_first_version() const { return of_first_version_; }
+
+  // After the last event: what of the file is a torn end, and the number that the next record gets.
+  std::uint64_t file_bytes() const { return lines_.file_bytes(); }
+  std::uint64_t torn_bytes() const { return torn_bytes_; }
+  std::uint64_t next_number() const { return last_ + 1; }
 
  private:
   explicit JournalReader(LineReader lines) : lines_(std::move(lines)) {}
+  bool Fits(JournalEvent& event);
+  bool FitsUnnumbered(JournalEvent& event);
+  void NoteDamage(std::string_view line, bool terminated);
+  bool AtEnd(JournalEvent& event);
 
   LineReader lines_;
-  bool empty_ = false;
+  bool empty_ = false, of_first_version_ = false, ended_ = false;
+  std::optional<JournalEvent> first_;  // read to see whose journal it is
   std::uint64_t damaged_ = 0;
+  std::uint64_t last_ = 0;  // the last record's number
+  bool has_unnumbered_ = false;
+  std::uint64_t pending_ = 0;      // damaged lines since the last whole record
+  bool pending_is_torn_ = false;   // the last of them may be a torn record
+  bool pending_is_last_ = false;   // ... and has no line end
+  std::uint64_t whole_bytes_ = 0;  // up to the last whole record
+  std::uint64_t torn_bytes_ = 0;
 };
 
 // Where every line of the list stands, in one byte a line.
@@ -86,6 +114,12 @@ class LineStates {
 
   // On the wire when the journal broke off.
   bool InDoubt(std::uint64_t line) const;
+  // A record is missing that may have been this line's intent, and nothing after it tells.
+  bool MayBeLost(std::uint64_t line) const;
+  // No intent so far is for a line beyond this one.
+  std::uint64_t reach() const { return reach_; }
+  // An intent for a line beyond `reach` is written only after the reach was raised, by so much.
+  static constexpr std::uint64_t kReachStep = 10;
   std::optional<State> OutcomeOf(std::uint64_t line) const;
   // Outcomes so far. A line has several when its unknown message was sent again; kMaxOutcomes is
   // where such repeats end.
@@ -96,9 +130,16 @@ class LineStates {
   std::uint64_t InDoubtCount() const;
 
  private:
-  // Low three bits: 0 nothing known, 1 in doubt, 2 + State; high five: the number of outcomes.
+  void Miss(std::uint64_t records);
+  void Reach(std::uint64_t line);
   std::uint64_t CountMarks(unsigned mark) const;
+
+  // Low three bits: 0 nothing known, 1 in doubt, 2 + State, 7 may be lost; high five: the number of
+  // outcomes.
   std::vector<std::uint8_t> marks_;
+  std::uint64_t reach_ = 0;
+  std::uint64_t lost_to_ = 0;  // lines up to this one were marked when records were missed
+  std::vector<std::uint64_t> put_back_;  // of those, put back since
 };
 
 // Appends to the journal of a session folder. Lines are gathered; Commit has them with the system
@@ -138,7 +179,8 @@ class Journal final : public ResultSink {
   Status EndRun(std::string_view reason);
 
  private:
-  Journal(File file, const Clock& clock, LineStates states, std::uint64_t damaged);
+  Journal(File file, const Clock& clock, const ListIdentity& list, LineStates states);
+  void RaiseReach(std::uint64_t line);
   Status Gathered();
   Status Write();
   Status Sync();
@@ -146,9 +188,11 @@ class Journal final : public ResultSink {
 
   File file_;
   const Clock* clock_;
+  ListIdentity list_;
   LineStates states_;
   std::map<std::uint64_t, std::string> doubted_;
-  std::uint64_t damaged_;
+  std::uint64_t damaged_ = 0, torn_bytes_ = 0;
+  std::uint64_t next_number_ = 1, reach_ = 0;
   std::optional<std::uint64_t> message_before_;
   std::string buffer_;
   std::chrono::steady_clock::time_point last_sync_;

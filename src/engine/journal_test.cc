@@ -46,19 +46,19 @@ TEST(JournalTest, KeepsEveryByteOfAnEvent) {
     ASSERT_TRUE(journal->EndRun(nasty).ok());
   }
   const std::vector<JournalEvent> events = ReadAll(folder);
-  ASSERT_EQ(events.size(), 6u);
+  ASSERT_EQ(events.size(), 7u);
   EXPECT_EQ(events[0].list, kList);
   EXPECT_EQ(events[1].time, 1000);
   EXPECT_EQ(events[1].message, kMessage);
-  EXPECT_EQ(events[2].recipient.address, nasty);
-  EXPECT_EQ(events[2].outcome.server, nasty);
-  EXPECT_EQ(events[3].outcome.state, State::kRefused);
-  EXPECT_EQ(events[3].outcome.attempts, 7);
-  EXPECT_EQ(events[3].outcome.reply, nasty);
-  EXPECT_EQ(events[3].recipient.row, nasty);
-  EXPECT_EQ(events[4].outcome.state, State::kSkipped);
+  EXPECT_EQ(events[3].recipient.address, nasty);
+  EXPECT_EQ(events[3].outcome.server, nasty);
+  EXPECT_EQ(events[4].outcome.state, State::kRefused);
+  EXPECT_EQ(events[4].outcome.attempts, 7);
+  EXPECT_EQ(events[4].outcome.reply, nasty);
   EXPECT_EQ(events[4].recipient.row, nasty);
-  EXPECT_EQ(events[5].reason, nasty);
+  EXPECT_EQ(events[5].outcome.state, State::kSkipped);
+  EXPECT_EQ(events[5].recipient.row, nasty);
+  EXPECT_EQ(events[6].reason, nasty);
 }
 
 // The rows to mend are those that surely were not sent; a sent or uncertain one would be sent
@@ -107,7 +107,7 @@ TEST(JournalTest, CutAtEveryByte) {
   std::vector<std::size_t> ends;  // where each line's checksum is complete
   for (std::size_t at = 0; (at = whole.find('\n', at)) != std::string::npos; ++at)
     ends.push_back(at);
-  ASSERT_EQ(ends.size(), 11u);
+  ASSERT_EQ(ends.size(), 13u);  // one of them ends the empty line after the list's
 
   for (std::size_t cut = 0; cut <= whole.size(); ++cut) {
     Overwrite(folder, std::string_view(whole).substr(0, cut));
@@ -115,19 +115,21 @@ TEST(JournalTest, CutAtEveryByte) {
     ASSERT_TRUE(journal.ok()) << cut << ": " << journal.status().text();
     const auto has = [&](std::size_t line) { return cut >= ends[line]; };
     const LineStates& states = journal->states();
-    EXPECT_EQ(states.InDoubt(1), has(3) && !has(5)) << cut;
-    EXPECT_EQ(states.OutcomeOf(1).has_value(), has(5)) << cut;
-    EXPECT_EQ(states.InDoubt(2), (has(4) && !has(6)) || (has(7) && !has(8))) << cut;
-    EXPECT_EQ(states.OutcomeOf(2).has_value(), has(8)) << cut;
-    EXPECT_EQ(states.OutcomeOf(3).has_value(), has(9)) << cut;
-    EXPECT_LE(journal->damaged(), 1u) << cut;
+    EXPECT_EQ(states.InDoubt(1), has(5) && !has(7)) << cut;
+    EXPECT_EQ(states.OutcomeOf(1).has_value(), has(7)) << cut;
+    EXPECT_EQ(states.InDoubt(2), (has(6) && !has(8)) || (has(9) && !has(10))) << cut;
+    EXPECT_EQ(states.OutcomeOf(2).has_value(), has(10)) << cut;
+    EXPECT_EQ(states.OutcomeOf(3).has_value(), has(11)) << cut;
+    for (std::uint64_t line = 1; line <= kList.lines; ++line) EXPECT_FALSE(states.MayBeLost(line));
+    EXPECT_EQ(journal->damaged(), 0u) << cut;
 
     ASSERT_TRUE(journal->Record(Person(7), {State::kSent, 1, "", ""}).ok());
     ASSERT_TRUE(journal->Commit().ok());
     Result<Journal> again = OpenIn(folder);
     ASSERT_TRUE(again.ok()) << cut;
     EXPECT_EQ(again->states().OutcomeOf(7), State::kSent) << cut;
-    EXPECT_EQ(again->states().Count(State::kSent), has(5) ? 2u : 1u) << cut;
+    EXPECT_EQ(again->states().Count(State::kSent), has(7) ? 2u : 1u) << cut;
+    EXPECT_EQ(again->damaged(), 0u) << cut;
   }
 }
 
@@ -140,11 +142,11 @@ TEST(JournalTest, AJournalWithoutItsHeadIsNotTakenForAnEmptyOne) {
     const Recipient one = Person(1);
     ASSERT_TRUE(journal->Sending({&one, 1}, kServer).ok());
     ASSERT_TRUE(journal->Record(one, {State::kSent, 1, std::string(kServer), "250 ok"}).ok());
+    ASSERT_TRUE(journal->Commit().ok());
   }
-  std::string bytes = folder.Read("journal");
-  const std::size_t list_line = bytes.find('\n') + 1;
+  const std::string bytes = folder.Read("journal");
   std::string no_list = bytes, no_line = bytes;
-  no_list[bytes.find('\n', list_line) - 1] ^= 1;
+  no_list.erase(bytes.find("1\tL\t"), bytes.find("\n3\t") + 1 - bytes.find("1\tL\t"));
   std::replace(no_line.begin(), no_line.end(), '\t', ' ');
   for (const std::string& damaged : {no_list, no_line}) {
     Overwrite(folder, damaged);
@@ -155,32 +157,201 @@ TEST(JournalTest, AJournalWithoutItsHeadIsNotTakenForAnEmptyOne) {
   }
 }
 
-TEST(JournalTest, DamagedLinesArePassedOver) {
-  TemporaryFolder folder;
-  {
-    Result<Journal> journal = OpenIn(folder);
-    ASSERT_TRUE(journal.ok());
-    for (std::uint64_t line = 1; line <= 3; ++line) {
-      ASSERT_TRUE(journal->Record(Person(line), {State::kSent, 1, "", ""}).ok());
+bool IsNeverSentToAgain(const LineStates& states, std::uint64_t line) {
+  return states.Outcomes(line) > 0 || states.InDoubt(line) || states.MayBeLost(line);
+}
+
+std::uint64_t CountLost(const LineStates& states, const ListIdentity& list) {
+  std::uint64_t lost = 0;
+  for (std::uint64_t line = 1; line <= list.lines; ++line) lost += states.MayBeLost(line) ? 1u : 0u;
+  return lost;
+}
+
+// What a run does first with what the one before has left.
+void Settle(Journal& journal) {
+  for (std::uint64_t line = 1; line <= kList.lines; ++line) {
+    if (journal.states().InDoubt(line) || journal.states().MayBeLost(line)) {
+      ASSERT_TRUE(journal.Record(Person(line), {State::kUnknown, 1, "", "in doubt"}).ok());
     }
   }
-  const std::string whole = folder.Read("journal");
-  const std::size_t first = whole.find("\nO\t1") + 1, second = whole.find("\nO\t2") + 1;
-  for (std::size_t at = first; at + 1 < second; ++at) {
-    std::string bytes = whole;
-    bytes[at] = static_cast<char>(bytes[at] ^ 0x10);
-    Overwrite(folder, bytes);
+}
+
+// Two runs, both killed: 1 sent, 2 put back and refused, 3 skipped, 4 cut off and unknown, 5 sent,
+// 6 on the wire; nothing was done about 7 to 9.
+void WriteTwoRuns(const TemporaryFolder& folder) {
+  const std::string server(kServer);
+  std::vector<Recipient> p;
+  for (std::uint64_t line = 0; line <= 6; ++line) p.push_back(Person(line));
+  {
     Result<Journal> journal = OpenIn(folder);
+    ASSERT_TRUE(journal.ok() && journal->BeginRun(kMessage).ok());
+    ASSERT_TRUE(journal->Sending({&p[1], 2}, kServer).ok());
+    ASSERT_TRUE(journal->Record(p[1], {State::kSent, 1, server, "250 ok"}).ok());
+    ASSERT_TRUE(journal->PutBack({&p[2], 1}).ok());
+    ASSERT_TRUE(journal->Sending({&p[2], 1}, kServer).ok());
+    ASSERT_TRUE(journal->Record(p[2], {State::kRefused, 2, server, "550 no"}).ok());
+    ASSERT_TRUE(journal->Skip(p[3], "no address", true).ok());
+    ASSERT_TRUE(journal->EndRun("stopped").ok());
+    ASSERT_TRUE(journal->Sending({&p[4], 1}, kServer).ok() && journal->Commit().ok());
+  }
+  Result<Journal> journal = OpenIn(folder);
+  ASSERT_TRUE(journal.ok() && journal->BeginRun(kMessage).ok());
+  Settle(journal.value());
+  ASSERT_TRUE(journal->Sending({&p[5], 2}, kServer).ok());
+  ASSERT_TRUE(journal->Record(p[5], {State::kSent, 1, server, "250 ok"}).ok());
+  ASSERT_TRUE(journal->Commit().ok());
+}
+
+// Wherever one bit is wrong: whoever may have a message is not sent to again, nobody has a verdict
+// that was not his, and what comes after the damage is read as if there were none.
+TEST(JournalTest, EveryFlippedBit) {
+  TemporaryFolder folder;
+  WriteTwoRuns(folder);
+  const std::string whole = folder.Read("journal");
+  const std::map<std::uint64_t, State> verdicts = {{1, State::kSent},    {2, State::kRefused},
+                                                   {3, State::kSkipped}, {4, State::kUnknown},
+                                                   {5, State::kSent},    {7, State::kSent}};
+  std::uint64_t most_lost = 0;
+  for (std::size_t bit = 0; bit < whole.size() * 8; ++bit) {
+    SCOPED_TRACE("byte " + std::to_string(bit / 8) + ", bit " + std::to_string(bit % 8));
+    std::string bytes = whole;
+    bytes[bit / 8] = static_cast<char>(bytes[bit / 8] ^ (1 << bit % 8));
+    Overwrite(folder, bytes);
+    bool seven_sent = false;
+    for (const bool again : {false, true}) {
+      Result<Journal> journal = OpenIn(folder);
+      ASSERT_TRUE(journal.ok()) << journal.status().text();
+      ASSERT_GT(journal->damaged(), 0u);
+      const LineStates& states = journal->states();
+      for (const std::uint64_t reached : {1u, 2u, 4u, 5u, 6u}) {
+        ASSERT_TRUE(IsNeverSentToAgain(states, reached)) << reached << again;
+      }
+      for (std::uint64_t line = 1; line <= kList.lines; ++line) {
+        const std::optional<State> outcome = states.OutcomeOf(line);
+        const auto verdict = verdicts.find(line);
+        ASSERT_TRUE(!outcome || *outcome == State::kUnknown ||
+                    (verdict != verdicts.end() && *outcome == verdict->second))
+            << line << again;
+      }
+      if (again) {
+        ASSERT_EQ(states.InDoubtCount() + CountLost(states, kList), 0u);
+        ASSERT_EQ(states.OutcomeOf(7) == State::kSent, seven_sent);
+        continue;
+      }
+      most_lost = std::max(most_lost, CountLost(states, kList));
+      seven_sent = !IsNeverSentToAgain(states, 7);
+      ASSERT_TRUE(journal->BeginRun(kMessage).ok());
+      Settle(journal.value());
+      if (seven_sent) {
+        const Recipient seven = Person(7);
+        ASSERT_TRUE(journal->Sending({&seven, 1}, kServer).ok());
+        ASSERT_TRUE(journal->Record(seven, {State::kSent, 1, "", ""}).ok());
+      }
+      ASSERT_TRUE(journal->Commit().ok());
+    }
+  }
+  EXPECT_GT(most_lost, 0u) << "some damage hides an intent";
+}
+
+// Damage concerns only those whom a missing record can be about.
+TEST(JournalTest, DamageIsBoundedByWhatTheOthersSay) {
+  TemporaryFolder folder;
+  const ListIdentity list{1, 1, 100'000};
+  const SystemClock clock;
+  const auto open = [&] { return Journal::Open(folder.path(), list, false, clock); };
+  {
+    Result<Journal> journal = open();
+    ASSERT_TRUE(journal.ok() && journal->BeginRun(kMessage).ok());
+    for (std::uint64_t line = 1; line <= 5000; ++line) {
+      const Recipient one = Person(line);
+      ASSERT_TRUE(journal->Sending({&one, 1}, kServer).ok());
+      ASSERT_TRUE(journal->Record(one, {State::kSent, 1, "", "250"}).ok());
+    }
+    const Recipient last = Person(5001);
+    ASSERT_TRUE(journal->Sending({&last, 1}, kServer).ok() && journal->Commit().ok());
+  }
+  const std::string whole = folder.Read("journal");
+  const std::size_t middle = whole.find("\tI\t2500\t"), end = whole.rfind("\tI\t");
+  const struct {
+    const char* what;
+    std::size_t at, bytes;
+    std::uint64_t most, least;  // who is concerned
+  } rows[] = {
+      {"one intent, whose outcome is there", middle, 1, 0, 0},
+      {"a block in the middle", middle, 4096, 60, 30},
+      {"the last record", end, 1, 80, 1},
+      {"all of the end", end - 4096, 4096 + 30, 4000, 40},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    std::string bytes = whole;
+    std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(row.at), row.bytes, '\0');
+    Overwrite(folder, bytes);
+    Result<Journal> journal = open();
     ASSERT_TRUE(journal.ok());
-    EXPECT_EQ(journal->damaged(), 1u) << at;
-    EXPECT_EQ(journal->states().OutcomeOf(1), std::nullopt) << at;
-    EXPECT_EQ(journal->states().Count(State::kSent), 2u) << at;
+    for (std::uint64_t line = 1; line <= 5001; ++line) {
+      ASSERT_TRUE(IsNeverSentToAgain(journal->states(), line)) << line;
+    }
+    const std::uint64_t lost = CountLost(journal->states(), list);
+    EXPECT_LE(lost, row.most);
+    EXPECT_GE(lost, row.least);
+  }
+}
+
+std::string FirstVersionLine(const std::string& text) {
+  std::uint32_t sum = 2166136261u;
+  for (const char c : text + "\t") sum = (sum ^ static_cast<unsigned char>(c)) * 16777619u;
+  std::array<char, 10> hex{};
+  std::snprintf(hex.data(), hex.size(), "%08x\n", static_cast<unsigned>(sum));
+  return text + "\t" + hex.data();
+}
+
+// Without numbers any damaged line may be anybody's, but for the torn ends of earlier runs.
+TEST(JournalTest, GoesOnWithAJournalOfTheFirstVersion) {
+  TemporaryFolder folder;
+  const std::string head = "vespro-journal 1\n" + FirstVersionLine("L\t1000\t9\tfeedface12345678") +
+                           FirstVersionLine("R\t1000\t0123456789abcdef");
+  const std::string intent = FirstVersionLine("I\t2\tp2@example.com\tmail.example.com:25");
+  const std::string more = FirstVersionLine("R\t1001\t0123456789abcdef") +
+                           FirstVersionLine("O\t1\tsent\t1\tp1@example.com\t\t250\t");
+  std::string flipped = intent;
+  flipped[10] ^= 1;
+  std::string no_end = intent;
+  no_end.back() ^= 1;
+  const struct {
+    const char* what;
+    std::string bytes;
+    std::uint64_t damaged, lost;
+    bool two_is_free;
+  } rows[] = {
+      {"whole", head + intent + "\n" + more, 0, 0, false},
+      {"a torn end in the middle", head + intent.substr(0, 20) + "\n" + more, 0, 0, true},
+      {"a torn end", head + more + intent.substr(0, 20), 0, 0, true},
+      {"damage", head + flipped + "\n" + more, 1, 8, false},
+      {"damage that looks torn", head + no_end + "\n" + more, 1, 8, false},
+      {"damage at the end", head + more + flipped, 1, 8, false},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    folder.Write("journal", row.bytes);
+    for (const bool again : {false, true}) {
+      Result<Journal> journal = OpenIn(folder);
+      ASSERT_TRUE(journal.ok()) << journal.status().text();
+      EXPECT_EQ(journal->damaged(), row.damaged);
+      EXPECT_EQ(journal->states().OutcomeOf(1), State::kSent);
+      EXPECT_EQ(CountLost(journal->states(), kList), again ? 0 : row.lost);
+      EXPECT_EQ(!IsNeverSentToAgain(journal->states(), 2), row.two_is_free);
+      EXPECT_TRUE(folder.Read("journal").starts_with("vespro-journal 2\nL\t1000"));
+      ASSERT_TRUE(journal->BeginRun(kMessage).ok());
+      Settle(journal.value());
+      ASSERT_TRUE(journal->Commit().ok());
+    }
   }
 }
 
 TEST(JournalTest, AnotherListOrVersionIsRefusedUntilFresh) {
   TemporaryFolder folder;
-  folder.Write("journal", "vespro-journal 2\n");
+  folder.Write("journal", "vespro-journal 3\n");
   EXPECT_EQ(OpenIn(folder).status().code(), Code::kBadInput);
   folder.Write("journal", "Dear diary\n");
   EXPECT_EQ(OpenIn(folder).status().code(), Code::kBadInput);
