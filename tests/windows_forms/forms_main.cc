@@ -1,18 +1,22 @@
-// vespro-forms: shows the dialogs on sample data, one at a time, without a mail client.
+// vespro-forms: shows the dialogs, one at a time, without a mail client: on sample data, or on a
+// home's settings and data with steps from standard input (dialogs/walk.h).
 #include <windows.h>
 
 #include <objbase.h>
 
 #include <cstdio>
 #include <filesystem>
+#include <iostream>
 #include <string>
 #include <vector>
 
 #include "base/command_line.h"
 #include "base/files.h"
 #include "dialogs/samples.h"
+#include "dialogs/walk.h"
 #include "outlook/guard.h"
 #include "outlook/win32_desktop.h"
+#include "outlook/win32_driver.h"
 #include "windows_forms/gallery.h"
 #include "windows_forms/screenshot.h"
 
@@ -69,6 +73,10 @@ int Run(std::vector<std::string> arguments) {
     SetTimer(nullptr, 0, kBeforePicture, TakePicture);
     arguments.erase(arguments.begin() + 1, arguments.begin() + 3);
   }
+  if (arguments.size() == 4 && arguments[2] == "--home") {
+    Win32Driver driver;
+    return WalkThrough(driver, arguments[1], arguments[3], std::cin, std::cout);
+  }
   const std::vector<DialogSample> samples = Samples();
   if (arguments.size() == 2 && arguments[1] == "--list") {
     for (const DialogSample& sample : samples) std::puts(sample.name.c_str());
@@ -77,7 +85,7 @@ int Run(std::vector<std::string> arguments) {
   for (const DialogSample& sample : samples) {
     if (arguments.size() == 2 && arguments[1] == sample.name) return Show(sample);
   }
-  std::fputs("usage: vespro-forms [--picture FILE] NAME | --list\n", stderr);
+  std::fputs("usage: vespro-forms [--picture FILE] NAME | NAME --home DIR | --list\n", stderr);
   return 64;
 }
 

@@ -1,0 +1,41 @@
+// tests/dialogs/walk.h - a dialog used by hand, or by a script: steps are read as lines and done as
+// a person would do them, and what that person sees is printed. The same steps run on every driver.
+//
+//   type CONTROL TEXT      into a text box, in place of what it holds
+//   click CONTROL          a button, an option, a check box; a message box's button, too
+//   select CONTROL ROW     a row by its text, or by its number from 1
+//   focus CONTROL
+//   press KEY              enter, escape, tab, backtab, space, delete, up, down, or alt+LETTER
+//   pick PATH              answers the file picker; without a path it is cancelled
+//   answer BUTTON          the same as click, for a message box
+//   close                  the frame's close button
+//   look [CONTROL]         the window on top as a picture, or what one control shows
+//
+// A control is named by its name or its caption, in double quotes where that has blanks. Lines that
+// begin with "#" are passed over.
+#pragma once
+
+#include <functional>
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+#include "forms/driver.h"
+#include "terminal/home.h"
+
+namespace vespro {
+
+// A dialog on a user's own settings and data.
+struct HomeDialog {
+  std::string name;
+  std::function<void(Desktop&, Home&)> show;  // waits until it is closed
+};
+std::vector<HomeDialog> HomeDialogs();
+
+// Shows the dialog of that name on the home in `folder`, reads steps to the end of `steps` and
+// prints what comes of them on `out`. 0; 1 when a step could not be done; 2 when there is no such
+// dialog or the home can't be opened.
+int WalkThrough(FormDriver& driver, const std::string& name, const std::string& folder,
+                std::istream& steps, std::ostream& out);
+
+}  // namespace vespro
