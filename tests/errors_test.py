@@ -150,7 +150,8 @@ class Mistakes(support.JobTest):
         done = self.expect(75, self.send(
             "--subject", "S", "--text", self.text, "--list", self.list, cwd=self.folder,
             engine=("--retry", "2", "--retry-delay", "0", "--suppress", "gone.txt")))
-        [line] = done.stderr.splitlines()
+        column, line = done.stderr.splitlines()
+        self.assertIn("addresses from column 2", column)
         self.assertIn(str(self.port), line)
         self.assertEqual(self.addresses("sent"), [])
 

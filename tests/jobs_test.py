@@ -3,9 +3,7 @@ own, and how a job is taken up again without mailing anybody twice."""
 
 import json
 import os
-import pty
 import re
-import select
 import shlex
 import signal
 import subprocess
@@ -13,31 +11,6 @@ import time
 import unittest
 
 import support
-
-
-def on_a_terminal(command, answer):
-    """Runs it with a terminal in front; (exit code, all that was shown). `answer` is typed once."""
-    pid, terminal = pty.fork()
-    if pid == 0:
-        os.execv(command[0], command)
-    shown, until = b"", time.monotonic() + support.SECONDS
-    while time.monotonic() < until:
-        if not select.select([terminal], [], [], 1)[0]:
-            continue
-        try:
-            got = os.read(terminal, 4096)
-        except OSError:
-            break
-        if not got:
-            break
-        shown += got
-        if answer and b"[y/n] " in shown:
-            os.write(terminal, answer.encode() + b"\n")
-            answer = None
-    else:
-        os.kill(pid, signal.SIGKILL)
-    os.close(terminal)
-    return os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]), shown.decode("utf-8", "replace")
 
 
 class Jobs(support.JobTest):
@@ -145,13 +118,13 @@ class Jobs(support.JobTest):
         self.expect(0, self.vespro("accounts", "list"))  # makes the home
         command = support.command_line("--home", self.home,
                                        *self.compose("127.0.0.1:{}".format(catcher.port), "--wait"))
-        code, shown = on_a_terminal(command, "n")
+        code, shown = support.on_a_terminal(command, "n")
         self.assertEqual(code, 130, shown)
         for line in ("subject   News", "me@example.org", "200 people", "column 2", "1 row without a usable",
                      "1 duplicate", "127.0.0.1:{}".format(catcher.port), "nothing was sent"):
             self.assertIn(line, shown)
         self.assertEqual(self.sessions(), [])
-        code, shown = on_a_terminal(command, "y")
+        code, shown = support.on_a_terminal(command, "y")
         self.assertEqual(code, 1, shown)
         self.assertEqual(catcher.recipients(), sorted(self.people))
 

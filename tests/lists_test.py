@@ -25,20 +25,20 @@ class Lists(support.JobTest):
         unwanted = self.write("unwanted.txt", "c@d\nx@y\n")
         done = self.run_list(0, "merge", listed, more)
         self.assertEqual(done.stderr, "vespro: File Merged into the current distribution file, 1 line\n")
-        done = self.run_list(0, "filter", listed, unwanted, "--column", "Mail")
+        done = self.run_list(0, "filter", listed, unwanted, "--column", "Mail", "--yes")
         self.assertEqual(done.stdout, "c@d\n")
         self.assertEqual(done.stderr.splitlines(), [
             "vespro: line 4 has no address and was left out",
             "vespro: Found and removed 1 email duplicates",
             "vespro: Filtered out 1 unwanted emails from the current distribution file"])
         self.assertEqual(listed.read_bytes(), b"name,mail\r\nann,a@b\r\ncy,e@f\r\n")
-        done = self.run_list(0, "filter", listed, unwanted)
+        done = self.run_list(0, "filter", listed, unwanted, "--yes")
         self.assertEqual(done.stderr, "vespro: No unwanted emails found in the current distribution file\n")
-        done = self.run_list(0, "filter", listed, self.write("u.txt", "e@f\n"), "--json")
+        done = self.run_list(0, "filter", listed, self.write("u.txt", "e@f\n"), "--json", "--yes")
         self.assertEqual(json.loads(done.stdout),
-                         {"filtered": 1, "removed": ["e@f"], "duplicates": 0, "duplicate_addresses": [],
+                         {"filtered": 1, "removed": ["e@f"], "unmatchable": 0, "duplicates": 0, "duplicate_addresses": [],
                           "without_address": 0, "without_address_lines": []})
-        done = self.run_list(0, "merge", listed, more, "--json")
+        done = self.run_list(0, "merge", listed, more, "--json", "--yes")
         self.assertEqual(json.loads(done.stdout), {"file": str(listed), "second": str(more), "lines": 1})
         # Addresses that a terminal would take for commands are shown harmless, whole to a machine.
         odd = self.write("odd.txt", "a\x1b[2J@b\n\xfc@b\nplain@b\n" * 2)
@@ -48,6 +48,10 @@ class Lists(support.JobTest):
     def test_a_mistake_changes_nothing(self):
         listed = self.write("list.txt", "A@b\na@b\n")
         self.write("blank.txt", "")
+        self.write("shifted.csv", 'Name,Street,Mail\nAnn,Dyke 1,a@b\nBo,"Quay 1, flat 2",c@d\nCy,"Quay 3, flat 2",e@f\n')
+        self.write("several.csv", "Email,Name,Sponsor\na@b,Ann,x@y\n")
+        self.write("other.csv", "Email,Name\ne@f,Eve\n")
+        self.write("third.csv", "Email,Name,Club\ne@f,Eve,z\n")
         table = [
             (2, "please select a different file", ["merge", listed, listed]),
             (2, "please select a different file", ["filter", listed, self.folder / "." / "list.txt"]),
@@ -55,7 +59,14 @@ class Lists(support.JobTest):
             (66, "gone.txt", ["merge", listed, self.folder / "gone.txt"]),
             # The duplicates stay, too.
             (66, "gone.txt", ["filter", listed, self.folder / "gone.txt"]),
-            (65, "is a table", ["filter", listed, self.folder / "t.csv"]),
+            (2, "--yes", ["filter", listed, self.folder / "t.csv"]),
+            (2, "--suppress", ["filter", listed, self.folder / "t.csv", "--no-input"]),
+            (65, "such as 'flat 2'", ["dedupe", self.folder / "shifted.csv", "--yes"]),
+            (65, "--shifted-rows", ["filter", self.folder / "shifted.csv", self.folder / "t.csv", "--yes"]),
+            (65, "--column 1", ["dedupe", self.folder / "several.csv", "--yes"]),
+            (65, "1 ('Email'), 3 ('Sponsor')", ["use", self.folder / "several.csv"]),
+            (65, "2 columns, the first 3", ["merge", self.folder / "several.csv", self.folder / "other.csv"]),
+            (65, "column 3 is 'Club' in", ["merge", self.folder / "several.csv", self.folder / "third.csv"]),
             (65, "a blank at its end", ["use", self.write("list.txt ", "c@d\n")]),
             (65, "The chosen file is blank", ["filter", self.folder / "blank.txt", listed]),
             (2, "--column", ["filter", listed, self.folder / "t.csv", "--column", "1"]),
@@ -68,6 +79,53 @@ class Lists(support.JobTest):
                 self.assertIn(said, done.stderr)
                 self.assertEqual(len(done.stderr.splitlines()), 1, done.stderr)
                 self.assertEqual(self.files(), before)
+
+    def test_rows_that_commas_have_shifted(self):
+        table = 'Name,Street,Mail\r\nAnn,Dyke 1,a@b\r\nBo,"Quay 1, flat 2",c@d\r\nCy,"Quay 3, flat 2",e@f\r\n'
+        listed = self.write("l.csv", table)
+        done = self.run_list(0, "map", listed, "--column", "Mail")
+        self.assertIn("2 rows have more cells than the first, from line 3 on", done.stderr)
+        self.run_list(65, "dedupe", listed, "--yes", "--column", "Mail")
+        self.assertEqual(listed.read_bytes(), table.encode())
+        done = self.run_list(0, "dedupe", listed, "--yes", "--column", "Mail", "--shifted-rows")
+        self.assertEqual(done.stdout, "flat 2\n")
+        self.assertNotIn(b"Cy,", listed.read_bytes())
+        # What only looks shifted costs nobody anything.
+        alone = self.write("alone.csv", 'Name,Mail\r\n"Doe, Jo",j@b\r\nAnn,a@b\r\nAnn,A@b\r\n')
+        self.run_list(0, "dedupe", alone, "--yes", "--column", "Mail")
+        self.assertIn(b'"Doe, Jo",j@b', alone.read_bytes())
+
+    def test_filtering_says_what_it_would_do(self):
+        listed = self.write("l.csv", "Mail,Name\r\nM001@x,Ann\r\nm002@x,Bo\r\nm003@x,Cy\r\nm001@X,Ann\r\n")
+        unwanted = self.write("left.txt", "mail\nm001@x\nM002@x\nm003@x \n")
+        before = self.files()
+        code, shown = support.on_a_terminal(support.command_line("list", "filter", listed, unwanted), "n")
+        self.assertEqual(code, 130, shown)
+        self.assertIn("2 rows go, duplicates too, and what stays is written in lower case", shown)
+        self.assertIn("2 lines of", shown)
+        self.assertIn("such as 'M002@x'", shown)
+        self.assertIn("--suppress", shown)
+        self.assertEqual(self.files(), before)
+        code, shown = support.on_a_terminal(support.command_line("list", "filter", listed, unwanted), "y")
+        self.assertEqual(code, 0, shown)
+        self.assertEqual(listed.read_bytes(), b"mail,name\r\nm002@x,bo\r\nm003@x,cy\r\n", "the header stays")
+        # A table of unwanted lines is taken whole, line by line.
+        table = self.write("left.csv", "m002@x,bo\nm003@x\n")
+        done = self.run_list(0, "filter", listed, table, "--yes")
+        self.assertIn("compared whole", done.stderr)
+        self.assertEqual(listed.read_bytes(), b"mail,name\r\nm002@x,bo\r\n")
+
+    def test_a_person_is_asked_before_duplicates_go(self):
+        listed = self.write("l.csv", "Email,Name,Sponsor\na@b,Ann,x@y\nA@b,Ann,x@z\n,Nick,\n")
+        before = self.files()
+        command = support.command_line("list", "dedupe", listed)
+        code, shown = support.on_a_terminal(command, "1", "n")
+        self.assertEqual(code, 130, shown)
+        self.assertIn("1 row has the address of an earlier one; 1 row without an address goes with them", shown)
+        self.assertEqual(self.files(), before)
+        code, shown = support.on_a_terminal(command, "Email", "y")
+        self.assertEqual(code, 0, shown)
+        self.assertEqual(listed.read_bytes(), b"Email,Name,Sponsor\r\na@b,Ann,x@y\r\n")
 
     def test_a_full_disk(self):
         """A limit on the size of files stands for it."""
@@ -89,7 +147,7 @@ class Lists(support.JobTest):
 
         listed.write_text(content)
         limit_bytes = 50_000
-        for arguments in (["dedupe", listed, "--yes"], ["filter", listed, second]):
+        for arguments in (["dedupe", listed, "--yes"], ["filter", listed, second, "--yes"]):
             done = self.run_list(73, *arguments, preexec_fn=limit)
             self.assertIn("list.txt", done.stderr)
             self.assertEqual(self.files(), before)

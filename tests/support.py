@@ -4,12 +4,15 @@ import email
 import email.policy
 import os
 import pathlib
+import pty
 import re
+import select
 import signal
 import socket
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
@@ -113,6 +116,32 @@ class Catcher:
 
     def recipients(self):
         return sorted(address for envelope in self.envelopes() for address in envelope[3])
+
+
+def on_a_terminal(command, *answers):
+    """Runs it with a terminal in front; (exit code, all that was shown). An answer is typed at each prompt."""
+    pid, terminal = pty.fork()
+    if pid == 0:
+        os.execv(command[0], command)
+    answers = list(answers)
+    shown, read_until, until = b"", 0, time.monotonic() + SECONDS
+    while time.monotonic() < until:
+        if not select.select([terminal], [], [], 1)[0]:
+            continue
+        try:
+            got = os.read(terminal, 4096)
+        except OSError:  # how a terminal ends
+            break
+        if not got:
+            break
+        shown += got
+        if answers and re.search(rb"(\[y/n\]|\?) $", shown[read_until:]):
+            os.write(terminal, answers.pop(0).encode() + b"\n")
+            read_until = len(shown)
+    else:
+        os.kill(pid, signal.SIGKILL)
+    os.close(terminal)
+    return os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]), shown.decode("utf-8", "replace")
 
 
 def parse(raw):

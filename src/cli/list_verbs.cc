@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <iostream>
 #include <nlohmann/json.hpp>
+#include <tuple>
 
+#include "base/command_line.h"
 #include "base/files.h"
 #include "base/lines.h"
 #include "base/text.h"
@@ -10,6 +12,7 @@
 #include "recipients/distribution.h"
 #include "recipients/list_text.h"
 #include "recipients/load.h"
+#include "recipients/long_rows.h"
 #include "recipients/operations.h"
 #include "settings/settings.h"
 #include "terminal/home.h"
@@ -25,9 +28,11 @@ struct ListArguments {
   std::string column;
   bool header = false;
   bool value = false;
+  bool shifted_rows = false;
 
-  ListChoice Choice() const {
+  ListChoice Choice(const Globals& globals) const {
     ListChoice choice;
+    choice.may_ask = !globals.rules.no_input;
     choice.file = ModFiles::FromUtf8(file);
     choice.column = column;
     if (header || value) choice.header = header;
@@ -86,7 +91,7 @@ int Show(const Globals& globals) {
 int Use(const Globals& globals, const ListArguments& arguments) {
   Result<Home> home = OpenHome(globals.home);
   if (!home.ok()) return Fail(home.status());
-  Result<Distribution> chosen = ModSendJob::ChooseList(arguments.Choice());
+  Result<Distribution> chosen = ModSendJob::ChooseList(arguments.Choice(globals));
   if (!chosen.ok()) return Fail(chosen.status());
   Settings settings(*home->backend);
   Status written = settings.Write(setting::kMailList, ModDistribution::Compose(chosen.value()));
@@ -107,7 +112,7 @@ int Kind(const Globals& globals, const ListArguments& arguments) {
 }
 
 int Map(const Globals& globals, const ListArguments& arguments) {
-  ListChoice choice = arguments.Choice();
+  ListChoice choice = arguments.Choice(globals);
   choice.may_guess = true;
   Result<Distribution> chosen = ModSendJob::ChooseList(choice);
   if (!chosen.ok()) return Fail(chosen.status());
@@ -119,9 +124,17 @@ int Map(const Globals& globals, const ListArguments& arguments) {
   Result<ModDistribution::Mapping> mapping =
       ModDistribution::ProposeMapping(rows->first, rows->second);
   if (!mapping.ok()) return Fail(mapping.status());
+  Result<ModRecipients::LongRows> long_rows = [&] {
+    LongWork work;
+    return ModRecipients::FindLongRows(chosen->path, work.on_line());
+  }();
+  if (!long_rows.ok()) return Fail(long_rows.status());
   if (globals.json) {
-    PrintJson(
-        {{"fields", mapping->fields}, {"column", chosen->column + 1}, {"header", chosen->header}});
+    PrintJson({{"fields", mapping->fields},
+               {"column", chosen->column + 1},
+               {"header", chosen->header},
+               {"long_rows", long_rows->count},
+               {"first_long_row", long_rows->first_line}});
     return 0;
   }
   for (std::size_t i = 0; i < mapping->fields.size(); ++i) {
@@ -130,6 +143,10 @@ int Map(const Globals& globals, const ListArguments& arguments) {
               << ModText::Printable(mapping->fields[i]) << "\n";
   }
   std::cout << "first line: " << (chosen->header ? "column names" : "a recipient") << "\n";
+  if (mapping->candidates.size() > 1 && arguments.column.empty()) {
+    Note("several columns hold addresses: name the recipients' with --column wherever it matters");
+  }
+  if (long_rows->count > 0) Note(ModSendJob::LongRowsText(long_rows.value()));
   return 0;
 }
 
@@ -162,9 +179,55 @@ void PrintLines(std::string_view lines) {
   }
 }
 
-Result<ModRecipients::Loaded> Deduplicate(const Distribution& list) {
-  LongWork work;
-  return ModRecipients::LoadAndDeduplicate(list, work.on_line());
+Status NothingChanged() { return Status(Code::kCancelled, "nothing was changed"); }
+
+bool CanAnswer(const Globals& globals) {
+  return globals.rules.assume_yes || (!globals.rules.no_input && ModConsole::CanAsk());
+}
+
+bool Ask(const Globals& globals, std::string_view question) {
+  TerminalHost host(globals.rules, nullptr, EditorType::kPlainText);
+  return host.MsgBox(question, MessageIcon::kQuestion, MessageButtons::kYesNo, "Vespro") ==
+         MessageAnswer::kYes;
+}
+
+std::string Count(std::uint64_t count, const char* one, const char* many) {
+  return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+// Duplicates go after a question; rows that only look like duplicates, if that was said.
+ModRecipients::LoadGuards Guards(const Globals& globals, const ListArguments& arguments,
+                                 LongWork& work) {
+  ModRecipients::LoadGuards guards;
+  guards.keep_what_is_no_address = !arguments.shifted_rows;
+  if (globals.rules.assume_yes) return guards;
+  guards.confirm = [&globals, &work](const ModRecipients::Loaded& loaded) -> Status {
+    std::string question =
+        Count(loaded.duplicates, "row has", "rows have") + " the address of an earlier one";
+    if (loaded.without_address > 0) {
+      question += "; " +
+                  Count(loaded.without_address, "row without an address goes",
+                        "rows without an address go") +
+                  " with them, the first at line " +
+                  std::to_string(loaded.without_address_lines.front());
+    }
+    work.Pause();
+    const bool yes = Ask(globals, question + ".\r\nDo you want to remove duplicate emails?");
+    work.GoOn();
+    return yes ? Status() : NothingChanged();
+  };
+  return guards;
+}
+
+// The same failure with what to do, where the shared code can't know it.
+Status WithRemedy(const Status& status, const ListArguments& arguments) {
+  const bool shifted = status.code() == Code::kBadInput && !arguments.shifted_rows &&
+                       status.text().find("no address, such as") != std::string::npos;
+  if (!shifted) return status;
+  return Status(status.code(),
+                status.text() +
+                    ". 'vespro list map' names the first such line; mend the table, or "
+                    "let the rows go with --shifted-rows");
 }
 
 // What a person should know of rows that a rewritten list no longer has.
@@ -186,19 +249,17 @@ nlohmann::json Lines(std::string_view lines) {
 }
 
 int Dedupe(const Globals& globals, const ListArguments& arguments) {
-  Result<Distribution> chosen = ModSendJob::ChooseList(arguments.Choice());
+  Result<Distribution> chosen = ModSendJob::ChooseList(arguments.Choice(globals));
   if (!chosen.ok()) return Fail(chosen.status());
-  const bool can_ask = !globals.rules.no_input && ModConsole::CanAsk();
-  if (!globals.rules.assume_yes && !can_ask) {
+  if (!CanAnswer(globals)) {
     return Fail(Status(Code::kUsage, "nobody to ask: --yes removes the duplicates"));
   }
-  TerminalHost host(globals.rules, nullptr, EditorType::kPlainText);
-  if (host.MsgBox("Do you want to remove duplicate emails?", MessageIcon::kQuestion,
-                  MessageButtons::kYesNo, "Vespro") == MessageAnswer::kNo) {
-    return 0;
-  }
-  Result<ModRecipients::Loaded> loaded = Deduplicate(chosen.value());
-  if (!loaded.ok()) return Fail(loaded.status());
+  Result<ModRecipients::Loaded> loaded = [&] {
+    LongWork work;
+    return ModRecipients::LoadAndDeduplicate(chosen.value(), work.on_line(),
+                                             Guards(globals, arguments, work));
+  }();
+  if (!loaded.ok()) return Fail(WithRemedy(loaded.status(), arguments));
   if (globals.json) {
     PrintJson({{"duplicates", loaded->duplicates},
                {"addresses", loaded->distinct},
@@ -216,13 +277,49 @@ int Dedupe(const Globals& globals, const ListArguments& arguments) {
   return 0;
 }
 
+// How the tables' columns differ, for a question; empty when they do not, or are no tables.
+Result<std::string> ColumnsDiffer(const std::string& current, const std::string& second) {
+  if (ModDistribution::KindOf(current) != ListKind::kCsv) return std::string();
+  std::vector<ModDistribution::Mapping> mappings;
+  for (const std::string& path : {current, second}) {
+    Result<ModDistribution::FirstRows> rows = ModDistribution::ReadFirstRows(path);
+    if (!rows.ok()) return rows.status();
+    Result<ModDistribution::Mapping> mapping =
+        ModDistribution::ProposeMapping(rows->first, rows->second);
+    if (!mapping.ok()) return std::string();  // a blank first row has no columns
+    mappings.push_back(std::move(mapping).value());
+  }
+  const auto& [first, other] = std::tie(mappings[0], mappings[1]);
+  if (first.fields.size() != other.fields.size()) {
+    return "the second table has " + Count(other.fields.size(), "column", "columns") +
+           ", the first " + std::to_string(first.fields.size());
+  }
+  for (std::size_t i = 0; first.header && other.header && i < first.fields.size(); ++i) {
+    if (first.fields[i] != other.fields[i]) {
+      return "column " + std::to_string(i + 1) + " is '" + ModText::Printable(other.fields[i]) +
+             "' in the second table, '" + ModText::Printable(first.fields[i]) + "' in the first";
+    }
+  }
+  return std::string();
+}
+
 int Merge(const Globals& globals, const ListArguments& arguments) {
+  const std::string current = FullPath(arguments.file), second = FullPath(arguments.second);
+  if (Status fits = ModRecipients::CheckMerge(current, second); !fits.ok()) return Fail(fits);
+  const Result<std::string> differ = ColumnsDiffer(current, second);
+  if (!differ.ok()) return Fail(differ.status());
+  if (!differ.value().empty()) {
+    if (!CanAnswer(globals)) {
+      return Fail(
+          Status(Code::kBadInput, differ.value() + "; nothing was changed, --yes merges them"));
+    }
+    if (!Ask(globals, differ.value() + ".\r\nMerge them?")) return Fail(NothingChanged());
+  }
   std::uint64_t lines = 0;
   Status merged;
   {
     LongWork work;
-    merged =
-        ModRecipients::Merge(FullPath(arguments.file), FullPath(arguments.second), work.on_line());
+    merged = ModRecipients::Merge(current, second, work.on_line());
     lines = work.lines();
   }
   if (!merged.ok()) return Fail(merged);
@@ -235,20 +332,62 @@ int Merge(const Globals& globals, const ListArguments& arguments) {
   return 0;
 }
 
+// What a person should know of the file of unwanted addresses.
+void NoteUnwanted(const ModRecipients::Filtered& filtered, const std::string& unwanted) {
+  if (ModDistribution::KindOf(unwanted) == ListKind::kCsv) {
+    Note("'" + unwanted + "' is a table by its name: its lines are compared whole");
+  }
+  if (filtered.unmatchable == 0) return;
+  Note(Count(filtered.unmatchable, "line", "lines") + " of '" + unwanted +
+       "' can match nobody, having capitals or blanks at an end, such as '" +
+       ListText(filtered.first_unmatchable) + "'. 'vespro send ... -- --suppress " +
+       ModCommandLine::ForShell(unwanted) + "' keeps all of them back, and changes no file");
+}
+
+// Says what filtering would do, and asks.
+Status ConfirmFilter(const Globals& globals, const Distribution& list,
+                     const std::string& unwanted) {
+  if (globals.rules.assume_yes) return {};
+  if (!CanAnswer(globals)) {
+    return Status(Code::kUsage,
+                  "nobody to ask: --yes filters the list; 'vespro send ... -- "
+                  "--suppress " +
+                      ModCommandLine::ForShell(unwanted) +
+                      "' keeps the same people back, and changes no file");
+  }
+  const Result<ModRecipients::Filtered> preview = [&] {
+    LongWork work;
+    return ModRecipients::PreviewFilter(list, unwanted, work.on_line());
+  }();
+  if (!preview.ok()) return preview.status();
+  NoteUnwanted(preview.value(), unwanted);
+  const std::string question = Count(preview->removed, "row goes", "rows go") +
+                               ", duplicates too, and what stays is written in lower case.\r\n"
+                               "Filter the list?";
+  return Ask(globals, question) ? Status() : NothingChanged();
+}
+
 int Filter(const Globals& globals, const ListArguments& arguments) {
-  Result<Distribution> chosen = ModSendJob::ChooseList(arguments.Choice());
+  Result<Distribution> chosen = ModSendJob::ChooseList(arguments.Choice(globals));
   if (!chosen.ok()) return Fail(chosen.status());
+  const std::string unwanted = FullPath(arguments.second);
+  if (Status fits = ModRecipients::CheckFilter(chosen->path, unwanted); !fits.ok())
+    return Fail(fits);
+  if (Status yes = ConfirmFilter(globals, chosen.value(), unwanted); !yes.ok()) return Fail(yes);
   const Result<ModRecipients::Cleared> cleared = [&] {
     LongWork work;
-    return ModRecipients::DeduplicateAndFilter(chosen.value(), FullPath(arguments.second),
-                                               work.on_line());
+    ModRecipients::LoadGuards guards = Guards(globals, arguments, work);
+    guards.confirm = {};  // that was asked
+    return ModRecipients::DeduplicateAndFilter(chosen.value(), unwanted, work.on_line(), guards);
   }();
-  if (!cleared.ok()) return Fail(cleared.status());
+  if (!cleared.ok()) return Fail(WithRemedy(cleared.status(), arguments));
+  if (globals.rules.assume_yes) NoteUnwanted(cleared->filtered, unwanted);
   const ModRecipients::Loaded& loaded = cleared->loaded;
   const ModRecipients::Filtered& filtered = cleared->filtered;
   if (globals.json) {
     PrintJson({{"filtered", filtered.removed},
                {"removed", Lines(filtered.removed_addresses)},
+               {"unmatchable", filtered.unmatchable},
                {"duplicates", loaded.duplicates},
                {"duplicate_addresses", Lines(loaded.duplicate_addresses)},
                {"without_address", loaded.without_address},
@@ -302,21 +441,29 @@ void AddListVerbs(CLI::App& app, Globals& globals, Action& action) {
       "Example: vespro list kind members.csv", false, Kind);
   add("map", "Show a CSV table's columns, the address column marked",
       "Example: vespro list map members.csv", true, Map);
-  add("dedupe", "Remove duplicate addresses from a file, and print them",
-      "Example: vespro list dedupe members.txt --yes", true, Dedupe);
+  const auto shifted = [&arguments](CLI::App* verb) {
+    verb->add_flag("--shifted-rows", arguments->shifted_rows,
+                   "Remove duplicates whose \"address\" is none, too");
+    return verb;
+  };
+  shifted(add("dedupe", "Remove duplicate addresses from a file, and print them",
+              "Example: vespro list dedupe members.txt --yes", true, Dedupe));
   add("merge", "Append a second file of the same kind",
       "Example: vespro list merge members.csv newcomers.csv\nNothing is sorted out: 'vespro list "
       "dedupe' takes duplicates away afterwards.",
       false, Merge)
       ->add_option("SECOND", arguments->second, "What is appended; it stays as it is")
       ->required();
-  add("filter",
-      "Remove the addresses that stand in a second file, and print them; removes duplicates first",
-      "Example: vespro list filter members.csv unsubscribed.txt --column Email\nThe list comes "
-      "back "
-      "in lower case. Lines of UNWANTED are compared as they stand: write them in lower case, one "
-      "address a line.",
-      true, Filter)
+  shifted(
+      add("filter",
+          "Remove the addresses that stand in a second file, and print them; removes duplicates "
+          "first",
+          "Example: vespro list filter members.csv unsubscribed.txt --column Email\nThe list comes "
+          "back "
+          "in lower case. Lines of UNWANTED are compared as they stand: write them in lower case, "
+          "one "
+          "address a line.",
+          true, Filter))
       ->add_option("UNWANTED", arguments->second, "The addresses that shall go, one a line")
       ->required();
 }

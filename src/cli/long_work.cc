@@ -24,9 +24,19 @@ LongWork::LongWork()
   signals_.emplace(Stop);
 }
 
-LongWork::~LongWork() {
+LongWork::~LongWork() { Wipe(); }
+
+void LongWork::Wipe() {
   if (width_ > 0) std::cerr << "\r" << std::string(width_, ' ') << "\r" << std::flush;
+  width_ = 0;
 }
+
+void LongWork::Pause() {
+  Wipe();
+  signals_.reset();
+}
+
+void LongWork::GoOn() { signals_.emplace(Stop); }
 
 ModRecipients::OnLine LongWork::on_line() {
   return [this] {

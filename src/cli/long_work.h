@@ -24,12 +24,16 @@ class LongWork {
 
   // For the operation; must not be called after this object's end.
   ModRecipients::OnLine on_line();
+  // While a question is asked: signals end the program, as nothing is half done. Then back.
+  void Pause();
+  void GoOn();
   // How often it was called.
   std::uint64_t lines() const { return lines_; }
 
  private:
   using Clock = std::chrono::steady_clock;
   void Show();
+  void Wipe();
 
   bool terminal_;
   std::uint64_t lines_ = 0;

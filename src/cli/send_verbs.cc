@@ -48,7 +48,8 @@ SendRequest Request(const SendArguments& arguments, const SendOptions& given) {
   request.compose.eml_file = ModFiles::FromUtf8(arguments.eml);
   request.compose.attach = Paths(arguments.attach);
   request.compose.embed = Paths(arguments.embed);
-  if (!arguments.list.empty()) {
+  const bool mapped = !arguments.column.empty() || arguments.header || arguments.value;
+  if (!arguments.list.empty() || mapped) {
     ListChoice choice;
     choice.file = ModFiles::FromUtf8(arguments.list);
     choice.column = arguments.column;

@@ -19,15 +19,14 @@ std::string WithoutQuotes(std::string_view text) {
   return out;
 }
 
-// The index of the last piece that holds an "@"; -1 when none does.
-std::int16_t LastWithAt(const std::vector<std::string_view>& pieces) {
-  for (std::size_t i = pieces.size(); i-- > 0;) {
-    if (i <= static_cast<std::size_t>(kLastColumn) &&
-        pieces[i].find('@') != std::string_view::npos) {
-      return static_cast<std::int16_t>(i);
-    }
+// The indexes of the pieces that hold an "@".
+std::vector<std::int16_t> AllWithAt(const std::vector<std::string_view>& pieces) {
+  std::vector<std::int16_t> found;
+  for (std::size_t i = 0; i < pieces.size() && i <= static_cast<std::size_t>(kLastColumn); ++i) {
+    if (pieces[i].find('@') != std::string_view::npos)
+      found.push_back(static_cast<std::int16_t>(i));
   }
-  return -1;
+  return found;
 }
 
 }  // namespace
@@ -137,15 +136,18 @@ Result<Mapping> ProposeMapping(std::string_view first, std::string_view second) 
   for (const std::string_view cell : cells) {
     mapping.fields.push_back(ListText(ModText::Trim(cell)));
   }
-  mapping.column = LastWithAt(cells);
-  if (mapping.column >= 0) return mapping;
+  mapping.candidates = AllWithAt(cells);
+  if (!mapping.candidates.empty()) {
+    mapping.column = mapping.candidates.back();
+    return mapping;
+  }
   mapping.header = true;
   // A cell of the second row may stand where the first has no column.
   std::vector<std::string_view> values = ModText::Split(second, ',');
   values.resize(std::min(values.size(), cells.size()));
-  mapping.column = LastWithAt(values);
-  mapping.guessed = mapping.column < 0;
-  if (mapping.guessed) mapping.column = 0;
+  mapping.candidates = AllWithAt(values);
+  mapping.guessed = mapping.candidates.empty();
+  if (!mapping.guessed) mapping.column = mapping.candidates.back();
   return mapping;
 }
 

@@ -55,6 +55,8 @@ struct Mapping {
   std::int16_t column = 0;
   bool header = false;
   bool guessed = false;  // there was nothing to go by
+  // Every column with an "@" in the row that decided, from 0; the proposal is the last of them.
+  std::vector<std::int16_t> candidates;
 };
 // The columns and a proposal. The last cell of the first row with an "@" is the address; when there
 // is none the first row is a header, and the last cell with an "@" of the second row decides

@@ -8,6 +8,7 @@
 #include "base/memory.h"
 #include "base/text.h"
 #include "recipients/line_writer.h"
+#include "recipients/list_text.h"
 #include "recipients/row_store.h"
 
 namespace vespro::ModRecipients {
@@ -42,18 +43,24 @@ class Deduplicator {
   }
 
   // The new file, and the duplicates' addresses on the way.
-  Status Write(const ListStamp& stamp) {
+  Status Write(const ListStamp& stamp, bool keep_what_is_no_address) {
     Result<AtomicFile> file = AtomicFile::Create(stamp.path);
     if (!file.ok()) return file.status();
     if (Status written = file->Write(head_); !written.ok()) return written;
     StringSink addresses;
     addresses.text.reserve(duplicate_bytes_);
     ModMemory::PreferLargePages(addresses.text.data(), duplicate_bytes_);
+    std::uint64_t no_addresses = 0;
+    std::string first;
     LineWriter kept(file.value(), kLineEnd);
     LineWriter duplicates(addresses, "\n");
     rows_.TakeEach([&](std::string_view row, std::string_view key, bool is_duplicate) {
       is_duplicate ? duplicates.Write(key) : kept.Write(row);
+      if (is_duplicate && keep_what_is_no_address && !ModRow::LooksLikeAddress(key)) {
+        if (no_addresses++ == 0) first = ListText(key);
+      }
     });
+    if (no_addresses > 0) return WouldLose(no_addresses, first);
     duplicates.Finish().Ignore();  // memory takes everything
     loaded_.duplicate_addresses = std::move(addresses.text);
     if (Status written = kept.Finish(); !written.ok()) return written;
@@ -87,6 +94,16 @@ class Deduplicator {
     return rows_.Add(address, address);
   }
 
+  Status WouldLose(std::uint64_t count, std::string_view first) const {
+    return Status(Code::kBadInput,
+                  "'" + list_.path + "': " + std::to_string(count) +
+                      (count == 1 ? " row" : " rows") +
+                      " would be taken for duplicates by something that is no address, such as '" +
+                      ModText::Printable(first) +
+                      "'. A comma in a cell shifts the cells after it, in quotes too; nothing was "
+                      "changed");
+  }
+
   void NoteRowWithoutAddress() {
     ++loaded_.without_address;
     if (loaded_.without_address_lines.size() < Loaded::kMaxLinesTold) {
@@ -106,7 +123,8 @@ class Deduplicator {
   Loaded loaded_;
 };
 
-Result<Loaded> Deduplicate(const Distribution& list, const OnLine& on_line) {
+Result<Loaded> Deduplicate(const Distribution& list, const OnLine& on_line,
+                           const LoadGuards& guards) {
   Deduplicator deduplicator(list, on_line);
   ListStamp stamp;
   {
@@ -119,7 +137,11 @@ Result<Loaded> Deduplicate(const Distribution& list, const OnLine& on_line) {
   }
   Loaded& loaded = deduplicator.loaded();
   if (loaded.duplicates > 0) {
-    if (Status written = deduplicator.Write(stamp); !written.ok()) return written;
+    if (guards.confirm) {
+      if (Status confirmed = guards.confirm(loaded); !confirmed.ok()) return confirmed;
+    }
+    Status written = deduplicator.Write(stamp, guards.keep_what_is_no_address);
+    if (!written.ok()) return written;
     loaded.rewritten = true;
   }
   return std::move(loaded);
@@ -127,9 +149,10 @@ Result<Loaded> Deduplicate(const Distribution& list, const OnLine& on_line) {
 
 }  // namespace
 
-Result<Loaded> LoadAndDeduplicate(const Distribution& list, const OnLine& on_line) {
+Result<Loaded> LoadAndDeduplicate(const Distribution& list, const OnLine& on_line,
+                                  const LoadGuards& guards) {
   try {
-    return Deduplicate(list, on_line);
+    return Deduplicate(list, on_line, guards);
   } catch (const std::bad_alloc&) {
     return TooLarge(list.path);
   }

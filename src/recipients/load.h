@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,16 @@ struct Loaded {
   bool rewritten = false;
 };
 
+// What a caller may want before a list is replaced.
+struct LoadGuards {
+  // Asked once when there are duplicates, with the counts, the lines without address and without
+  // `duplicate_addresses`; a failure ends the operation and comes back from it.
+  std::function<Status(const Loaded&)> confirm = {};
+  // Fails with kBadInput where a duplicate's "address" is none (ModRow::LooksLikeAddress): cells
+  // that stand in a wrong column tell people apart badly.
+  bool keep_what_is_no_address = false;
+};
+
 // Reads the list and, when an address stands in it twice, replaces the file: a TEXT list by its
 // addresses as compared, a CSV table by its header row (unless that is empty) and the first row of
 // each address as read. Order is kept, lines end in CR LF, a byte-order mark stays. Without
@@ -35,6 +46,7 @@ struct Loaded {
 // that is too long, too large for the memory's addresses, and kBlankFile for an empty file;
 // kCannotWrite; kResumable when another program wrote to it meanwhile; kCancelled. After any
 // failure the file is as it was.
-Result<Loaded> LoadAndDeduplicate(const Distribution& list, const OnLine& on_line = {});
+Result<Loaded> LoadAndDeduplicate(const Distribution& list, const OnLine& on_line = {},
+                                  const LoadGuards& guards = {});
 
 }  // namespace vespro::ModRecipients

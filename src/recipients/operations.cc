@@ -152,15 +152,34 @@ class Unwanted {
     std::string_view rest = ModRow::StripByteOrderMark(bytes_);
     for (std::string_view line; NextLine(rest, line);) {
       if (on_line && !on_line()) return GivenUp(current);
-      if (!line.empty()) lines_.insert(line);
+      if (line.empty()) continue;
+      lines_.insert(line);
+      if (!IsKey(line) && unmatchable_++ == 0) first_unmatchable_ = line;
     }
     return {};
+  }
+  void Tell(Filtered& filtered) const {
+    filtered.unmatchable = unmatchable_;
+    filtered.first_unmatchable = first_unmatchable_;
   }
   bool Has(std::string_view key) const { return lines_.contains(key); }
 
  private:
+  // Whether a row's key can look like this.
+  static bool IsKey(std::string_view line) {
+    if (ModText::Trim(line).size() != line.size()) return false;
+    if (ModText::IsAscii(line)) {
+      return std::none_of(line.begin(), line.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
+    }
+    std::string lower(line);
+    ModRow::LowerAddress(lower);
+    return lower == line;
+  }
+
   std::string bytes_;
   std::unordered_set<std::string_view, KeyedHash> lines_;
+  std::uint64_t unmatchable_ = 0;
+  std::string_view first_unmatchable_;
 };
 
 // The key of a row that is trimmed and in lower case; empty when it has none.
@@ -184,6 +203,7 @@ Result<Filtered> KeepOthers(ListBlocks blocks, const Distribution& list, const U
   if (blocks.has_byte_order_mark()) {
     if (Status marked = out.Write(ModRow::kByteOrderMark); !marked.ok()) return marked;
   }
+  bool is_header = list.kind == ListKind::kCsv && list.header;
   LineWriter kept(out, kLineEnd);
   for (;;) {
     Result<ListBlocks::Block> block = blocks.Next();
@@ -194,6 +214,7 @@ Result<Filtered> KeepOthers(ListBlocks blocks, const Distribution& list, const U
     for (std::string_view lines = block->text(); !lines.empty();) {
       if (on_line && !on_line()) return GivenUp(list.path);
       std::string_view row = ModText::Trim(TakeLine(lines));
+      const bool stays = std::exchange(is_header, false);
       if (row.empty()) continue;
       if (!is_ascii) {
         lower.assign(row);
@@ -201,7 +222,7 @@ Result<Filtered> KeepOthers(ListBlocks blocks, const Distribution& list, const U
         row = lower;
       }
       const std::string_view key = KeyOf(row, list, bare);
-      if (!key.empty() && unwanted.Has(key)) {
+      if (!key.empty() && !stays && unwanted.Has(key)) {
         ++filtered.removed;
         filtered.removed_addresses.append(key).push_back('\n');
         continue;
@@ -238,11 +259,6 @@ Status Merge(std::string_view current, std::string_view second, const OnLine& on
 
 Status CheckFilter(std::string_view current, std::string_view unwanted) {
   if (IsSameFile(current, unwanted)) return Status(Code::kUsage, std::string(kSameFile));
-  if (ModDistribution::KindOf(unwanted) == ListKind::kCsv) {
-    return Status(Code::kBadInput, "'" + std::string(unwanted) +
-                                       "' is a table: the addresses that shall go must stand in a "
-                                       "text file, one a line");
-  }
   // To its end: a line that is too long may stand anywhere.
   Result<ListBlocks> blocks = ListBlocks::Open(unwanted);
   if (!blocks.ok()) return blocks.status();
@@ -268,6 +284,7 @@ Result<Filtered> TakeOut(const Distribution& current, std::string_view unwanted,
   Result<Filtered> filtered =
       KeepOthers(std::move(blocks).value(), current, lines, file.value(), on_line);
   if (!filtered.ok()) return filtered;
+  lines.Tell(filtered.value());
   const Status committed = file->Commit([&stamp] { return stamp.CheckUnchanged(); });
   if (!committed.ok()) return committed;
   return filtered;
@@ -290,10 +307,27 @@ Result<Filtered> Filter(const Distribution& current, std::string_view unwanted,
   return TakeOutSafely(current, unwanted, on_line);
 }
 
-Result<Cleared> DeduplicateAndFilter(const Distribution& current, std::string_view unwanted,
-                                     const OnLine& on_line) {
+Result<Filtered> PreviewFilter(const Distribution& current, std::string_view unwanted,
+                               const OnLine& on_line) {
+  class Nowhere final : public ByteSink {
+    Status Write(std::string_view) override { return {}; }
+  };
   if (Status fits = CheckFilter(current.path, unwanted); !fits.ok()) return fits;
-  Result<Loaded> loaded = LoadAndDeduplicate(current, on_line);
+  Result<ListBlocks> blocks = ListBlocks::Open(current.path);
+  if (!blocks.ok()) return blocks.status();
+  Unwanted lines;
+  if (Status loaded = lines.Load(unwanted, on_line, current.path); !loaded.ok()) return loaded;
+  Nowhere nowhere;
+  Result<Filtered> filtered =
+      KeepOthers(std::move(blocks).value(), current, lines, nowhere, on_line);
+  if (filtered.ok()) lines.Tell(filtered.value());
+  return filtered;
+}
+
+Result<Cleared> DeduplicateAndFilter(const Distribution& current, std::string_view unwanted,
+                                     const OnLine& on_line, const LoadGuards& guards) {
+  if (Status fits = CheckFilter(current.path, unwanted); !fits.ok()) return fits;
+  Result<Loaded> loaded = LoadAndDeduplicate(current, on_line, guards);
   if (!loaded.ok()) return loaded.status();
   Result<Filtered> filtered = TakeOutSafely(current, unwanted, on_line);
   if (filtered.ok()) return Cleared{std::move(loaded).value(), std::move(filtered).value()};

@@ -31,7 +31,7 @@ Status CheckMerge(std::string_view current, std::string_view second);
 Status Merge(std::string_view current, std::string_view second, const OnLine& on_line = {});
 
 // Whether the one can be filtered by the other: kUsage with kSameFile when they are one file, by
-// whatever names; kNotFound or kBadInput when `unwanted` can't be read, or is a table by its name.
+// whatever names; kNotFound or kBadInput when `unwanted` can't be read.
 // Ask before duplicates are removed, so that a wrong name changes nothing.
 Status CheckFilter(std::string_view current, std::string_view unwanted);
 
@@ -39,6 +39,10 @@ struct Filtered {
   std::uint64_t removed = 0;
   // The keys of the removed rows in their order, each ended by LF; walk them with NextLine.
   std::string removed_addresses;
+  // Lines of the unwanted file that match no key, since keys are in lower case and trimmed at the
+  // row's ends: with capitals or blanks at an end. The first of them, as they stand.
+  std::uint64_t unmatchable = 0;
+  std::string first_unmatchable;
 };
 
 // Takes the rows out whose key is a line of `unwanted`, and replaces the file by the others, in
@@ -46,11 +50,15 @@ struct Filtered {
 // it, that of a CSV row the field at the address column without quotes and apostrophes, blanks
 // kept; a row without that field, or with nothing in it, has no key and stays. Keys are in lower
 // case; the lines of `unwanted` are compared as they stand, so one with capitals removes nothing.
-// The header row is a row like any other. Duplicates are not looked for. What CheckFilter says;
-// kNotFound, kBadInput, kCannotWrite and kCancelled as in LoadAndDeduplicate; `current` is as it
-// was then.
+// The header row is read like any other and stays in its place. Duplicates are not looked for. What
+// CheckFilter says; kNotFound, kBadInput, kCannotWrite and kCancelled as in LoadAndDeduplicate;
+// `current` is as it was then.
 Result<Filtered> Filter(const Distribution& current, std::string_view unwanted,
                         const OnLine& on_line = {});
+
+// What Filter would do, with duplicates counted as often as they are there. Changes nothing.
+Result<Filtered> PreviewFilter(const Distribution& current, std::string_view unwanted,
+                               const OnLine& on_line = {});
 
 // LoadAndDeduplicate, then Filter. Where only that fails, its text tells of the duplicates that are
 // gone.
@@ -59,6 +67,6 @@ struct Cleared {
   Filtered filtered;
 };
 Result<Cleared> DeduplicateAndFilter(const Distribution& current, std::string_view unwanted,
-                                     const OnLine& on_line = {});
+                                     const OnLine& on_line = {}, const LoadGuards& guards = {});
 
 }  // namespace vespro::ModRecipients

@@ -47,7 +47,8 @@ std::string SlowFilter(std::string_view bytes, const Distribution& list, std::st
     bytes.remove_prefix(kMark.size());
   }
   removed.clear();
-  for (std::string_view line; NextLine(bytes, line);) {
+  bool header = list.kind == ListKind::kCsv && list.header;
+  for (std::string_view line; NextLine(bytes, line); header = false) {
     std::string row(line);
     row.erase(0, row.find_first_not_of(' '));
     row.erase(row.find_last_not_of(' ') + 1);
@@ -61,7 +62,7 @@ std::string SlowFilter(std::string_view bytes, const Distribution& list, std::st
       std::erase(key, '"');
       std::erase(key, '\'');
     }
-    if (!key.empty() && lines.contains(key)) {
+    if (!key.empty() && !header && lines.contains(key)) {
       removed += key + "\n";
     } else {
       out += row + "\r\n";
@@ -108,11 +109,17 @@ TEST_F(OperationsTest, FilterComparesLinesAsTheyStand) {
   // none.
   Result<Filtered> removed = Filter(list, Write("u.txt", "a@b\nC@D\nc@d \n\n  \nx,c@d\nmail"));
   ASSERT_TRUE(removed.ok()) << removed.status().text();
-  EXPECT_EQ(removed->removed_addresses, "mail\nmail\n")
-      << "the header and the row that says the same";
-  EXPECT_EQ(folder.Read("l.csv"), "a,'a@b' ,\r\nb\r\nc,\r\nd,c@d,\r\ne,,\r\n");
-  EXPECT_EQ(Filter(list, Write("u.txt", "a@b \nc@d"))->removed, 2U);
-  EXPECT_EQ(folder.Read("l.csv"), "b\r\nc,\r\ne,,\r\n");
+  EXPECT_EQ(removed->removed_addresses, "mail\n")
+      << "the row, but not the header that says the same";
+  EXPECT_EQ(removed->unmatchable, 3U) << "with capitals, and with a blank at the end";
+  EXPECT_EQ(removed->first_unmatchable, "C@D");
+  EXPECT_EQ(folder.Read("l.csv"), "name,mail,\r\na,'a@b' ,\r\nb\r\nc,\r\nd,c@d,\r\ne,,\r\n");
+  // Looking first changes nothing; a table of unwanted lines is taken whole.
+  const std::string before = folder.Read("l.csv");
+  EXPECT_EQ(PreviewFilter(list, Write("u.csv", "a@b \nc@d"))->removed, 2U);
+  EXPECT_EQ(folder.Read("l.csv"), before);
+  EXPECT_EQ(Filter(list, Path("u.csv"))->removed, 2U);
+  EXPECT_EQ(folder.Read("l.csv"), "name,mail,\r\nb\r\nc,\r\ne,,\r\n");
 }
 
 TEST_F(OperationsTest, LargeFilesKeepEveryLine) {
@@ -182,7 +189,6 @@ TEST_F(OperationsTest, WhatIsRefusedChangesNothing) {
       {merge, list, Path("late.txt"), Code::kBadInput, "late.txt', line 100001"},
       {filter, list, Path("late.txt"), Code::kBadInput, "late.txt', line 100001"},
       {dedupe, Path("late.txt"), "", Code::kBadInput, "late.txt', line 100001"},
-      {filter, list, Path("table.csv"), Code::kBadInput, "table.csv' is a table"},
       {filter, Path("empty.txt"), good, Code::kBadInput, kBlankFile},
   };
   const std::ptrdiff_t files = folder.Count();

@@ -90,4 +90,10 @@ Found AddressOf(std::string_view line, ListKind kind, std::int16_t column, std::
   return Found::kAddress;
 }
 
+bool LooksLikeAddress(std::string_view address) {
+  const std::size_t at = address.rfind('@');
+  return at != std::string_view::npos && at > 0 && at + 1 < address.size() &&
+         address.find_first_of(" \t\r\n<>,;\"") == std::string_view::npos;
+}
+
 }  // namespace vespro::ModRow

@@ -43,5 +43,9 @@ enum class Found {
 // the answer is kAddress. Whether it is an e-mail address at all is not looked at.
 Found AddressOf(std::string_view line, ListKind kind, std::int16_t column, std::string& address);
 
+// Whether an address as AddressOf gives it could be one at all: "local@domain" with nothing in it
+// that only a cell of another column has. Not whether a server would take it.
+bool LooksLikeAddress(std::string_view address);
+
 }  // namespace ModRow
 }  // namespace vespro

@@ -1,6 +1,7 @@
 #include "terminal/send_job.h"
 
 #include <algorithm>
+#include <iostream>
 #include <system_error>
 
 #include "base/clock.h"
@@ -11,6 +12,8 @@
 #include "base/text.h"
 #include "merge/field_names.h"
 #include "recipients/list_text.h"
+#include "recipients/long_rows.h"
+#include "recipients/row.h"
 #include "send/message_file.h"
 #include "send/send_command.h"
 #include "send/session.h"
@@ -51,6 +54,30 @@ Result<std::int16_t> FindColumn(const std::string& wanted, const std::vector<std
                                      ": it has " + names);
 }
 
+// Of several columns with addresses only a person knows which is meant.
+Result<std::int16_t> AskColumn(const ListChoice& choice, const ModDistribution::Mapping& mapping,
+                               const std::string& path) {
+  std::string columns;
+  for (const std::int16_t column : mapping.candidates) {
+    columns += (columns.empty() ? "" : ", ") + std::to_string(column + 1) + " (" +
+               Quoted(mapping.fields[static_cast<std::size_t>(column)]) + ")";
+  }
+  const std::string several = "several columns of " + Quoted(path) + " hold addresses: " + columns;
+  if (!choice.may_ask || !ModConsole::CanAsk()) {
+    return Status(Code::kBadInput, several + "; say which with --column " +
+                                       std::to_string(mapping.candidates.front() + 1));
+  }
+  std::cerr << several << "\n";
+  for (;;) {
+    std::cerr << "Which one are the recipients'? " << std::flush;
+    const std::string answer = ModConsole::ReadLine();
+    if (!std::cin) return Status(Code::kBadInput, several + "; say which with --column");
+    Result<std::int16_t> column = FindColumn(answer, mapping.fields, path);
+    if (column.ok()) return column;
+    std::cerr << column.status().text() << "\n";
+  }
+}
+
 Status CheckContent(const Distribution& distribution) {
   const std::string& path = distribution.path;
   Result<File> file = File::Open(ModFiles::FromUtf8(path), File::Mode::kRead);
@@ -88,12 +115,6 @@ Status CheckColumn(const Distribution& distribution) {
       .status();
 }
 
-bool LooksLikeAddress(std::string_view address) {
-  const std::size_t at = address.rfind('@');
-  return at != std::string_view::npos && at > 0 && at + 1 < address.size() &&
-         address.find_first_of(" \t\r\n<>,;\"") == std::string_view::npos;
-}
-
 Status CheckSender(const Settings& settings) {
   const std::string sender = settings.Read(setting::kSenderEmail);
   if (sender.empty()) {
@@ -104,10 +125,10 @@ Status CheckSender(const Settings& settings) {
                   "'vespro settings set SenderEmail ADDRESS'");
   }
   const std::string reply_to = settings.Read(setting::kReplyEmail);
-  if (!ModText::Trim(reply_to).empty() && !LooksLikeAddress(ModText::Trim(reply_to))) {
+  if (!ModText::Trim(reply_to).empty() && !ModRow::LooksLikeAddress(ModText::Trim(reply_to))) {
     return Status(Code::kConfig, "the reply address " + Quoted(reply_to) + " is no email address");
   }
-  if (LooksLikeAddress(sender)) return {};
+  if (ModRow::LooksLikeAddress(sender)) return {};
   return Status(Code::kConfig, "the sender's address " + Quoted(sender) + " is no email address");
 }
 
@@ -230,20 +251,34 @@ class Composer {
   std::vector<std::string> remarks() const { return item_->remarks(); }
 
  private:
+  static Status NoList() {
+    return Status(Code::kConfig,
+                  "No file selected: give --list FILE, or choose one with 'vespro list use FILE'");
+  }
+
   Status TakeList(const SendRequest& request) {
     if (request.list.has_value()) {
-      Result<Distribution> chosen = ChooseList(*request.list);
+      ListChoice choice = *request.list;
+      choice.may_ask = !rules_.no_input;
+      if (choice.file.empty()) {
+        const Distribution stored = ModDistribution::Parse(settings_.Read(setting::kMailList));
+        if (stored.path.empty()) return NoList();
+        choice.file = ModFiles::FromUtf8(stored.path);
+        if (choice.column.empty() && stored.kind == ListKind::kCsv) {
+          choice.column = std::to_string(stored.column + 1);
+        }
+        if (!choice.header.has_value() && stored.kind == ListKind::kCsv) {
+          choice.header = stored.header;
+        }
+      }
+      Result<Distribution> chosen = ChooseList(choice);
       if (!chosen.ok()) return chosen.status();
       distribution_ = std::move(chosen).value();
       overlay_.Set(setting::kMailList, ModDistribution::Compose(distribution_));
       return {};
     }
     distribution_ = ModDistribution::Parse(settings_.Read(setting::kMailList));
-    if (distribution_.path.empty()) {
-      return Status(
-          Code::kConfig,
-          "No file selected: give --list FILE, or choose one with 'vespro list use FILE'");
-    }
+    if (distribution_.path.empty()) return NoList();
     return CheckList(distribution_);
   }
 
@@ -304,8 +339,10 @@ Result<Distribution> ChooseList(const ListChoice& choice) {
   }
   distribution.column = mapping->column;
   distribution.header = choice.header.value_or(mapping->header);
-  if (!choice.column.empty()) {
-    Result<std::int16_t> column = FindColumn(choice.column, mapping->fields, distribution.path);
+  if (!choice.column.empty() || (mapping->candidates.size() > 1 && !choice.may_guess)) {
+    Result<std::int16_t> column =
+        choice.column.empty() ? AskColumn(choice, mapping.value(), distribution.path)
+                              : FindColumn(choice.column, mapping->fields, distribution.path);
     if (!column.ok()) return column.status();
     distribution.column = column.value();
   }
@@ -370,6 +407,30 @@ Result<std::vector<std::string>> KeptEngineOptions(const fs::path& session_folde
   return options;
 }
 
+namespace {
+
+// Which column the addresses come from, and what may be wrong with the table.
+Status NoteList(const Distribution& list, std::vector<std::string>& remarks) {
+  if (list.kind != ListKind::kCsv) return {};
+  Result<ModDistribution::Mapping> mapping = ReadMapping(list.path);
+  if (!mapping.ok()) return mapping.status();
+  const auto column = static_cast<std::size_t>(list.column);
+  remarks.push_back("addresses from column " + std::to_string(list.column + 1) +
+                    (list.header ? ", " + Quoted(mapping->fields[column]) : std::string()));
+  Result<ModRecipients::LongRows> rows = ModRecipients::FindLongRows(list.path);
+  if (!rows.ok()) return rows.status();
+  if (rows->count > 0) remarks.push_back(LongRowsText(rows.value()));
+  return {};
+}
+
+}  // namespace
+
+std::string LongRowsText(const ModRecipients::LongRows& rows) {
+  return std::to_string(rows.count) + (rows.count == 1 ? " row has" : " rows have") +
+         " more cells than the first, from line " + std::to_string(rows.first_line) +
+         " on: a comma in a cell shifts the cells after it, in quotes too";
+}
+
 Result<WrittenJob> WriteJob(Home& home, ConsoleRules rules, const SendRequest& request) {
   WrittenJob job;
   std::vector<std::string> hosts;
@@ -384,6 +445,7 @@ Result<WrittenJob> WriteJob(Home& home, ConsoleRules rules, const SendRequest& r
   }
   Composer composer(home, rules);
   if (Status prepared = composer.Prepare(request); !prepared.ok()) return prepared;
+  if (Status noted = NoteList(composer.distribution(), job.remarks); !noted.ok()) return noted;
   composer.context().hosts = std::move(hosts);
   const Status sent = ModSend::CmdSend_Click(composer.context());
   RemoveUnlessWritten(home, composer.session_name());

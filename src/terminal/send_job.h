@@ -12,6 +12,7 @@
 #include "base/status.h"
 #include "host/desktop.h"
 #include "recipients/distribution.h"
+#include "recipients/long_rows.h"
 #include "terminal/composed_item.h"
 #include "terminal/console.h"
 #include "terminal/home.h"
@@ -20,10 +21,12 @@ namespace vespro {
 
 // A distribution file as the user names it.
 struct ListChoice {
-  std::filesystem::path file;
+  std::filesystem::path file;  // empty: the stored one, with what is said here in place of what is
+                               // stored with it
   std::string column;          // a column's name or its number from 1; empty: the proposed one
   std::optional<bool> header;  // whether the first row holds names; unset: as proposed
-  bool may_guess = false;      // the first column will do where no address tells which it is
+  bool may_guess = false;      // the proposal will do where nothing or several columns tell
+  bool may_ask = false;        // which of several columns it is
 };
 
 struct SendRequest {
@@ -57,6 +60,8 @@ namespace ModSendJob {
 Result<Distribution> ChooseList(const ListChoice& choice);
 // The same checks for a stored choice.
 Status CheckList(const Distribution& distribution);
+// For a person: how many rows have more cells than the first.
+std::string LongRowsText(const ModRecipients::LongRows& rows);
 
 // The engine options that a job was begun with, kept in its folder: who takes it up again gets the
 // same limits and the same people left out. What holds for one run only is not kept.

@@ -85,14 +85,36 @@ TEST_F(SendJobTest, ColumnsByNumberAndName) {
   const struct {
     const char* column;
     int found;
-  } rows[] = {{"", 2}, {"1", 0}, {"e-mail", 1}, {"3", 2}};
+  } rows[] = {{"1", 0}, {"e-mail", 1}, {"3", 2}};
   for (const auto& row : rows) {
     Result<Distribution> chosen = ModSendJob::ChooseList({file, row.column, {}});
     ASSERT_TRUE(chosen.ok()) << chosen.status().text();
     EXPECT_EQ(chosen->column, row.found) << row.column;
     EXPECT_TRUE(chosen->header);
   }
-  EXPECT_FALSE(ModSendJob::ChooseList({file, "", false})->header);
+  EXPECT_FALSE(ModSendJob::ChooseList({file, "1", false})->header);
+  // Nobody can be asked which of two it is.
+  const Status several = ModSendJob::ChooseList({file, "", {}}).status();
+  EXPECT_EQ(several.code(), Code::kBadInput);
+  EXPECT_NE(several.text().find("--column 2"), std::string::npos) << several.text();
+}
+
+TEST_F(SendJobTest, AMappingHoldsForTheStoredList) {
+  Settings settings(*home.backend);
+  const auto store = [&](const char* name, const char* bytes, const char* kind) {
+    const std::string path = ModFiles::ToUtf8(folder.Write(name, bytes));
+    EXPECT_TRUE(settings.Write(setting::kMailList, path + kind).ok());
+  };
+  store("members.csv", "Name,Home,Work\r\nA,a@x.org,b@x.org\r\n", ",CSV,1,HEADER");
+  for (const std::string column : {"Home", "Work"}) {
+    request.list = ListChoice{{}, column, {}};
+    const Result<WrittenJob> job = Write();
+    ASSERT_TRUE(job.ok()) << job.status().text();
+    EXPECT_EQ(job->distribution.column, column == "Home" ? 1 : 2);
+    EXPECT_TRUE(job->distribution.header);
+  }
+  store("members.txt", "a@example.org\r\n", ",TEXT");
+  EXPECT_EQ(Write().status().code(), Code::kUsage);
 }
 
 TEST_F(SendJobTest, WhatIsMissingIsSaidBeforeAnythingIsWritten) {
