@@ -344,6 +344,27 @@ class Survive(support.JobTest):
                 self.assertEqual(len(states), len(self.PEOPLE))
                 self.assertLessEqual(set(states.values()), {"refused", "failed"} if rude else {"refused"})
 
+    def test_a_message_that_no_account_carries(self):
+        text = "A line of text for #NAME that all of them have in common.\n" * 1000
+        for turbo in (False, True):
+            class Small(Server):
+                offers = ("PIPELINING", "SIZE 20000")
+            with self.subTest(turbo=turbo):
+                self.setUp()
+                server = Small()
+                code, states = self.run_job(server, turbo=turbo, text=text)
+                self.assertEqual((code, states), (65, {}), self.done.stderr)
+                self.assertFalse([line for line in server.lines if line.startswith("MAIL")])
+                self.assertRegex(self.done.stderr, r"127\.0\.0\.1:\d+: the message has at least \d{5} bytes, "
+                                                   r"the server takes at most 20000")
+
+    def test_a_dead_account_is_named(self):
+        server = Server()
+        self.add_account(support.free_port())
+        code, states = self.run_job(server)
+        self.assertEqual((code, states), (1, dict.fromkeys(self.PEOPLE, "sent")), self.done.stderr)
+        self.assertRegex(self.done.stderr, r"account 127\.0\.0\.1:\d+ did not work: .*refused")
+
     def test_ipv6(self):
         class Six(Server):
             family, host = socket.AF_INET6, "::1"

@@ -353,7 +353,19 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     target.reached = true;
     target.connect_failures = 0;
     if (secret_number_ == target.secret_number) target.secret_worked = true;
+    CheckSize();
     impl_.PumpSoon();
+  }
+
+  // Before anybody is told no: it would go like that with the whole list.
+  void CheckSize() {
+    const std::uint64_t least = impl_.renderer_.least_bytes(), limit = client_.max_size();
+    if (limit == 0 || least <= limit) return;
+    const Verdict too_large{
+        .scope = Scope::kAccount, .action = Action::kTakeOut, .too_large = true};
+    impl_.TakeOut(target_, too_large,
+                  "the message has at least " + std::to_string(least) +
+                      " bytes, the server takes at most " + std::to_string(limit));
   }
 
   // Whether the connection is lost without a word from the server, and with it more than one
@@ -649,14 +661,20 @@ void Delivery::Impl::EndSessions() {
 
 DeliveryEnd Delivery::Impl::End() {
   DeliveryEnd end;
-  bool all_out = true, all_logins = true, all_unusable = true;
+  bool all_out = true, all_logins = true, all_unusable = true, any_too_large = false;
   std::string why;
   for (Target& target : targets_) {
     all_out = all_out && !target.out.ok();
     const bool login = target.out.code() == Code::kLogin;
     all_logins = all_logins && login;
-    all_unusable = all_unusable && (login || target.out.code() == Code::kConfig);
+    const bool too_large = target.out.code() == Code::kBadInput;
+    any_too_large = any_too_large || too_large;
+    all_unusable = all_unusable && (login || too_large || target.out.code() == Code::kConfig);
     if (!target.out.ok()) why += " " + target.name + ": " + target.out.text();
+    // Others may have carried the job meanwhile.
+    if (target.out.ok() && !target.reached && target.connect_failures > 0) {
+      target.tally.taken_out = target.last_trouble;
+    }
     end.accounts.push_back(std::move(target.tally));
   }
   const bool finished = source_ended_ && next_fresh_ == fresh_.size() && ready_.empty() &&
@@ -671,7 +689,9 @@ DeliveryEnd Delivery::Impl::End() {
     end.status = Status(Code::kLogin, "no server takes the login:" + why);
   } else {
     end.reason = DeliveryEnd::Reason::kStopped;
-    const Code code = all_unusable ? Code::kConfig : Code::kUnavailable;
+    const Code code = !all_unusable   ? Code::kUnavailable
+                      : any_too_large ? Code::kBadInput
+                                      : Code::kConfig;
     end.status = all_out ? Status(code, "no server can be used:" + why) : stopped_why_;
   }
   return end;
@@ -978,9 +998,10 @@ void Delivery::Impl::Rest(Target& target, milliseconds first, int& times, const 
 void Delivery::Impl::TakeOut(std::size_t index, const Verdict& verdict, const std::string& text) {
   Target& target = targets_[index];
   if (!target.out.ok()) return;
-  target.out = Status(verdict.login      ? Code::kLogin
-                      : verdict.unusable ? Code::kConfig
-                                         : Code::kUnavailable,
+  target.out = Status(verdict.login       ? Code::kLogin
+                      : verdict.too_large ? Code::kBadInput
+                      : verdict.unusable  ? Code::kConfig
+                                          : Code::kUnavailable,
                       text);
   (verdict.login ? target.tally.login_refused : target.tally.taken_out) = text;
   SettleHopeless();

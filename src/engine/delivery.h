@@ -66,6 +66,8 @@ class Renderer {
   virtual const std::string& sender() const = 0;
   // How many recipients one message may carry: 1 for personalised mail, more for one copy to many.
   virtual std::size_t recipients_per_message() const = 0;
+  // No message has fewer bytes, whoever it is for.
+  virtual std::uint64_t least_bytes() const { return 0; }
   // `out` is the caller's own and is overwritten; its memory is reused from message to message.
   virtual void Render(std::span<const Recipient> recipients, RenderedMessage& out) = 0;
 };
@@ -137,7 +139,7 @@ struct Progress {
 struct AccountTally {
   std::string server;         // "name:port"
   std::string login_refused;  // the server's words when it took no login; empty otherwise
-  std::string taken_out;      // why else it took no further part; empty otherwise
+  std::string taken_out;      // why else it took no further part, or none at all; empty otherwise
   bool untrusted = false;     // the reason is one that a further trust anchor would mend
   std::uint64_t sent = 0, refused = 0, failed = 0, unknown = 0;
 };

@@ -50,6 +50,8 @@ class Letters final : public Renderer {
     return head + "\r\n";
   }
   const std::string& shared() const { return shared_; }
+  std::uint64_t least_bytes() const override { return tell_least ? shared_.size() : 0; }
+  bool tell_least = false;
 
  private:
   std::size_t per_message_;
@@ -243,7 +245,10 @@ TEST(DeliveryTest, AServerThatIsNotThere) {
   Job with_good(50);
   with_good.To(DeadPort());
   with_good.To(good.port);
-  EXPECT_EQ(with_good.Run().reason, Reason::kDone);
+  const DeliveryEnd carried = with_good.Run();
+  EXPECT_EQ(carried.reason, Reason::kDone);
+  EXPECT_NE(carried.accounts[0].taken_out.find("refused"), std::string::npos);
+  EXPECT_EQ(carried.accounts[1].taken_out, "");
   EXPECT_EQ(with_good.ledger.Count(State::kSent), 50U);
 
   Job alone(100'000);
@@ -265,6 +270,25 @@ TEST(DeliveryTest, AServerThatIsNotThere) {
   Job nameless(1);
   nameless.To(25, "no-such-host.invalid");
   EXPECT_EQ(nameless.Run().status.code(), Code::kUnavailable);
+}
+
+// One whose limit is too small for everybody's message leaves its share to the others; where there
+// is no other one nobody is blamed for it.
+TEST(DeliveryTest, AMessageThatIsTooLargeForAServer) {
+  TestServer small({{"SIZE 50"}, {}, {}}), large({{"SIZE 5000"}, {}, {}});
+  for (const bool with_large : {true, false}) {
+    Job job(20);
+    job.renderer.tell_least = true;
+    job.To(small.port);
+    if (with_large) job.To(large.port);
+    const DeliveryEnd end = job.Run();
+    EXPECT_EQ(end.reason, with_large ? Reason::kDone : Reason::kStopped);
+    EXPECT_EQ(job.ledger.Count(State::kSent), with_large ? 20U : 0U);
+    EXPECT_EQ(job.ledger.outcomes.size(), with_large ? 20U : 0U);
+    EXPECT_EQ(end.accounts[0].taken_out,
+              "the message has at least 83 bytes, the server takes at most 50");
+    EXPECT_EQ(end.status.code(), with_large ? Code::kOk : Code::kBadInput) << end.status.text();
+  }
 }
 
 // The server goes away between two bytes of its life; nobody is served twice, nobody is forgotten.

@@ -6,6 +6,8 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "base/command_line.h"
 #include "base/signals.h"
@@ -457,9 +459,33 @@ class Run {
     const bool some_not = counts->Of(State::kRefused) + counts->Of(State::kFailed) +
                               counts->Of(State::kUnknown) + counts->to_mend >
                           0;
-    if (exit == kExitAllSent && some_not) exit = kExitSomeNotSent;
+    dead_accounts_ = DeadAccounts(end);
+    if (exit == kExitAllSent && (some_not || !dead_accounts_.empty())) exit = kExitSomeNotSent;
+    // A run that was stopped for lack of accounts has named them.
+    if (end.status.ok()) {
+      for (const auto& [server, reason] : dead_accounts_) {
+        Say("account " + server + " did not work: " + reason);
+      }
+      if (!dead_accounts_.empty()) {
+        Say("correct or remove these accounts; try them with: " +
+            ModCommandLine::VesproCommand({"accounts", "test"}));
+      }
+    }
     Summarise(counts.value(), exit);
     return exit;
+  }
+
+  // The accounts that failed, with the reason, while others may have carried the job.
+  static std::vector<std::pair<std::string, std::string>> DeadAccounts(const DeliveryEnd& end) {
+    std::vector<std::pair<std::string, std::string>> dead;
+    for (const AccountTally& account : end.accounts) {
+      if (!account.login_refused.empty()) {
+        dead.emplace_back(account.server, "login refused: " + account.login_refused);
+      } else if (!account.taken_out.empty()) {
+        dead.emplace_back(account.server, account.taken_out);
+      }
+    }
+    return dead;
   }
 
   // What was appended to it meanwhile is no part of the job.
@@ -490,6 +516,11 @@ class Run {
       }
       summary["in_doubt"] = counts.in_doubt;
       summary["already_finished"] = nothing_new && exit != kExitInterrupted;
+      nlohmann::ordered_json dead = nlohmann::ordered_json::array();
+      for (const auto& [server, reason] : dead_accounts_) {
+        dead.push_back({{"server", server}, {"reason", reason}});
+      }
+      summary["accounts_not_working"] = dead;
       summary["report"] = ModFiles::ToUtf8(folder_ / "report.html");
       summary["exit"] = exit;
       world_.out
@@ -530,6 +561,7 @@ class Run {
   std::uint64_t repeated_ = 0;    // of them, taken up again
   std::uint64_t maybe_lost_ = 0;  // recipients whose intent damage may hide
   std::string result_;
+  std::vector<std::pair<std::string, std::string>> dead_accounts_;  // server and reason
   bool busy_ = false;  // another engine is at work on the job
   Events events_;
 };

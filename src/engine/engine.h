@@ -22,7 +22,9 @@ namespace vespro::engine {
 // What the program exits with.
 enum ExitCode : int {
   kExitAllSent = 0,
-  kExitSomeNotSent = 1,  // finished, but somebody was refused, failed, unknown or has a bad row
+  // Finished, but somebody was refused, failed, unknown or has a bad row, or an account did not
+  // work.
+  kExitSomeNotSent = 1,
   kExitUsage = 2,
   kExitBadInput = 65,  // job, list or message
   kExitInternal = 70,  // the verdicts do not add up: a fault of ours

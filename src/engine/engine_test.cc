@@ -29,6 +29,7 @@ struct FakeDelivery {
   bool stop_on_the_wire = false;  // the last message gets no verdict, as if the power went
   bool forget_one = false;        // a fault that the count at the end must show
   std::function<void()> at_end = [] {};
+  std::vector<AccountTally> tallies;
 
   DeliveryEnd operator()(const DeliveryOptions&, const std::vector<Account>& accounts,
                          WorkSource& source, Renderer& renderer, ResultSink& results,
@@ -42,6 +43,7 @@ struct FakeDelivery {
       if (!next.ok()) return {DeliveryEnd::Reason::kCannotRecord, next.status(), {}};
       if (next->empty()) {
         at_end();
+        end.accounts = tallies;
         return end;
       }
       if (count == stop_after && !stop_on_the_wire) return {stop_reason, stop_status, {}};
@@ -369,6 +371,31 @@ TEST_F(EngineTest, ADamagedJournalMailsNobodyTwice) {
     EXPECT_NE(out_.text.find(" unknown"), std::string::npos) << out_.text;
   }
   EXPECT_GT(runs_with_lost, 0u);
+}
+
+// Others carried the job, so that nobody would look for it.
+TEST_F(EngineTest, AnAccountThatDidNotWorkIsNamed) {
+  folder_.Write("list.csv", "Mail,Name\na@x.org,A\n");
+  FakeDelivery delivery;
+  delivery.tallies.resize(3);
+  delivery.tallies[0].server = "good.x.org:25";
+  delivery.tallies[1].server = "old.x.org:587";
+  delivery.tallies[1].login_refused = "535 5.7.8 who are you";
+  delivery.tallies[2].server = "far.x.org:25";
+  delivery.tallies[2].taken_out = "connection refused";
+  options_.json = true;
+  EXPECT_EQ(Run(delivery), kExitSomeNotSent);
+  const std::string json = out_.text.substr(out_.text.rfind("{\"event\""));
+  const nlohmann::json end = nlohmann::json::parse(json);
+  ASSERT_EQ(end["accounts_not_working"].size(), 2u);
+  for (const std::string text :
+       {"old.x.org:587", "535 5.7.8 who are you", "far.x.org:25", "connection refused"}) {
+    for (const std::string& told :
+         {json, err_.text, folder_.Read("report.txt"), folder_.Read("report.html")}) {
+      EXPECT_NE(told.find(text), std::string::npos) << text << " in " << told;
+    }
+  }
+  EXPECT_EQ(err_.text.find("good.x.org"), std::string::npos);
 }
 
 TEST_F(EngineTest, AChangedMessageIsToldAndAChangedListRefused) {

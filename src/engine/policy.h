@@ -70,10 +70,11 @@ struct Failure {
 struct Verdict {
   Scope scope = Scope::kConnection;
   Action action = Action::kRetryLater;
-  bool renew = false;     // the connection can't be used again
-  bool pause = false;     // the server asks us to slow down: nothing to this account for a while
-  bool login = false;     // with kTakeOut: it was the login
-  bool unusable = false;  // with kTakeOut: only another account or option helps
+  bool renew = false;      // the connection can't be used again
+  bool pause = false;      // the server asks us to slow down: nothing to this account for a while
+  bool login = false;      // with kTakeOut: it was the login
+  bool unusable = false;   // with kTakeOut: only another account or option helps
+  bool too_large = false;  // with kTakeOut: no message of this job is small enough
 };
 
 Verdict Judge(const Failure& failure);

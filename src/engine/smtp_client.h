@@ -123,6 +123,8 @@ class SmtpClient {
   std::uint64_t replies() const { return replies_; }
   // The server offered CHUNKING and does not know BDAT: it must not be used with this server.
   bool chunking_failed() const { return chunking_failed_; }
+  // From SIZE, in bytes; 0 when the server names no limit.
+  std::uint64_t max_size() const { return max_size_; }
   // From LIMITS; 0 when the server names none.
   std::uint64_t max_recipients() const { return max_recipients_; }
   std::uint64_t max_messages() const { return max_messages_; }

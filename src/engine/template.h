@@ -45,6 +45,7 @@ class Template final : public Renderer {
 
   const std::string& sender() const override { return sender_; }
   std::size_t recipients_per_message() const override { return recipients_per_message_; }
+  std::uint64_t least_bytes() const override { return least_bytes_; }
   // What a row has beyond the list's columns counts as nothing, and so do columns it lacks.
   void Render(std::span<const Recipient> recipients, RenderedMessage& out) override;
 
@@ -107,6 +108,7 @@ class Template final : public Renderer {
   std::string sender_, from_, subject_;
   std::string from_field_, reply_to_field_, to_field_;
   std::size_t recipients_per_message_ = 1;
+  std::uint64_t least_bytes_ = 0;  // what is the same in all messages
   Unsubscribe unsubscribe_;
   MergeText subject_text_;
   std::vector<Segment> segments_;

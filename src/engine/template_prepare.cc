@@ -359,6 +359,8 @@ void Template::AddText(const MimePart& part, MergeText text, bool base64) {
   AddBytes("Content-Type: " + TypeOf(part) + "; charset=utf-8" +
            Parameters(part.parameters, {"charset"}) + "\r\nContent-Transfer-Encoding: " +
            (base64 ? "base64" : "quoted-printable") + "\r\n" + DescribingFields(part) + "\r\n");
+  std::uint64_t least = 0;  // encoded it is not shorter
+  for (const std::string& piece : text.statics) least += piece.size();
   TextPart prepared;
   prepared.base64 = base64;
   prepared.slots = std::move(text.slots);
@@ -375,6 +377,7 @@ void Template::AddText(const MimePart& part, MergeText text, bool base64) {
     AddBytes(encoded);
     return;
   }
+  least_bytes_ += least;
   AddSpecial(Segment::Kind::kText);
   segments_.back().text_part = text_parts_.size();
   text_parts_.push_back(std::move(prepared));
@@ -455,6 +458,7 @@ void Template::Seal() {
   }
   if (!ends) AddBytes("\r\n");
   for (Segment& segment : segments_) {
+    least_bytes_ += segment.own.size() + segment.outside.size();
     if (segment.own.size() <= kCopiedUpTo) continue;
     segment.outside = encoded_.emplace_back(std::move(segment.own));
     segment.own.clear();
