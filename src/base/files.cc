@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "base/files_platform.h"
+#include "base/text.h"
 
 namespace vespro {
 namespace fs = std::filesystem;
@@ -114,6 +115,29 @@ Status AtomicFile::Commit(const std::function<Status()>& check) {
 }
 
 namespace ModFiles {
+
+std::string LastName(std::string_view name) {
+  const std::size_t slash = name.find_last_of("/\\");
+  if (slash != std::string_view::npos) name.remove_prefix(slash + 1);
+  std::string last(name);
+  std::erase_if(last, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
+  return last.find_first_not_of(". ") == std::string::npos ? std::string() : last;
+}
+
+std::string SafeName(std::string_view name) {
+  std::string safe = LastName(name).substr(0, kMostOfName);
+  for (char& c : safe) {
+    if (std::string_view(":*?\"<>|").find(c) != std::string_view::npos) c = '_';
+  }
+  while (!ModText::IsUtf8(safe)) safe.pop_back();  // cut inside a character
+  while (!safe.empty() && (safe.back() == '.' || safe.back() == ' ')) safe.pop_back();
+  if (safe.empty()) return "attachment";
+  const std::string stem = ModText::LowerAscii(safe.substr(0, safe.find('.')));
+  const bool port = stem.size() == 4 && (stem.starts_with("com") || stem.starts_with("lpt")) &&
+                    stem[3] >= '0' && stem[3] <= '9';
+  const bool device = port || stem == "con" || stem == "nul" || stem == "aux" || stem == "prn";
+  return device ? "_" + safe : safe;
+}
 
 fs::path FromUtf8(std::string_view path) {
   return fs::path(std::u8string(path.begin(), path.end()));

@@ -127,6 +127,12 @@ namespace ModFiles {
 
 std::filesystem::path FromUtf8(std::string_view path);
 std::string ToUtf8(const std::filesystem::path& path);
+// What a name from a message may be called in a list of attachments: its last component without
+// control characters; empty where nothing but dots and blanks is left.
+std::string LastName(std::string_view name);
+// The same as a name that every file system takes: UTF-8, at most 200 bytes, none of :*?"<>|, no
+// device of Windows, no dot or blank at its end. Never empty.
+std::string SafeName(std::string_view name);
 // The path from the root on, without "." and, unless a link would lead elsewhere then, "..".
 std::filesystem::path FullPath(const std::filesystem::path& path);
 

@@ -113,7 +113,9 @@ std::string Parameters(const std::vector<HeaderParameter>& parameters,
   std::string text;
   for (const HeaderParameter& parameter : parameters) {
     if (std::find(without.begin(), without.end(), parameter.name) != without.end()) continue;
-    if (IsToken(parameter.name)) text += ModHeader::Parameter(parameter.name, parameter.value);
+    if (!IsToken(parameter.name)) continue;
+    text += parameter.name == "filename" ? ModHeader::FileNameParameter(parameter.value)
+                                         : ModHeader::Parameter(parameter.name, parameter.value);
   }
   return text;
 }

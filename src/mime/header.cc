@@ -24,9 +24,10 @@ bool IsAtomChar(char c) {
   return IsAlnum(c) || std::string_view("!#$%&'*+-/=?^_`{|}~").find(c) != std::string_view::npos;
 }
 
+// A token of RFC 2045 without what means something to RFC 2231.
 bool IsTokenChar(char c) {
   return c > ' ' && c < 0x7F &&
-         std::string_view("()<>@,;:\\\"/[]?=").find(c) == std::string_view::npos;
+         std::string_view("()<>@,;:\\\"/[]?='*%").find(c) == std::string_view::npos;
 }
 
 bool IsPrintableAscii(std::string_view text) {
@@ -416,6 +417,28 @@ std::string Parameter(std::string_view name, std::string_view value) {
     out += TakePercent(&rest, room - 6 - kCharset.size());  // "*999*", and the ";" behind it
   }
   return out;
+}
+
+std::string FileNameParameter(std::string_view file_name) {
+  const std::string exact = Parameter("filename", file_name);
+  if (!exact.starts_with(";" + std::string(kFold) + "filename*")) return exact;
+  constexpr std::size_t kMost = 50;
+  constexpr std::size_t kMostOfEnding = 10;
+  std::string plain;
+  for (std::string_view rest = file_name; !rest.empty();) {
+    const std::size_t size = CharacterSize(rest);
+    const char c = rest.front();
+    const bool stays = size == 1 && c >= ' ' && c <= '~' &&
+                       std::string_view("\"\\%=?*'").find(c) == std::string_view::npos;
+    plain += stays ? c : '_';
+    rest.remove_prefix(size);
+  }
+  if (plain.size() > kMost) {
+    const std::size_t dot = plain.rfind('.');
+    const bool ends = dot != std::string::npos && plain.size() - dot <= kMostOfEnding;
+    plain = plain.substr(0, kMost - kMostOfEnding) + (ends ? plain.substr(dot) : "");
+  }
+  return exact + Parameter("filename", plain);
 }
 
 std::string Decode(std::string_view value) {

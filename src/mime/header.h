@@ -43,6 +43,9 @@ std::string Mailbox(std::string_view name, std::string_view address, std::size_t
 // "; name=value" with a line break behind the ";" and everything that RFC 2231 has for values that
 // are long or not ASCII.
 std::string Parameter(std::string_view name, std::string_view value);
+// The "filename" of a Content-Disposition field. A name that needs RFC 2231 is followed by an
+// ASCII likeness for programs that don't know it; those that do take the one that comes first.
+std::string FileNameParameter(std::string_view file_name);
 
 // Encoded words and raw bytes of an unfolded field's value as UTF-8.
 std::string Decode(std::string_view value);

@@ -213,7 +213,7 @@ class Writer {
     pending_ += "\r\nContent-Transfer-Encoding: base64\r\n";
     if (!file.content_id.empty()) pending_ += "Content-ID: <" + file.content_id + ">\r\n";
     pending_ += "Content-Disposition: " + std::string(disposition);
-    if (!file.name.empty()) pending_ += ModHeader::Parameter("filename", file.name);
+    if (!file.name.empty()) pending_ += ModHeader::FileNameParameter(file.name);
     pending_ += "\r\n\r\n";
     if (Status status = Flush(); !status.ok()) return status;
     return FileBytes(file.path);

@@ -1,8 +1,11 @@
 #include "send/body_export.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <map>
+#include <set>
+#include <system_error>
 #include <vector>
 
 #include "base/text.h"
@@ -14,13 +17,10 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view kCid = "cid:";
+constexpr std::string_view kBlanks = " \t\r\n";
 constexpr std::string_view kBackground = "background=cid:";
 
-// Whether the name is that of a file in the outbox itself and nowhere else.
-bool IsPlainName(std::string_view name) {
-  return !name.empty() && name != "." && name != ".." &&
-         name.find_first_of(std::string_view("/\\:\0", 4)) == std::string_view::npos;
-}
+constexpr std::size_t kMaxReference = 1024;  // longer than any file's name
 
 bool IsReadable(const fs::path& path, std::string* why) {
   Result<File> file = File::Open(path, File::Mode::kRead);
@@ -47,29 +47,60 @@ class Outbox {
     made_ = true;
     ModFiles::EnsureFolder(folder_);
     for (std::size_t i = 0; i < count; ++i) {
-      const std::string name = item.AttachmentFileName(i);
-      if (!IsPlainName(name)) {
-        desktop_.Log("attachment left out, its name can't be used: " + ModText::Printable(name));
-        continue;
-      }
-      const fs::path path = folder_ / ModFiles::FromUtf8(name);
-      if (Status saved = item.SaveAttachment(i, path); !saved.ok()) {
-        desktop_.Log("attachment '" + ModText::Printable(name) + "' left out: " + saved.text());
-        continue;
-      }
+      const std::string given = item.AttachmentFileName(i);
       MimeFile file;
-      file.path = path;
-      file.name = name;
+      file.name = ModFiles::LastName(given);
+      if (file.name.empty()) file.name = "attachment";
+      file.path = PathFor(file.name, i + 1);
+      if (Status saved = item.SaveAttachment(i, file.path); !saved.ok()) {
+        desktop_.Log("attachment '" + ModText::Printable(given) + "' left out: " + saved.text());
+        continue;
+      }
       files.push_back(std::move(file));
     }
     return files;
   }
 
  private:
+  // Items hold attachments of one name, or of names that are one for this file system: only what is
+  // not there yet tells.
+  fs::path PathFor(const std::string& name, std::size_t number) const {
+    const std::string safe = ModFiles::SafeName(name);
+    std::error_code error;
+    fs::path path = folder_ / ModFiles::FromUtf8(safe);
+    for (; fs::exists(path, error); ++number) {
+      path = folder_ / ModFiles::FromUtf8(std::to_string(number) + "-" + safe);
+    }
+    return path;
+  }
+
   const fs::path& folder_;
   Desktop& desktop_;
   bool made_ = false;
 };
+
+// Gives each file a content id of its own; of equal ones the first keeps it.
+void AddContentIds(std::vector<MimeFile>& files) {
+  std::set<std::string> taken;
+  for (MimeFile& file : files) {
+    const std::string id = ModBodyExport::ContentIdOf(file.name);
+    file.content_id = id;
+    for (int i = 2; !taken.insert(file.content_id).second; ++i) {
+      file.content_id = id + "_" + std::to_string(i);
+    }
+  }
+}
+
+// The content id under which the HTML's name for a file goes out; empty when there is no such file.
+std::string ContentIdIn(const std::vector<MimeFile>& files, std::string_view name) {
+  for (const MimeFile& file : files) {
+    if (file.name == name) return file.content_id;
+  }
+  for (const MimeFile& file : files) {
+    if (ModText::EqualsIgnoringAsciiCase(file.name, name)) return file.content_id;
+  }
+  return {};
+}
 
 void AddAttachmentList(SendContext& context, std::vector<MimeFile>& files) {
   for (const std::string_view piece : ModText::Split(context.window.attachment_list, ',')) {
@@ -103,48 +134,67 @@ std::string ContentIdOf(std::string_view file_name) {
   return id;
 }
 
-std::string PrepareHtml(std::string_view html,
-                        const std::function<bool(const std::string&)>& is_embedded,
+std::string PrepareHtml(std::string_view html, const ContentIds& content_id_of,
                         const std::function<void()>& do_events) {
+  // A memory of names: a newsletter that shows one picture a thousand times looks for it once.
+  std::map<std::string, std::string, std::less<>> known;
+  const auto id_of = [&](std::string_view name) -> const std::string& {
+    static const std::string kNone;
+    if (name.empty() || name.size() > kMaxReference) return kNone;
+    const auto found = known.find(name);
+    if (found != known.end()) return found->second;
+    std::string id = content_id_of(std::string(name));
+    if (id.empty()) id = content_id_of(ModText::PercentDecoded(name));
+    return id.empty() ? kNone : known.emplace(name, std::move(id)).first->second;
+  };
+
   std::string text(html);
   if (const std::size_t at = text.find(kBackground); at != std::string::npos) {
     const std::size_t name_at = at + kBackground.size();
-    if (const std::size_t end = text.find('>', name_at); end != std::string::npos) {
+    const std::size_t end = text.find('>', name_at);
+    const std::size_t blank = std::min(text.find_first_of(kBlanks, name_at), end);
+    const bool more_follows =
+        blank != end && !id_of(std::string_view(text).substr(name_at, blank - name_at)).empty();
+    if (end != std::string::npos && !more_follows) {
       const std::string name = text.substr(name_at, end - name_at);
       text = ModText::ReplaceAll(text, std::string(kBackground) + name,
                                  "background=\"" + std::string(kCid) + name + "\"");
     }
   }
-  // One pass with a memory of names: a newsletter that shows one picture a thousand times costs a
-  // thousand steps, not a thousand rewritings of the text.
-  std::map<std::string, std::string> references;
+
+  const std::string_view whole = text;
   std::string out;
   std::size_t from = 0;
   std::size_t quote = 0;
-  for (std::size_t at; (at = text.find(kCid, from)) != std::string::npos;) {
+  for (std::size_t at;
+       (at = ModText::FindIgnoringAsciiCase(whole, kCid, from)) != std::string_view::npos;) {
     do_events();
     const std::size_t name_at = at + kCid.size();
-    if (quote < name_at) quote = text.find('"', name_at);
-    const std::string name =
-        quote == std::string::npos ? std::string() : text.substr(name_at, quote - name_at);
-    out.append(text, from, name_at - from);
+    out.append(whole, from, at - from);
     from = name_at;
-    if (name.empty() || name.size() > 1024) continue;
-    auto [known, is_new] = references.try_emplace(name);
-    if (is_new) {
-      const std::string decoded = ModText::PercentDecoded(name);
-      if (IsPlainName(name) && is_embedded(name)) {
-        known->second = ContentIdOf(name);
-      } else if (IsPlainName(decoded) && is_embedded(decoded)) {
-        known->second = ContentIdOf(decoded);
-      } else {
-        known->second = name;
-      }
+    if (quote < name_at) quote = std::min(whole.find('"', name_at), whole.size());
+    // A name ends at the double quote. Where no file is called so, at what else ends an address.
+    std::string id;
+    if (quote < whole.size()) {
+      id = id_of(whole.substr(name_at, quote - name_at));
+      if (!id.empty()) from = quote;
     }
-    out += known->second;
-    from = quote;
+    const std::string_view near = whole.substr(name_at, kMaxReference + 1);
+    for (std::string_view stops :
+         {std::string_view("'"), std::string_view(">"), kBlanks, std::string_view(")")}) {
+      if (!id.empty()) break;
+      const std::size_t end = near.find_first_of(stops);
+      if (end == std::string_view::npos) continue;
+      id = id_of(near.substr(0, end));
+      if (!id.empty()) from = name_at + end;
+    }
+    if (id.empty()) {
+      out.append(whole, at, kCid.size());
+    } else {
+      out.append(kCid).append(id);
+    }
   }
-  return out.append(text, from);
+  return out.append(whole, from);
 }
 
 Status Export(SendContext& context, const fs::path& outbox_folder, ByteSink& sink) {
@@ -162,13 +212,10 @@ Status Export(SendContext& context, const fs::path& outbox_folder, ByteSink& sin
   Outbox outbox(outbox_folder, context.desktop());
   std::vector<MimeFile> saved = outbox.Save(*item);
   if (is_html) {
+    AddContentIds(saved);
     mail.html = PrepareHtml(
-        mail.html,
-        [&](const std::string& name) {
-          return ModFiles::IsFile(outbox_folder / ModFiles::FromUtf8(name));
-        },
+        mail.html, [&](const std::string& name) { return ContentIdIn(saved, name); },
         [&] { context.desktop().DoEvents(); });
-    for (MimeFile& file : saved) file.content_id = ContentIdOf(file.name);
     mail.related = std::move(saved);
   } else {
     mail.attachments = std::move(saved);

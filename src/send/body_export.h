@@ -25,10 +25,13 @@ Status Export(SendContext& context, const std::filesystem::path& outbox, ByteSin
 // hexadecimal digits.
 std::string ContentIdOf(std::string_view file_name);
 
-// The HTML with its "cid:" references naming the embedded files: `is_embedded` says whether there
-// is a file of that name. Other references stay as they are. `do_events` is called for each one.
-std::string PrepareHtml(std::string_view html,
-                        const std::function<bool(const std::string&)>& is_embedded,
+// The content id of the embedded file of that name; empty when there is none.
+using ContentIds = std::function<std::string(const std::string& name)>;
+
+// The HTML with its "cid:" references naming the embedded files by their content ids. A reference's
+// name ends at the next double quote, or where no file has that name, at a single quote, a ">", a
+// blank or a ")". Other references stay as they are. `do_events` is called for each one.
+std::string PrepareHtml(std::string_view html, const ContentIds& content_id_of,
                         const std::function<void()>& do_events);
 
 }  // namespace vespro::ModBodyExport

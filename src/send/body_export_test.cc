@@ -1,5 +1,7 @@
 #include "send/body_export.h"
 
+#include <set>
+
 #include "mime/reader.h"
 #include "send/send_test_host.h"
 
@@ -71,20 +73,48 @@ TEST_F(BodyExportTest, InAPlainEditorTheItemsAttachmentsAreOrdinary) {
             "application/octet-stream attachment b.bin <>\n");
 }
 
+TEST_F(BodyExportTest, NoAttachmentIsLostForItsName) {
+  host.body = "Hello";
+  host.attachments = {{"x.pdf", "1"},     {"x.pdf", "2"},   {"X.PDF", "3"}, {"../../escape", "4"},
+                      {"..", "5"},        {"", "6"},        {"NUL", "7"},   {"a:b.png", "8"},
+                      {"C:\\x.pdf", "9"}, {"2-x.pdf", "10"}};
+  const char* const names[] = {"x.pdf",      "x.pdf", "X.PDF",   "escape", "attachment",
+                               "attachment", "NUL",   "a:b.png", "x.pdf",  "2-x.pdf"};
+  for (const EditorType editor : {EditorType::kPlainText, EditorType::kHtml}) {
+    host.editor = editor;
+    host.html_body = editor == EditorType::kHtml ? "<img src=\"cid:x.pdf\">" : "";
+    Result<MimePart> root = ParseMime(Export());
+    ASSERT_TRUE(root.ok());
+    const std::vector<MimePart>& parts =
+        editor == EditorType::kHtml ? root->children.back().children : root->children;
+    ASSERT_EQ(parts.size(), 11U);
+    std::set<std::string> ids;
+    for (std::size_t i = 0; i < 10; ++i) {
+      EXPECT_EQ(parts[i + 1].file_name, names[i]);
+      EXPECT_EQ(DecodedBytes(parts[i + 1]).value(), host.attachments[i].second);
+      ids.insert(parts[i + 1].content_id);
+    }
+    if (editor == EditorType::kPlainText) continue;
+    EXPECT_EQ(ids.size(), 10U);
+    EXPECT_EQ(parts[1].content_id, "x.pdf");
+  }
+}
+
 TEST_F(BodyExportTest, WhatCannotBeHadIsLeftOutAndLogged) {
   host.body = "Hello";
-  host.attachments = {{"../../escape", "x"}, {"ok.txt", "y"}};
+  host.attachments = {{"ok.txt", "y"}};
   window.attachment_list = "," + ModFiles::ToUtf8(folder / "missing.pdf");
   EXPECT_EQ(Describe(Export()), "text/plain   <>\ntext/plain attachment ok.txt <>\n");
   std::string log;
   for (const std::string& event : host.events) log += event + "\n";
-  EXPECT_NE(log.find("escape"), std::string::npos) << log;
   EXPECT_NE(log.find("missing.pdf"), std::string::npos) << log;
 }
 
 TEST(PrepareHtmlTest, References) {
-  const auto embedded = [](const std::string& name) {
-    return name == "a.png" || name == "b c.png";
+  const auto embedded = [](const std::string& name) -> std::string {
+    return name == "a.png" || name == "b c.png" || name == "d:e.png"
+               ? ModBodyExport::ContentIdOf(name)
+               : "";
   };
   const struct {
     const char* html;
@@ -97,6 +127,13 @@ TEST(PrepareHtmlTest, References) {
       {"<img src=\"cid:../a.png\">", "<img src=\"cid:../a.png\">"},
       {"<body background=cid:a.png><td background=cid:a.png>",
        "<body background=\"cid:a.png\"><td background=\"cid:a.png\">"},
+      {"<img src='cid:b c.png'><img src='cid:no'><p title=\"\">",
+       "<img src='cid:b_20c.png'><img src='cid:no'><p title=\"\">"},
+      {"<img src=cid:a.png><img src=cid:b%20c.png alt=x><img src=\"CID:a.png\">",
+       "<img src=cid:a.png><img src=cid:b_20c.png alt=x><img src=\"cid:a.png\">"},
+      {"<img src=\"cid:d:e.png\"> <p style='x: url(cid:d:e.png)'>",
+       "<img src=\"cid:d_3Ae.png\"> <p style='x: url(cid:d_3Ae.png)'>"},
+      {"<td background=cid:b%20c.png width=1>", "<td background=cid:b_20c.png width=1>"},
       {"acid: a word, cid:", "acid: a word, cid:"},
       {"cid:cid:\"", "cid:cid:\""},
       {"cid:a.png", "cid:a.png"},

@@ -57,22 +57,6 @@ Result<std::string> ReadTextFile(const fs::path& path, bool is_html) {
   return text;
 }
 
-// The name's last component, with what no file system or mail program takes replaced.
-std::string SafeFileName(std::string_view name) {
-  const std::size_t slash = name.find_last_of("/\\");
-  if (slash != std::string_view::npos) name.remove_prefix(slash + 1);
-  std::string safe(name.substr(0, 200));
-  for (char& c : safe) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x20 || byte == 0x7F || std::string_view(":*?\"<>|").find(c) != std::string::npos) {
-      c = '_';
-    }
-  }
-  while (!ModText::IsUtf8(safe)) safe.pop_back();  // cut inside a character
-  const bool only_dots = safe.find_first_not_of(". ") == std::string::npos;
-  return only_dots ? "attachment" : safe;
-}
-
 }  // namespace
 
 ComposedItem::~ComposedItem() {
@@ -293,11 +277,11 @@ class ComposedItem::EmlReader {
   }
 
   std::string NameOf(const MimePart& part) {
-    if (!part.file_name.empty()) return SafeFileName(part.file_name);
+    if (!part.file_name.empty()) return ModFiles::SafeName(part.file_name);
     if (part.type == "message") return "message.eml";
     const std::string ending =
         part.type == "text" && part.subtype == "plain" ? "txt" : part.subtype;
-    return SafeFileName("part" + std::to_string(++unnamed_) + "." + ending);
+    return ModFiles::SafeName("part" + std::to_string(++unnamed_) + "." + ending);
   }
 
   std::string Unique(std::string name) {
