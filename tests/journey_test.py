@@ -35,7 +35,10 @@ class Letters(support.JobTest):
         for part in message.walk():
             self.assertEqual(part.defects, [], part.get_content_type())
             for name, value in part.items():
-                self.assertEqual(getattr(value, "defects", ()), (), name)
+                # A plain file name beside the encoded one is meant: for programs that know no RFC 2231.
+                defects = [d for d in getattr(value, "defects", ())
+                           if name != "Content-Disposition" or "duplicate parameter" not in str(d)]
+                self.assertEqual(defects, [], name)
         counts = collections.Counter(name.lower() for name in message.keys())
         for name in ONCE:
             self.assertEqual(counts[name.lower()], 1, name)

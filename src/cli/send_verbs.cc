@@ -27,6 +27,8 @@ struct SendArguments {
   std::vector<std::string> accounts;
   std::uint64_t row = 1;  // preview
   std::string out;        // preview
+  bool raw = false;       // preview
+  std::vector<std::string> fields;
 };
 
 struct SendOptions {
@@ -41,24 +43,27 @@ std::vector<fs::path> Paths(const std::vector<std::string>& names) {
 
 SendRequest Request(const SendArguments& arguments, const SendOptions& given) {
   SendRequest request;
-  request.compose.subject = arguments.subject;
+  request.compose.subject = ModConsole::ArgumentText(arguments.subject);
   request.compose.has_subject = given.subject->count() > 0;
   request.compose.text_file = ModFiles::FromUtf8(arguments.text);
   request.compose.html_file = ModFiles::FromUtf8(arguments.html);
   request.compose.eml_file = ModFiles::FromUtf8(arguments.eml);
   request.compose.attach = Paths(arguments.attach);
   request.compose.embed = Paths(arguments.embed);
+  for (const std::string& field : arguments.fields) {
+    request.compose.fields.push_back(ModConsole::ArgumentText(field));
+  }
   const bool mapped = !arguments.column.empty() || arguments.header || arguments.value;
   if (!arguments.list.empty() || mapped) {
     ListChoice choice;
     choice.file = ModFiles::FromUtf8(arguments.list);
-    choice.column = arguments.column;
+    choice.column = ModConsole::ArgumentText(arguments.column);
     if (arguments.header || arguments.value) choice.header = arguments.header;
     request.list = choice;
   }
   const auto set = [](const CLI::Option* option, const std::string& text,
                       std::optional<std::string>& into) {
-    if (option->count() > 0) into = text;
+    if (option->count() > 0) into = ModConsole::ArgumentText(text);
   };
   set(given.from, arguments.from, request.from);
   set(given.name, arguments.name, request.name);
@@ -158,7 +163,7 @@ int Preview(const Globals& globals, const SendArguments& arguments, const SendOp
                         arguments.row, SystemClock(), randomness);
   if (!rendered.ok()) return Fail(rendered.status());
   if (arguments.out.empty()) {
-    std::cout << rendered.value();
+    std::cout << (arguments.raw ? rendered.value() : engine::ReadableMessage(rendered.value()));
     return 0;
   }
   Status written = ModFiles::ReplaceWith(ModFiles::FromUtf8(arguments.out), rendered.value());
@@ -191,6 +196,10 @@ SendOptions AddComposeOptions(CLI::App* verb, SendArguments& arguments) {
   options.name = verb->add_option("--name", arguments.name, "The sender's name");
   options.reply_to = verb->add_option("--reply-to", arguments.reply_to, "Where answers go");
   options.to = verb->add_option("--to", arguments.to, "The common To text of turbo mode");
+  verb->add_option("--add-header", arguments.fields,
+                   "A further header field, such as 'Precedence: bulk'; may be repeated")
+      ->type_name("'NAME: VALUE'")
+      ->allow_extra_args(false);
   CLI::Option* turbo = verb->add_flag("--turbo", arguments.turbo, "One copy to many");
   verb->add_flag("--personalised", arguments.personalised, "A copy each, with mail merge")
       ->excludes(turbo);
@@ -228,9 +237,11 @@ void AddSendVerbs(CLI::App& app, Globals& globals, Action& action) {
 
   CLI::App* preview = app.add_subcommand("preview", "Show the mail that one recipient would get");
   const SendOptions preview_options = AddComposeOptions(preview, *arguments);
-  preview->add_option("--row", arguments->row, "Which recipient of the list, from 1")
+  preview->add_option("--row", arguments->row, "Which row of the list, from 1, without its header")
       ->capture_default_str();
-  preview->add_option("--out", arguments->out, "Write it to a file")->type_name("FILE");
+  preview->add_option("--out", arguments->out, "Write it to a file, as it is sent")
+      ->type_name("FILE");
+  preview->add_flag("--raw", arguments->raw, "Show it as it is sent");
   preview->footer("Example: vespro preview --eml draft.eml --list members.csv --row 3");
   preview->callback([&globals, &action, arguments, preview_options] {
     action = [&globals, arguments, preview_options] {

@@ -70,7 +70,7 @@ int Set(const Globals& globals, const SettingArguments& arguments) {
   Result<Home> home = OpenHome(globals.home);
   if (!home.ok()) return Fail(home.status());
   Settings settings(*home->backend);
-  Status written = settings.Write(row->name, arguments.value);
+  Status written = settings.Write(row->name, ModConsole::ArgumentText(arguments.value));
   return written.ok() ? 0 : Fail(written);
 }
 

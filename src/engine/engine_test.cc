@@ -494,12 +494,16 @@ TEST_F(EngineTest, DryRunRendersAndTouchesNothingElse) {
 
 TEST_F(EngineTest, PreviewOfARow) {
   const Distribution list{Path("list.csv"), ListKind::kCsv, 0, true};
-  Result<std::string> third = RenderRow(folder_ / "message.eml", 0, list, 3, clock_, randomness_);
+  Result<std::string> third = RenderRow(folder_ / "message.eml", 0, list, 5, clock_, randomness_);
   ASSERT_TRUE(third.ok()) << third.status().text();
   EXPECT_NE(third->find("To: c@x.org\r\n"), std::string::npos);
   EXPECT_NE(third->find("Dear=20Cid"), std::string::npos);
-  EXPECT_EQ(RenderRow(folder_ / "message.eml", 0, list, 5, clock_, randomness_).status().code(),
-            Code::kUsage);
+  const auto why = [&](std::uint64_t row) {
+    return RenderRow(folder_ / "message.eml", 0, list, row, clock_, randomness_).status().text();
+  };
+  EXPECT_NE(why(3).find("row 3 (line 4): not an address"), std::string::npos) << why(3);
+  EXPECT_NE(why(4).find("duplicate"), std::string::npos) << why(4);
+  EXPECT_NE(why(7).find("only 6 rows"), std::string::npos) << why(7);
 }
 
 TEST_F(EngineTest, ExitCodes) {

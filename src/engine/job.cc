@@ -46,6 +46,7 @@ struct Reader {
   std::size_t hosts = 0;
   std::string last_fault;  // of an account
   bool has_list = false;
+  Status list_status;  // of its line
 
   void TakeHost(std::string_view value, std::size_t line) {
     ++hosts;
@@ -88,6 +89,7 @@ struct Reader {
       TakeConnections(value);
     } else if (key == "DISTRIBUTION FILE") {
       job.list = ModDistribution::Parse(value);
+      list_status = ModDistribution::CheckSetting(value);
       has_list = true;
     } else if (key == "BCC MODE") {
       job.bcc_mode = std::max<int>(ModText::LeadingInt16(value), 0);
@@ -127,6 +129,10 @@ Result<Job> ParseJob(std::string_view bytes) {
   if (job.list.kind == ListKind::kCsv && job.list.column < 0) {
     return Status(Code::kBadInput,
                   "the job's DISTRIBUTION FILE= line does not say which column holds the address");
+  }
+  if (!reader.list_status.ok()) {
+    return Status(Code::kBadInput,
+                  "the job's DISTRIBUTION FILE= line: " + reader.list_status.text());
   }
   if (job.message_file.empty()) {
     return Status(Code::kBadInput, "the job has no MESSAGE FILE= line");

@@ -4,9 +4,13 @@
 #include <cstdio>
 
 #include "base/files.h"
+#include "base/lines.h"
+#include "base/text.h"
 #include "engine/list_source.h"
 #include "engine/template.h"
 #include "merge/custom_words.h"
+#include "mime/header.h"
+#include "mime/reader.h"
 
 namespace vespro::engine {
 namespace {
@@ -69,20 +73,68 @@ Result<std::string> RenderRow(const fs::path& message_file, int bcc_mode, const 
       std::move(bytes).value(), {bcc_mode, source->first_row(), {}, std::move(words).value()},
       clock, randomness);
   if (!prepared.ok()) return prepared.status();
-  for (std::uint64_t at = 1;; ++at) {
+  std::uint64_t at = 0;
+  source->OnSkip([&](const Recipient& skipped, std::string_view reason, bool) -> Status {
+    if (++at != row) return {};
+    return Status(Code::kUsage, "nobody gets a mail for row " + std::to_string(row) + " (line " +
+                                    std::to_string(skipped.line) + "): " + std::string(reason));
+  });
+  for (;;) {
     Result<std::vector<Recipient>> recipient = source->Next(1);
     if (!recipient.ok()) return recipient.status();
     if (recipient->empty()) {
-      return Status(Code::kUsage, "the list has only " + std::to_string(at - 1) +
-                                      " usable recipients; there is no row " + std::to_string(row));
+      return Status(Code::kUsage, "the list has only " + std::to_string(at) +
+                                      (at == 1 ? " row" : " rows") + "; there is no row " +
+                                      std::to_string(row));
     }
-    if (at < row) continue;
+    if (++at < row) continue;
     RenderedMessage message;
     prepared.value()->Render(recipient.value(), message);
     std::string text;
     for (std::string_view piece : message.pieces) text += piece;
     return text;
   }
+}
+
+namespace {
+
+void AppendLines(std::string_view text, std::string& out) {
+  for (std::string_view line; NextLine(text, line);) {
+    out += ModText::Printable(line, line.size() * 4) + "\n";
+  }
+}
+
+void AppendParts(const MimePart& part, std::string& texts, std::string& list) {
+  for (const MimePart& child : part.children) AppendParts(child, texts, list);
+  if (!part.children.empty()) return;
+  const Result<std::string> bytes = DecodedBytes(part);
+  const std::string name = part.file_name.empty() ? "" : " '" + part.file_name + "'";
+  list += "  " + ModText::Printable(part.type + "/" + part.subtype + name) + ", " +
+          std::to_string(bytes.ok() ? bytes->size() : part.body.size()) + " bytes" +
+          (part.disposition == "attachment" ? ", attached"
+           : part.content_id.empty()        ? ""
+                                            : ", shown in the text") +
+          "\n";
+  if (part.type != "text" || part.disposition == "attachment") return;
+  const Result<std::string> text = DecodedText(part);
+  if (!text.ok()) return;
+  texts += "\n--- " + ModText::Printable(part.type + "/" + part.subtype) + " ---\n";
+  AppendLines(text.value(), texts);
+}
+
+}  // namespace
+
+std::string ReadableMessage(std::string_view message) {
+  std::string out, texts, list;
+  const Result<MimePart> root = ParseMime(message);
+  if (!root.ok()) return ModText::Printable(message, message.size() * 4) + "\n";
+  for (const HeaderField& field : root->headers) {
+    if (ModText::LowerAscii(field.name).starts_with("content-")) continue;
+    const std::string text = field.name + ": " + ModHeader::Decode(field.value);
+    out += ModText::Printable(text, text.size() * 4) + "\n";
+  }
+  AppendParts(root.value(), texts, list);
+  return out + texts + "\n--- parts ---\n" + list;
 }
 
 }  // namespace vespro::engine

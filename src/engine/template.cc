@@ -100,13 +100,13 @@ void Template::RenderText(const TextPart& part, std::string& out) {
   if (out.ends_with("\r\n")) out.resize(out.size() - 2);  // the boundary's line brings its own
 }
 
-void Template::RenderSubject(std::string& out) {
-  scratch_ = subject_text_.statics.front();
-  for (std::size_t i = 0; i < subject_text_.slots.size(); ++i) {
-    scratch_ += OneLine(values_[subject_text_.slots[i].column]);
-    scratch_ += subject_text_.statics[i + 1];
+void Template::RenderField(const MergedField& field, std::string& out) {
+  scratch_ = field.text.statics.front();
+  for (std::size_t i = 0; i < field.text.slots.size(); ++i) {
+    scratch_ += OneLine(values_[field.text.slots[i].column]);
+    scratch_ += field.text.statics[i + 1];
   }
-  out += ModHeader::Field("Subject", scratch_);
+  out += ModHeader::Field(field.name, scratch_);
 }
 
 void Template::Render(std::span<const Recipient> recipients, RenderedMessage& out) {
@@ -127,8 +127,8 @@ void Template::Render(std::span<const Recipient> recipients, RenderedMessage& ou
       case Segment::Kind::kTo:
         own.append("To: ").append(recipients.front().address).append("\r\n");
         break;
-      case Segment::Kind::kSubject:
-        RenderSubject(own);
+      case Segment::Kind::kField:
+        RenderField(fields_[segment.index], own);
         break;
       case Segment::Kind::kMessageId:
         AppendMessageId(own);
@@ -137,7 +137,7 @@ void Template::Render(std::span<const Recipient> recipients, RenderedMessage& ou
         unsubscribe_.Append(own, recipients.front().address);
         break;
       case Segment::Kind::kText:
-        RenderText(text_parts_[segment.text_part], own);
+        RenderText(text_parts_[segment.index], own);
         break;
     }
   }

@@ -30,8 +30,8 @@ struct TemplateOptions {
 
 // Rendered messages have ASCII lines of at most 998 bytes (addresses beyond ASCII alone are written
 // as UTF-8), ended by CR LF; text is quoted-printable or Base64 with lines of at most 76. Of the
-// original head only the subject and what describes the content is kept, so that nothing of the
-// sender's machine leaves it.
+// original head only the subject, the author's own fields (mime/author_fields.h) and what describes
+// the content is kept, so that nothing of the sender's machine leaves it.
 class Template final : public Renderer {
  public:
   // `bytes` is a message file (docs/formats/message-file.md). kBadInput names what is missing or
@@ -63,11 +63,16 @@ class Template final : public Renderer {
     bool ends_line = false;
   };
   struct Segment {
-    enum class Kind { kBytes, kDate, kTo, kSubject, kMessageId, kUnsubscribe, kText };
+    enum class Kind { kBytes, kDate, kTo, kField, kMessageId, kUnsubscribe, kText };
     Kind kind = Kind::kBytes;
     std::string own;           // kBytes: copied into each message,
     std::string_view outside;  // or, where not empty, sent from bytes_ or encoded_
-    std::size_t text_part = 0;
+    std::size_t index = 0;     // kText: of text_parts_, kField: of fields_
+  };
+  // A header field with merge words.
+  struct MergedField {
+    std::string name;
+    MergeText text;
   };
   // Where such a piece stands between the bytes of a message's own.
   struct Cut {
@@ -82,6 +87,9 @@ class Template final : public Renderer {
   Status ReadFrom(std::string_view line);
   Status ReadReplyTo(std::string_view line);
   void AddHead(const MimePart& root);
+  void AddAuthorFields(const MimePart& root);
+  // False when there is no merge word in it.
+  bool AddMergedField(std::string_view name, std::string_view text);
   Status AddPart(const MimePart& part);
   Status AddMultipart(const MimePart& part);
   void AddText(const MimePart& part, MergeText text, bool base64);
@@ -98,7 +106,7 @@ class Template final : public Renderer {
   void ReadValues(std::string_view row);
   void AppendSlot(std::string& out, const MergeSlot& slot);
   void RenderText(const TextPart& part, std::string& out);
-  void RenderSubject(std::string& out);
+  void RenderField(const MergedField& field, std::string& out);
 
   const std::string bytes_;
   const Clock& clock_;
@@ -110,7 +118,7 @@ class Template final : public Renderer {
   std::size_t recipients_per_message_ = 1;
   std::uint64_t least_bytes_ = 0;  // what is the same in all messages
   Unsubscribe unsubscribe_;
-  MergeText subject_text_;
+  std::vector<MergedField> fields_;
   std::vector<Segment> segments_;
   std::deque<std::string> encoded_;  // long pieces that bytes_ does not hold as they are sent
   std::vector<TextPart> text_parts_;

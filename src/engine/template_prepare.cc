@@ -1,11 +1,13 @@
 // The once-per-job half of Template: reads the message file and lays out the segments.
 #include <algorithm>
+#include <set>
 
 #include "base/code_page.h"
 #include "base/lines.h"
 #include "base/text.h"
 #include "engine/address.h"
 #include "engine/template.h"
+#include "mime/author_fields.h"
 #include "mime/base64.h"
 
 namespace vespro::engine {
@@ -302,13 +304,8 @@ void Template::AddHead(const MimePart& root) {
   AddBytes(reply_to_field_);
   if (to_field_.empty()) AddSpecial(Segment::Kind::kTo);
   AddBytes(to_field_);
-  if (words_) subject_text_ = words_->SplitPlain(subject_);
-  if (subject_text_.slots.empty()) {
-    AddBytes(ModHeader::Field("Subject", words_ ? subject_text_.statics.front() : subject_));
-  } else {
-    UseColumns(subject_text_.slots);
-    AddSpecial(Segment::Kind::kSubject);
-  }
+  if (!AddMergedField("Subject", subject_)) AddBytes(ModHeader::Field("Subject", subject_));
+  AddAuthorFields(root);
   AddSpecial(Segment::Kind::kMessageId);
   AddBytes("MIME-Version: 1.0\r\n");
   if (unsubscribe_.per_recipient()) {
@@ -317,6 +314,36 @@ void Template::AddHead(const MimePart& root) {
     std::string fields;
     unsubscribe_.Append(fields, {});
     AddBytes(fields);
+  }
+}
+
+bool Template::AddMergedField(std::string_view name, std::string_view text) {
+  if (!words_) return false;
+  MergeText merged = words_->SplitPlain(text);
+  if (merged.slots.empty()) {
+    if (merged.statics.front() == text) return false;
+    AddBytes(ModHeader::Field(name, merged.statics.front()));
+    return true;
+  }
+  UseColumns(merged.slots);
+  AddSpecial(Segment::Kind::kField);
+  segments_.back().index = fields_.size();
+  fields_.push_back({std::string(name), std::move(merged)});
+  return true;
+}
+
+// Once each: of a name that is there twice the first counts.
+void Template::AddAuthorFields(const MimePart& root) {
+  std::set<std::string> known;
+  if (!reply_to_field_.empty()) known.insert("reply-to");
+  if (unsubscribe_.wanted()) known.insert({"list-unsubscribe", "list-unsubscribe-post"});
+  for (const HeaderField& field : root.headers) {
+    if (!ModAuthorFields::IsAuthors(field.name)) continue;
+    if (!known.insert(ModText::LowerAscii(field.name)).second) continue;
+    const std::string text = OneLine(ModHeader::Decode(field.value));
+    if (AddMergedField(field.name, text)) continue;
+    const std::string folded = ModAuthorFields::Folded(field.name, field.value);
+    AddBytes(folded.empty() ? ModHeader::Field(field.name, text) : folded);
   }
 }
 
@@ -381,7 +408,7 @@ void Template::AddText(const MimePart& part, MergeText text, bool base64) {
   }
   least_bytes_ += least;
   AddSpecial(Segment::Kind::kText);
-  segments_.back().text_part = text_parts_.size();
+  segments_.back().index = text_parts_.size();
   text_parts_.push_back(std::move(prepared));
 }
 
@@ -454,7 +481,7 @@ void Template::Seal() {
   const Segment& last = segments_.back();
   bool ends = false;
   if (last.kind == Segment::Kind::kText) {
-    ends = text_parts_[last.text_part].ends_line;
+    ends = text_parts_[last.index].ends_line;
   } else {
     ends = (last.outside.empty() ? std::string_view(last.own) : last.outside).ends_with("\r\n");
   }

@@ -25,6 +25,8 @@ class MailItem {
   virtual std::string Subject() const = 0;
   virtual std::string Body() const = 0;
   virtual std::string HtmlBody() const = 0;
+  // Header fields that the author has added (mime/author_fields.h), whole ones with their CR LF.
+  virtual std::string AuthorFields() const { return {}; }
 
   virtual Status SetTo(std::string_view text) = 0;
   virtual Status SetSentOnBehalfOfName(std::string_view text) = 0;

@@ -23,6 +23,7 @@ struct MimeFile {
 // Text is UTF-8; each kind of line end counts.
 struct Composition {
   std::string subject;
+  std::string fields;  // further header fields, whole ones with their CR LF
   std::string text;
   std::string html;
   bool has_html = false;
@@ -31,7 +32,7 @@ struct Composition {
   std::vector<MimeFile> attachments;
 };
 
-// Writes MIME-Version, Subject and the Content fields, an empty line, and the body; the fields of
+// Writes MIME-Version, Subject, the further fields and the Content fields, an empty line, and the body; the fields of
 // who, whom and when are for others to put in front. The text part is left out beside HTML when it
 // is empty. Lines of bodies have at most 76 characters and end in CR LF; a text that is the whole
 // message and has no last line end gets one. Files are read in blocks, never whole. All files are

@@ -80,6 +80,28 @@ Distribution Parse(std::string_view mail_list) {
   return distribution;
 }
 
+Status CheckSetting(std::string_view mail_list) {
+  const std::string_view setting = ModText::Trim(mail_list);
+  if (setting.empty()) return {};
+  const std::vector<std::string_view> fields = ModText::Split(setting, ',');
+  const auto damaged = [&setting](const char* what) {
+    return Status(Code::kBadInput, "'" + ModText::Printable(setting) + "' does not say " + what);
+  };
+  if (fields[0].empty()) return damaged("which file it is");
+  if (fields.size() < 2 || (fields[1] != "TEXT" && fields[1] != "CSV")) {
+    return damaged("whether it is TEXT or CSV");
+  }
+  if (fields[1] == "TEXT") return {};
+  std::uint64_t column = 0;
+  if (fields.size() < 3 || !ModText::ParseUnsigned(fields[2], kLastColumn, &column)) {
+    return damaged("which column holds the address");
+  }
+  if (fields.size() < 4 || (fields[3] != "HEADER" && fields[3] != "VALUE")) {
+    return damaged("whether the first row is a HEADER or a VALUE");
+  }
+  return {};
+}
+
 Status CheckIsText(std::string_view path, std::string_view start) {
   const std::size_t nul = start.find('\0');
   if (nul == std::string_view::npos) return {};

@@ -35,6 +35,8 @@ std::string_view KindName(ListKind kind);
 // comma in it is not escaped, and Parse takes what stands before it for the path.
 std::string Compose(const Distribution& distribution);
 Distribution Parse(std::string_view mail_list);
+// Whether a setting that is not empty says all that Compose writes: kBadInput with what it lacks.
+Status CheckSetting(std::string_view mail_list);
 // Whether a path comes back from the setting as it went in, and can stand in a job: kBadInput with
 // the reason and what to do otherwise. Parse would give a part of it: somebody else's list, maybe.
 Status CheckPath(std::string_view path);

@@ -206,6 +206,7 @@ Status Export(SendContext& context, const fs::path& outbox_folder, ByteSink& sin
 
   Composition mail;
   mail.subject = item->Subject();
+  mail.fields = item->AuthorFields();
   mail.text = item->Body();
   mail.html = item->HtmlBody();
   mail.has_html = !mail.html.empty();

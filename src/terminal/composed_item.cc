@@ -9,6 +9,7 @@
 #include "base/charset.h"
 #include "base/files.h"
 #include "base/text.h"
+#include "mime/author_fields.h"
 #include "mime/header.h"
 #include "mime/reader.h"
 #include "send/body_export.h"
@@ -191,11 +192,35 @@ class ComposedItem::EmlReader {
     if (const HeaderField* subject = Find(root.value(), "Subject")) {
       item_.subject_ = ModHeader::Decode(subject->value);
     }
+    TakeFields(root.value());
     if (Status status = Walk(root.value()); !status.ok()) return status;
     return PlacePictures();
   }
 
  private:
+  // The author's fields stay; what else is left out is said, but for what every message gets anew.
+  void TakeFields(const MimePart& root) {
+    static constexpr std::string_view kWrittenAnew[] = {"subject", "from",       "to",
+                                                        "date",    "message-id", "mime-version"};
+    std::vector<std::string> left_out;
+    for (const HeaderField& field : root.headers) {
+      const std::string lower = ModText::LowerAscii(field.name);
+      if (ModAuthorFields::IsAuthors(field.name)) {
+        std::string folded = ModAuthorFields::Folded(field.name, field.value);
+        if (folded.empty()) folded = ModHeader::Field(field.name, ModHeader::Decode(field.value));
+        item_.fields_ += folded;
+      } else if (std::find(std::begin(kWrittenAnew), std::end(kWrittenAnew), lower) ==
+                     std::end(kWrittenAnew) &&
+                 !lower.starts_with("content-") &&
+                 std::find(left_out.begin(), left_out.end(), field.name) == left_out.end()) {
+        left_out.push_back(field.name);
+      }
+    }
+    std::string names;
+    for (const std::string& name : left_out) names += (names.empty() ? "" : ", ") + name;
+    if (!names.empty()) item_.remarks_.push_back("leaves out: " + ModText::Printable(names));
+  }
+
   Status Walk(const MimePart& part) {
     for (const MimePart& child : part.children) {
       if (Status status = Walk(child); !status.ok()) return status;
@@ -320,6 +345,12 @@ Result<std::unique_ptr<ComposedItem>> ComposedItem::Compose(const ComposeRequest
   } else if (Status read = item->ReadBodies(request); !read.ok()) {
     return read;
   }
+  std::string fields;
+  for (const std::string& field : request.fields) {
+    if (Status fits = ModAuthorFields::Check(field); !fits.ok()) return fits;
+    fields += ModAuthorFields::Format(field);
+  }
+  item->fields_.insert(0, fields);  // of a name that is there twice the first counts
   if (request.has_subject) item->subject_ = ModSend::OneLine(request.subject);
   for (const fs::path& file : request.embed) {
     if (Status added = item->Embed(file); !added.ok()) return added;

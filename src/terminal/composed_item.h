@@ -22,6 +22,7 @@ struct ComposeRequest {
   std::vector<std::filesystem::path> embed =
       {};                               // pictures, referenced as "cid:" and the file's name
   std::filesystem::path eml_file = {};  // a whole message instead of the bodies
+  std::vector<std::string> fields = {};  // further header fields, "Name: value", UTF-8
 };
 
 class ComposedItem final : public MailItem {
@@ -42,6 +43,7 @@ class ComposedItem final : public MailItem {
   std::string Subject() const override { return subject_; }
   std::string Body() const override { return text_; }
   std::string HtmlBody() const override { return html_; }
+  std::string AuthorFields() const override { return fields_; }
   // The command line keeps no sent copy: these succeed and do nothing.
   Status SetTo(std::string_view) override { return {}; }
   Status SetSentOnBehalfOfName(std::string_view) override { return {}; }
@@ -70,6 +72,7 @@ class ComposedItem final : public MailItem {
 
   Randomness& randomness_;
   std::string subject_, text_, html_;
+  std::string fields_;  // whole ones, with their CR LF
   std::vector<Embedded> embedded_;
   std::string attachment_list_;
   std::vector<std::string> remarks_;

@@ -17,7 +17,11 @@ std::string ReadLine() {
   std::string line;
   std::getline(std::cin, line);
   if (!line.empty() && line.back() == '\r') line.pop_back();
-  return ModText::IsUtf8(line) ? line : ModCodePage::ToUtf8(line);
+  return ArgumentText(line);
+}
+
+std::string ArgumentText(const std::string& text) {
+  return ModText::IsUtf8(text) ? text : ModCodePage::ToUtf8(text);
 }
 
 }  // namespace vespro::ModConsole

@@ -30,7 +30,9 @@ Result<FileLock> Home::LockAccounts() const {
 
 Result<Home> OpenHome(const std::string& folder) {
   const std::string chosen = folder.empty() ? ModFiles::Environment("VESPRO_HOME") : folder;
-  Home home = chosen.empty() ? platform::UsersHome() : HomeIn(chosen);
+  Result<Home> found = chosen.empty() ? platform::UsersHome() : HomeIn(chosen);
+  if (!found.ok()) return found;
+  Home home = std::move(found).value();
   if (Status made = ModFiles::MakeFolders(home.data_folder); !made.ok()) return made;
   // Settings read as empty then, and a list that was chosen would be said to be none.
   const std::int32_t read = home.backend->ReadValue(setting::kMailList).status;

@@ -32,9 +32,10 @@ Result<Home> OpenHome(const std::string& folder);
 // running program.
 AddIn InstalledAddIn(const Home& home);
 
-// What home_posix.cc and home_win32.cc provide: the user's own place, nothing made yet.
+// What home_posix.cc and home_win32.cc provide: the user's own place, nothing made yet. kConfig when
+// the system does not say where that is.
 namespace platform {
-Home UsersHome();
+Result<Home> UsersHome();
 // The file that an installation may bring to change the default values; empty where the installer
 // writes them itself.
 std::filesystem::path DefaultsFile();

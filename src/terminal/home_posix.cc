@@ -18,10 +18,15 @@ fs::path XdgFolder(const char* variable, const char* below_home) {
 
 }  // namespace
 
-Home UsersHome() {
+Result<Home> UsersHome() {
   Home home;
   home.data_folder = XdgFolder("XDG_DATA_HOME", ".local/share");
   const fs::path file = XdgFolder("XDG_CONFIG_HOME", ".config") / "settings";
+  if (!home.data_folder.is_absolute() || !file.is_absolute()) {
+    return Status(Code::kConfig,
+                  "HOME is not set, so there is no place for settings and data: set it, or name a "
+                  "folder with --home DIR or VESPRO_HOME");
+  }
   home.backend = std::make_unique<FileBackend>(file);
   home.settings_place = ModFiles::ToUtf8(file);
   return home;

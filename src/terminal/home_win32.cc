@@ -17,7 +17,7 @@ std::string UserName() {
 
 }  // namespace
 
-Home UsersHome() {
+Result<Home> UsersHome() {
   Home home;
   home.data_folder = ModFiles::ProgramPath().parent_path() / ModFiles::FromUtf8(UserName());
   home.backend = std::make_unique<RegistryBackend>();

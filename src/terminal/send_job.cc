@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "base/clock.h"
+#include "base/code_page.h"
 #include "base/command_line.h"
 #include "base/files.h"
 #include "base/lines.h"
@@ -115,6 +116,11 @@ Status CheckColumn(const Distribution& distribution) {
       .status();
 }
 
+Status CheckAddress(const std::string& sender) {
+  if (ModRow::LooksLikeAddress(sender)) return {};
+  return Status(Code::kConfig, "the sender's address " + Quoted(sender) + " is no email address");
+}
+
 Status CheckSender(const Settings& settings) {
   const std::string sender = settings.Read(setting::kSenderEmail);
   if (sender.empty()) {
@@ -128,8 +134,31 @@ Status CheckSender(const Settings& settings) {
   if (!ModText::Trim(reply_to).empty() && !ModRow::LooksLikeAddress(ModText::Trim(reply_to))) {
     return Status(Code::kConfig, "the reply address " + Quoted(reply_to) + " is no email address");
   }
-  if (ModRow::LooksLikeAddress(sender)) return {};
-  return Status(Code::kConfig, "the sender's address " + Quoted(sender) + " is no email address");
+  return CheckAddress(sender);
+}
+
+// A name that the job's files can't hold would go out with question marks.
+Status CheckNames(const Settings& settings, const ConsoleRules& rules, bool turbo) {
+  std::vector<std::string_view> names = {setting::kSenderName, setting::kReplyEmail};
+  if (turbo) names.push_back(setting::kCommonToField);
+  for (const std::string_view name : names) {
+    const std::string text = settings.Read(name);
+    if (ModCodePage::CanHold(text)) continue;
+    const std::string problem =
+        Quoted(text) + " has letters that this system's charset lacks; the mail would show '" +
+        ModCodePage::ToUtf8(ModCodePage::FromUtf8(text)) + "'";
+    if (!rules.assume_yes && (rules.no_input || !ModConsole::CanAsk())) {
+      return Status(Code::kBadInput, problem +
+                                         ". Set LC_ALL to a UTF-8 locale, such as C.UTF-8, or "
+                                         "send it so with --yes");
+    }
+    TerminalHost terminal(rules, nullptr, EditorType::kPlainText);
+    if (terminal.MsgBox(problem + ".\r\nSend it so?", MessageIcon::kQuestion,
+                        MessageButtons::kYesNo, kModuleName) != MessageAnswer::kYes) {
+      return Status(Code::kCancelled, "nothing was sent");
+    }
+  }
+  return {};
 }
 
 Status CheckAccounts(const fs::path& file, std::vector<std::string>& remarks) {
@@ -227,11 +256,16 @@ class Composer {
     if (Status chosen = TakeList(request); !chosen.ok()) return chosen;
     if (Status taken = TakeSettings(request); !taken.ok()) return taken;
     if (Status sender = CheckSender(settings_); !sender.ok()) return sender;
+    const bool turbo = ModText::LeadingInt16(settings_.Read(setting::kBccMode)) >= 1;
+    if (Status names = CheckNames(settings_, rules_, turbo); !names.ok()) return names;
     Result<std::unique_ptr<ComposedItem>> item =
         ComposedItem::Compose(request.compose, randomness_);
     if (!item.ok()) return item.status();
     item_ = std::move(item).value();
     host_.emplace(rules_, item_.get(), item_->editor());
+    // The only input box of a send asks for the sender's address.
+    host_->set_check_input(
+        [](const std::string& answer) { return CheckAddress(std::string(ModText::Trim(answer))); });
     add_in_ = InstalledAddIn(home_);
     add_in_.mail_client = &*host_;
     add_in_.desktop = &*host_;
@@ -277,7 +311,13 @@ class Composer {
       overlay_.Set(setting::kMailList, ModDistribution::Compose(distribution_));
       return {};
     }
-    distribution_ = ModDistribution::Parse(settings_.Read(setting::kMailList));
+    const std::string stored = settings_.Read(setting::kMailList);
+    if (Status whole = ModDistribution::CheckSetting(stored); !whole.ok()) {
+      return Status(whole.code(),
+                    "the stored choice of a list is damaged: " + whole.text() +
+                        ". Choose it again with 'vespro list use FILE', or give --list FILE");
+    }
+    distribution_ = ModDistribution::Parse(stored);
     if (distribution_.path.empty()) return NoList();
     return CheckList(distribution_);
   }

@@ -40,10 +40,16 @@ std::string TerminalHost::InputBox(std::string_view prompt, std::string_view,
                                    std::string_view initial) {
   if (rules_.no_input || !ModConsole::CanAsk()) return {};
   std::cerr << TerminalText(prompt) << "\n";
-  if (!initial.empty()) std::cerr << "[" << initial << "] ";
-  std::cerr << "> " << std::flush;
-  const std::string answer = ModConsole::ReadLine();
-  return answer.empty() ? std::string(initial) : answer;
+  for (;;) {
+    if (!initial.empty()) std::cerr << "[" << initial << "] ";
+    std::cerr << "> " << std::flush;
+    std::string answer = ModConsole::ReadLine();
+    if (answer.empty()) answer = initial;
+    const Status fits = check_input_ && !answer.empty() ? check_input_(answer) : Status();
+    if (fits.ok()) return answer;
+    std::cerr << fits.text() << "\n";
+    if (!std::cin) return {};
+  }
 }
 
 Status TerminalHost::Start(const CommandLine& command) {

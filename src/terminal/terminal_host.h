@@ -1,6 +1,7 @@
 // terminal/terminal_host.h - the mail client, compose window and desktop of the command line.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -40,6 +41,10 @@ class TerminalHost final : public MailClient, public Inspector, public Desktop {
     return Status(Code::kUnavailable, "the command line has no caret");
   }
 
+  // What an answer to an input box must pass; asked again until it does, or nothing is typed.
+  void set_check_input(std::function<Status(const std::string&)> check) {
+    check_input_ = std::move(check);
+  }
   // The engine's command, once a job was written.
   const std::optional<CommandLine>& started() const { return started_; }
 
@@ -48,6 +53,7 @@ class TerminalHost final : public MailClient, public Inspector, public Desktop {
   MailItem* item_;
   EditorType editor_;
   std::optional<CommandLine> started_;
+  std::function<Status(const std::string&)> check_input_;
 };
 
 }  // namespace vespro
