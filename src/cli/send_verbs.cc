@@ -106,7 +106,7 @@ int Send(const Globals& globals, const SendArguments& arguments, const SendOptio
   for (const std::string& remark : job.remarks) Note(remark);
   Status kept = ModSendJob::KeepEngineOptions(file.parent_path(), globals.engine_options);
   if (!kept.ok()) return Fail(kept);
-  Result<engine::JobOutlook> outlook = LookAtJob(globals, file);
+  Result<engine::JobOutlook> outlook = LookAtJob(globals, file, arguments.wait);
   if (!outlook.ok()) return Fail(outlook.status());
 
   const bool sends = !arguments.no_start && !IsDryRun(globals);

@@ -50,10 +50,14 @@ void NoteOfEngine(std::string_view line) {
 
 class NoteSink final : public ByteSink {
  public:
+  explicit NoteSink(bool silent) : silent_(silent) {}
   Status Write(std::string_view line) override {
-    NoteOfEngine(line);
+    if (!silent_) NoteOfEngine(line);
     return {};
   }
+
+ private:
+  bool silent_;
 };
 
 std::string Count(std::uint64_t count, const char* one, const char* many) {
@@ -142,11 +146,12 @@ std::optional<int> CheckEngineOptions(const Globals& globals) {
 
 bool IsDryRun(const Globals& globals) { return !Parse(globals, "job").options.dry_run.empty(); }
 
-Result<engine::JobOutlook> LookAtJob(const Globals& globals, const fs::path& job_file) {
+Result<engine::JobOutlook> LookAtJob(const Globals& globals, const fs::path& job_file,
+                                     bool engine_is_seen) {
   const engine::ParsedOptions parsed = Parse(globals, ModFiles::ToUtf8(job_file));
   SystemClock clock;
   SystemRandomness randomness;
-  NoteSink notes;
+  NoteSink notes(engine_is_seen);
   engine::EngineWorld world{clock, randomness, notes, notes, false, {}};
   return engine::LookAtJob(parsed.options, world);
 }

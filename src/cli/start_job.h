@@ -22,7 +22,9 @@ std::optional<int> CheckEngineOptions(const Globals& globals);
 bool IsDryRun(const Globals& globals);
 
 // What the engine would do with the job and these options; its own failures.
-Result<engine::JobOutlook> LookAtJob(const Globals& globals, const std::filesystem::path& job_file);
+// Warnings are left to the engine where it is going to show them itself.
+Result<engine::JobOutlook> LookAtJob(const Globals& globals, const std::filesystem::path& job_file,
+                                     bool engine_is_seen);
 
 // A job of the same message and list that was begun and is not finished.
 struct UnfinishedJob {
