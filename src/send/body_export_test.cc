@@ -83,7 +83,8 @@ TEST_F(BodyExportTest, NoAttachmentIsLostForItsName) {
   for (const EditorType editor : {EditorType::kPlainText, EditorType::kHtml}) {
     host.editor = editor;
     host.html_body = editor == EditorType::kHtml ? "<img src=\"cid:x.pdf\">" : "";
-    Result<MimePart> root = ParseMime(Export());
+    const std::string exported = Export();  // the parts point into it
+    Result<MimePart> root = ParseMime(exported);
     ASSERT_TRUE(root.ok());
     const std::vector<MimePart>& parts =
         editor == EditorType::kHtml ? root->children.back().children : root->children;
