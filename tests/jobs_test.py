@@ -83,6 +83,33 @@ class Jobs(support.JobTest):
         self.assertEqual(set(catcher.recipients()), set(self.people))
         self.assertGreater(len(catcher.recipients()), 2 * len(self.people))
 
+    def test_going_on_promises_nothing_untrue(self):
+        real, rehearsal = self.catcher(), support.Catcher(self.folder / "rehearsal")
+        self.addCleanup(rehearsal.stop)
+        account = "127.0.0.1:{}".format(real.port)
+        self.begin(real, "--rate", "50/s")
+        sent = self.interrupt()["sent"]
+        # Through other servers it is another matter, which no --yes decides.
+        other = self.expect(75, self.vespro("--yes", *self.compose("127.0.0.1:{}".format(rehearsal.port), "--wait")))
+        self.assertIn("but through " + account, other.stderr)
+        self.assertEqual((len(real.recipients()), (rehearsal.maildir / "envelopes.tsv").exists()
+                          and rehearsal.recipients() or []), (sent, []))
+        # What was accepted in the run before is no good news of this one.
+        real.stop()
+        dead = self.expect(75, self.vespro("--yes", *self.compose(account, engine=("--retry", "1"))))
+        self.assertNotIn("accepted", dead.stderr)
+
+    def test_a_begun_job_that_can_not_be_read_stops_the_next_one(self):
+        catcher = self.catcher()
+        account = "127.0.0.1:{}".format(catcher.port)
+        self.begin(catcher, "--rate", "50/s")
+        sent = self.interrupt()["sent"]
+        [journal] = self.home.rglob("journal")
+        journal.write_bytes(b"?\n" + journal.read_bytes().split(b"\n", 3)[3])
+        done = self.expect(65, self.vespro("--yes", *self.compose(account, "--wait")))
+        self.assertIn("--anew", done.stderr)
+        self.assertEqual((len(catcher.recipients()), len(self.sessions())), (sent, 1))
+
     def test_an_engine_that_can_not_begin_is_told_of_and_leaves_no_job(self):
         catcher = self.catcher()
         account = "127.0.0.1:{}".format(catcher.port)

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdio>
 #include <iostream>
+#include <set>
 #include <thread>
 
 #include "base/clock.h"
@@ -94,6 +95,17 @@ bool SameJob(const engine::Job& a, const engine::Job& b) {
   return words.ok() && others.ok() && words.value() == others.value();
 }
 
+// "server:port, server:port", in the order of the alphabet.
+std::string Servers(const engine::Job& job) {
+  std::set<std::string> names;
+  for (const engine::Account& account : job.accounts) {
+    names.insert(ModText::LowerAscii(account.server) + ":" + std::to_string(account.port));
+  }
+  std::string text;
+  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+  return text;
+}
+
 // The last lines of what the engine has said.
 std::vector<std::string> LogEnd(const fs::path& folder) {
   std::vector<std::string> lines;
@@ -108,8 +120,10 @@ std::vector<std::string> LogEnd(const fs::path& folder) {
   return lines;
 }
 
-// What became of the engine in its first seconds: the exit code for ours.
-int WaitForNews(const Globals& globals, const fs::path& folder, ModProcess::Detached& engine) {
+// What became of the engine in its first seconds: the exit code for ours. `before`: the last run
+// when it was started.
+int WaitForNews(const Globals& globals, const fs::path& folder, const engine::LastRun& before,
+                ModProcess::Detached& engine) {
   const std::string watch =
       ModCommandLine::VesproCommand({"status", ModFiles::ToUtf8(ModFiles::FullPath(folder))});
   const auto until = std::chrono::steady_clock::now() + kPatience;
@@ -120,7 +134,7 @@ int WaitForNews(const Globals& globals, const fs::path& folder, ModProcess::Deta
       for (const std::string& line : LogEnd(folder)) NoteOfEngine(line);
       return *ended;
     }
-    if (engine::AnySent(folder)) {
+    if (const engine::LastRun run = engine::ReadLastRun(folder); run.sent && !run.IsSame(before)) {
       if (!globals.json) {
         Note("sending: the first message was accepted. How far it is: " + watch);
         Note("the report will be " + ModFiles::ToUtf8(folder / "report.html"));
@@ -165,8 +179,18 @@ Result<std::optional<UnfinishedJob>> FindUnfinished(const Home& home, const fs::
     const Result<engine::Job> job = engine::ReadJob(other);
     if (!job.ok() || !SameJob(wanted.value(), job.value())) continue;
     Result<JobStatus> status = StatusOf(other);
-    if (!status.ok() || status->phase == JobStatus::Phase::kFinished) continue;
-    return std::optional<UnfinishedJob>({other, std::move(status).value()});
+    if (!status.ok()) {
+      // Nobody knows who of them has the mail already.
+      return Status(status.status().code(),
+                    "a job of this mail and this list was begun, and how far it is can't be read: " +
+                        status.status().text() + ". Its folder is '" +
+                        ModFiles::ToUtf8(ModFiles::FullPath(other).parent_path()) +
+                        "'. Nothing was sent; to mail everybody anew: the same command with "
+                        "--anew");
+    }
+    if (status->phase == JobStatus::Phase::kFinished) continue;
+    return std::optional<UnfinishedJob>({other, std::move(status).value(), Servers(job.value()),
+                                         Servers(job.value()) == Servers(wanted.value())});
   }
   return std::optional<UnfinishedJob>();
 }
@@ -181,15 +205,23 @@ int GoOnWith(const Globals& globals, const Home& home, const UnfinishedJob& job,
                            ModCommandLine::VesproCommand({"status", folder})));
   }
   const std::string command = engine::RunCommand(job.job_file);
-  const std::string found =
+  std::string found =
       "a job of this mail and this list was begun and is not finished: " + StatusText(status);
+  bool assume_yes = globals.rules.assume_yes;
+  if (!job.same_servers) {
+    // One of the two may be a rehearsal: only a person can tell what is meant.
+    found += "; it does not go through the servers that are chosen now, but through " + job.servers;
+    assume_yes = false;
+  }
   const bool can_ask = ModConsole::CanAsk() && !globals.rules.no_input;
-  if (!globals.rules.assume_yes && !can_ask) {
+  if (!assume_yes && !can_ask) {
     return Fail(Status(Code::kResumable, found + ". Nothing was sent. Go on with it: " + command +
                                              "; or mail everybody anew: the same command with "
                                              "--anew"));
   }
-  if (!Ask(globals.rules, found + ".\nGo on with it?")) {
+  ConsoleRules rules = globals.rules;
+  rules.assume_yes = assume_yes;
+  if (!Ask(rules, found + ".\nGo on with it?")) {
     return Fail(Status(Code::kResumable, "nothing was sent. Go on with it later: " + command +
                                              "; or mail everybody anew: the same command with "
                                              "--anew"));
@@ -240,13 +272,14 @@ int StartJob(const Globals& globals, const fs::path& job_file, const CommandLine
     return code.ok() ? code.value() : Fail(code.status());
   }
   const fs::path folder = job_file.parent_path();
+  const engine::LastRun before = engine::ReadLastRun(folder);
   Result<std::unique_ptr<ModProcess::Detached>> started =
       ModProcess::StartDetached(program, arguments, folder / kLogFile);
   if (!started.ok()) {
     Note("the job is written; start it with: " + engine::RunCommand(job_file));
     return Fail(started.status());
   }
-  return WaitForNews(globals, folder, *started.value());
+  return WaitForNews(globals, folder, before, *started.value());
 }
 
 }  // namespace vespro::cli

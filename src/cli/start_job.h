@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <string>
 
 #include "base/status.h"
 #include "cli/verbs.h"
@@ -30,7 +31,10 @@ Result<engine::JobOutlook> LookAtJob(const Globals& globals, const std::filesyst
 struct UnfinishedJob {
   std::filesystem::path job_file;
   engine::JobStatus status;
+  std::string servers;        // for a person
+  bool same_servers = false;  // as those of the new job
 };
+// A failure as well where such a job may have sent something that can't be read any more.
 Result<std::optional<UnfinishedJob>> FindUnfinished(const Home& home,
                                                     const std::filesystem::path& job_file);
 // Asks whether to go on with it and does so; or says how to. Gives the exit code.

@@ -113,15 +113,17 @@ Result<JobStatus> ReadJobStatus(const EngineOptions& options, Randomness& random
   return status;
 }
 
-bool AnySent(const fs::path& session_folder) {
+LastRun ReadLastRun(const fs::path& session_folder) {
+  LastRun run;
   Result<JournalReader> reader = JournalReader::Open(Journal::PathIn(session_folder));
-  if (!reader.ok()) return false;
+  if (!reader.ok()) return run;
   for (JournalEvent event; reader->Next(event);) {
+    if (event.kind == JournalEvent::Kind::kRun) run = {event.number, event.time, false};
     if (event.kind == JournalEvent::Kind::kOutcome && event.outcome.state == State::kSent) {
-      return true;
+      run.sent = true;
     }
   }
-  return false;
+  return run;
 }
 
 std::string RunCommand(const fs::path& job_file) {

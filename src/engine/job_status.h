@@ -38,8 +38,16 @@ struct JobStatus {
 // somebody may be left: linear in both. kNotFound or kBadInput for a job that can't be read.
 Result<JobStatus> ReadJobStatus(const EngineOptions& options, Randomness& randomness);
 
-// Whether a server has accepted a message of the job yet. Reads the journal up to there.
-bool AnySent(const std::filesystem::path& session_folder);
+// The last run that the journal tells of. Another one has another number or time.
+struct LastRun {
+  std::uint64_t number = 0;  // of the record that begins it; 0: no run
+  std::int64_t time = 0;     // seconds since 1970, UTC
+  bool sent = false;         // a server has accepted a message in it
+
+  bool IsSame(const LastRun& other) const { return number == other.number && time == other.time; }
+};
+// No run where the journal can't be read. Reads all of it.
+LastRun ReadLastRun(const std::filesystem::path& session_folder);
 
 // The command that takes the job up again.
 std::string RunCommand(const std::filesystem::path& job_file);
