@@ -181,12 +181,13 @@ Result<std::optional<UnfinishedJob>> FindUnfinished(const Home& home, const fs::
     Result<JobStatus> status = StatusOf(other);
     if (!status.ok()) {
       // Nobody knows who of them has the mail already.
-      return Status(status.status().code(),
-                    "a job of this mail and this list was begun, and how far it is can't be read: " +
-                        status.status().text() + ". Its folder is '" +
-                        ModFiles::ToUtf8(ModFiles::FullPath(other).parent_path()) +
-                        "'. Nothing was sent; to mail everybody anew: the same command with "
-                        "--anew");
+      return Status(
+          status.status().code(),
+          "a job of this mail and this list was begun, and how far it is can't be read: " +
+              status.status().text() + ". Its folder is '" +
+              ModFiles::ToUtf8(ModFiles::FullPath(other).parent_path()) +
+              "'. Nothing was sent; to mail everybody anew: the same command with "
+              "--anew");
     }
     if (status->phase == JobStatus::Phase::kFinished) continue;
     return std::optional<UnfinishedJob>({other, std::move(status).value(), Servers(job.value()),

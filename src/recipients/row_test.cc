@@ -39,6 +39,16 @@ TEST(RowTest, Address) {
   }
 }
 
+TEST(RowTest, WhatLooksLikeAnAddress) {
+  for (const std::string_view address : {"a@b", "a@b@c", "@a@b", "\xC3\xBC'x@b.org"}) {
+    EXPECT_TRUE(ModRow::LooksLikeAddress(address)) << address;
+  }
+  for (const std::string_view other : {"", "@", "a@", "@b", "a@@", "flat 2\"", "ab.org",
+                                       "a b@c.org", "a@b.org;c@d.org", "<a@b.org>", "a@b.org\n"}) {
+    EXPECT_FALSE(ModRow::LooksLikeAddress(other)) << other;
+  }
+}
+
 TEST(RowTest, LettersBeyondAscii) {
   std::string address;
   ASSERT_EQ(ModRow::AddressOf("M\xC3\x9CLLER@B.org", ListKind::kText, 0, address), Found::kAddress);
