@@ -311,8 +311,9 @@ class Run {
 
   std::string WhatDamageHides() const {
     const std::uint64_t lines = journal_->damaged();
-    const std::string damage = "warning: the journal has " + std::to_string(lines) +
-                               (lines == 1 ? " damaged line" : " damaged lines");
+    const std::string damage =
+        "warning: the journal has " + std::to_string(lines) +
+        (lines == 1 ? " damaged or missing line" : " damaged or missing lines");
     if (maybe_lost_ == 0) return damage + "; the others tell who was sent to";
     return damage + " and may hide to whom messages were sent: " + std::to_string(maybe_lost_) +
            (maybe_lost_ == 1 ? " recipient is" : " recipients are") +

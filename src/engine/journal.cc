@@ -451,6 +451,10 @@ bool JournalReader::Fits(JournalEvent& event) {
   if (last_ == 0 && has_unnumbered_ && (pending_ > 0 || event.number > 1)) {
     event.missing = JournalEvent::kAnyNumber;
   }
+  // Lines can be gone without leaving anything that could not be read.
+  if (pending_ == 0 && event.missing > 0) {
+    damaged_ += event.missing == JournalEvent::kAnyNumber ? 1 : event.missing;
+  }
   last_ = event.number;
   pending_ = 0;
   return true;

@@ -71,7 +71,7 @@ class JournalReader {
 
   // The next event; false at the end or when reading fails, see status().
   bool Next(JournalEvent& event);
-  // Lines that could not be read, a torn end not among them.
+  // Lines that could not be read, a torn end not among them, or that are gone.
   std::uint64_t damaged() const { return damaged_; }
   const Status& status() const { return lines_.status(); }
   // Whether the file ends within its first line: the run ended before anything was sent.
