@@ -3,9 +3,9 @@
 
 #include "base/testing.h"
 #include "dialogs/samples.h"
-#include "outlook/win32_driver.h"
-#include "outlook/win32_measure.h"
-#include "outlook/win32_view.h"
+#include "win32/win32_driver.h"
+#include "win32/win32_measure.h"
+#include "win32/win32_view.h"
 #include "recipients/dialog_stories.h"
 #include "windows_forms/gallery.h"
 

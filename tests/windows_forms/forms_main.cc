@@ -14,9 +14,9 @@
 #include "base/files.h"
 #include "dialogs/samples.h"
 #include "dialogs/walk.h"
-#include "outlook/guard.h"
-#include "outlook/win32_desktop.h"
-#include "outlook/win32_driver.h"
+#include "win32/guard.h"
+#include "win32/win32_desktop.h"
+#include "win32/win32_driver.h"
 #include "windows_forms/gallery.h"
 #include "windows_forms/screenshot.h"
 

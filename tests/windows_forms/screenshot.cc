@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "base/files.h"
-#include "outlook/owned.h"
+#include "win32/owned.h"
 
 namespace vespro::ModScreenshot {
 namespace {

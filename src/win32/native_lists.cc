@@ -1,0 +1,400 @@
+// Controls with rows: drop-down lists, lists, lists with columns, and tabs.
+#include "win32/native_control.h"
+
+#include <commctrl.h>
+
+#include <algorithm>
+#include <map>
+
+#include "base/win32/wide.h"
+#include "win32/resolution.h"
+
+namespace vespro {
+namespace {
+
+constexpr int kOpenRows = 12;  // of a drop-down list
+
+class NativeRows : public NativeControl {
+ public:
+  void Update(Change change, std::size_t row) override {
+    switch (change) {
+      case Change::kSelection:
+        Select(rows_.selected());
+        break;
+      case Change::kRowInserted:
+        Insert(row);
+        break;
+      case Change::kRowRemoved:
+        Remove(row);
+        break;
+      case Change::kRowsCleared:
+        Clear();
+        break;
+      default:
+        NativeControl::Update(change, row);
+    }
+  }
+  void TellSelection() override {
+    if (!IsListOpen()) host_.Tell(UserAction::Select(control(), Selected()));
+  }
+
+ protected:
+  NativeRows(NativeHost& host, RowsControl& rows) : NativeControl(host, rows), rows_(rows) {}
+
+  virtual void Insert(std::size_t row) = 0;
+  virtual void Remove(std::size_t row) = 0;
+  virtual void Clear() = 0;
+  virtual void Select(int row) = 0;
+  virtual int Selected() const = 0;
+
+  // After MakeWindow.
+  void ShowRows() {
+    Send(WM_SETREDRAW, FALSE);
+    for (std::size_t row = 0; row < rows_.rows().size(); ++row) Insert(row);
+    Select(rows_.selected());
+    Send(WM_SETREDRAW, TRUE);
+  }
+  // The native control has another row selected.
+  void Moved() {
+    if (host_.showing()) return;
+    told_ = true;
+    host_.TellLater(*this, NativeHost::Later::kSelection);
+  }
+  // A row was clicked; if another one, Moved has said so already.
+  void Clicked() {
+    if (!std::exchange(told_, false)) host_.TellLater(*this, NativeHost::Later::kSelection);
+  }
+  LRESULT Handle(UINT message, WPARAM wparam, LPARAM lparam) override {
+    if (message == WM_LBUTTONDOWN) told_ = false;
+    return NativeControl::Handle(message, wparam, lparam);
+  }
+  const Row& RowAt(std::size_t row) const { return rows_.rows()[row]; }
+
+  RowsControl& rows_;
+
+ private:
+  bool told_ = false;  // since the mouse button went down
+};
+
+class NativeComboBox final : public NativeRows {
+ public:
+  NativeComboBox(NativeHost& host, ComboBox& combo) : NativeRows(host, combo) {
+    MakeWindow(WC_COMBOBOXW, CBS_DROPDOWNLIST | CBS_HASSTRINGS | WS_VSCROLL | WS_TABSTOP);
+    draws_prompt_ = !SendText(CB_SETCUEBANNER, 0, combo.prompt()) && !combo.prompt().empty();
+    prompt_ = ModWide::FromUtf8(combo.prompt());
+    ShowRows();
+  }
+
+  // Its height is that of the list when open; closed, it is as high as its one line.
+  void Place(const Rectangle& where) override {
+    const auto line = static_cast<int>(Send(CB_GETITEMHEIGHT, static_cast<WPARAM>(-1)));
+    RECT closed{};
+    GetWindowRect(window(), &closed);
+    const int around = static_cast<int>(closed.bottom - closed.top) - line;
+    if (around > 0 && where.height > around) {
+      Send(CB_SETITEMHEIGHT, static_cast<WPARAM>(-1), where.height - around);
+    }
+    const int rows = std::clamp(static_cast<int>(rows_.rows().size()), 1, kOpenRows);
+    Rectangle open = where;
+    open.height += rows * static_cast<int>(Send(CB_GETITEMHEIGHT, 0)) + 2;
+    NativeRows::Place(open);
+  }
+  void OnCommand(WORD code) override {
+    switch (code) {
+      case CBN_SELENDOK:
+        Moved();
+        break;
+      case CBN_SELCHANGE:
+        if (!IsListOpen()) Moved();
+        break;
+      case CBN_SELENDCANCEL:
+        if (!pending(NativeHost::Later::kSelection)) Select(rows_.selected());
+        break;
+      case CBN_CLOSEUP:
+        host_.TellLater(*this, NativeHost::Later::kFocus);
+        break;
+      default:
+        break;
+    }
+  }
+  bool IsListOpen() const override { return Send(CB_GETDROPPEDSTATE) != 0; }
+
+ protected:
+  LRESULT Handle(UINT message, WPARAM wparam, LPARAM lparam) override {
+    const LRESULT result = NativeRows::Handle(message, wparam, lparam);
+    if (message == WM_PAINT && draws_prompt_ && Selected() < 0) DrawPrompt();
+    return result;
+  }
+
+ private:
+  // Where the system's drop-down lists know no prompts.
+  void DrawPrompt() const {
+    COMBOBOXINFO info{};
+    info.cbSize = sizeof(info);
+    if (!GetComboBoxInfo(window(), &info)) return;
+    const HDC dc = GetDC(window());
+    const HGDIOBJ before = SelectObject(dc, host_.fonts().text());
+    SetBkMode(dc, TRANSPARENT);
+    SetTextColor(dc, GetSysColor(GetFocus() == window() ? COLOR_WINDOWTEXT : COLOR_GRAYTEXT));
+    RECT line = info.rcItem;
+    line.left += 2;
+    DrawTextW(dc, prompt_.c_str(), -1, &line,
+              DT_SINGLELINE | DT_VCENTER | DT_NOPREFIX | DT_END_ELLIPSIS);
+    SelectObject(dc, before);
+    ReleaseDC(window(), dc);
+  }
+  void Insert(std::size_t row) override { SendText(CB_INSERTSTRING, row, RowAt(row).text); }
+  void Remove(std::size_t row) override { Send(CB_DELETESTRING, row); }
+  void Clear() override { Send(CB_RESETCONTENT); }
+  void Select(int row) override { Send(CB_SETCURSEL, static_cast<WPARAM>(row)); }
+  int Selected() const override { return static_cast<int>(Send(CB_GETCURSEL)); }
+
+  std::wstring prompt_;
+  bool draws_prompt_ = false;
+};
+
+class NativeListBox final : public NativeRows {
+ public:
+  NativeListBox(NativeHost& host, ListBox& list) : NativeRows(host, list) {
+    MakeWindow(
+        WC_LISTBOXW,
+        LBS_NOTIFY | LBS_NOINTEGRALHEIGHT | LBS_HASSTRINGS | WS_VSCROLL | WS_HSCROLL | WS_TABSTOP,
+        WS_EX_CLIENTEDGE);
+    ShowRows();
+  }
+  void OnCommand(WORD code) override {
+    if (code == LBN_SELCHANGE || code == LBN_SELCANCEL) Moved();
+  }
+
+ private:
+  void Insert(std::size_t row) override {
+    const std::string& text = RowAt(row).text;
+    SendText(LB_INSERTSTRING, row, text);
+    if (is_shown_)
+      Widen(static_cast<int>(host_.fonts().Extent(host_.fonts().text(), text, 0, false).cx));
+  }
+  // The list scrolls as far as its widest row.
+  void Widen(int text_width) {
+    is_shown_ = true;
+    if (text_width <= widest_) return;
+    widest_ = text_width;
+    Send(LB_SETHORIZONTALEXTENT, static_cast<WPARAM>(widest_ + host_.fonts().Across(4)));
+  }
+  void Remove(std::size_t row) override { Send(LB_DELETESTRING, row); }
+  void Clear() override {
+    Send(LB_RESETCONTENT);
+    widest_ = 0;
+    Send(LB_SETHORIZONTALEXTENT, 0);
+  }
+  void Select(int row) override { Send(LB_SETCURSEL, static_cast<WPARAM>(row)); }
+  int Selected() const override { return static_cast<int>(Send(LB_GETCURSEL)); }
+
+  int widest_ = 0;         // in pixels
+  bool is_shown_ = false;  // what it held at first has been measured
+};
+
+class NativeListView final : public NativeRows {
+ public:
+  NativeListView(NativeHost& host, ListView& list) : NativeRows(host, list), list_(list) {
+    const bool has_titles = !list.view_columns().empty();
+    MakeWindow(WC_LISTVIEWW,
+               LVS_REPORT | LVS_SINGLESEL | LVS_SHOWSELALWAYS | LVS_SHAREIMAGELISTS | WS_TABSTOP |
+                   static_cast<DWORD>(has_titles ? LVS_NOSORTHEADER : LVS_NOCOLUMNHEADER),
+               WS_EX_CLIENTEDGE);
+    Send(LVM_SETEXTENDEDLISTVIEWSTYLE, 0,
+         LVS_EX_FULLROWSELECT | LVS_EX_INFOTIP | LVS_EX_LABELTIP | LVS_EX_DOUBLEBUFFER);
+    AddColumns();
+    ShowRows();
+  }
+
+  void UseFonts() override {
+    NativeRows::UseFonts();
+    Send(LVM_SETIMAGELIST, LVSIL_SMALL, 0);
+    images_.Reset();  // of another size now
+    image_numbers_.clear();
+    for (std::size_t row = 0; row < rows_.rows().size(); ++row) SetIcon(row);
+  }
+  void Update(Change change, std::size_t row) override {
+    NativeRows::Update(change, row);
+    if (change == Change::kBackground) ShowBackground();
+    if (width_ > 0 && scrolls_ != Scrolls()) FitColumns();
+  }
+  void Place(const Rectangle& where) override {
+    NativeRows::Place(where);
+    width_ = where.width;
+    FitColumns();
+  }
+  LRESULT OnNotify(NMHDR& header) override {
+    switch (header.code) {
+      case static_cast<UINT>(LVN_ITEMCHANGED): {
+        const auto& change = reinterpret_cast<const NMLISTVIEW&>(header);
+        if ((change.uChanged & LVIF_STATE) != 0 &&
+            ((change.uNewState ^ change.uOldState) & LVIS_SELECTED) != 0) {
+          Moved();
+        }
+        break;
+      }
+      case static_cast<UINT>(NM_CLICK):
+        if (reinterpret_cast<const NMITEMACTIVATE&>(header).iItem >= 0) Clicked();
+        break;
+      case static_cast<UINT>(LVN_GETINFOTIPW):
+        SayTooltip(reinterpret_cast<NMLVGETINFOTIPW&>(header));
+        break;
+      default:
+        break;
+    }
+    return 0;
+  }
+
+ private:
+  UINT Dpi() const { return host_.fonts().dpi(); }
+  std::size_t ColumnCount() const { return std::max<std::size_t>(list_.view_columns().size(), 1); }
+  int ColumnWidth(std::size_t i) const {
+    if (list_.view_columns().empty()) return 0;
+    return list_.view_columns()[i].columns * host_.fonts().average_width() +
+           host_.fonts().Across(6);
+  }
+  // The last column gets the room that the others leave.
+  void FitColumns() {
+    scrolls_ = Scrolls();
+    const int scroll_bar = scrolls_ ? ModResolution::Metric(SM_CXVSCROLL, Dpi()) : 0;
+    const int room = width_ - 2 * ModResolution::Metric(SM_CXEDGE, Dpi()) - scroll_bar;
+    int used = 0;
+    for (std::size_t i = 0; i < ColumnCount(); ++i) {
+      const bool last = i + 1 == ColumnCount();
+      const int width = last ? std::max(room - used, ColumnWidth(i)) : ColumnWidth(i);
+      Send(LVM_SETCOLUMNWIDTH, i, width);
+      used += width;
+    }
+  }
+  bool Scrolls() const {
+    return static_cast<LRESULT>(rows_.rows().size()) > Send(LVM_GETCOUNTPERPAGE);
+  }
+  void AddColumns() {
+    for (std::size_t i = 0; i < ColumnCount(); ++i) {
+      std::wstring title;
+      if (!list_.view_columns().empty()) title = ModWide::FromUtf8(list_.view_columns()[i].title);
+      LVCOLUMNW column{};
+      column.mask = LVCF_TEXT;
+      column.pszText = title.data();
+      Send(LVM_INSERTCOLUMNW, i, reinterpret_cast<LPARAM>(&column));
+    }
+  }
+  void ShowBackground() {
+    const bool silver = control().background() == Background::kSilver;
+    const COLORREF color = silver ? RGB(192, 192, 192) : GetSysColor(COLOR_WINDOW);
+    Send(LVM_SETBKCOLOR, 0, static_cast<LPARAM>(color));
+    Send(LVM_SETTEXTBKCOLOR, 0, static_cast<LPARAM>(color));
+  }
+
+  void Insert(std::size_t row) override {
+    LVITEMW item{};
+    item.iItem = static_cast<int>(row);
+    Send(LVM_INSERTITEMW, 0, reinterpret_cast<LPARAM>(&item));
+    SetCell(row, 0, RowAt(row).text);
+    const std::vector<std::string>& cells = RowAt(row).cells;
+    for (std::size_t i = 0; i < cells.size() && i + 1 < ColumnCount(); ++i) {
+      SetCell(row, i + 1, cells[i]);
+    }
+    SetIcon(row);
+  }
+  void SetCell(std::size_t row, std::size_t column, std::string_view text) {
+    std::wstring wide = ModWide::FromUtf8(text);
+    LVITEMW item{};
+    item.mask = LVIF_TEXT;
+    item.iItem = static_cast<int>(row);
+    item.iSubItem = static_cast<int>(column);
+    item.pszText = wide.data();
+    Send(LVM_SETITEMW, 0, reinterpret_cast<LPARAM>(&item));
+  }
+  void SetIcon(std::size_t row) {
+    LVITEMW item{};
+    item.mask = LVIF_IMAGE;
+    item.iItem = static_cast<int>(row);
+    item.iImage = ImageNumber(RowAt(row).icon);
+    if (images_) Send(LVM_SETITEMW, 0, reinterpret_cast<LPARAM>(&item));
+  }
+  // A list in which no row has an icon keeps no room for one.
+  int ImageNumber(const Icon& wanted) {
+    const int size = ModResolution::Metric(SM_CXSMICON, Dpi());
+    const HICON icon = host_.icons().Find(wanted, size);
+    if (icon == nullptr) return I_IMAGENONE;
+    if (!images_) {
+      images_.Reset(ImageList_Create(size, size, ILC_COLOR32 | ILC_MASK, 4, 4));
+      Send(LVM_SETIMAGELIST, LVSIL_SMALL, reinterpret_cast<LPARAM>(images_.get()));
+    }
+    const auto [place, is_new] = image_numbers_.try_emplace(icon, 0);
+    if (is_new) place->second = ImageList_ReplaceIcon(images_.get(), -1, icon);
+    return place->second;
+  }
+  void Remove(std::size_t row) override { Send(LVM_DELETEITEM, row); }
+  void Clear() override { Send(LVM_DELETEALLITEMS); }
+  void Select(int row) override {
+    LVITEMW item{};
+    item.stateMask = LVIS_SELECTED | LVIS_FOCUSED;
+    Send(LVM_SETITEMSTATE, static_cast<WPARAM>(-1), reinterpret_cast<LPARAM>(&item));
+    if (row < 0) return;
+    item.state = item.stateMask;
+    Send(LVM_SETITEMSTATE, static_cast<WPARAM>(row), reinterpret_cast<LPARAM>(&item));
+    Send(LVM_ENSUREVISIBLE, static_cast<WPARAM>(row), FALSE);
+  }
+  int Selected() const override {
+    return static_cast<int>(Send(LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_SELECTED));
+  }
+  void SayTooltip(NMLVGETINFOTIPW& asked) const {
+    const auto row = static_cast<std::size_t>(asked.iItem);
+    if (asked.iItem < 0 || row >= rows_.rows().size() || asked.cchTextMax <= 0) return;
+    const std::wstring text = ModWide::FromUtf8(RowAt(row).tooltip);
+    if (text.empty()) return;
+    lstrcpynW(asked.pszText, text.c_str(), asked.cchTextMax);
+  }
+
+  ListView& list_;
+  Owned<HIMAGELIST> images_;
+  std::map<HICON, int> image_numbers_;
+  int width_ = 0;         // in pixels; 0 before it has a place
+  bool scrolls_ = false;  // it has more rows than room
+};
+
+class NativeTabs final : public NativeRows {
+ public:
+  NativeTabs(NativeHost& host, TabStrip& tabs) : NativeRows(host, tabs) {
+    MakeWindow(WC_TABCONTROLW, TCS_TABS | WS_TABSTOP);
+    ShowRows();
+  }
+  LRESULT OnNotify(NMHDR& header) override {
+    if (header.code == static_cast<UINT>(TCN_SELCHANGE)) Moved();
+    if (header.code == static_cast<UINT>(NM_CLICK)) Clicked();
+    return 0;
+  }
+
+ private:
+  void Insert(std::size_t row) override {
+    std::wstring text = ModWide::FromUtf8(RowAt(row).text);
+    TCITEMW item{};
+    item.mask = TCIF_TEXT;
+    item.pszText = text.data();
+    Send(TCM_INSERTITEMW, row, reinterpret_cast<LPARAM>(&item));
+  }
+  void Remove(std::size_t row) override { Send(TCM_DELETEITEM, row); }
+  void Clear() override { Send(TCM_DELETEALLITEMS); }
+  void Select(int row) override { Send(TCM_SETCURSEL, static_cast<WPARAM>(row)); }
+  int Selected() const override { return static_cast<int>(Send(TCM_GETCURSEL)); }
+};
+
+}  // namespace
+
+std::unique_ptr<NativeControl> MakeList(NativeHost& host, Control& control) {
+  switch (control.kind()) {
+    case ControlKind::kComboBox:
+      return std::make_unique<NativeComboBox>(host, static_cast<ComboBox&>(control));
+    case ControlKind::kListBox:
+      return std::make_unique<NativeListBox>(host, static_cast<ListBox&>(control));
+    case ControlKind::kListView:
+      return std::make_unique<NativeListView>(host, static_cast<ListView&>(control));
+    default:
+      return std::make_unique<NativeTabs>(host, static_cast<TabStrip&>(control));
+  }
+}
+
+}  // namespace vespro

@@ -1,0 +1,234 @@
+// What a form's renderer and the desktop owe to Windows and to the mail client; what all renderers
+// owe to forms is told in forms/stories.h.
+#include "win32/win32_desktop.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <stdexcept>
+
+#include "base/files.h"
+#include "base/testing.h"
+#include "base/win32/wide.h"
+#include "forms/sample_form.h"
+#include "forms/story.h"
+#include "win32/file_picker.h"
+#include "win32/win32_driver.h"
+#include "win32/win32_view.h"
+
+namespace vespro {
+namespace {
+
+using Lines = std::vector<std::string>;
+using Clock = std::chrono::steady_clock;
+
+class Win32DesktopTest : public testing::Test {
+ protected:
+  // Runs `program` with a mail client's window, and another one of its windows.
+  void StartInHost(std::function<void()> program) {
+    story.Start([this, run = std::move(program)] {
+      driver.desktop().host = host = MakeWindow();
+      other = MakeWindow();
+      run();
+      for (const HWND window : {host, other}) DestroyWindow(window);
+    });
+  }
+  static HWND MakeWindow() {
+    return CreateWindowExW(0, L"STATIC", L"Mail", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 50, 50, 900,
+                           700, nullptr, nullptr, nullptr, nullptr);
+  }
+  HWND WindowOf(const SampleForm& form, const Control& control) {
+    for (const Win32View* view : driver.desktop().renderer().visible()) {
+      if (&view->form() == &form) return view->WindowOf(control);
+    }
+    return nullptr;
+  }
+
+  Win32Driver driver;
+  Story story{driver};
+  HWND host = nullptr;
+  HWND other = nullptr;
+};
+
+TEST_F(Win32DesktopTest, TheMailClientTakesNoInputWhileAFormIsShown) {
+  bool enabled_after = false;
+  HWND active_after = nullptr;
+  StartInHost([&] {
+    SampleForm form(driver.desktop());
+    form.ShowModal(driver.desktop());
+    enabled_after = IsWindowEnabled(host) && IsWindowEnabled(other);
+    active_after = GetActiveWindow();
+  });
+  EXPECT_FALSE(IsWindowEnabled(host));
+  EXPECT_FALSE(IsWindowEnabled(other));
+  const HWND first = driver.Top();
+  EXPECT_EQ(GetWindow(first, GW_OWNER), host);
+  story.Click("CmdMore");  // which hides the first and shows a second
+  EXPECT_FALSE(IsWindowEnabled(host));
+  story.Type("TextNumber", "bad");
+  story.Click("CmdOk");  // and a message before it
+  story.Press(Key::kEnter);
+  EXPECT_FALSE(IsWindowEnabled(host)) << "the message is gone, the form is not";
+  story.Press(Key::kEscape);
+  EXPECT_FALSE(IsWindowEnabled(host));
+  story.CloseByFrame();
+  story.SeesEnd();
+  EXPECT_TRUE(enabled_after);
+  EXPECT_EQ(active_after, host) << "not some other program's window";
+}
+
+TEST_F(Win32DesktopTest, ItTakesNoneWhileABoxStandsAlone) {
+  bool enabled_after = false;
+  HWND active_after = nullptr;
+  StartInHost([&] {
+    driver.desktop().MsgBox("Well?", MessageIcon::kQuestion, MessageButtons::kYesNo, "Vespro");
+    enabled_after = IsWindowEnabled(host) && IsWindowEnabled(other);
+    active_after = GetActiveWindow();
+  });
+  EXPECT_FALSE(IsWindowEnabled(host));
+  EXPECT_FALSE(IsWindowEnabled(other));
+  story.Press(Key::kEnter);
+  story.SeesEnd();
+  EXPECT_TRUE(enabled_after);
+  EXPECT_EQ(active_after, host);
+}
+
+TEST_F(Win32DesktopTest, AFormGoesWithTheWindowItWasInFrontOf) {
+  Lines events;
+  StartInHost([&] {
+    SampleForm form(driver.desktop());
+    form.CmdOk.OnClick([&] { DestroyWindow(host); });
+    form.ShowModal(driver.desktop());
+    EXPECT_FALSE(form.loaded());
+    events = form.events;
+  });
+  story.Click("CmdOk");
+  story.SeesEnd();
+  EXPECT_EQ(events, (Lines{"load", "leave", "unload"}));
+}
+
+TEST_F(Win32DesktopTest, TheKeyboardMovesInsideNativeControls) {
+  SampleForm form(driver.desktop());
+  story.Start([&] { form.ShowModal(driver.desktop()); });
+  story.Select("ListFiles", 0);
+  form.events.clear();
+  story.Press(Key::kDown);
+  EXPECT_EQ(form.events, Lines{"row 1"});
+  story.Press(Key::kUp);
+  EXPECT_EQ(form.events, (Lines{"row 1", "row 0"}));
+  story.Type("TextNote", "one");
+  story.Press(Key::kEnter);
+  PostMessageW(WindowOf(form, form.TextNote), WM_CHAR, 'x', 1);
+  story.Press(Key::kTab);
+  EXPECT_EQ(form.TextNote.text(), "one\r\nx");
+  EXPECT_EQ(story.TextOf("TextNote"), "one\r\nx") << "no tab got into it";
+  driver.End();
+}
+
+TEST_F(Win32DesktopTest, AHandlerThatThrowsHurtsNobodyElse) {
+  SampleForm form(driver.desktop());
+  form.CmdMore.OnClick([] { throw std::runtime_error("a fault"); });
+  story.Start([&] { form.ShowModal(driver.desktop()); });
+  story.Click("CmdMore");
+  story.Click("CheckLocked");
+  EXPECT_TRUE(form.CheckLocked.checked());
+  story.Click("CmdClose");
+  story.SeesEnd();
+}
+
+// The program neither waits nor lets events run.
+TEST_F(Win32DesktopTest, WhatAWorkingProgramShowsIsDrawnAtOnce) {
+  bool shown = false, changed = false;
+  Lines events;
+  story.Start([&] {
+    SampleForm form(driver.desktop());
+    form.Show(driver.desktop());
+    const HWND box = WindowOf(form, form.TextNumber);
+    shown = IsWindowVisible(box) && !GetUpdateRect(box, nullptr, FALSE);
+    form.events.clear();
+    form.TextNumber.set_text("1,000");
+    changed = !GetUpdateRect(box, nullptr, FALSE);
+    events = form.events;
+  });
+  story.SeesEnd();
+  EXPECT_TRUE(shown);
+  EXPECT_TRUE(changed);
+  EXPECT_EQ(events, Lines{}) << "it was not the user";
+}
+
+LRESULT CALLBACK NoteTimer(HWND window, UINT message, WPARAM wparam, LPARAM lparam, UINT_PTR,
+                           DWORD_PTR came) {
+  if (message == WM_TIMER) *reinterpret_cast<bool*>(came) = true;
+  return DefSubclassProc(window, message, wparam, lparam);
+}
+
+TEST_F(Win32DesktopTest, EventsRunWhileAProgramWorks) {
+  bool came = false;
+  story.Start([&] {
+    const HWND window = MakeWindow();
+    SetTimer(window, 1, 1, nullptr);
+    const Clock::time_point limit = Clock::now() + std::chrono::seconds(20);
+    SetWindowSubclass(window, NoteTimer, 1, reinterpret_cast<DWORD_PTR>(&came));
+    while (!came && Clock::now() < limit) driver.desktop().DoEvents();
+    DestroyWindow(window);
+  });
+  story.SeesEnd();
+  EXPECT_TRUE(came);
+}
+
+TEST_F(Win32DesktopTest, TheClipboardTakesText) {
+  StartInHost([&] {
+    const std::string text = "#GR\xC3\x96SSE \xF0\x9F\x98\x80";
+    EXPECT_TRUE(driver.desktop().ClearClipboard().ok());
+    EXPECT_FALSE(IsClipboardFormatAvailable(CF_UNICODETEXT));
+    EXPECT_TRUE(driver.desktop().SetClipboardText(text).ok());
+    ASSERT_TRUE(OpenClipboard(nullptr));
+    const HANDLE data = GetClipboardData(CF_UNICODETEXT);
+    ASSERT_NE(data, nullptr);
+    EXPECT_EQ(ModWide::ToUtf8(static_cast<const wchar_t*>(GlobalLock(data))), text);
+    GlobalUnlock(data);
+    CloseClipboard();
+  });
+  story.SeesEnd();
+}
+
+TEST_F(Win32DesktopTest, StartsPrograms) {
+  const TemporaryFolder folder;
+  const std::filesystem::path file = folder / "żółw.txt";
+  const std::string line = "cmd.exe /c echo done> \"" + ModFiles::ToUtf8(file) + "\"";
+  ASSERT_TRUE(driver.desktop().Start({"cmd.exe", {}, line}).ok());
+  const Clock::time_point limit = Clock::now() + std::chrono::seconds(20);
+  while (!std::filesystem::exists(file) && Clock::now() < limit) Sleep(20);
+  EXPECT_TRUE(std::filesystem::exists(file));
+  const Status missing = driver.desktop().Start({"no such.exe", {}, "\"no such.exe\""});
+  EXPECT_EQ(missing.code(), Code::kUnavailable);
+  EXPECT_EQ(missing.native(), static_cast<std::uint32_t>(ERROR_FILE_NOT_FOUND));
+}
+
+TEST_F(Win32DesktopTest, AFileIsPickedInTheFolderWhereThePickerBegins) {
+  const TemporaryFolder folder;
+  const std::string lists = ModFiles::ToUtf8(folder / "Łąki été");
+  std::filesystem::create_directories(ModFiles::FromUtf8(lists));
+  const std::string path = ModFiles::ToUtf8(folder.Write("Łąki été/żółw.csv", "a@example.org"));
+  std::string picked;
+  story.Start([&] {
+    picked = driver.desktop().PickFile({"Pick", "Tables (*.csv)|*.csv| All|*.*|", lists});
+  });
+  story.PickFile("żółw.csv");
+  story.SeesEnd();
+  EXPECT_TRUE(std::filesystem::equivalent(ModFiles::FromUtf8(picked), ModFiles::FromUtf8(path)))
+      << picked;
+}
+
+TEST(FilePickerTest, FiltersAsTheSystemTakesThem) {
+  using std::literals::operator""sv;
+  EXPECT_EQ(ModFilePicker::SystemFilter("Text (*.txt)|*.txt; *.text| Tables|*.csv|"),
+            L"Text (*.txt)\0*.txt; *.text\0 Tables\0*.csv\0\0"sv);
+  EXPECT_EQ(ModFilePicker::SystemFilter("Text|*.txt"), L"Text\0*.txt\0\0"sv);
+  EXPECT_EQ(ModFilePicker::SystemFilter("Text"), L"Text\0*.*\0\0"sv) << "cut short";
+  EXPECT_EQ(ModFilePicker::SystemFilter("|*.txt|B|*.b|"), L" \0*.txt\0B\0*.b\0\0"sv)
+      << "an empty name must not end the list";
+}
+
+}  // namespace
+}  // namespace vespro

@@ -1,0 +1,389 @@
+#include "win32/win32_view.h"
+
+#include <commctrl.h>
+
+#include <algorithm>
+
+#include "base/win32/wide.h"
+#include "win32/guard.h"
+#include "win32/keys.h"
+#include "win32/resolution.h"
+#include "win32/visual_styles.h"
+#include "win32/win32_measure.h"
+#include "win32/win32_renderer.h"
+
+namespace vespro {
+namespace {
+
+constexpr UINT kTold = WM_APP + 1;           // what, and which control
+constexpr UINT kResolutionChanged = 0x02E0;  // WM_DPICHANGED, of Windows 8.1
+constexpr DWORD kExtendedStyle = WS_EX_DLGMODALFRAME | WS_EX_CONTROLPARENT;
+constexpr int kTooltipWidth = 400;  // pixels at 96 dots per inch; longer ones are broken
+constexpr int kTooltipSeconds = 20;
+
+DWORD Style(const Form& form) {
+  return WS_POPUP | WS_CAPTION | (form.closable() ? WS_SYSMENU : 0U);
+}
+
+RECT WorkArea(HWND near_to) {
+  MONITORINFO monitor{};
+  monitor.cbSize = sizeof(monitor);
+  GetMonitorInfoW(MonitorFromWindow(near_to, MONITOR_DEFAULTTONEAREST), &monitor);
+  return monitor.rcWork;
+}
+
+}  // namespace
+
+// While the form sets something, natively.
+class Win32View::Showing {
+ public:
+  explicit Showing(Win32View& view) : view_(view) { ++view_.showing_; }
+  Showing(const Showing&) = delete;
+  Showing& operator=(const Showing&) = delete;
+  ~Showing() { --view_.showing_; }
+
+ private:
+  Win32View& view_;
+};
+
+Win32View::Win32View(Win32Renderer& renderer, Form& form, HWND owner)
+    : renderer_(renderer), form_(form), fonts_(ModResolution::Of(owner)) {
+  const VisualStyles::InUse new_look(renderer_.styles());
+  const Showing showing(*this);
+  MakeWindow(owner);
+  MakeControls();
+  ShowDefaultButton();
+  Arrange();
+  renderer_.Add(*this);
+}
+
+Win32View::~Win32View() {
+  Hide();
+  renderer_.Remove(*this);
+  if (!window_) return;
+  // What windows say while they go is of no interest.
+  const Showing showing(*this);
+  SetWindowLongPtrW(window(), GWLP_USERDATA, 0);
+  tooltips_.Reset();
+  window_.Reset();
+}
+
+void Win32View::MakeWindow(HWND owner) {
+  WNDCLASSEXW wanted{};
+  wanted.cbSize = sizeof(wanted);
+  wanted.lpfnWndProc = Procedure;
+  wanted.hInstance = OurModule();
+  wanted.hCursor = LoadCursorW(nullptr, IDC_ARROW);
+  wanted.hbrBackground = GetSysColorBrush(COLOR_3DFACE);
+  wanted.lpszClassName = Win32Renderer::kWindowClass;
+  RegisterClassExW(&wanted);  // fails when it is registered already, which is as good
+  window_.Reset(CreateWindowExW(kExtendedStyle, Win32Renderer::kWindowClass,
+                                ModWide::FromUtf8(form_.caption()).c_str(), Style(form_), 0, 0, 0,
+                                0, owner, nullptr, OurModule(), this));
+}
+
+void Win32View::MakeControls() {
+  tooltips_.Reset(CreateWindowExW(WS_EX_TOPMOST, TOOLTIPS_CLASSW, nullptr,
+                                  WS_POPUP | TTS_ALWAYSTIP | TTS_NOPREFIX, 0, 0, 0, 0, window(),
+                                  nullptr, OurModule(), nullptr));
+  SendMessageW(tooltips_.get(), TTM_SETMAXTIPWIDTH, 0,
+               ModResolution::Scale(kTooltipWidth, fonts_.dpi()));
+  SendMessageW(tooltips_.get(), TTM_SETDELAYTIME, TTDT_AUTOPOP, kTooltipSeconds * 1000);
+  for (Control* control : form_.controls()) {
+    std::unique_ptr<NativeControl> native = NativeControl::Make(*this, *control);
+    in_order_.push_back(native.get());
+    ShowTooltip(*native);
+    natives_[control] = std::move(native);
+  }
+  // Access keys and the focus can be seen from the beginning.
+  SendMessageW(window(), WM_CHANGEUISTATE, MAKEWPARAM(UIS_CLEAR, UISF_HIDEACCEL | UISF_HIDEFOCUS),
+               0);
+}
+
+// What the form wants -----------------------------------------------------------------------------
+
+void Win32View::Show() {
+  if (!window_) return;
+  const Showing showing(*this);
+  renderer_.Shown(*this);
+  if (!std::exchange(placed_, true)) MoveToOwner();
+  ShowWindow(window(), SW_SHOW);
+  SetForegroundWindow(window());
+  BringWindowToTop(window());
+  RedrawWindow(window(), nullptr, nullptr, RDW_UPDATENOW | RDW_ALLCHILDREN);
+}
+
+void Win32View::Hide() {
+  renderer_.Hidden(*this);
+  if (!window_) return;
+  ShowWindow(window(), SW_HIDE);
+  // A program that waits in its message loop has to look up.
+  PostMessageW(window(), WM_NULL, 0, 0);
+}
+
+void Win32View::SetTakesInput(bool takes_input) { EnableWindow(window(), takes_input); }
+
+void Win32View::Update(const Control& control, Change change, std::size_t row) {
+  if (!window_) return;
+  const Showing showing(*this);
+  NativeControl& native = *natives_.at(&control);
+  native.Update(change, row);
+  if (change == Change::kTooltip) ShowTooltip(native);
+  if (change == Change::kVisible) Arrange();
+  // The program may go on working without a pause. Rows come in numbers, and can wait.
+  if (change != Change::kRowInserted) UpdateWindow(native.window());
+}
+
+void Win32View::UpdateCaption() {
+  SetWindowTextW(window(), ModWide::FromUtf8(form_.caption()).c_str());
+}
+
+void Win32View::SetFocus(const Control* control) {
+  if (!window_) return;
+  const HWND wanted = control == nullptr ? window() : WindowOf(*control);
+  if (GetFocus() != wanted) {
+    GiveFocus(wanted);
+    const bool is_line = control != nullptr && control->kind() == ControlKind::kTextBox &&
+                         !static_cast<const TextBox*>(control)->multi_line();
+    if (is_line) SendMessageW(wanted, EM_SETSEL, 0, -1);
+  }
+  ShowDefaultButton();
+}
+
+void Win32View::GiveFocus(HWND window) {
+  const Showing showing(*this);
+  ::SetFocus(window);
+}
+
+void Win32View::SetOwner(HWND owner) {
+  if (window_) SetWindowLongPtrW(window(), GWLP_HWNDPARENT, reinterpret_cast<LONG_PTR>(owner));
+}
+
+// Enter presses the button that has the focus, if it is one.
+void Win32View::ShowDefaultButton() {
+  const Control* pressed = form_.focus();
+  if (pressed == nullptr || pressed->kind() != ControlKind::kButton) {
+    pressed = form_.default_button();
+  }
+  for (NativeControl* native : in_order_) native->SetDefault(&native->control() == pressed);
+}
+
+void Win32View::ShowTooltip(const NativeControl& native) {
+  std::wstring text = ModWide::FromUtf8(native.control().tooltip());
+  TOOLINFOW tool{};
+  tool.cbSize = sizeof(tool);
+  tool.uFlags = TTF_IDISHWND | TTF_SUBCLASS;
+  tool.hwnd = window();
+  tool.uId = reinterpret_cast<UINT_PTR>(native.window());
+  tool.lpszText = text.data();
+  SendMessageW(tooltips_.get(), TTM_DELTOOLW, 0, reinterpret_cast<LPARAM>(&tool));
+  if (!text.empty()) {
+    SendMessageW(tooltips_.get(), TTM_ADDTOOLW, 0, reinterpret_cast<LPARAM>(&tool));
+  }
+}
+
+// Sizes and places --------------------------------------------------------------------------------
+
+void Win32View::Arrange() {
+  const Win32Measure measure(fonts_);
+  const Size margin = measure.Margin();
+  Size inner = NaturalSize(form_.layout(), measure);
+  // The title has its room, too: it is written larger than the controls, and has a button.
+  const SIZE title = fonts_.Extent(fonts_.text(), form_.caption(), 0, false);
+  inner.width = std::max(inner.width, static_cast<int>(title.cx) * 5 / 4 + fonts_.Across(24));
+  Resize({inner.width + 2 * margin.width, inner.height + 2 * margin.height});
+  for (const Placed& placed : vespro::Place(
+           form_.layout(), measure, {margin.width, margin.height, inner.width, inner.height})) {
+    natives_.at(placed.control)->Place(placed.where);
+  }
+  for (NativeControl* native : in_order_) {
+    ShowWindow(native->window(), native->control().IsVisible() ? SW_SHOWNA : SW_HIDE);
+  }
+}
+
+void Win32View::Resize(Size inner) {
+  const SIZE outer =
+      ModResolution::Outer({inner.width, inner.height}, Style(form_), kExtendedStyle, fonts_.dpi());
+  SetWindowPos(window(), nullptr, 0, 0, outer.cx, outer.cy,
+               SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+void Win32View::MoveToOwner() {
+  const HWND owner = GetWindow(window(), GW_OWNER);
+  const RECT screen = WorkArea(owner == nullptr ? window() : owner);
+  RECT around = screen;
+  if (owner != nullptr && IsWindowVisible(owner) && !IsIconic(owner)) {
+    GetWindowRect(owner, &around);
+  }
+  RECT self{};
+  GetWindowRect(window(), &self);
+  const LONG width = self.right - self.left;
+  const LONG height = self.bottom - self.top;
+  const LONG x = (around.left + around.right - width) / 2;
+  const LONG y = (around.top + around.bottom - height) / 2;
+  SetWindowPos(window(), nullptr,
+               static_cast<int>(std::max(screen.left, std::min(x, screen.right - width))),
+               static_cast<int>(std::max(screen.top, std::min(y, screen.bottom - height))), 0, 0,
+               SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+void Win32View::UseResolution(UINT dpi) {
+  const Showing showing(*this);
+  fonts_ = Fonts(dpi);
+  for (NativeControl* native : in_order_) native->UseFonts();
+  Arrange();
+}
+
+// What the user does ------------------------------------------------------------------------------
+
+IconLibrary& Win32View::icons() { return renderer_.icons(); }
+
+bool Win32View::Tell(const UserAction& action) { return form_.Do(action); }
+
+void Win32View::TellLater(NativeControl& control, Later what) {
+  if (showing() || control.pending(what)) return;
+  const auto found = std::find(in_order_.begin(), in_order_.end(), &control);
+  if (found == in_order_.end()) return;  // still being made
+  control.set_pending(what, true);
+  PostMessageW(window(), kTold, static_cast<WPARAM>(what), found - in_order_.begin());
+}
+
+void Win32View::OnTold(Later what, std::size_t index) {
+  if (index >= in_order_.size()) return;
+  NativeControl& native = *in_order_[index];
+  native.set_pending(what, false);
+  if (what == Later::kSelection) {
+    native.TellSelection();
+    return;
+  }
+  // While the mouse button is down it is not over: the click will be told, or the button's going
+  // up.
+  const bool still_there = GetFocus() == native.window() && GetCapture() != native.window();
+  if (still_there && !native.IsListOpen()) Tell(UserAction::Focus(native.control()));
+}
+
+bool Win32View::TakesKey(NativeControl* native, UINT message, WPARAM wparam) {
+  switch (message) {
+    case WM_KEYDOWN:
+      return TakesKeyDown(native, wparam);
+    case WM_CHAR:
+      return std::exchange(swallowed_, 0) == wparam && wparam != 0;
+    case WM_SYSCHAR:
+      return wparam > ' ' && wparam < 0x7F &&
+             Tell(UserAction::Press(Key::kAccess, static_cast<char>(wparam)));
+    default:
+      return false;
+  }
+}
+
+bool Win32View::TakesKeyDown(NativeControl* native, WPARAM virtual_key) {
+  swallowed_ = 0;
+  const std::optional<Key> key = ModKeys::FromKeyDown(virtual_key);
+  if (!key.has_value() || (native != nullptr && native->IsListOpen())) return false;
+  const Control* control = native == nullptr ? nullptr : &native->control();
+  // The character that the key becomes waits already, and may come before the form is through.
+  swallowed_ = ModKeys::Character(*key);
+  if (Tell(UserAction::Press(*key))) return true;
+  const bool is_box = control != nullptr && control->kind() == ControlKind::kTextBox &&
+                      static_cast<const TextBox*>(control)->multi_line();
+  // Where nobody wants them, a native control could only beep at these, or do what the form
+  // refused.
+  const bool never_native = *key == Key::kTab || *key == Key::kBackTab || *key == Key::kEscape ||
+                            (*key == Key::kEnter && !is_box);
+  if (!never_native) swallowed_ = 0;
+  return never_native;
+}
+
+// Messages ----------------------------------------------------------------------------------------
+
+LRESULT CALLBACK Win32View::Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
+  if (message == WM_NCCREATE) {
+    const auto* made = reinterpret_cast<const CREATESTRUCTW*>(lparam);
+    SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(made->lpCreateParams));
+  }
+  auto* view = reinterpret_cast<Win32View*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+  // The first messages come before the window's handle has reached its owner.
+  if (view == nullptr || view->window() != window) {
+    return DefWindowProcW(window, message, wparam, lparam);
+  }
+  return AtEdge("a form", [&] { return view->Handle(message, wparam, lparam); });
+}
+
+LRESULT Win32View::Default(UINT message, WPARAM wparam, LPARAM lparam) {
+  return DefWindowProcW(window(), message, wparam, lparam);
+}
+
+LRESULT Win32View::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
+  if (TakesKey(nullptr, message, wparam)) return 0;
+  switch (message) {
+    case WM_CLOSE:
+      Tell(UserAction::Close());
+      return 0;
+    case WM_SETFOCUS:
+      // The user comes back from elsewhere; what is marked in a box stays so.
+      if (form_.focus() != nullptr) GiveFocus(WindowOf(*form_.focus()));
+      return 0;
+    case WM_COMMAND:
+      if (NativeControl* native = Native(reinterpret_cast<HWND>(lparam))) {
+        native->OnCommand(HIWORD(wparam));
+        return 0;
+      }
+      break;
+    case WM_NOTIFY: {
+      auto& header = *reinterpret_cast<NMHDR*>(lparam);
+      if (NativeControl* native = Native(header.hwndFrom)) return native->OnNotify(header);
+      break;
+    }
+    case WM_CTLCOLOREDIT:
+    case WM_CTLCOLORSTATIC:
+    case WM_CTLCOLORLISTBOX:
+      return OnColor(message, wparam, lparam);
+    case WM_SETCURSOR:
+      if (!renderer_.hourglass()) break;
+      SetCursor(LoadCursorW(nullptr, IDC_WAIT));
+      return TRUE;
+    case kResolutionChanged: {
+      const auto& proposed = *reinterpret_cast<const RECT*>(lparam);
+      SetWindowPos(window(), nullptr, proposed.left, proposed.top, 0, 0,
+                   SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
+      UseResolution(HIWORD(wparam));
+      return 0;
+    }
+    case WM_SETTINGCHANGE:
+      UseResolution(fonts_.dpi());  // the system's font, perhaps
+      break;
+    case kTold:
+      OnTold(static_cast<Later>(wparam), static_cast<std::size_t>(lparam));
+      return 0;
+    case WM_NCDESTROY:
+      OnDestroyed();
+      return 0;
+    default:
+      break;
+  }
+  return Default(message, wparam, lparam);
+}
+
+LRESULT Win32View::OnColor(UINT message, WPARAM wparam, LPARAM lparam) {
+  const auto dc = reinterpret_cast<HDC>(wparam);
+  const LRESULT otherwise = Default(message, wparam, lparam);
+  NativeControl* native = Native(reinterpret_cast<HWND>(lparam));
+  const HBRUSH brush = native == nullptr ? nullptr : native->Color(dc);
+  return brush == nullptr ? otherwise : reinterpret_cast<LRESULT>(brush);
+}
+
+// Not by us: with the window that it stood in front of.
+void Win32View::OnDestroyed() {
+  Default(WM_NCDESTROY, 0, 0);
+  window_.Forget();
+  tooltips_.Forget();
+  renderer_.Lost(*this);
+}
+
+NativeControl* Win32View::Native(HWND window) const {
+  const auto found = std::find_if(in_order_.begin(), in_order_.end(),
+                                  [&](const NativeControl* n) { return n->window() == window; });
+  return found == in_order_.end() || window == nullptr ? nullptr : *found;
+}
+
+}  // namespace vespro
