@@ -5,7 +5,6 @@
 #include <shellapi.h>
 
 #include "base/win32/wide.h"
-#include "win32/pictures.h"
 #include "win32/visual_styles.h"
 
 namespace vespro {
@@ -62,8 +61,7 @@ Owned<HICON> IconLibrary::Load(const Icon& icon, int size) {
   if (const WORD number = SystemIcon(icon.name); number != 0) {
     return LoadPicture(nullptr, MAKEINTRESOURCEW(number), size);
   }
-  Owned<HICON> ours = LoadPicture(OurModule(), ModWide::FromUtf8(icon.name).c_str(), size);
-  return ours ? std::move(ours) : DrawPicture(icon.name, size);
+  return LoadPicture(OurModule(), ModWide::FromUtf8(icon.name).c_str(), size);
 }
 
 }  // namespace vespro

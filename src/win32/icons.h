@@ -15,10 +15,9 @@ namespace vespro {
 // Keeps what it gave until it goes away.
 class IconLibrary {
  public:
-  // A picture of `size` pixels in both directions; nullptr for Icon::Kind::kNone. What is named
-  // "X",
-  // "?", "!" and "i" is as in the system's message boxes; other names are resources of our module,
-  // or else drawn (win32/pictures.h).
+  // A picture of `size` pixels in both directions; nullptr for Icon::Kind::kNone and unknown names.
+  // What is named "X", "?", "!" and "i" is as in the system's message boxes; other names are
+  // resources of our module (pictures/).
   HICON Find(const Icon& icon, int size);
   // Which one it gave; nullptr when it is not one of its own.
   const Icon* What(HICON picture) const;

@@ -37,7 +37,7 @@ Layout frmGallery::Arrange() {
                                        Fill(Rows({CheckLog, CheckOff}))}),
                               Columns({Fill(TextNote), Fill(TextTerms)})});
   const Layout files = Rows({ListFiles, Columns({ListWords, ImageTip, ImageConnection, ImageInfo,
-                                                 ImageInbox, ImageClip, ImageSheet})});
+                                                 ImageInbox, ImageClip, ImageVespro})});
   return Rows({TabPages, Pages({Inside(FramePeople, people), Inside(FrameFiles, files)}),
                Columns({LabelWeb, Space(), CmdOk, CmdMore, CmdOff, CmdClose})});
 }

@@ -45,7 +45,7 @@ class frmGallery final : public Form {
   Image ImageInfo{this, "ImageInfo", {Icon::Kind::kResource, "MAILINFO"}};
   Image ImageInbox{this, "ImageInbox", {Icon::Kind::kResource, "MAILINBOX"}};
   Image ImageClip{this, "ImageClip", {Icon::Kind::kResource, "PAPERCLIP"}};
-  Image ImageSheet{this, "ImageSheet", {Icon::Kind::kResource, "ANYTHING"}};
+  Image ImageVespro{this, "ImageVespro", {Icon::Kind::kResource, "VESPRO"}};
 
   Label LabelWeb{this, "LabelWeb", "www.example.org", Label::Style::kLink};
   Button CmdOk{this, "CmdOk", "OK"};
