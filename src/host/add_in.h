@@ -2,6 +2,7 @@
 // other: one AddIn belongs to the connection to the mail client and is passed by reference.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -18,24 +19,30 @@ class MailClient;
 // file, and is the title of every message box.
 inline constexpr char kModuleName[] = "Vespro";
 
-// What is kept for a compose window.
+// A compose window, as far as the rooms know it.
 struct ComposeWindow {
-  int key = 0;                     // in AddIn::windows
-  bool active = false;             // is in front; only then its commands act
-  Inspector* inspector = nullptr;  // nullptr: the window is gone
-  std::string attachment_list;     // "," and a full path, for each file attached through the add-in
-  std::string session_name;        // of the last job made from this window
+  virtual ~ComposeWindow() = default;
+
+  std::int16_t key = -1;                 // in AddIn::windows; -1: not there yet
+  bool active = false;                   // is in front; only then its commands act
+  std::shared_ptr<Inspector> inspector;  // nullptr: the window is gone, or is the main window
+  std::string attachment_list;  // "," and a full path, for each file attached through the add-in
+  std::string session_name;     // of the last job made from this window
   std::shared_ptr<CommandBarComboBox> merge_list;  // nullptr before it is built
 };
 
 struct AddIn {
-  MailClient* mail_client = nullptr;     // nullptr: the mail client is gone
-  Desktop* desktop = nullptr;            // never nullptr once connected
-  std::filesystem::path data_folder;     // the user's own: accounts and sessions
-  std::filesystem::path install_folder;  // where the engine's program lies
-  std::string engine_file;               // the engine's file name there
-  int session_counter = 0;               // see ModSession::NextDigit
-  std::map<int, ComposeWindow*> windows;
+  std::shared_ptr<MailClient> mail_client;  // nullptr: the mail client is gone
+  Desktop* desktop = nullptr;               // never nullptr once connected
+  std::string prog_id;                      // how the mail client calls the add-in
+  std::filesystem::path data_folder;        // the user's own: accounts and sessions; empty: none
+  std::filesystem::path install_folder;     // where the engine's program lies
+  std::string engine_file;                  // the engine's file name there
+  int session_counter = 0;                  // see ModSession::NextDigit
+  // The open compose windows that are followed. Handlers of theirs may end them: whoever works with
+  // one holds a pointer of its own meanwhile.
+  std::map<std::int16_t, std::shared_ptr<ComposeWindow>> windows;
+  std::int16_t next_key = 0;  // begins again when no window is left
 };
 
 }  // namespace vespro

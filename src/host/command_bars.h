@@ -86,6 +86,10 @@ class CommandBar {
   virtual std::shared_ptr<CommandBarControl> Find(const ControlQuery& query) = 0;
   // At the end, temporary: the host forgets it when it ends.
   virtual Result<std::shared_ptr<CommandBarControl>> Add(ControlType type) = 0;
+  // The first control of that caption at the top level, without regard to case and "&"; nullptr as
+  // above.
+  virtual std::shared_ptr<CommandBarControl> FindByCaption(std::string_view caption) = 0;
+  virtual Status SetVisible(bool visible) = 0;
 };
 
 class CommandBarPopup : public CommandBarControl {

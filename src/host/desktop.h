@@ -30,6 +30,21 @@ struct FileQuestion {
   std::string folder;  // where it begins; empty: where the system thinks best
 };
 
+// What to open, for Desktop::Shell.
+struct ShellRequest {
+  std::string operation;  // such as "open"
+  std::string file;       // a document, a program or an address
+  std::string parameters = {};
+  std::string directory = {};
+  int show = 1;  // how its window begins: 0 hidden, 1 normal, 10 as the program thinks best
+};
+
+// How a picture of the add-in's own goes to the clipboard.
+enum class PictureKind {
+  kBitmap,  // a bitmap, as a bitmap
+  kIcon,    // an icon drawn on the colour of a button, as a bitmap and a device-independent one
+};
+
 class FormScreen;
 
 class Desktop {
@@ -48,6 +63,8 @@ class Desktop {
   // The clipboard, for plain text. kUnavailable where there is none or another program holds it.
   virtual Status ClearClipboard() { return NoClipboard(); }
   virtual Status SetClipboardText(std::string_view) { return NoClipboard(); }
+  // The resource of that name, in the size of a button's face.
+  virtual Status SetClipboardPicture(std::string_view, PictureKind) { return NoClipboard(); }
   // The mouse pointer while the user has to wait. Calls don't nest.
   virtual void SetHourglass(bool on) = 0;
   // The program that edits text files, as Start's `executable` takes it.
@@ -57,6 +74,10 @@ class Desktop {
   virtual void DoEvents() = 0;
   // Starts the program in a normal window and does not wait for it.
   virtual Status Start(const CommandLine& command) = 0;
+  // Has the system open something with the program that is meant for it, and does not wait for it.
+  // Above 32: done. Otherwise what ShellExecute would say: 2 file not found, 3 path not found, 31
+  // no program for it, ...
+  virtual int Shell(const ShellRequest&) { return 31; }
   // A line for the host's log: what went wrong where nothing may interrupt the user. No secrets.
   virtual void Log(std::string_view line) = 0;
 

@@ -145,6 +145,25 @@ class MemoryBar final : public CommandBar {
         return Keep<MemoryButton>(type);
     }
   }
+  std::shared_ptr<CommandBarControl> FindByCaption(std::string_view caption) override {
+    const auto plain = [](std::string_view text) {
+      std::string letters;
+      for (const char c : text) {
+        if (c != '&') letters += static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+      }
+      return letters;
+    };
+    for (const auto& control : controls_) {
+      const auto& state = dynamic_cast<const MemoryControlState&>(*control);
+      if (!state.deleted && plain(state.caption) == plain(caption)) return control;
+    }
+    return nullptr;
+  }
+  Status SetVisible(bool value) override {
+    visible = value;
+    return {};
+  }
+  bool visible = true;
   // All that were ever added.
   const std::vector<std::shared_ptr<CommandBarControl>>& controls() const { return controls_; }
 

@@ -43,10 +43,12 @@ class MemoryHost final : public MailClient, public Inspector, public MailItem, p
   MemoryCommandBars bars{office};
 
   std::string Version() const override { return version; }
-  Inspector* ActiveInspector() override { return this; }
+  std::shared_ptr<Inspector> ActiveInspector() override { return Unowned<Inspector>(*this); }
   EditorType Editor() const override { return editor; }
-  MailItem* CurrentItem() override { return has_item ? this : nullptr; }
-  CommandBars* Bars() override { return &bars; }
+  std::shared_ptr<MailItem> CurrentItem() override {
+    return has_item ? Unowned<MailItem>(*this) : nullptr;
+  }
+  std::shared_ptr<CommandBars> Bars() override { return Unowned<CommandBars>(bars); }
   Status PasteAtCaret() override {
     Status status = Happen("Paste", "Paste ", clipboard);
     if (status.ok()) body += clipboard;

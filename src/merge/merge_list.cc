@@ -55,9 +55,9 @@ void LoadMergeList(const Settings& settings, CommandBarComboBox& box) {
 }
 
 void ReloadMergeLists(AddIn& add_in, const Settings& settings) {
-  std::vector<int> keys;
+  std::vector<std::int16_t> keys;
   for (const auto& [key, window] : add_in.windows) keys.push_back(key);
-  for (const int key : keys) {
+  for (const std::int16_t key : keys) {
     const auto found = add_in.windows.find(key);
     if (found == add_in.windows.end()) continue;
     // Kept, since the window may go while its box is filled.

@@ -15,11 +15,11 @@ class MergeListTest : public testing::Test {
  protected:
   MergeListTest() : backend_(folder_ / "settings"), settings_(backend_) {
     add_in_.desktop = &host_;
-    for (const int key : {0, 1}) {
+    for (std::int16_t key = 0; key < 2; ++key) {
       windows_[key].key = key;
-      windows_[key].inspector = &host_;
+      windows_[key].inspector = Unowned<Inspector>(host_);
       windows_[key].merge_list = NewBox();
-      add_in_.windows[key] = &windows_[key];
+      add_in_.windows[key] = Unowned(windows_[key]);
     }
   }
 
@@ -32,7 +32,9 @@ class MergeListTest : public testing::Test {
     box->enabled = false;
     return box;
   }
-  MemoryComboBox& Box(int key) { return static_cast<MemoryComboBox&>(*windows_[key].merge_list); }
+  MemoryComboBox& Box(std::int16_t key) {
+    return static_cast<MemoryComboBox&>(*windows_[key].merge_list);
+  }
 
   void Set(std::string_view name, std::string_view value) {
     const Status written = settings_.Write(name, value);
@@ -48,7 +50,7 @@ class MergeListTest : public testing::Test {
   Settings settings_;
   MemoryHost host_;
   AddIn add_in_;
-  std::map<int, ComposeWindow> windows_;
+  std::map<std::int16_t, ComposeWindow> windows_;
   FixedClock clock_{std::chrono::system_clock::from_time_t(1767268800)};
 };
 

@@ -199,10 +199,11 @@ std::string PrepareHtml(std::string_view html, const ContentIds& content_id_of,
 
 Status Export(SendContext& context, const fs::path& outbox_folder, ByteSink& sink) {
   AddIn& add_in = context.add_in;
-  if (add_in.mail_client == nullptr || context.window.inspector == nullptr) return {};
-  MailItem* item = context.window.inspector->CurrentItem();
+  const std::shared_ptr<Inspector> inspector = context.window.inspector;
+  if (add_in.mail_client == nullptr || inspector == nullptr) return {};
+  const std::shared_ptr<MailItem> item = inspector->CurrentItem();
   if (item == nullptr) return {};
-  const bool is_html = context.window.inspector->Editor() == EditorType::kHtml;
+  const bool is_html = inspector->Editor() == EditorType::kHtml;
 
   Composition mail;
   mail.subject = item->Subject();

@@ -84,8 +84,8 @@ Result<std::string> CreateEmlFile(SendContext& context, const std::string& sessi
   if (address.empty()) return std::string();
   const std::string sender = name.empty() ? address : "\"" + name + "\"<" + address + ">";
 
-  if (context.window.inspector != nullptr) {
-    if (MailItem* item = context.window.inspector->CurrentItem()) {
+  if (const auto inspector = context.window.inspector) {
+    if (const auto item = inspector->CurrentItem()) {
       // Not the form of the FROM line: the mail client wants it like this.
       item->SetSentOnBehalfOfName("\"" + name + "\"" + address).Ignore();  // only for the sent copy
     }

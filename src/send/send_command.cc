@@ -13,7 +13,7 @@ constexpr char kFormattingLost[] =
 
 // Mail clients before version 10 lose a rich text's formatting on the way into MIME.
 bool ContinueWithoutFormatting(SendContext& context) {
-  Inspector* inspector = context.window.inspector;
+  const std::shared_ptr<Inspector> inspector = context.window.inspector;
   if (inspector == nullptr || context.add_in.mail_client == nullptr) return true;
   if (inspector->Editor() != EditorType::kRichText) return true;
   if (ModText::LeadingNumber(context.add_in.mail_client->Version()) >= 10) return true;
@@ -27,15 +27,17 @@ void LogFailure(SendContext& context, const char* step, const Status& status) {
 
 void FileItem(SendContext& context, std::string_view distribution_setting) {
   const auto pieces = ModText::Split(distribution_setting, ',');
-  if (context.window.inspector != nullptr && !pieces.empty()) {
-    if (MailItem* item = context.window.inspector->CurrentItem()) {
+  const std::shared_ptr<Inspector> inspector = context.window.inspector;
+  if (inspector != nullptr && !pieces.empty()) {
+    if (const auto item = inspector->CurrentItem()) {
       LogFailure(context, "the mail's To could not be set", item->SetTo(pieces.front()));
     }
   }
   context.desktop().DoEvents();
-  MailClient* client = context.add_in.mail_client;
-  Inspector* active = client != nullptr ? client->ActiveInspector() : nullptr;
-  if (MailItem* item = active != nullptr ? active->CurrentItem() : nullptr) {
+  // Held, since closing the window may end whatever the host does not have to keep.
+  const std::shared_ptr<MailClient> client = context.add_in.mail_client;
+  const auto active = client != nullptr ? client->ActiveInspector() : nullptr;
+  if (const auto item = active != nullptr ? active->CurrentItem() : nullptr) {
     LogFailure(context, "the mail could not be closed", item->CloseAndSave());
     LogFailure(context, "the mail could not be filed among the sent ones",
                item->MoveToSentFolder());
@@ -75,7 +77,7 @@ Status CmdSend_Click(SendContext& context) {
 
   auto& windows = context.add_in.windows;
   const auto entry = windows.find(context.window.key);
-  if (entry != windows.end() && entry->second == &context.window) windows.erase(entry);
+  if (entry != windows.end() && entry->second.get() == &context.window) windows.erase(entry);
   return {};
 }
 

@@ -141,7 +141,7 @@ TEST_F(SendCommandTest, AfterTheJobIsWrittenEveryStepIsTried) {
   Send();
   EXPECT_EQ(host.events.back().substr(0, 6), "Start ");
   host.fails["Start"] = true;
-  add_in.windows[7] = &window;
+  add_in.windows[7] = Unowned(window);
   Send();
   EXPECT_TRUE(add_in.windows.empty());
 }

@@ -15,15 +15,15 @@ namespace vespro {
 class SendTestHost : public testing::Test, public SendDialogs {
  protected:
   SendTestHost() : backend(folder / "settings"), settings(backend) {
-    add_in.mail_client = &host;
+    add_in.mail_client = Unowned<MailClient>(host);
     add_in.desktop = &host;
     add_in.data_folder = folder.path();
     add_in.install_folder = ModFiles::FromUtf8("/opt/vespro");
     add_in.engine_file = "Vespro.exe";
     window.active = true;
-    window.inspector = &host;
+    window.inspector = Unowned<Inspector>(host);
     window.key = 7;
-    add_in.windows[7] = &window;
+    add_in.windows[7] = Unowned(window);
   }
 
   void ShowDlgSelectFile() override { host.events.push_back("DlgSelectFile"); }

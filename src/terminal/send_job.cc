@@ -267,10 +267,10 @@ class Composer {
     host_->set_check_input(
         [](const std::string& answer) { return CheckAddress(std::string(ModText::Trim(answer))); });
     add_in_ = InstalledAddIn(home_);
-    add_in_.mail_client = &*host_;
+    add_in_.mail_client = Unowned<MailClient>(*host_);
     add_in_.desktop = &*host_;
     window_.active = true;
-    window_.inspector = &*host_;
+    window_.inspector = Unowned<Inspector>(*host_);
     window_.attachment_list = item_->attachment_list();
     dialogs_.emplace(*host_);
     context_.emplace(SendContext{add_in_, window_, settings_, *dialogs_, clock_, randomness_, {}});

@@ -33,10 +33,12 @@ class TerminalHost final : public MailClient, public Inspector, public Desktop {
   void Log(std::string_view line) override;
 
   std::string Version() const override { return "10.0"; }
-  Inspector* ActiveInspector() override { return this; }
+  std::shared_ptr<Inspector> ActiveInspector() override { return Unowned<Inspector>(*this); }
   EditorType Editor() const override { return editor_; }
-  MailItem* CurrentItem() override { return item_; }
-  CommandBars* Bars() override { return nullptr; }
+  std::shared_ptr<MailItem> CurrentItem() override {
+    return item_ != nullptr ? Unowned(*item_) : nullptr;
+  }
+  std::shared_ptr<CommandBars> Bars() override { return nullptr; }
   Status PasteAtCaret() override {
     return Status(Code::kUnavailable, "the command line has no caret");
   }
