@@ -398,7 +398,7 @@ void WhatFailsIsToldAndTheDialogStays(Story& story) {
 
 }  // namespace
 
-std::vector<DialogStory> RecipientsStories() {
+std::vector<FormStory> RecipientsStories() {
   return {
       {"ATableIsChosenMappedAndCleaned", ATableIsChosenMappedAndCleaned},
       {"AMappingIsProposed", AMappingIsProposed},

@@ -4,14 +4,10 @@
 
 #include <vector>
 
-#include "forms/story.h"
+#include "forms/stories.h"
 
 namespace vespro {
 
-struct DialogStory {
-  const char* name;  // a word
-  void (*tell)(Story& story);
-};
-std::vector<DialogStory> RecipientsStories();
+std::vector<FormStory> RecipientsStories();
 
 }  // namespace vespro

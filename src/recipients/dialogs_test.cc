@@ -7,7 +7,7 @@
 namespace vespro {
 namespace {
 
-class RecipientsStoryTest : public testing::TestWithParam<DialogStory> {};
+class RecipientsStoryTest : public testing::TestWithParam<FormStory> {};
 
 TEST_P(RecipientsStoryTest, IsTold) {
   ScriptedDriver driver;

@@ -5,6 +5,7 @@
 
 #include "base/files.h"
 #include "host/desktop_over.h"
+#include "merge/frm_mail_merge.h"
 #include "recipients/dlg_map_csv.h"
 #include "recipients/dlg_select_file.h"
 #include "recipients/frm_list_box.h"
@@ -95,11 +96,19 @@ void AddRecipients(std::vector<DialogSample>& samples, const fs::path& work_fold
       [](Desktop& desktop) { frmWait().ShowModal(desktop); });
 }
 
+void ShowWords(const fs::path& work_folder, Desktop& desktop) {
+  SampleSettings sample(work_folder, "");
+  sample.settings.Write(setting::kCustomWord1, "Kind regards").Ignore();  // seen in the picture
+  frmMailMerge(desktop, sample.settings, {}).ShowModal(desktop);
+}
+
 }  // namespace
 
 std::vector<DialogSample> DialogSamples(const fs::path& work_folder) {
   std::vector<DialogSample> samples;
   AddRecipients(samples, work_folder);
+  samples.push_back({"frmMailMerge", [=](Desktop& desktop) { ShowWords(work_folder, desktop); },
+                     "The user's own words for the list of merge words."});
   return samples;
 }
 

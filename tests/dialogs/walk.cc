@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "base/text.h"
+#include "merge/frm_mail_merge.h"
 #include "recipients/dlg_map_csv.h"
 #include "recipients/dlg_select_file.h"
 #include "settings/settings.h"
@@ -91,6 +92,11 @@ std::vector<HomeDialog> HomeDialogs() {
        [](Desktop& desktop, Home& home) {
          Settings settings(*home.backend);
          DlgMapCSV(desktop, settings).ShowModal(desktop);
+       }},
+      {"frmMailMerge",
+       [](Desktop& desktop, Home& home) {
+         Settings settings(*home.backend);
+         frmMailMerge(desktop, settings, {}).ShowModal(desktop);
        }},
   };
 }

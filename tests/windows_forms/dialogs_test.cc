@@ -3,16 +3,17 @@
 
 #include "base/testing.h"
 #include "dialogs/samples.h"
+#include "merge/dialog_stories.h"
+#include "recipients/dialog_stories.h"
 #include "win32/win32_driver.h"
 #include "win32/win32_measure.h"
 #include "win32/win32_view.h"
-#include "recipients/dialog_stories.h"
 #include "windows_forms/gallery.h"
 
 namespace vespro {
 namespace {
 
-class NativeDialogTest : public testing::TestWithParam<DialogStory> {};
+class NativeDialogTest : public testing::TestWithParam<FormStory> {};
 
 TEST_P(NativeDialogTest, IsTold) {
   Win32Driver driver;
@@ -21,6 +22,8 @@ TEST_P(NativeDialogTest, IsTold) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Recipients, NativeDialogTest, testing::ValuesIn(RecipientsStories()),
+                         [](const auto& story) { return story.param.name; });
+INSTANTIATE_TEST_SUITE_P(Merge, NativeDialogTest, testing::ValuesIn(MergeDialogStories()),
                          [](const auto& story) { return story.param.name; });
 
 RECT PlaceOf(HWND window, HWND form) {
