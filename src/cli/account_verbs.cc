@@ -55,7 +55,7 @@ int List(const Globals& globals) {
 
 // Loads the list, changes it and saves it, alone among all programs of this home.
 int Edit(const Home& home, const std::function<Status(AccountList&)>& change) {
-  Result<FileLock> lock = home.LockAccounts();
+  Result<FileLock> lock = LockAccountFile(home.AccountFile());
   if (!lock.ok()) return Fail(lock.status());
   AccountList accounts;
   Status status = accounts.LoadAll(home.AccountFile());

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <numeric>
 #include <system_error>
+#include <unordered_map>
 
 #include "base/code_page.h"
 #include "base/files.h"
@@ -75,16 +78,50 @@ Result<std::string> ReadFile(const fs::path& path) {
 
 // Calls `take(line, number)` for each line that is not blank.
 template <class Take>
-Status ForEachLine(const fs::path& path, const Take& take) {
-  Result<std::string> bytes = ReadFile(path);
-  if (!bytes.ok()) return bytes.status();
-  std::string_view rest = bytes.value();
+void ForEachLine(std::string_view bytes, const Take& take) {
   std::string_view line;
-  for (std::size_t number = 1; NextLine(rest, line); ++number) {
+  for (std::size_t number = 1; NextLine(bytes, line); ++number) {
     if (!ModText::Trim(line).empty()) take(line, number);
   }
-  return {};
 }
+
+std::vector<AccountEntry> ParseEntries(std::string_view bytes) {
+  std::vector<AccountEntry> entries;
+  ForEachLine(bytes, [&entries](std::string_view line, std::size_t number) {
+    AccountEntry& entry = entries.emplace_back();
+    Status status = SplitLine(line, entry);
+    if (status.ok()) status = DecodeSecrets(entry);
+    if (status.ok()) return;
+    entry.damaged = true;
+    entry.damage = "line " + std::to_string(number) + ": " + status.text();
+    entry.raw_line = line;
+  });
+  return entries;
+}
+
+// The same for entries that are written as the same line.
+std::string KeyOf(const AccountEntry& entry) {
+  if (entry.damaged) return entry.raw_line;
+  std::string key;
+  for (const std::string* field :
+       {&entry.server, &entry.port, &entry.encoded_login, &entry.encoded_password}) {
+    key.append(*field).push_back('\n');
+  }
+  return key;
+}
+
+// Numbers equal entries, in their order.
+class Numbering {
+ public:
+  std::pair<std::string, std::size_t> Next(const AccountEntry& entry) {
+    std::string key = KeyOf(entry);
+    const std::size_t number = seen_[key]++;
+    return {std::move(key), number};
+  }
+
+ private:
+  std::unordered_map<std::string, std::size_t> seen_;
+};
 
 std::string Stored(const std::string& text, const std::string& as_read) {
   if (!as_read.empty()) {
@@ -120,29 +157,27 @@ bool TearsItsLine(std::string_view text) {
 }  // namespace
 
 Result<std::vector<AccountEntry>> ReadAccountFile(const fs::path& path) {
-  std::vector<AccountEntry> entries;
-  Status read = ForEachLine(path, [&entries](std::string_view line, std::size_t number) {
-    AccountEntry& entry = entries.emplace_back();
-    Status status = SplitLine(line, entry);
-    if (status.ok()) status = DecodeSecrets(entry);
-    if (status.ok()) return;
-    entry.damaged = true;
-    entry.damage = "line " + std::to_string(number) + ": " + status.text();
-    entry.raw_line = line;
-  });
-  if (!read.ok()) return read;
-  return entries;
+  Result<std::string> bytes = ReadFile(path);
+  if (!bytes.ok()) return bytes.status();
+  return ParseEntries(bytes.value());
+}
+
+Result<FileLock> LockAccountFile(const fs::path& path) {
+  fs::path lock = path;
+  lock += ".lock";
+  return FileLock::Take(lock, FileLock::Wait::kUntilFree);
 }
 
 Result<std::vector<std::string>> ReadAccountsForJob(const fs::path& path) {
+  Result<std::string> bytes = ReadFile(path);
+  if (!bytes.ok()) return bytes.status();
   std::vector<std::string> accounts;
-  Status read = ForEachLine(path, [&accounts](std::string_view line, std::size_t) {
+  ForEachLine(bytes.value(), [&accounts](std::string_view line, std::size_t) {
     AccountEntry entry;
     if (!SplitLine(line, entry).ok()) return;
     accounts.push_back(entry.server + "," + entry.port + "," + entry.encoded_login + "," +
                        entry.encoded_password);
   });
-  if (!read.ok()) return read;
   return accounts;
 }
 
@@ -215,29 +250,71 @@ Status AccountList::Add(AccountEntry entry) {
     *field = std::string(ModText::Trim(*field));
   }
   entries_.push_back(std::move(entry));
+  origins_.push_back(kAdded);
   return {};
 }
 
-Status AccountList::LoadAll(const fs::path& path) {
-  Result<std::vector<AccountEntry>> entries = ReadAccountFile(path);
-  if (entries.ok()) entries_ = std::move(entries).value();
-  return entries.status();
-}
+Status AccountList::LoadAll(const fs::path& path) { return Load(path, SIZE_MAX, {}); }
 
 Status AccountList::Load(const fs::path& path, const std::function<void(const Status&)>& refused) {
+  return Load(path, kFull + 1, refused);
+}
+
+Status AccountList::Load(const fs::path& path, std::size_t most,
+                         const std::function<void(const Status&)>& refused) {
   entries_.clear();
-  Result<std::vector<AccountEntry>> entries = ReadAccountFile(path);
-  if (!entries.ok()) return entries.status();
-  for (AccountEntry& entry : entries.value()) {
-    if (Status added = Add(std::move(entry)); !added.ok() && refused) refused(added);
-  }
+  origins_.clear();
+  loaded_.clear();
+  Result<std::string> bytes = ReadFile(path);
+  if (!bytes.ok()) return bytes.status();
+  loaded_ = std::move(bytes).value();
+  entries_ = ParseEntries(loaded_);
+  const std::size_t surplus = entries_.size() - std::min(entries_.size(), most);
+  entries_.resize(entries_.size() - surplus);
+  origins_.resize(entries_.size());
+  std::iota(origins_.begin(), origins_.end(), 0);
+  loaded_rows_ = entries_.size();
+  const Status full(Code::kUsage, std::string(kTooMany));
+  for (std::size_t i = 0; i < surplus && refused; ++i) refused(full);
   return {};
 }
 
 void AccountList::Remove(std::size_t index) {
-  if (index < entries_.size()) {
-    entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(index));
+  if (index >= entries_.size()) return;
+  entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(index));
+  origins_.erase(origins_.begin() + static_cast<std::ptrdiff_t>(index));
+}
+
+Status AccountList::SaveChanges(const fs::path& path) const {
+  Result<FileLock> lock = LockAccountFile(path);
+  if (!lock.ok()) return lock.status();
+  Result<std::vector<AccountEntry>> now = ReadAccountFile(path);
+  if (!now.ok()) return now.status();
+  const auto removed = RemovedEntries();
+  std::vector<AccountEntry> entries;
+  Numbering numbering;
+  for (AccountEntry& entry : now.value()) {
+    if (removed.count(numbering.Next(entry)) == 0) entries.push_back(std::move(entry));
   }
+  for (std::size_t i = 0; i < entries_.size(); ++i) {
+    if (origins_[i] == kAdded) entries.push_back(entries_[i]);
+  }
+  return WriteAccountFile(path, entries);
+}
+
+std::set<std::pair<std::string, std::size_t>> AccountList::RemovedEntries() const {
+  std::vector<bool> is_removed(loaded_rows_, true);
+  for (const std::size_t origin : origins_) {
+    if (origin != kAdded) is_removed[origin] = false;
+  }
+  std::set<std::pair<std::string, std::size_t>> removed;
+  const std::vector<AccountEntry> loaded = ParseEntries(loaded_);
+  Numbering numbering;
+  for (std::size_t i = 0; i < loaded_rows_; ++i) {
+    auto number = numbering.Next(loaded[i]);
+    if (is_removed[i]) removed.insert(std::move(number));
+  }
+  return removed;
 }
 
 }  // namespace vespro

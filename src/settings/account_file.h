@@ -7,10 +7,13 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "base/files.h"
 #include "base/status.h"
 
 namespace vespro {
@@ -35,6 +38,9 @@ struct AccountEntry {
 
 // The entries in file order, damaged ones too; blank lines are skipped. No file, no entries.
 Result<std::vector<AccountEntry>> ReadAccountFile(const std::filesystem::path& path);
+
+// Held while the file is read, changed and written; waits for others who do.
+Result<FileLock> LockAccountFile(const std::filesystem::path& path);
 
 // One text per entry for the job: "server,port,login,password", the last two still encoded. Lines
 // that are no entry are left out.
@@ -82,11 +88,24 @@ class AccountList {
               const std::function<void(const Status&)>& refused = {});
   // `index` from 0; nothing happens when there is no such row.
   void Remove(std::size_t index);
+  // Does to the file as it stands now what was added and removed since it was loaded, so that what
+  // others did meanwhile stays; under the file's lock. Of equal entries it is the one in the same
+  // place among them that goes. A failure leaves the file as it was.
+  Status SaveChanges(const std::filesystem::path& path) const;
 
   const std::vector<AccountEntry>& entries() const { return entries_; }
 
  private:
+  static constexpr std::size_t kAdded = static_cast<std::size_t>(-1);
+  Status Load(const std::filesystem::path& path, std::size_t most,
+              const std::function<void(const Status&)>& refused);
+  // What was loaded and is gone: its line's content, and its number among equal ones.
+  std::set<std::pair<std::string, std::size_t>> RemovedEntries() const;
+
   std::vector<AccountEntry> entries_;
+  std::vector<std::size_t> origins_;  // which of the loaded entries each is; kAdded: none
+  std::size_t loaded_rows_ = 0;       // how many of the file's entries became rows
+  std::string loaded_;                // the file's bytes at that time
 };
 
 }  // namespace vespro

@@ -2,6 +2,7 @@
 
 #include "base/code_page.h"
 #include "base/testing.h"
+#include "settings/password.h"
 
 namespace vespro {
 namespace {
@@ -212,6 +213,76 @@ TEST(AccountListTest, TheBound) {
   whole.Remove(32702);
   EXPECT_EQ(whole.entries().size(), 32702U);
   EXPECT_EQ(whole.Add(Entry("s", "25", "", "")).text(), text);
+}
+
+// A person has the list open while others change the file. Letters are servers; "!" is a damaged
+// line.
+TEST(AccountListTest, ChangesMeetThoseOfOthers) {
+  const struct {
+    std::string_view loaded;
+    std::vector<std::size_t> removed;  // row by row, each counted when the ones before have gone
+    std::string_view added, meanwhile, saved;
+    const char* why;
+  } cases[] = {
+      {"abc", {}, "d", "abc", "abcd", "nobody else"},
+      {"abac", {2}, "", "abac", "abc", "the second of two"},
+      {"aaba", {0, 0}, "a", "aaba", "baa", "the first two, and another one at the end"},
+      {"abc", {1}, "d", "xabc", "xacd", "one more in front meanwhile"},
+      {"abc", {1}, "", "ac", "ac", "both remove the same"},
+      {"abc", {0, 0, 0}, "", "cabz", "z", "in another order"},
+      {"aa", {0}, "b", "aaa", "aab", "equal ones stay as many as they should"},
+      {"a!b", {0}, "c", "a!b", "!bc", "a damaged line comes back"},
+      {"a!b", {1}, "", "ax!b", "axb", "or goes when it was meant to"},
+      {"abc", {1}, "d", "", "d", "all gone meanwhile"},
+      {"", {}, "a", "b", "ba", ""},
+  };
+  const auto bytes_of = [](std::string_view servers) {
+    std::string bytes;
+    for (const char server : servers) {
+      bytes += server == '!' ? std::string("\"broken\r\n")
+                             : "\"" + std::string(1, server) + "\",\"25\",\"YQ==\",\"gf8=\"\r\n";
+    }
+    return bytes;
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.why);
+    TemporaryFolder folder;
+    const std::filesystem::path path = folder.Write("db", bytes_of(c.loaded));
+    AccountList list;
+    ASSERT_TRUE(list.Load(path).ok());
+    for (const std::size_t row : c.removed) list.Remove(row);
+    for (const char server : c.added) {
+      AccountEntry entry = Entry(std::string(1, server), "25", "", "");
+      entry.encoded_login = "YQ==";
+      entry.encoded_password = "gf8=";
+      entry.login = ModPassword::DecodePassword(entry.encoded_login).value();
+      entry.password = ModPassword::DecodePassword(entry.encoded_password).value();
+      ASSERT_TRUE(list.Add(entry).ok());
+    }
+    folder.Write("db", bytes_of(c.meanwhile));
+    ASSERT_TRUE(list.SaveChanges(path).ok());
+    EXPECT_EQ(folder.Read("db"), bytes_of(c.saved));
+  }
+}
+
+TEST(AccountListTest, WhatWasNoRowStaysInTheFile) {
+  TemporaryFolder folder;
+  const std::string line = "\"s\",\"25\",\"\",\"\"\r\n";
+  std::string bytes;
+  for (int i = 0; i < 32703; ++i) bytes += line;
+  const std::filesystem::path path = folder.Write("db", bytes + "last,25,,");
+  AccountList list;
+  ASSERT_TRUE(list.Load(path).ok());
+  list.Remove(32700);
+  ASSERT_TRUE(list.SaveChanges(path).ok());
+  EXPECT_EQ(folder.Read("db"), bytes.substr(line.size()) + "\"last\",\"25\",\"\",\"\"\r\n");
+
+  // A file that can't be read is not taken for an empty one.
+  std::filesystem::remove(path);
+  std::filesystem::create_directories(path);
+  EXPECT_FALSE(list.Load(path).ok());
+  EXPECT_TRUE(list.entries().empty());
+  EXPECT_FALSE(list.SaveChanges(path).ok());
 }
 
 }  // namespace

@@ -22,12 +22,6 @@ Home HomeIn(const std::string& folder) {
 
 fs::path Home::AccountFile() const { return data_folder / (std::string(kModuleName) + ".db"); }
 
-Result<FileLock> Home::LockAccounts() const {
-  fs::path lock = AccountFile();
-  lock += ".lock";
-  return FileLock::Take(lock, FileLock::Wait::kUntilFree);
-}
-
 Result<Home> OpenHome(const std::string& folder) {
   const std::string chosen = folder.empty() ? ModFiles::Environment("VESPRO_HOME") : folder;
   Result<Home> found = chosen.empty() ? platform::UsersHome() : HomeIn(chosen);

@@ -5,7 +5,6 @@
 #include <memory>
 #include <string>
 
-#include "base/files.h"
 #include "base/status.h"
 #include "host/add_in.h"
 #include "host/settings_backend.h"
@@ -18,8 +17,6 @@ struct Home {
   std::string settings_place;                // for people: a file's path, or the registry key
 
   std::filesystem::path AccountFile() const;
-  // Held while the account file is read, changed and written.
-  Result<FileLock> LockAccounts() const;
 };
 
 // `folder` (from --home, UTF-8) or else VESPRO_HOME holds everything when given. Otherwise the
@@ -32,8 +29,8 @@ Result<Home> OpenHome(const std::string& folder);
 // running program.
 AddIn InstalledAddIn(const Home& home);
 
-// What home_posix.cc and home_win32.cc provide: the user's own place, nothing made yet. kConfig when
-// the system does not say where that is.
+// What home_posix.cc and home_win32.cc provide: the user's own place, nothing made yet. kConfig
+// when the system does not say where that is.
 namespace platform {
 Result<Home> UsersHome();
 // The file that an installation may bring to change the default values; empty where the installer
