@@ -28,16 +28,17 @@ class Lists(support.JobTest):
         done = self.run_list(0, "filter", listed, unwanted, "--column", "Mail", "--yes")
         self.assertEqual(done.stdout, "c@d\n")
         self.assertEqual(done.stderr.splitlines(), [
-            "vespro: line 4 has no address and was left out",
+            "vespro: line 4 has no address; the row stays",
+            "vespro: a comma in a cell shifts the cells after it, in quotes too; where such rows may go: --shifted-rows",
             "vespro: Found and removed 1 email duplicates",
             "vespro: Filtered out 1 unwanted emails from the current distribution file"])
-        self.assertEqual(listed.read_bytes(), b"name,mail\r\nann,a@b\r\ncy,e@f\r\n")
-        done = self.run_list(0, "filter", listed, unwanted, "--yes")
-        self.assertEqual(done.stderr, "vespro: No unwanted emails found in the current distribution file\n")
+        self.assertEqual(listed.read_bytes(), b"name,mail\r\nann,a@b\r\nalone\r\ncy,e@f\r\n")
+        done = self.run_list(0, "filter", listed, unwanted, "--yes", "--shifted-rows")
+        self.assertEqual(done.stderr, "vespro: line 3 has no address; the row stays\nvespro: No unwanted emails found in the current distribution file\n")
         done = self.run_list(0, "filter", listed, self.write("u.txt", "e@f\n"), "--json", "--yes")
         self.assertEqual(json.loads(done.stdout),
                          {"filtered": 1, "removed": ["e@f"], "unmatchable": 0, "duplicates": 0, "duplicate_addresses": [],
-                          "without_address": 0, "without_address_lines": []})
+                          "without_address": 1, "without_address_lines": [3]})
         done = self.run_list(0, "merge", listed, more, "--json", "--yes")
         self.assertEqual(json.loads(done.stdout), {"file": str(listed), "second": str(more), "lines": 1})
         # Addresses that a terminal would take for commands are shown harmless, whole to a machine.
@@ -48,9 +49,9 @@ class Lists(support.JobTest):
     def test_a_mistake_changes_nothing(self):
         listed = self.write("list.txt", "A@b\na@b\n")
         self.write("blank.txt", "")
-        self.write("shifted.csv", 'Name,Street,Mail\nAnn,Dyke 1,a@b\nBo,"Quay 1, flat 2",c@d\nCy,"Quay 3, flat 2",e@f\n')
         self.write("several.csv", "Email,Name,Sponsor\na@b,Ann,x@y\n")
         self.write("other.csv", "Email,Name\ne@f,Eve\n")
+        self.write("turned.csv", "e@f,Eve,\n")
         self.write("third.csv", "Email,Name,Club\ne@f,Eve,z\n")
         table = [
             (2, "please select a different file", ["merge", listed, listed]),
@@ -61,11 +62,11 @@ class Lists(support.JobTest):
             (66, "gone.txt", ["filter", listed, self.folder / "gone.txt"]),
             (2, "--yes", ["filter", listed, self.folder / "t.csv"]),
             (2, "--suppress", ["filter", listed, self.folder / "t.csv", "--no-input"]),
-            (65, "such as 'flat 2'", ["dedupe", self.folder / "shifted.csv", "--yes"]),
-            (65, "--shifted-rows", ["filter", self.folder / "shifted.csv", self.folder / "t.csv", "--yes"]),
             (65, "--column 1", ["dedupe", self.folder / "several.csv", "--yes"]),
             (65, "1 ('Email'), 3 ('Sponsor')", ["use", self.folder / "several.csv"]),
             (65, "2 columns, the first 3", ["merge", self.folder / "several.csv", self.folder / "other.csv"]),
+            (65, "in column 1 of the second table, in column 2 of", ["merge", self.write("n.csv", "Name,Email,\nA,a@b,\n"),
+                                                                     self.folder / "turned.csv"]),
             (65, "column 3 is 'Club' in", ["merge", self.folder / "several.csv", self.folder / "third.csv"]),
             (65, "a blank at its end", ["use", self.write("list.txt ", "c@d\n")]),
             (65, "The chosen file is blank", ["filter", self.folder / "blank.txt", listed]),
@@ -81,19 +82,26 @@ class Lists(support.JobTest):
                 self.assertEqual(self.files(), before)
 
     def test_rows_that_commas_have_shifted(self):
-        table = 'Name,Street,Mail\r\nAnn,Dyke 1,a@b\r\nBo,"Quay 1, flat 2",c@d\r\nCy,"Quay 3, flat 2",e@f\r\n'
+        table = ('Name,Street,Mail\r\nAnn,Dyke 1,a@b\r\nBo,"Quay 1, flat 2",c@d\r\nCy,"Quay 3, flat 2",e@f\r\n'
+                 'Ann,Dyke 1,A@b\r\n')
         listed = self.write("l.csv", table)
         done = self.run_list(0, "map", listed, "--column", "Mail")
         self.assertIn("2 rows have more cells than the first, from line 3 on", done.stderr)
-        self.run_list(65, "dedupe", listed, "--yes", "--column", "Mail")
-        self.assertEqual(listed.read_bytes(), table.encode())
+        named = ["line {} has 'flat 2' in the address's place; the row stays".format(line) for line in (3, 4)]
+        code, shown = support.on_a_terminal(support.command_line("list", "dedupe", listed, "--column", "Mail"), "n")
+        self.assertEqual((code, listed.read_bytes()), (130, table.encode()), shown)
+        self.assertLess(shown.index(named[1]), shown.index("[y/n]"))
+        done = self.run_list(0, "dedupe", listed, "--yes", "--column", "Mail")
+        self.assertIn(named[0], done.stderr)
+        self.assertEqual((done.stdout, listed.read_bytes()), ("a@b\n", table[:-16].encode()))
+        unwanted = self.write("u.txt", " flat 2\n")  # the key as the row has it
+        self.run_list(0, "filter", listed, unwanted, "--yes", "--column", "Mail")
+        self.assertEqual(listed.read_bytes(), table[:-16].lower().encode())
         done = self.run_list(0, "dedupe", listed, "--yes", "--column", "Mail", "--shifted-rows")
         self.assertEqual(done.stdout, "flat 2\n")
-        self.assertNotIn(b"Cy,", listed.read_bytes())
-        # What only looks shifted costs nobody anything.
-        alone = self.write("alone.csv", 'Name,Mail\r\n"Doe, Jo",j@b\r\nAnn,a@b\r\nAnn,A@b\r\n')
-        self.run_list(0, "dedupe", alone, "--yes", "--column", "Mail")
-        self.assertIn(b'"Doe, Jo",j@b', alone.read_bytes())
+        self.assertNotIn(b"cy,", listed.read_bytes())
+        done = self.run_list(0, "filter", listed, unwanted, "--yes", "--column", "Mail", "--shifted-rows")
+        self.assertEqual(done.stdout, " flat 2\n")
 
     def test_filtering_says_what_it_would_do(self):
         listed = self.write("l.csv", "Mail,Name\r\nM001@x,Ann\r\nm002@x,Bo\r\nm003@x,Cy\r\nm001@X,Ann\r\n")
@@ -121,11 +129,11 @@ class Lists(support.JobTest):
         command = support.command_line("list", "dedupe", listed)
         code, shown = support.on_a_terminal(command, "1", "n")
         self.assertEqual(code, 130, shown)
-        self.assertIn("1 row has the address of an earlier one; 1 row without an address goes with them", shown)
+        self.assertIn("1 row has the address of an earlier one.", shown)
         self.assertEqual(self.files(), before)
         code, shown = support.on_a_terminal(command, "Email", "y")
         self.assertEqual(code, 0, shown)
-        self.assertEqual(listed.read_bytes(), b"Email,Name,Sponsor\r\na@b,Ann,x@y\r\n")
+        self.assertEqual(listed.read_bytes(), b"Email,Name,Sponsor\r\na@b,Ann,x@y\r\n,Nick,\r\n")
 
     def test_a_full_disk(self):
         """A limit on the size of files stands for it."""

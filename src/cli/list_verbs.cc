@@ -130,20 +130,28 @@ int Map(const Globals& globals, const ListArguments& arguments) {
   }();
   if (!long_rows.ok()) return Fail(long_rows.status());
   if (globals.json) {
+    nlohmann::json with_addresses = nlohmann::json::array();
+    for (const std::int16_t column : mapping->candidates) with_addresses.push_back(column + 1);
     PrintJson({{"fields", mapping->fields},
                {"column", chosen->column + 1},
+               {"columns_with_addresses", with_addresses},
                {"header", chosen->header},
                {"long_rows", long_rows->count},
                {"first_long_row", long_rows->first_line}});
     return 0;
   }
+  const bool is_open = mapping->candidates.size() > 1 && arguments.column.empty();
+  const auto marked = [&](std::int16_t column) {
+    const auto& several = mapping->candidates;
+    return is_open ? std::find(several.begin(), several.end(), column) != several.end()
+                   : column == chosen->column;
+  };
   for (std::size_t i = 0; i < mapping->fields.size(); ++i) {
-    const bool is_address = static_cast<std::size_t>(chosen->column) == i;
-    std::cout << (is_address ? "* " : "  ") << i + 1 << "  "
+    std::cout << (marked(static_cast<std::int16_t>(i)) ? "* " : "  ") << i + 1 << "  "
               << ModText::Printable(mapping->fields[i]) << "\n";
   }
   std::cout << "first line: " << (chosen->header ? "column names" : "a recipient") << "\n";
-  if (mapping->candidates.size() > 1 && arguments.column.empty()) {
+  if (is_open) {
     Note("several columns hold addresses: name the recipients' with --column wherever it matters");
   }
   if (long_rows->count > 0) Note(ModSendJob::LongRowsText(long_rows.value()));
@@ -195,51 +203,56 @@ std::string Count(std::uint64_t count, const char* one, const char* many) {
   return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
-// Duplicates go after a question; rows that only look like duplicates, if that was said.
+// What a person should know of rows without an address: they stay, or are gone from a list that is
+// written anew.
+void NoteOddRows(const ModRecipients::OddRows& rows, const ListArguments& arguments,
+                 bool rewritten) {
+  constexpr std::size_t kMostNamed = 20;
+  const bool go = rewritten && arguments.shifted_rows;
+  const std::string fate = go ? "; the row goes" : "; the row stays";
+  const std::size_t named = std::min(kMostNamed, rows.first.size());
+  for (std::size_t i = 0; i < named; ++i) {
+    const ModRecipients::OddRows::Row& row = rows.first[i];
+    const bool repeats_only = go && !row.found.empty();
+    Note("line " + std::to_string(row.line) + " has " +
+         (row.found.empty() ? "no address"
+                            : "'" + ModText::Printable(row.found) + "' in the address's place") +
+         (repeats_only ? "; the row goes if that repeats" : fate));
+  }
+  if (const std::uint64_t more = rows.count - named; more > 0) {
+    Note(Count(more, "more line has", "more lines have") + " no address either");
+  }
+  if (rows.count > 0 && !arguments.shifted_rows) {
+    Note(
+        "a comma in a cell shifts the cells after it, in quotes too; where such rows may go: "
+        "--shifted-rows");
+  }
+}
+
+// Before a list is replaced: the rows without an address are named, and a question is asked.
+// Without --shifted-rows none of them goes.
 ModRecipients::LoadGuards Guards(const Globals& globals, const ListArguments& arguments,
                                  LongWork& work) {
   ModRecipients::LoadGuards guards;
-  guards.keep_what_is_no_address = !arguments.shifted_rows;
-  if (globals.rules.assume_yes) return guards;
-  guards.confirm = [&globals, &work](const ModRecipients::Loaded& loaded) -> Status {
-    std::string question =
-        Count(loaded.duplicates, "row has", "rows have") + " the address of an earlier one";
-    if (loaded.without_address > 0) {
-      question += "; " +
-                  Count(loaded.without_address, "row without an address goes",
-                        "rows without an address go") +
-                  " with them, the first at line " +
-                  std::to_string(loaded.without_address_lines.front());
-    }
+  guards.keep_odd_rows = !arguments.shifted_rows;
+  guards.confirm = [&globals, &arguments, &work](const ModRecipients::Loaded& loaded) -> Status {
     work.Pause();
-    const bool yes = Ask(globals, question + ".\r\nDo you want to remove duplicate emails?");
+    if (!globals.json) NoteOddRows(loaded.without_address, arguments, true);
+    const bool yes =
+        globals.rules.assume_yes ||
+        Ask(globals, Count(loaded.duplicates, "row has", "rows have") +
+                         " the address of an earlier one.\r\nDo you want to remove duplicate "
+                         "emails?");
     work.GoOn();
     return yes ? Status() : NothingChanged();
   };
   return guards;
 }
 
-// The same failure with what to do, where the shared code can't know it.
-Status WithRemedy(const Status& status, const ListArguments& arguments) {
-  const bool shifted = status.code() == Code::kBadInput && !arguments.shifted_rows &&
-                       status.text().find("no address, such as") != std::string::npos;
-  if (!shifted) return status;
-  return Status(status.code(),
-                status.text() +
-                    ". 'vespro list map' names the first such line; mend the table, or "
-                    "let the rows go with --shifted-rows");
-}
-
-// What a person should know of rows that a rewritten list no longer has.
-void NoteRowsWithoutAddress(const ModRecipients::Loaded& loaded) {
-  const char* const fate = loaded.rewritten ? " and was left out" : "";
-  for (const std::uint64_t line : loaded.without_address_lines) {
-    Note("line " + std::to_string(line) + " has no address" + fate);
-  }
-  if (const std::uint64_t more = loaded.without_address - loaded.without_address_lines.size();
-      more > 0) {
-    Note(std::to_string(more) + " more lines have none either");
-  }
+nlohmann::json LineNumbers(const ModRecipients::OddRows& rows) {
+  nlohmann::json array = nlohmann::json::array();
+  for (const auto& row : rows.first) array.push_back(row.line);
+  return array;
 }
 
 nlohmann::json Lines(std::string_view lines) {
@@ -259,17 +272,17 @@ int Dedupe(const Globals& globals, const ListArguments& arguments) {
     return ModRecipients::LoadAndDeduplicate(chosen.value(), work.on_line(),
                                              Guards(globals, arguments, work));
   }();
-  if (!loaded.ok()) return Fail(WithRemedy(loaded.status(), arguments));
+  if (!loaded.ok()) return Fail(loaded.status());
   if (globals.json) {
     PrintJson({{"duplicates", loaded->duplicates},
                {"addresses", loaded->distinct},
                {"removed", Lines(loaded->duplicate_addresses)},
-               {"without_address", loaded->without_address},
-               {"without_address_lines", loaded->without_address_lines}});
+               {"without_address", loaded->without_address.count},
+               {"without_address_lines", LineNumbers(loaded->without_address)}});
     return 0;
   }
   PrintLines(loaded->duplicate_addresses);
-  NoteRowsWithoutAddress(loaded.value());
+  if (!loaded->rewritten) NoteOddRows(loaded->without_address, arguments, false);
   Note(loaded->duplicates == 0
            ? std::string("No email duplicates found")
            : "Found and removed " + std::to_string(loaded->duplicates) + " email duplicates, " +
@@ -290,9 +303,16 @@ Result<std::string> ColumnsDiffer(const std::string& current, const std::string&
     mappings.push_back(std::move(mapping).value());
   }
   const auto& [first, other] = std::tie(mappings[0], mappings[1]);
+  const auto& places = first.candidates;
   if (first.fields.size() != other.fields.size()) {
     return "the second table has " + Count(other.fields.size(), "column", "columns") +
            ", the first " + std::to_string(first.fields.size());
+  }
+  if (!first.guessed && !other.guessed &&
+      std::find_first_of(places.begin(), places.end(), other.candidates.begin(),
+                         other.candidates.end()) == places.end()) {
+    return "addresses stand in column " + std::to_string(other.column + 1) +
+           " of the second table, in column " + std::to_string(first.column + 1) + " of the first";
   }
   for (std::size_t i = 0; first.header && other.header && i < first.fields.size(); ++i) {
     if (first.fields[i] != other.fields[i]) {
@@ -345,8 +365,8 @@ void NoteUnwanted(const ModRecipients::Filtered& filtered, const std::string& un
 }
 
 // Says what filtering would do, and asks.
-Status ConfirmFilter(const Globals& globals, const Distribution& list,
-                     const std::string& unwanted) {
+Status ConfirmFilter(const Globals& globals, const ListArguments& arguments,
+                     const Distribution& list, const std::string& unwanted) {
   if (globals.rules.assume_yes) return {};
   if (!CanAnswer(globals)) {
     return Status(Code::kUsage,
@@ -357,10 +377,11 @@ Status ConfirmFilter(const Globals& globals, const Distribution& list,
   }
   const Result<ModRecipients::Filtered> preview = [&] {
     LongWork work;
-    return ModRecipients::PreviewFilter(list, unwanted, work.on_line());
+    return ModRecipients::PreviewFilter(list, unwanted, !arguments.shifted_rows, work.on_line());
   }();
   if (!preview.ok()) return preview.status();
   NoteUnwanted(preview.value(), unwanted);
+  NoteOddRows(preview->odd_rows, arguments, true);
   const std::string question = Count(preview->removed, "row goes", "rows go") +
                                ", duplicates too, and what stays is written in lower case.\r\n"
                                "Filter the list?";
@@ -373,14 +394,15 @@ int Filter(const Globals& globals, const ListArguments& arguments) {
   const std::string unwanted = FullPath(arguments.second);
   if (Status fits = ModRecipients::CheckFilter(chosen->path, unwanted); !fits.ok())
     return Fail(fits);
-  if (Status yes = ConfirmFilter(globals, chosen.value(), unwanted); !yes.ok()) return Fail(yes);
+  if (Status yes = ConfirmFilter(globals, arguments, chosen.value(), unwanted); !yes.ok())
+    return Fail(yes);
   const Result<ModRecipients::Cleared> cleared = [&] {
     LongWork work;
     ModRecipients::LoadGuards guards = Guards(globals, arguments, work);
-    guards.confirm = {};  // that was asked
+    if (!globals.rules.assume_yes) guards.confirm = {};  // that was asked
     return ModRecipients::DeduplicateAndFilter(chosen.value(), unwanted, work.on_line(), guards);
   }();
-  if (!cleared.ok()) return Fail(WithRemedy(cleared.status(), arguments));
+  if (!cleared.ok()) return Fail(cleared.status());
   if (globals.rules.assume_yes) NoteUnwanted(cleared->filtered, unwanted);
   const ModRecipients::Loaded& loaded = cleared->loaded;
   const ModRecipients::Filtered& filtered = cleared->filtered;
@@ -390,12 +412,14 @@ int Filter(const Globals& globals, const ListArguments& arguments) {
                {"unmatchable", filtered.unmatchable},
                {"duplicates", loaded.duplicates},
                {"duplicate_addresses", Lines(loaded.duplicate_addresses)},
-               {"without_address", loaded.without_address},
-               {"without_address_lines", loaded.without_address_lines}});
+               {"without_address", loaded.without_address.count},
+               {"without_address_lines", LineNumbers(loaded.without_address)}});
     return 0;
   }
   PrintLines(filtered.removed_addresses);
-  NoteRowsWithoutAddress(loaded);
+  if (globals.rules.assume_yes && !loaded.rewritten) {
+    NoteOddRows(loaded.without_address, arguments, false);
+  }
   if (loaded.duplicates > 0) {
     Note("Found and removed " + std::to_string(loaded.duplicates) + " email duplicates");
   }
@@ -443,7 +467,7 @@ void AddListVerbs(CLI::App& app, Globals& globals, Action& action) {
       "Example: vespro list map members.csv", true, Map);
   const auto shifted = [&arguments](CLI::App* verb) {
     verb->add_flag("--shifted-rows", arguments->shifted_rows,
-                   "Remove duplicates whose \"address\" is none, too");
+                   "Let rows without an address go as well, and those whose \"address\" is none");
     return verb;
   };
   shifted(add("dedupe", "Remove duplicate addresses from a file, and print them",

@@ -124,7 +124,7 @@ void RemoveDuplicates(Desktop& desktop, const Distribution& list) {
   FrmListBox window;
   window.Fill(loaded.value());
   window.ShowModal(desktop);
-  TellLeftOut(desktop, loaded.value().without_address);
+  TellLeftOut(desktop, loaded.value().without_address.count);
 }
 
 void Merge(Desktop& desktop, std::string_view current, std::string_view second) {
@@ -158,7 +158,7 @@ bool Filter(Desktop& desktop, Settings& settings, std::string_view current,
   }
   const Status stored = settings.Write(setting::kMailList, ModDistribution::Compose(list));
   if (!stored.ok()) TellFailure(desktop, stored);
-  if (cleared->loaded.rewritten) TellLeftOut(desktop, cleared->loaded.without_address);
+  if (cleared->loaded.rewritten) TellLeftOut(desktop, cleared->loaded.without_address.count);
   Tell(desktop, FilterSummary(cleared->filtered.removed), MessageIcon::kInformation);
   return stored.ok();
 }

@@ -8,7 +8,6 @@
 #include "base/memory.h"
 #include "base/text.h"
 #include "recipients/line_writer.h"
-#include "recipients/list_text.h"
 #include "recipients/row_store.h"
 
 namespace vespro::ModRecipients {
@@ -16,8 +15,11 @@ namespace {
 
 class Deduplicator {
  public:
-  Deduplicator(const Distribution& list, const OnLine& on_line)
-      : list_(list), on_line_(on_line), is_csv_(list.kind == ListKind::kCsv) {}
+  Deduplicator(const Distribution& list, const OnLine& on_line, bool keep_odd_rows)
+      : list_(list),
+        on_line_(on_line),
+        is_csv_(list.kind == ListKind::kCsv),
+        keep_odd_rows_(keep_odd_rows) {}
 
   Status Read(ListBlocks& blocks) {
     if (blocks.has_byte_order_mark()) head_ = ModRow::kByteOrderMark;
@@ -37,30 +39,25 @@ class Deduplicator {
     }
     const RowStore::Count count = rows_.FindDuplicates();
     loaded_.duplicates = count.duplicates;
-    loaded_.distinct = rows_.size() - count.duplicates;
+    const std::uint64_t kept = keep_odd_rows_ ? loaded_.without_address.count : 0;
+    loaded_.distinct = rows_.size() - count.duplicates - kept;
     duplicate_bytes_ = static_cast<std::size_t>(count.duplicate_key_bytes + count.duplicates);
     return {};
   }
 
   // The new file, and the duplicates' addresses on the way.
-  Status Write(const ListStamp& stamp, bool keep_what_is_no_address) {
+  Status Write(const ListStamp& stamp) {
     Result<AtomicFile> file = AtomicFile::Create(stamp.path);
     if (!file.ok()) return file.status();
     if (Status written = file->Write(head_); !written.ok()) return written;
     StringSink addresses;
     addresses.text.reserve(duplicate_bytes_);
     ModMemory::PreferLargePages(addresses.text.data(), duplicate_bytes_);
-    std::uint64_t no_addresses = 0;
-    std::string first;
     LineWriter kept(file.value(), kLineEnd);
     LineWriter duplicates(addresses, "\n");
     rows_.TakeEach([&](std::string_view row, std::string_view key, bool is_duplicate) {
       is_duplicate ? duplicates.Write(key) : kept.Write(row);
-      if (is_duplicate && keep_what_is_no_address && !ModRow::LooksLikeAddress(key)) {
-        if (no_addresses++ == 0) first = ListText(key);
-      }
     });
-    if (no_addresses > 0) return WouldLose(no_addresses, first);
     duplicates.Finish().Ignore();  // memory takes everything
     loaded_.duplicate_addresses = std::move(addresses.text);
     if (Status written = kept.Finish(); !written.ok()) return written;
@@ -78,10 +75,17 @@ class Deduplicator {
       return true;
     }
     const ModRow::Found found = ModRow::AddressOf(line, list_.kind, list_.column, address_);
-    if (found == ModRow::Found::kAddress) return rows_.Add(line, address_);
-    // Spreadsheets write rows of nothing but commas behind the last one.
-    if (line.find_first_not_of(" ,\"'") != std::string_view::npos) NoteRowWithoutAddress();
-    return true;
+    if (found != ModRow::Found::kAddress) {
+      address_.clear();
+      // Spreadsheets write rows of nothing but commas behind the last one.
+      if (line.find_first_not_of(" ,\"'") == std::string_view::npos) return true;
+    } else if (!keep_odd_rows_ || ModRow::LooksLikeAddress(address_)) {
+      return rows_.Add(line, address_);
+    }
+    loaded_.without_address.Add(line_number_, address_);
+    if (!keep_odd_rows_) return true;
+    address_ = std::to_string(line_number_);  // nobody else's: there is no "@" in it
+    return rows_.Add(line, address_);
   }
 
   bool TakeText(std::string_view address) {
@@ -94,26 +98,10 @@ class Deduplicator {
     return rows_.Add(address, address);
   }
 
-  Status WouldLose(std::uint64_t count, std::string_view first) const {
-    return Status(Code::kBadInput,
-                  "'" + list_.path + "': " + std::to_string(count) +
-                      (count == 1 ? " row" : " rows") +
-                      " would be taken for duplicates by something that is no address, such as '" +
-                      ModText::Printable(first) +
-                      "'. A comma in a cell shifts the cells after it, in quotes too; nothing was "
-                      "changed");
-  }
-
-  void NoteRowWithoutAddress() {
-    ++loaded_.without_address;
-    if (loaded_.without_address_lines.size() < Loaded::kMaxLinesTold) {
-      loaded_.without_address_lines.push_back(line_number_);
-    }
-  }
-
   const Distribution& list_;
   const OnLine& on_line_;
   const bool is_csv_;
+  const bool keep_odd_rows_;
   std::string head_;  // the byte-order mark and the header row
   std::uint64_t line_number_ = 0;
   bool block_is_ascii_ = false;  // and in lower case then
@@ -125,7 +113,7 @@ class Deduplicator {
 
 Result<Loaded> Deduplicate(const Distribution& list, const OnLine& on_line,
                            const LoadGuards& guards) {
-  Deduplicator deduplicator(list, on_line);
+  Deduplicator deduplicator(list, on_line, guards.keep_odd_rows);
   ListStamp stamp;
   {
     // Closed before it is replaced: Windows does not replace an open file.
@@ -140,8 +128,7 @@ Result<Loaded> Deduplicate(const Distribution& list, const OnLine& on_line,
     if (guards.confirm) {
       if (Status confirmed = guards.confirm(loaded); !confirmed.ok()) return confirmed;
     }
-    Status written = deduplicator.Write(stamp, guards.keep_what_is_no_address);
-    if (!written.ok()) return written;
+    if (Status written = deduplicator.Write(stamp); !written.ok()) return written;
     loaded.rewritten = true;
   }
   return std::move(loaded);

@@ -10,6 +10,7 @@
 #include "base/status.h"
 #include "recipients/distribution.h"
 #include "recipients/list_blocks.h"
+#include "recipients/odd_rows.h"
 
 namespace vespro::ModRecipients {
 
@@ -21,11 +22,8 @@ struct Loaded {
   // The duplicates' addresses in the order found, each ended by LF; walk them with NextLine.
   std::string duplicate_addresses;
   // CSV rows in which something stands, but no address, or too few fields for it. They count as
-  // neither, and a rewritten file does not have them.
-  std::uint64_t without_address = 0;
-  // The lines (from 1) where the first of them stand.
-  static constexpr std::size_t kMaxLinesTold = 1000;
-  std::vector<std::uint64_t> without_address_lines;
+  // neither, and a rewritten file does not have them, unless they are kept.
+  OddRows without_address;
   bool rewritten = false;
 };
 
@@ -34,9 +32,10 @@ struct LoadGuards {
   // Asked once when there are duplicates, with the counts, the lines without address and without
   // `duplicate_addresses`; a failure ends the operation and comes back from it.
   std::function<Status(const Loaded&)> confirm = {};
-  // Fails with kBadInput where a duplicate's "address" is none (ModRow::LooksLikeAddress): cells
-  // that stand in a wrong column tell people apart badly.
-  bool keep_what_is_no_address = false;
+  // A table's rows without an address stay where they are, and so does whatever has something else
+  // in the address's place (ModRow::LooksLikeAddress): cells that stand in a wrong column tell
+  // people apart badly.
+  bool keep_odd_rows = false;
 };
 
 // Reads the list and, when an address stands in it twice, replaces the file: a TEXT list by its

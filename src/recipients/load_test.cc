@@ -20,6 +20,12 @@ std::string Repeat(std::string_view text, int times) {
   return out;
 }
 
+std::vector<std::uint64_t> LinesOf(const ModRecipients::OddRows& rows) {
+  std::vector<std::uint64_t> lines;
+  for (const auto& row : rows.first) lines.push_back(row.line);
+  return lines;
+}
+
 class LoadTest : public testing::Test {
  protected:
   Result<Loaded> Load(std::string_view bytes, ListKind kind, std::int16_t column = 0,
@@ -90,7 +96,7 @@ TEST_F(LoadTest, AgreesWithItsSlowTwin) {
     ASSERT_EQ(loaded->duplicates, twin.duplicates) << what;
     ASSERT_EQ(loaded->distinct, twin.distinct) << what;
     ASSERT_EQ(loaded->duplicate_addresses, twin.duplicate_addresses) << what;
-    ASSERT_EQ(loaded->without_address_lines, twin.without_address_lines) << what;
+    ASSERT_EQ(LinesOf(loaded->without_address), twin.without_address_lines) << what;
     ASSERT_EQ(loaded->rewritten, twin.duplicates > 0) << what;
     rewritten += loaded->rewritten ? 1 : 0;
   }
@@ -114,8 +120,28 @@ TEST_F(LoadTest, CsvRowsComeBackAsRead) {
   // Who has no address is told; nobody is in a row without anything.
   loaded = Load("x,a@b\nno comma\n,\" \",\nBo, ,\nx,a@b\n", ListKind::kCsv, 1);
   ASSERT_TRUE(loaded.ok());
-  EXPECT_EQ(loaded->without_address_lines, (std::vector<std::uint64_t>{2, 4}));
+  EXPECT_EQ(LinesOf(loaded->without_address), (std::vector<std::uint64_t>{2, 4}));
   EXPECT_EQ(folder.Read("list"), "x,a@b\r\n");
+}
+
+TEST_F(LoadTest, OddRowsAreNobodysDuplicates) {
+  const std::string bytes =
+      "Name,Street,Mail\nAnn,Dyke 1,a@b\nBo,\"Quay 1, flat 2\",c@d\nCy,\"Quay 3, flat 2\",e@f\n"
+      "\"Doe, Jo\",,j@b\nalone\n,,\nAnn,Dyke 1,A@b\nalone\n";
+  const auto path = folder.Write("list", bytes);
+  ModRecipients::LoadGuards guards;
+  guards.keep_odd_rows = true;
+  const Distribution list{ModFiles::ToUtf8(path), ListKind::kCsv, 2, true};
+  Result<Loaded> loaded = LoadAndDeduplicate(list, {}, guards);
+  ASSERT_TRUE(loaded.ok());
+  EXPECT_EQ(loaded->duplicate_addresses, "a@b\n");
+  EXPECT_EQ(loaded->distinct, 1U);
+  EXPECT_EQ(LinesOf(loaded->without_address), (std::vector<std::uint64_t>{3, 4, 5, 6, 9}));
+  EXPECT_EQ(loaded->without_address.first[0].found, "flat 2");
+  EXPECT_EQ(loaded->without_address.first[2].found, "");
+  EXPECT_EQ(folder.Read("list"),
+            "Name,Street,Mail\r\nAnn,Dyke 1,a@b\r\nBo,\"Quay 1, flat 2\",c@d\r\n"
+            "Cy,\"Quay 3, flat 2\",e@f\r\n\"Doe, Jo\",,j@b\r\nalone\r\nalone\r\n");
 }
 
 TEST_F(LoadTest, WithoutDuplicatesNothingIsWritten) {
@@ -203,8 +229,8 @@ TEST_F(LoadTest, ManyLines) {
   loaded = Load(Repeat("x,a@b\n", 5000) + Repeat("x\n", 5000), ListKind::kCsv, 1);
   ASSERT_TRUE(loaded.ok());
   EXPECT_EQ(loaded->duplicates, 4999U);
-  EXPECT_EQ(loaded->without_address, 5000U);
-  EXPECT_EQ(loaded->without_address_lines.size(), Loaded::kMaxLinesTold);
+  EXPECT_EQ(loaded->without_address.count, 5000U);
+  EXPECT_EQ(loaded->without_address.first.size(), ModRecipients::OddRows::kMostTold);
   EXPECT_EQ(folder.Read("list"), "x,a@b\r\n");
 }
 

@@ -197,13 +197,14 @@ std::string_view KeyOf(std::string_view row, const Distribution& list, std::stri
 
 // Takes the list, so that it is closed when it is replaced: Windows does not replace an open file.
 Result<Filtered> KeepOthers(ListBlocks blocks, const Distribution& list, const Unwanted& unwanted,
-                            ByteSink& out, const OnLine& on_line) {
+                            bool keep_odd_rows, ByteSink& out, const OnLine& on_line) {
   Filtered filtered;
   std::string lower, bare;
   if (blocks.has_byte_order_mark()) {
     if (Status marked = out.Write(ModRow::kByteOrderMark); !marked.ok()) return marked;
   }
   bool is_header = list.kind == ListKind::kCsv && list.header;
+  std::uint64_t line_number = 0;
   LineWriter kept(out, kLineEnd);
   for (;;) {
     Result<ListBlocks::Block> block = blocks.Next();
@@ -213,8 +214,9 @@ Result<Filtered> KeepOthers(ListBlocks blocks, const Distribution& list, const U
     if (is_ascii) LowerAscii(block->data, block->size);
     for (std::string_view lines = block->text(); !lines.empty();) {
       if (on_line && !on_line()) return GivenUp(list.path);
+      ++line_number;
       std::string_view row = ModText::Trim(TakeLine(lines));
-      const bool stays = std::exchange(is_header, false);
+      bool stays = std::exchange(is_header, false);
       if (row.empty()) continue;
       if (!is_ascii) {
         lower.assign(row);
@@ -222,6 +224,12 @@ Result<Filtered> KeepOthers(ListBlocks blocks, const Distribution& list, const U
         row = lower;
       }
       const std::string_view key = KeyOf(row, list, bare);
+      if (list.kind == ListKind::kCsv && !stays && !ModRow::LooksLikeAddress(ModText::Trim(key))) {
+        if (row.find_first_not_of(" ,\"'") != std::string_view::npos) {
+          filtered.odd_rows.Add(line_number, ModText::Trim(key));
+        }
+        stays = keep_odd_rows;
+      }
       if (!key.empty() && !stays && unwanted.Has(key)) {
         ++filtered.removed;
         filtered.removed_addresses.append(key).push_back('\n');
@@ -271,7 +279,7 @@ Status CheckFilter(std::string_view current, std::string_view unwanted) {
 namespace {
 
 // What `current` and `unwanted` are fit for was asked.
-Result<Filtered> TakeOut(const Distribution& current, std::string_view unwanted,
+Result<Filtered> TakeOut(const Distribution& current, std::string_view unwanted, bool keep_odd_rows,
                          const OnLine& on_line) {
   Result<ListBlocks> blocks = ListBlocks::Open(current.path);
   if (!blocks.ok()) return blocks.status();
@@ -282,7 +290,7 @@ Result<Filtered> TakeOut(const Distribution& current, std::string_view unwanted,
   Result<AtomicFile> file = AtomicFile::Create(stamp.path);
   if (!file.ok()) return file.status();
   Result<Filtered> filtered =
-      KeepOthers(std::move(blocks).value(), current, lines, file.value(), on_line);
+      KeepOthers(std::move(blocks).value(), current, lines, keep_odd_rows, file.value(), on_line);
   if (!filtered.ok()) return filtered;
   lines.Tell(filtered.value());
   const Status committed = file->Commit([&stamp] { return stamp.CheckUnchanged(); });
@@ -291,9 +299,9 @@ Result<Filtered> TakeOut(const Distribution& current, std::string_view unwanted,
 }
 
 Result<Filtered> TakeOutSafely(const Distribution& current, std::string_view unwanted,
-                               const OnLine& on_line) {
+                               bool keep_odd_rows, const OnLine& on_line) {
   try {
-    return TakeOut(current, unwanted, on_line);
+    return TakeOut(current, unwanted, keep_odd_rows, on_line);
   } catch (const std::bad_alloc&) {
     return TooLarge(current.path);
   }
@@ -304,11 +312,11 @@ Result<Filtered> TakeOutSafely(const Distribution& current, std::string_view unw
 Result<Filtered> Filter(const Distribution& current, std::string_view unwanted,
                         const OnLine& on_line) {
   if (Status fits = CheckFilter(current.path, unwanted); !fits.ok()) return fits;
-  return TakeOutSafely(current, unwanted, on_line);
+  return TakeOutSafely(current, unwanted, false, on_line);
 }
 
 Result<Filtered> PreviewFilter(const Distribution& current, std::string_view unwanted,
-                               const OnLine& on_line) {
+                               bool keep_odd_rows, const OnLine& on_line) {
   class Nowhere final : public ByteSink {
     Status Write(std::string_view) override { return {}; }
   };
@@ -319,7 +327,7 @@ Result<Filtered> PreviewFilter(const Distribution& current, std::string_view unw
   if (Status loaded = lines.Load(unwanted, on_line, current.path); !loaded.ok()) return loaded;
   Nowhere nowhere;
   Result<Filtered> filtered =
-      KeepOthers(std::move(blocks).value(), current, lines, nowhere, on_line);
+      KeepOthers(std::move(blocks).value(), current, lines, keep_odd_rows, nowhere, on_line);
   if (filtered.ok()) lines.Tell(filtered.value());
   return filtered;
 }
@@ -329,7 +337,7 @@ Result<Cleared> DeduplicateAndFilter(const Distribution& current, std::string_vi
   if (Status fits = CheckFilter(current.path, unwanted); !fits.ok()) return fits;
   Result<Loaded> loaded = LoadAndDeduplicate(current, on_line, guards);
   if (!loaded.ok()) return loaded.status();
-  Result<Filtered> filtered = TakeOutSafely(current, unwanted, on_line);
+  Result<Filtered> filtered = TakeOutSafely(current, unwanted, guards.keep_odd_rows, on_line);
   if (filtered.ok()) return Cleared{std::move(loaded).value(), std::move(filtered).value()};
   const Status& why = filtered.status();
   if (!loaded->rewritten) return why;

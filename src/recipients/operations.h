@@ -43,6 +43,8 @@ struct Filtered {
   // row's ends: with capitals or blanks at an end. The first of them, as they stand.
   std::uint64_t unmatchable = 0;
   std::string first_unmatchable;
+  // A table's rows that have something else for a key. They stay when they are to be kept.
+  OddRows odd_rows;
 };
 
 // Takes the rows out whose key is a line of `unwanted`, and replaces the file by the others, in
@@ -57,8 +59,9 @@ Result<Filtered> Filter(const Distribution& current, std::string_view unwanted,
                         const OnLine& on_line = {});
 
 // What Filter would do, with duplicates counted as often as they are there. Changes nothing.
+// `keep_odd_rows` as in LoadGuards.
 Result<Filtered> PreviewFilter(const Distribution& current, std::string_view unwanted,
-                               const OnLine& on_line = {});
+                               bool keep_odd_rows, const OnLine& on_line = {});
 
 // LoadAndDeduplicate, then Filter. Where only that fails, its text tells of the duplicates that are
 // gone.

@@ -116,10 +116,27 @@ TEST_F(OperationsTest, FilterComparesLinesAsTheyStand) {
   EXPECT_EQ(folder.Read("l.csv"), "name,mail,\r\na,'a@b' ,\r\nb\r\nc,\r\nd,c@d,\r\ne,,\r\n");
   // Looking first changes nothing; a table of unwanted lines is taken whole.
   const std::string before = folder.Read("l.csv");
-  EXPECT_EQ(PreviewFilter(list, Write("u.csv", "a@b \nc@d"))->removed, 2U);
+  EXPECT_EQ(PreviewFilter(list, Write("u.csv", "a@b \nc@d"), false)->removed, 2U);
   EXPECT_EQ(folder.Read("l.csv"), before);
   EXPECT_EQ(Filter(list, Path("u.csv"))->removed, 2U);
   EXPECT_EQ(folder.Read("l.csv"), "name,mail,\r\nb\r\nc,\r\ne,,\r\n");
+}
+
+TEST_F(OperationsTest, OddRowsStayWhereTheyAreToBeKept) {
+  const std::string table = "Name,Street,Mail\n\"Doe, Jo\",flat 2,j@b\nBo,Quay, c@d\nCy,Dyke,\n";
+  const Distribution list{Write("l.csv", table), ListKind::kCsv, 2, true};
+  const std::string unwanted = Write("u.txt", "flat 2\n c@d\n");
+  const Result<Filtered> preview = PreviewFilter(list, unwanted, true);
+  ASSERT_TRUE(preview.ok());
+  EXPECT_EQ(preview->removed, 1U);
+  ASSERT_EQ(preview->odd_rows.count, 2U);
+  EXPECT_EQ(preview->odd_rows.first[0].found, "flat 2");
+  EXPECT_EQ(preview->odd_rows.first[1].line, 4U);
+  ModRecipients::LoadGuards guards;
+  guards.keep_odd_rows = true;
+  EXPECT_EQ(ModRecipients::DeduplicateAndFilter(list, unwanted, {}, guards)->filtered.removed, 1U);
+  EXPECT_EQ(folder.Read("l.csv"), "name,street,mail\r\n\"doe, jo\",flat 2,j@b\r\ncy,dyke,\r\n");
+  EXPECT_EQ(Filter(list, unwanted)->removed, 1U) << "where nobody said so";
 }
 
 TEST_F(OperationsTest, LargeFilesKeepEveryLine) {
