@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace vespro {
 
@@ -43,6 +44,17 @@ struct AddIn {
   // one holds a pointer of its own meanwhile.
   std::map<std::int16_t, std::shared_ptr<ComposeWindow>> windows;
   std::int16_t next_key = 0;  // begins again when no window is left
+
+  // Follows the window no longer, if it is the one of that key.
+  void RemoveWindow(std::int16_t key, const ComposeWindow& window) {
+    const auto entry = windows.find(key);
+    if (entry == windows.end() || entry->second.get() != &window) return;
+    // Its end calls the host, whose events may come back here: so only when the collection is
+    // right.
+    const std::shared_ptr<ComposeWindow> removed = std::move(entry->second);
+    windows.erase(entry);
+    if (windows.empty()) next_key = 0;
+  }
 };
 
 }  // namespace vespro

@@ -1,13 +1,12 @@
 #include "recipients/dlg_select_file.h"
 
-#include <cstdint>
-#include <cstdio>
 #include <utility>
 
 #include "base/files.h"
 #include "base/text.h"
 #include "host/add_in.h"
 #include "host/desktop.h"
+#include "host/start_or_tell.h"
 #include "recipients/distribution.h"
 #include "recipients/dlg_map_csv.h"
 #include "recipients/list_tasks.h"
@@ -24,12 +23,6 @@ std::string PathIn(const TextBox& box) {
   const std::string_view path = ModText::Trim(box.text());
   if (path.empty()) return {};
   return ModFiles::ToUtf8(ModFiles::FullPath(ModFiles::FromUtf8(path)));
-}
-
-std::string Hexadecimal(std::uint32_t number) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%X", static_cast<unsigned>(number));
-  return text;
 }
 
 }  // namespace
@@ -119,10 +112,7 @@ void DlgSelectFile::CmdAdvancedFileSel_Click() {
 void DlgSelectFile::Edit(const TextBox& box) {
   const std::string path = PathIn(box);
   const std::string editor = desktop_.TextEditor();
-  const Status started = desktop_.Start({editor, {path}, editor + " " + path});
-  if (started.ok()) return;
-  ModListTasks::Tell(desktop_, "Error " + Hexadecimal(started.native()) + ": " + started.text(),
-                     MessageIcon::kExclamation);
+  StartOrTell(desktop_, {editor, {path}, editor + " " + path});
 }
 
 void DlgSelectFile::CmdMergeFile_Click() {

@@ -75,9 +75,7 @@ Status CmdSend_Click(SendContext& context) {
   LogFailure(context, "the sending engine could not be started",
              context.desktop().Start(EngineCommand(context.add_in, job_file.value(), per_page)));
 
-  auto& windows = context.add_in.windows;
-  const auto entry = windows.find(context.window.key);
-  if (entry != windows.end() && entry->second.get() == &context.window) windows.erase(entry);
+  context.add_in.RemoveWindow(context.window.key, context.window);
   return {};
 }
 

@@ -1,0 +1,133 @@
+#include "addin/connect.h"
+
+#include <limits>
+#include <utility>
+#include <vector>
+
+#include "base/files.h"
+#include "send/session.h"
+#include "settings/user_folder.h"
+
+namespace vespro {
+
+Connect::Connect(Desktop& desktop, SettingsBackend& backend, const Clock& clock,
+                 Randomness& randomness, AddInPlace place)
+    : settings_(backend),
+      place_(std::move(place)),
+      services_{add_in_, settings_, clock, randomness} {
+  add_in_.desktop = &desktop;
+  add_in_.install_folder = place_.install_folder;
+  add_in_.engine_file = place_.engine_file;
+}
+
+void Connect::IDTExtensibility2_OnConnection(std::shared_ptr<MailClient> application,
+                                             std::optional<int> custom, std::string_view prog_id) {
+  if (custom == 2 || custom == 3 || application == nullptr) return;
+  CleanUp();
+  add_in_.mail_client = std::move(application);
+
+  inspectors_ = add_in_.mail_client->Inspectors();
+  if (inspectors_ != nullptr) {
+    inspectors_->OnNewInspector([this](const std::shared_ptr<Inspector>& inspector) {
+      oAppInspectors_NewInspector(inspector);
+    });
+  }
+  explorer_ = add_in_.mail_client->ActiveExplorer();
+  if (explorer_ == nullptr) return;
+  explorer_->Listen({[this] { oAppExplorer_Activate(); }, [this] { oAppExplorer_Deactivate(); },
+                     [this](std::optional<int> type) { oAppExplorer_BeforeFolderSwitch(type); },
+                     [this] { oAppExplorer_Close(); }});
+
+  if (!EnsureUserProfile()) return;
+  add_in_.prog_id = prog_id;
+  const std::shared_ptr<MyAddIn> main_window = MainWindow();
+  // The client may end while it is asked.
+  const std::shared_ptr<CommandBars> bars = explorer_ != nullptr ? explorer_->Bars() : nullptr;
+  if (const auto bar = bars != nullptr ? bars->Item(kMenuBar) : nullptr) {
+    main_window->CreateMenu(*bar);
+  }
+  main_window->active = true;
+  if (add_in_.mail_client == nullptr) main_window->Terminate();
+}
+
+// Without a place for it the data folder stays empty.
+bool Connect::EnsureUserProfile() {
+  const auto& users = place_.users_folder.empty() ? place_.install_folder : place_.users_folder;
+  const std::filesystem::path folder = ModUserFolder::Ensure(users, place_.user_name);
+  if (ModFiles::EnsureFolder(ModSession::SessionsFolder(folder))) {
+    add_in_.data_folder = folder;
+    return true;
+  }
+  add_in_.data_folder.clear();
+  TellNoUserProfile(*add_in_.desktop);
+  return false;
+}
+
+void Connect::oAppExplorer_Activate() {
+  MainWindow()->active = true;
+  for (const auto& [key, window] : add_in_.windows) window->active = false;
+}
+
+void Connect::oAppExplorer_Deactivate() { MainWindow()->active = false; }
+
+void Connect::oAppExplorer_BeforeFolderSwitch(std::optional<int> default_item_type) {
+  const std::shared_ptr<CommandBars> bars = explorer_ != nullptr ? explorer_->Bars() : nullptr;
+  const auto bar = bars != nullptr ? bars->Item(kMenuBar) : nullptr;
+  const auto menu =
+      bar != nullptr ? bar->Find({.type = ControlType::kPopup, .tag = kModuleName}) : nullptr;
+  // A menu that can't be shown or hidden stays as it is; the user has lost nothing.
+  if (menu != nullptr) menu->SetVisible(default_item_type == kMailFolder).Ignore();
+}
+
+void Connect::oAppExplorer_Close() {
+  if (add_in_.mail_client == nullptr) return;
+  // A window that closes is still counted. Where the number can't be had the client is ending.
+  const Result<int> count = add_in_.mail_client->ExplorerCount();
+  if (!count.ok() || count.value() < 2) CleanUp();
+}
+
+void Connect::oAppInspectors_NewInspector(const std::shared_ptr<Inspector>& inspector) {
+  if (inspector == nullptr || add_in_.mail_client == nullptr) return;
+  const std::shared_ptr<MailItem> item = inspector->CurrentItem();
+  if (item == nullptr) return;
+  const Result<int> item_class = item->Class();
+  if (!item_class.ok() || item_class.value() != kMailClass) return;
+  const Result<bool> word_mail = inspector->IsWordMail();
+  if (word_mail.ok() && !word_mail.value()) AddWindow(inspector);
+}
+
+void Connect::AddWindow(const std::shared_ptr<Inspector>& inspector) {
+  if (add_in_.windows.count(add_in_.next_key) != 0) {  // the last key there is
+    add_in_.desktop->Log("Too many compose windows were opened: close all of them once.");
+    return;
+  }
+  const auto window = std::make_shared<MyAddIn>(services_);
+  window->key = add_in_.next_key;
+  window->ThisInspector(inspector);
+  // It may have been closed, or the client ended, while its controls were made.
+  if (window->inspector == nullptr || add_in_.mail_client == nullptr) {
+    window->Terminate();
+    return;
+  }
+  add_in_.windows[window->key] = window;
+  if (add_in_.next_key < std::numeric_limits<std::int16_t>::max()) ++add_in_.next_key;
+}
+
+std::shared_ptr<MyAddIn> Connect::MainWindow() {
+  if (main_window_ == nullptr) main_window_ = std::make_shared<MyAddIn>(services_);
+  return main_window_;
+}
+
+// Every release may let the host's events run, so each is taken out of its place first.
+void Connect::CleanUp() {
+  if (const auto main_window = std::exchange(main_window_, nullptr)) main_window->Terminate();
+  if (const auto inspectors = std::exchange(inspectors_, nullptr)) inspectors->OnNewInspector({});
+  if (const auto explorer = std::exchange(explorer_, nullptr)) explorer->Listen({});
+  const auto windows = std::exchange(add_in_.windows, {});
+  // A handler may still hold one; it must not call the host any more.
+  for (const auto& [key, window] : windows) std::static_pointer_cast<MyAddIn>(window)->Terminate();
+  add_in_.next_key = 0;
+  add_in_.mail_client = nullptr;
+}
+
+}  // namespace vespro

@@ -1,0 +1,112 @@
+// addin/my_addin.h - one window of the mail client with the add-in's controls in it: the main
+// window, which has the menu only, or a compose window. One thread: the mail client's own.
+//
+// The host raises a click in every object that holds a control with the same tag, so each handler
+// acts only while its object is active, which follows the windows. A handler holds its object: the
+// window may be closed below it.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "base/clock.h"
+#include "base/random.h"
+#include "host/add_in.h"
+#include "host/command_bars.h"
+#include "host/desktop.h"
+#include "host/mail_client.h"
+#include "send/send_context.h"
+#include "settings/settings.h"
+
+namespace vespro {
+
+inline constexpr char kMenuBar[] = "Menu Bar";
+inline constexpr char kStandardBar[] = "Standard";
+inline constexpr char kHelpFile[] = "vespro.chm";
+
+// What all windows work with.
+struct AddInServices {
+  AddIn& add_in;
+  Settings& settings;
+  const Clock& clock;
+  Randomness& randomness;
+};
+
+// There is no place for the user's data, so nothing can be done.
+void TellNoUserProfile(Desktop& desktop);
+
+class MyAddIn final : public ComposeWindow,
+                      public SendDialogs,
+                      public std::enable_shared_from_this<MyAddIn> {
+ public:
+  // Owned by a shared pointer. What is passed must outlive it.
+  explicit MyAddIn(AddInServices services) : services_(services) {}
+  MyAddIn(const MyAddIn&) = delete;
+  MyAddIn& operator=(const MyAddIn&) = delete;
+  ~MyAddIn() override { Terminate(); }
+
+  // Becomes the object of this compose window: hears its events, and puts the menu and the buttons
+  // there. Controls that the host does not take are left out.
+  void ThisInspector(std::shared_ptr<Inspector> inspector);
+  // Puts the menu on the bar, or takes the one that is there, and fits it to the window.
+  void CreateMenu(CommandBar& bar);
+  // Takes the buttons and the merge list off the window and gives back every object of the host's.
+  // Again: nothing.
+  void Terminate();
+
+  void ShowDlgSelectFile() override;
+  void ShowfrmMailSetting() override;
+
+ private:
+  using Handler = void (MyAddIn::*)();
+
+  void MyInspector_Activate();
+  void MyInspector_Deactivate();
+  void MyInspector_Close();
+
+  void CmdDistFile_Click();
+  void CmdAttachFile_Click();
+  void CmdOptions_Click();
+  void CmdViewReport_Click();
+  void CmdPurgeReport_Click();
+  void CmdLimitReport_Click();
+  void CmdHelp_Click();
+  void CmdSupportHelp_Click();
+  void CmdAbout_Click();
+  void CmdPaperClip_Click();
+  void CmdSend_Click();
+  void CmdMergeDataList_Change();
+
+  // The handler, as a function that holds this object while it runs, and does nothing once the
+  // object is gone; the second only while this object is active.
+  std::function<void()> Holding(Handler handler);
+  std::function<void()> WhenActive(Handler handler);
+  void OnClick(const std::shared_ptr<CommandBarButton>& button, Handler handler);
+  std::string Action() const { return "<!" + services_.add_in.prog_id + ">"; }
+  // Added to a new menu, or found in one that was there.
+  std::shared_ptr<CommandBarButton> MenuEntry(CommandBar& menu, const char* caption, bool is_new,
+                                              Handler handler);
+  void CreateReportsMenu(CommandBar& menu, bool is_new);
+  void FitMenu();
+  std::shared_ptr<CommandBarButton> GetOrAddButton(CommandBar& bar, const char* caption,
+                                                   bool begins_group);
+  void CreateMergeList(CommandBar& bar);
+  void SetFace(CommandBarButton& button, std::string_view resource, PictureKind kind);
+  // False, and the user is told, where there is no place for the user's data.
+  bool HasUserProfile();
+  void ReloadMergeLists();
+  Desktop& desktop() { return *services_.add_in.desktop; }
+
+  AddInServices services_;
+  std::shared_ptr<CommandBarPopup> menu_;
+  std::shared_ptr<CommandBarPopup> reports_menu_;
+  std::shared_ptr<CommandBarButton> CmdDistFile, CmdAttachFile, CmdOptions, CmdHelp, CmdSupportHelp,
+      CmdAbout;
+  std::shared_ptr<CommandBarButton> CmdViewReport, CmdPurgeReport, CmdLimitReport;
+  std::shared_ptr<CommandBarButton> CmdPaperClip, CmdSend;
+  // The merge list is ComposeWindow::merge_list.
+};
+
+}  // namespace vespro

@@ -1,0 +1,23 @@
+// host/start_or_tell.h - starting a program for the user, who is told when that fails.
+#pragma once
+
+#include <array>
+#include <cstdio>
+#include <string>
+
+#include "host/add_in.h"
+#include "host/desktop.h"
+
+namespace vespro {
+
+// Does not wait for it. The message has the system's error number in hexadecimal.
+inline void StartOrTell(Desktop& desktop, const CommandLine& command) {
+  const Status started = desktop.Start(command);
+  if (started.ok()) return;
+  std::array<char, 16> number;
+  std::snprintf(number.data(), number.size(), "0x%X", started.native());
+  desktop.MsgBox(std::string("Error ") + number.data() + ": " + started.text(),
+                 MessageIcon::kExclamation, MessageButtons::kOk, kModuleName);
+}
+
+}  // namespace vespro
