@@ -55,6 +55,10 @@ bool Control::IsEnabled() const { return enabled_ && (parent_ == nullptr || pare
 
 bool Control::IsVisible() const { return visible_ && (parent_ == nullptr || parent_->IsVisible()); }
 
+bool Control::IsInside(const Control& outer) const {
+  return parent_ != nullptr && (parent_ == &outer || parent_->IsInside(outer));
+}
+
 void TextBox::set_text(std::string_view text) {
   if (text_ == text) return;
   text_ = text;

@@ -17,7 +17,6 @@
 namespace vespro {
 
 class Form;
-class Frame;
 
 enum class ControlKind {
   kLabel,
@@ -41,7 +40,21 @@ enum class Background {
 };
 
 // The keys that a form acts on; all others are the control's own affair.
-enum class Key { kEnter, kEscape, kTab, kBackTab, kSpace, kDelete, kUp, kDown, kAccess };
+enum class Key {
+  kEnter,
+  kEscape,
+  kTab,
+  kBackTab,
+  kSpace,
+  kDelete,
+  kUp,
+  kDown,
+  kLeft,
+  kRight,
+  kNextPage,  // Ctrl+Tab, Ctrl+Page Down
+  kPreviousPage,
+  kAccess,
+};
 struct KeyPress {
   Key key;
   char letter = 0;  // kAccess: which letter or digit was pressed together with Alt
@@ -84,8 +97,10 @@ class Control {
 
   ControlKind kind() const { return kind_; }
   const std::string& name() const { return name_; }
-  // What it stands in; nullptr: directly on the form. Known once the form is loaded.
-  const Frame* parent() const { return parent_; }
+  // The frame or tab strip that it stands in; nullptr: directly on the form. Known once the form is
+  // loaded.
+  const Control* parent() const { return parent_; }
+  bool IsInside(const Control& outer) const;
 
   // With "&" before the access key's letter; "&&" is one "&". Lists and text boxes have none: the
   // label before them in the layout carries their access key.
@@ -102,7 +117,7 @@ class Control {
   // Its own flag. What is not visible takes no room, except in Pages.
   bool visible() const { return visible_; }
   void set_visible(bool visible);
-  // Together with every frame that it stands in. This is what a renderer shows.
+  // Together with all that it stands in. This is what a renderer shows.
   bool IsEnabled() const;
   bool IsVisible() const;
 
@@ -134,7 +149,7 @@ class Control {
 
   const std::string name_;
   const ControlKind kind_;
-  Frame* parent_ = nullptr;
+  const Control* parent_ = nullptr;
   std::string caption_;
   std::string tooltip_;
   Background background_ = Background::kDefault;
@@ -289,7 +304,8 @@ class ListView final : public RowsControl {
   const std::vector<Column> view_columns_;
 };
 
-// Tabs only; what they show are frames in Pages, which the form makes visible by itself.
+// Tabs around pages: frames in Pages, of which the form itself shows the one that belongs to the
+// selected tab.
 class TabStrip final : public RowsControl {
  public:
   TabStrip(Form* form, std::string_view name) : RowsControl(form, name, ControlKind::kTabStrip) {}

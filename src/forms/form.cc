@@ -91,11 +91,11 @@ void Form::Load(FormScreen& screen) {
   Form_Load();
 }
 
-void Form::AddControls(const Layout& layout, Frame* parent) {
+void Form::AddControls(const Layout& layout, const Control* parent) {
   if (Control* control = layout.control()) {
     control->parent_ = parent;
     controls_.push_back(control);
-    if (layout.kind() == Layout::Kind::kFrame) parent = static_cast<Frame*>(control);
+    if (layout.kind() == Layout::Kind::kInside) parent = control;
   }
   for (const Layout& part : layout.parts()) AddControls(part, parent);
 }
@@ -144,15 +144,13 @@ void Form::Tell(const Control& control, Change change, std::size_t row) {
   view_->Update(control, change, row);
   const bool usable = change == Change::kEnabled || change == Change::kVisible;
   if (!usable) return;
-  if (control.kind() == ControlKind::kFrame) TellInside(static_cast<const Frame&>(control), change);
+  TellInside(control, change);
   if (running_ == 0) AfterEvent();
 }
 
-void Form::TellInside(const Frame& frame, Change change) {
+void Form::TellInside(const Control& outer, Change change) {
   for (const Control* control : controls_) {
-    for (const Frame* outer = control->parent(); outer != nullptr; outer = outer->parent()) {
-      if (outer == &frame) view_->Update(*control, change, 0);
-    }
+    if (control->IsInside(outer)) view_->Update(*control, change, 0);
   }
 }
 
@@ -322,7 +320,12 @@ bool Form::Press(const KeyPress& press) {
       return MoveByTab(press.key == Key::kBackTab);
     case Key::kUp:
     case Key::kDown:
-      return MoveInOptions(press.key == Key::kUp);
+    case Key::kLeft:
+    case Key::kRight:
+      return PressArrow(press.key);
+    case Key::kNextPage:
+    case Key::kPreviousPage:
+      return TurnPage(press.key == Key::kPreviousPage);
     case Key::kAccess:
       return PressAccessKey(press.letter);
     case Key::kDelete:
@@ -371,8 +374,19 @@ bool Form::MoveByTab(bool back) {
   return true;
 }
 
+bool Form::PressArrow(Key key) {
+  if (focus_ == nullptr) return false;
+  const bool back = key == Key::kUp || key == Key::kLeft;
+  if (focus_->kind() == ControlKind::kOptionButton) return MoveInOptions(back);
+  const bool sideways = key == Key::kLeft || key == Key::kRight;
+  if (focus_->kind() != ControlKind::kTabStrip || !sideways) return false;
+  auto& tabs = static_cast<TabStrip&>(*focus_);
+  const int row = tabs.selected() + (back ? -1 : 1);
+  const bool exists = row >= 0 && row < static_cast<int>(tabs.rows().size());
+  return !exists || SelectRow(tabs, row);
+}
+
 bool Form::MoveInOptions(bool back) {
-  if (focus_ == nullptr || focus_->kind() != ControlKind::kOptionButton) return false;
   const std::size_t count = controls_.size();
   std::size_t index = IndexOf(*focus_);
   for (std::size_t i = 1; i < count; ++i) {
@@ -381,6 +395,29 @@ bool Form::MoveInOptions(bool back) {
     if (other.kind() != ControlKind::kOptionButton || other.parent() != focus_->parent()) continue;
     if (CanFocus(other)) return Click(other);
   }
+  return true;
+}
+
+// Where the page that had the focus is turned away, the first control of the new one gets it.
+bool Form::TurnPage(bool back) {
+  const auto found = std::find_if(controls_.begin(), controls_.end(), [](const Control* control) {
+    return control->kind() == ControlKind::kTabStrip && CanFocus(*control) &&
+           !static_cast<const TabStrip*>(control)->rows().empty();
+  });
+  if (found == controls_.end()) return false;
+  auto& tabs = static_cast<TabStrip&>(**found);
+  const bool within = focus_ != nullptr && focus_->IsInside(tabs);
+  if (within && (!MayLeave() || !shown_ || !CanFocus(tabs))) {
+    focus_stale_ = true;
+    return true;
+  }
+  const int count = static_cast<int>(tabs.rows().size());
+  const int before = tabs.selected();
+  tabs.Select(!back ? (before + 1) % count : before > 0 ? before - 1 : count - 1);
+  Raise(tabs.click_);
+  if (!within || !shown_) return true;
+  Control* first = NextStop(IndexOf(tabs), false);
+  if (first != nullptr && first->IsInside(tabs)) SetFocus(*first);
   return true;
 }
 

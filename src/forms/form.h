@@ -133,9 +133,9 @@ class Form {
 
   bool Display(Desktop& desktop);
   void Load(FormScreen& screen);
-  void AddControls(const Layout& layout, Frame* parent);
+  void AddControls(const Layout& layout, const Control* parent);
   void Tell(const Control& control, Change change, std::size_t row);
-  void TellInside(const Frame& frame, Change change);
+  void TellInside(const Control& outer, Change change);
   void ChooseOption(OptionButton& option);
   void AfterEvent();
 
@@ -155,7 +155,9 @@ class Form {
   bool PressEscape();
   bool PressSpace();
   bool MoveByTab(bool back);
+  bool PressArrow(Key key);
   bool MoveInOptions(bool back);
+  bool TurnPage(bool back);
   bool PressAccessKey(char letter);
 
   static bool Raise(const std::function<void()>& handler);

@@ -109,11 +109,11 @@ Size GridSize(const Layout& grid, const Measure& measure) {
           Sum(sizes.heights) + gap.height * static_cast<int>(sizes.heights.size() - 1)};
 }
 
-Size FrameSize(const Layout& layout, const Measure& measure) {
-  const auto& frame = static_cast<const Frame&>(*layout.control());
-  const Measure::Borders borders = measure.FrameBorders(frame);
+Size OuterSize(const Layout& layout, const Measure& measure) {
+  const Control& outer = *layout.control();
+  const Measure::Borders borders = measure.BordersOf(outer);
   const Size inner = NaturalSize(layout.parts().front(), measure);
-  return {std::max(inner.width + borders.left + borders.right, measure.NaturalSize(frame).width),
+  return {std::max(inner.width + borders.left + borders.right, measure.NaturalSize(outer).width),
           inner.height + borders.top + borders.bottom};
 }
 
@@ -135,8 +135,8 @@ class Placer {
       case Layout::Kind::kControl:
         placed.push_back({layout.control(), area});
         break;
-      case Layout::Kind::kFrame:
-        PutFrame(layout, area);
+      case Layout::Kind::kInside:
+        PutOuter(layout, area);
         break;
       case Layout::Kind::kRows:
       case Layout::Kind::kColumns:
@@ -163,10 +163,9 @@ class Placer {
   std::vector<Placed> placed;
 
  private:
-  void PutFrame(const Layout& layout, const Rectangle& area) {
+  void PutOuter(const Layout& layout, const Rectangle& area) {
     placed.push_back({layout.control(), area});
-    const Measure::Borders borders =
-        measure_.FrameBorders(static_cast<const Frame&>(*layout.control()));
+    const Measure::Borders borders = measure_.BordersOf(*layout.control());
     Put(layout.parts().front(),
         {area.x + borders.left, area.y + borders.top, area.width - borders.left - borders.right,
          area.height - borders.top - borders.bottom});
@@ -232,8 +231,8 @@ class Placer {
 }  // namespace
 
 Layout::Layout(Control& control) : kind_(Kind::kControl), control_(&control) {
-  assert(control.kind() != ControlKind::kFrame &&
-         "a frame stands in a layout as Inside(frame, ...)");
+  assert(control.kind() != ControlKind::kFrame && control.kind() != ControlKind::kTabStrip &&
+         "a frame or tab strip stands in a layout as Inside(it, ...)");
 }
 
 bool Layout::IsPresent() const {
@@ -267,11 +266,15 @@ Layout Pages(std::initializer_list<Layout> parts) {
   return MakeLayout(Layout::Kind::kPages, parts);
 }
 
-Layout Inside(Frame& frame, Layout part) {
-  Layout layout = MakeLayout(Layout::Kind::kFrame, {std::move(part)});
-  layout.control_ = &frame;
+Layout MakeInside(Control& outer, Layout part) {
+  Layout layout = MakeLayout(Layout::Kind::kInside, {std::move(part)});
+  layout.control_ = &outer;
   return layout;
 }
+
+Layout Inside(Frame& frame, Layout part) { return MakeInside(frame, std::move(part)); }
+
+Layout Inside(TabStrip& tabs, Layout pages) { return MakeInside(tabs, std::move(pages)); }
 
 Layout Indent(Layout part) { return MakeLayout(Layout::Kind::kIndent, {std::move(part)}); }
 
@@ -286,8 +289,8 @@ Size NaturalSize(const Layout& layout, const Measure& measure) {
   switch (layout.kind()) {
     case Layout::Kind::kControl:
       return measure.NaturalSize(*layout.control());
-    case Layout::Kind::kFrame:
-      return FrameSize(layout, measure);
+    case Layout::Kind::kInside:
+      return OuterSize(layout, measure);
     case Layout::Kind::kRows:
     case Layout::Kind::kColumns:
       return LineSize(layout, measure);

@@ -18,7 +18,7 @@ namespace vespro {
 
 class Layout {
  public:
-  enum class Kind { kControl, kFrame, kRows, kColumns, kGrid, kPages, kIndent, kSpace };
+  enum class Kind { kControl, kInside, kRows, kColumns, kGrid, kPages, kIndent, kSpace };
 
   Layout() = default;
   // A control where it stands in the layout.
@@ -36,7 +36,7 @@ class Layout {
   friend Layout MakeLayout(Layout::Kind kind, std::vector<Layout> parts);
   friend Layout Fill(Layout part);
   friend Layout Grid(int columns, std::initializer_list<Layout> parts);
-  friend Layout Inside(Frame& frame, Layout part);
+  friend Layout MakeInside(Control& outer, Layout part);
 
   Kind kind_ = Kind::kSpace;
   Control* control_ = nullptr;
@@ -56,6 +56,8 @@ Layout Grid(int columns, std::initializer_list<Layout> parts);
 // In one place, as large as the largest; frames of which one is visible.
 Layout Pages(std::initializer_list<Layout> parts);
 Layout Inside(Frame& frame, Layout part);
+// The pages of a tab strip, which are enclosed by it: Inside(TabOptions, Pages({...})).
+Layout Inside(TabStrip& tabs, Layout pages);
 // Somewhat to the right of what stands above.
 Layout Indent(Layout part);
 // In Rows, Columns and Grid: gets the room that is left over, together with the other Fills.
@@ -81,17 +83,17 @@ struct Rectangle {
 class Measure {
  public:
   virtual ~Measure() = default;
-  // What the control needs: its set_size, where that is given, or its content. Of a frame: the
-  // caption alone, as wide as it needs, height 0.
+  // What the control needs: its set_size, where that is given, or its content. Of a frame or tab
+  // strip: the caption or the tabs alone; the height does not count.
   virtual Size NaturalSize(const Control& control) const = 0;
-  // The room that a frame's line and caption take around what is inside.
+  // The room that a frame's line and caption, or a tab strip's, take around what is inside.
   struct Borders {
     int left = 0;
     int top = 0;
     int right = 0;
     int bottom = 0;
   };
-  virtual Borders FrameBorders(const Frame& frame) const = 0;
+  virtual Borders BordersOf(const Control& outer) const = 0;
   // Between neighbours, and how far Indent moves.
   virtual Size Gap() const = 0;
   virtual int IndentWidth() const = 0;

@@ -25,7 +25,7 @@ class PlainMeasure final : public Measure {
   Size NaturalSize(const Control& control) const override {
     return {control.columns(), control.lines()};
   }
-  Borders FrameBorders(const Frame&) const override { return {1, 3, 1, 1}; }
+  Borders BordersOf(const Control&) const override { return {1, 3, 1, 1}; }
   Size Gap() const override { return {2, 1}; }
   int IndentWidth() const override { return 5; }
 };

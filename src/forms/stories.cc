@@ -205,9 +205,8 @@ class RowsForm final : public Form {
         [this, &list, what] { events.push_back(what + " " + std::to_string(list.selected())); });
   }
   Layout Arrange() override {
-    return Rows({TabPages,
-                 Pages({Inside(FrameOne, Rows({ComboKind, ListWords})),
-                        Inside(FrameTwo, Rows({ListPeople, TextCode}))}),
+    return Rows({Inside(TabPages, Pages({Inside(FrameOne, Rows({ComboKind, ListWords})),
+                                         Inside(FrameTwo, Rows({ListPeople, TextCode}))})),
                  Columns({CmdAdd, CmdClear, CmdGone})});
   }
   void Form_Load() override {
@@ -297,6 +296,47 @@ void WhatChangesIsSeen(Story& story) {
   story.driver().End();
 }
 
+void TabsTurnPages(Story& story) {
+  RowsForm form;
+  const auto events = [&] { return std::exchange(form.events, {}); };
+  story.Start([&] { form.ShowModal(story.desktop()); });
+  story.Sees(R"(
++- Rows -------------------[x]-+
+|>[One] Two                    |
+| +--------------------------+ |
+| | [which?______________ v] | |
+| | +----------------------+ | |
+| | | yes                  | | |
+| | | no                   | | |
+| | |                      | | |
+| | |                      | | |
+| | |                      | | |
+| | +----------------------+ | |
+| |                          | |
+| |                          | |
+| +--------------------------+ |
+| [ Add ]  [ Clear ]  [ Gone ] |
++------------------------------+
+)");
+  story.Press(Key::kRight);
+  EXPECT_EQ(events(), (Lines{"tab 1"}));
+  EXPECT_TRUE(story.Of("TabPages").focused) << "who chooses a tab stays there";
+  story.Press(Key::kRight);
+  EXPECT_EQ(events(), Lines{}) << "there is none behind the last";
+  story.Press(Key::kNextPage);
+  EXPECT_EQ(events(), (Lines{"tab 0"})) << "but here it goes round";
+  EXPECT_TRUE(story.Of("TabPages").focused);
+  story.Focus("ListWords");
+  story.Press(Key::kPreviousPage);
+  EXPECT_EQ(events(), (Lines{"tab 1"}));
+  EXPECT_TRUE(story.Of("ListPeople").focused) << "the first on the new page";
+  story.Click("CmdAdd");
+  story.Press(Key::kNextPage);
+  EXPECT_TRUE(story.Of("ComboKind").visible);
+  EXPECT_TRUE(story.Of("CmdAdd").focused) << "not on any page";
+  story.driver().End();
+}
+
 void BoxesAskAndAnswer(Story& story) {
   std::string typed;
   MessageAnswer answer = MessageAnswer::kOk;
@@ -358,6 +398,7 @@ std::vector<FormStory> FormStories() {
       {"ALoadedFormMayBeLoadedAgain", ALoadedFormMayBeLoadedAgain},
       {"RowsAreChosenOnce", RowsAreChosenOnce},
       {"WhatChangesIsSeen", WhatChangesIsSeen},
+      {"TabsTurnPages", TabsTurnPages},
       {"BoxesAskAndAnswer", BoxesAskAndAnswer},
       {"TheSystemPicksFiles", TheSystemPicksFiles},
   };

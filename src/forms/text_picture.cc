@@ -257,8 +257,9 @@ class TextMeasure final : public Measure {
     for (const std::string& line : drawing.lines) width = std::max(width, Width(line));
     return {width + 1, static_cast<int>(drawing.lines.size())};
   }
-  Borders FrameBorders(const Frame& frame) const override {
-    if (frame.caption().empty()) return {};
+  Borders BordersOf(const Control& outer) const override {
+    if (outer.kind() == ControlKind::kTabStrip) return {2, 2, 2, 1};
+    if (outer.caption().empty()) return {};
     return {2, 1, 2, 1};
   }
   Size Gap() const override { return {1, 0}; }
@@ -299,18 +300,22 @@ class Canvas {
   std::vector<std::vector<std::string>> cells_;
 };
 
-void DrawFrame(Canvas& canvas, const Rectangle& where, const ControlLook& look) {
-  if (look.caption.empty()) return;
-  canvas.Write(where.x, where.y, look.enabled ? " " : "~");
+// A box around other controls, right of the cell for their mark.
+void DrawBox(Canvas& canvas, const Rectangle& where, const std::string& title) {
   const int inner = where.width - 3;
-  canvas.Write(where.x + 1, where.y,
-               "+-" + Fit(WithAccessKey(look.caption), std::min(inner - 1, Width(look.caption))) +
-                   Repeat(inner - 1 - Width(look.caption), "-") + "+");
+  canvas.Write(where.x + 1, where.y, "+" + title + Repeat(inner - Width(title), "-") + "+");
   for (int y = 1; y < where.height - 1; ++y) {
     canvas.Write(where.x + 1, where.y + y, "|");
     canvas.Write(where.x + where.width - 1, where.y + y, "|");
   }
   canvas.Write(where.x + 1, where.y + where.height - 1, "+" + Repeat(inner, "-") + "+");
+}
+
+void DrawFrame(Canvas& canvas, const Rectangle& where, const ControlLook& look) {
+  if (look.caption.empty()) return;
+  canvas.Write(where.x, where.y, look.enabled ? " " : "~");
+  const std::string caption = WithAccessKey(look.caption);
+  DrawBox(canvas, where, "-" + Fit(caption, std::min(where.width - 4, Width(caption))));
 }
 
 }  // namespace
@@ -401,6 +406,9 @@ std::string DrawForm(const Form& form, std::string_view caption, const Looks& lo
     if (placed.control->kind() == ControlKind::kFrame) {
       DrawFrame(canvas, where, shown);
       continue;
+    }
+    if (placed.control->kind() == ControlKind::kTabStrip) {
+      DrawBox(canvas, {where.x, where.y + 1, where.width, where.height - 1}, "");
     }
     const Drawing drawing(*placed.control, shown, placed.control == form.default_button(),
                           where.width - 1, where.height);

@@ -19,6 +19,10 @@ constexpr std::array kKnown = {
     KnownKey{Key::kDelete, VK_DELETE, 0},
     KnownKey{Key::kUp, VK_UP, 0},
     KnownKey{Key::kDown, VK_DOWN, 0},
+    KnownKey{Key::kLeft, VK_LEFT, 0},
+    KnownKey{Key::kRight, VK_RIGHT, 0},
+    KnownKey{Key::kNextPage, VK_TAB, L'\t'},
+    KnownKey{Key::kPreviousPage, VK_TAB, L'\t'},
 };
 
 bool IsDown(int virtual_key) { return GetKeyState(virtual_key) < 0; }
@@ -33,7 +37,13 @@ const KnownKey* Find(Key key) {
 }  // namespace
 
 std::optional<Key> FromKeyDown(WPARAM virtual_key) {
-  if (IsDown(VK_CONTROL) || IsDown(VK_MENU)) return std::nullopt;
+  if (IsDown(VK_MENU)) return std::nullopt;
+  if (IsDown(VK_CONTROL)) {
+    if (virtual_key == VK_NEXT) return Key::kNextPage;
+    if (virtual_key == VK_PRIOR) return Key::kPreviousPage;
+    if (virtual_key != VK_TAB) return std::nullopt;
+    return IsDown(VK_SHIFT) ? Key::kPreviousPage : Key::kNextPage;
+  }
   if (virtual_key == VK_TAB) return IsDown(VK_SHIFT) ? Key::kBackTab : Key::kTab;
   // Shift and Delete cut, Shift and an arrow select.
   if (IsDown(VK_SHIFT) && virtual_key != VK_RETURN && virtual_key != VK_ESCAPE) return std::nullopt;

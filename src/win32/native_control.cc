@@ -11,6 +11,20 @@ namespace {
 
 constexpr COLORREF kSilver = RGB(192, 192, 192);
 
+// What shows the form, or the page it lies on, around its own letters.
+bool IsSeenThrough(const Control& control) {
+  switch (control.kind()) {
+    case ControlKind::kLabel:
+    case ControlKind::kOptionButton:
+    case ControlKind::kCheckBox:
+    case ControlKind::kFrame:
+    case ControlKind::kImage:
+      return true;
+    default:
+      return false;
+  }
+}
+
 }  // namespace
 
 std::unique_ptr<NativeControl> NativeControl::Make(NativeHost& host, Control& control) {
@@ -78,7 +92,7 @@ void NativeControl::Place(const Rectangle& where) {
 HBRUSH NativeControl::Color(HDC dc) {
   switch (control_.background()) {
     case Background::kDefault:
-      return nullptr;
+      return IsSeenThrough(control_) ? host_.Behind(*this, dc) : nullptr;
     case Background::kWindow:
       SetBkColor(dc, GetSysColor(COLOR_WINDOW));
       return GetSysColorBrush(COLOR_WINDOW);

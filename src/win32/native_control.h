@@ -30,6 +30,9 @@ class NativeHost {
   virtual bool showing() const = 0;
   virtual bool Tell(const UserAction& action) = 0;
   virtual void TellLater(NativeControl& control, Later what) = 0;
+  // What lies behind the control, to paint its background with `dc`: the page of a tab strip, or
+  // nullptr for the form itself.
+  virtual HBRUSH Behind(const NativeControl& native, HDC dc) = 0;
   // A keyboard message for the control - nullptr: for the form's window itself; true when the
   // control must not get it.
   virtual bool TakesKey(NativeControl* native, UINT message, WPARAM wparam) = 0;
@@ -67,6 +70,8 @@ class NativeControl {
   virtual bool IsListOpen() const { return false; }
   // WM_CTLCOLOR...: sets up `dc`; nullptr leaves it to the system.
   virtual HBRUSH Color(HDC dc);
+  // For what lies on it, at the same place of this control: nullptr when it covers nothing.
+  virtual HBRUSH Body() { return nullptr; }
 
   // For the host: whether a message that tells `what` is on its way.
   bool pending(NativeHost::Later what) const { return pending_[static_cast<int>(what)]; }

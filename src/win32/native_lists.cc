@@ -8,6 +8,7 @@
 
 #include "base/win32/wide.h"
 #include "win32/resolution.h"
+#include "win32/win32_measure.h"
 
 namespace vespro {
 namespace {
@@ -359,8 +360,35 @@ class NativeListView final : public NativeRows {
 class NativeTabs final : public NativeRows {
  public:
   NativeTabs(NativeHost& host, TabStrip& tabs) : NativeRows(host, tabs) {
-    MakeWindow(WC_TABCONTROLW, TCS_TABS | WS_TABSTOP);
+    // It paints around its pages' controls, which lie upon it.
+    MakeWindow(WC_TABCONTROLW, TCS_TABS | WS_TABSTOP | WS_CLIPSIBLINGS);
     ShowRows();
+  }
+  void UseFonts() override {
+    NativeRows::UseFonts();
+    const Win32Measure measure(host_.fonts());
+    Send(TCM_SETPADDING, 0, MAKELPARAM(measure.TabPadding(), host_.fonts().Down(2)));
+    Send(TCM_SETITEMSIZE, 0, MAKELPARAM(0, measure.TabHeight()));
+  }
+  // Themes draw pages in colours and shades of their own: a picture of the whole serves as brush.
+  HBRUSH Body() override {
+    RECT area{};
+    GetClientRect(window(), &area);
+    if (body_ || drawing_ || IsRectEmpty(&area)) return body_.get();
+    drawing_ = true;  // the tabs in turn ask for what is behind them
+    const HDC screen = GetDC(nullptr);
+    const Owned<HBITMAP> picture(CreateCompatibleBitmap(screen, area.right, area.bottom));
+    {
+      const Owned<HDC> dc(CreateCompatibleDC(screen));
+      const HGDIOBJ before = SelectObject(dc.get(), picture.get());
+      FillRect(dc.get(), &area, GetSysColorBrush(COLOR_3DFACE));
+      Native(WM_PRINTCLIENT, reinterpret_cast<WPARAM>(dc.get()), PRF_CLIENT | PRF_ERASEBKGND);
+      SelectObject(dc.get(), before);
+    }
+    ReleaseDC(nullptr, screen);
+    body_.Reset(CreatePatternBrush(picture.get()));
+    drawing_ = false;
+    return body_.get();
   }
   LRESULT OnNotify(NMHDR& header) override {
     if (header.code == static_cast<UINT>(TCN_SELCHANGE)) Moved();
@@ -369,6 +397,12 @@ class NativeTabs final : public NativeRows {
   }
 
  private:
+  LRESULT Handle(UINT message, WPARAM wparam, LPARAM lparam) override {
+    if (message == WM_SIZE || message == WM_THEMECHANGED || message == WM_SYSCOLORCHANGE) {
+      body_.Reset();
+    }
+    return NativeRows::Handle(message, wparam, lparam);
+  }
   void Insert(std::size_t row) override {
     std::wstring text = ModWide::FromUtf8(RowAt(row).text);
     TCITEMW item{};
@@ -380,6 +414,9 @@ class NativeTabs final : public NativeRows {
   void Clear() override { Send(TCM_DELETEALLITEMS); }
   void Select(int row) override { Send(TCM_SETCURSEL, static_cast<WPARAM>(row)); }
   int Selected() const override { return static_cast<int>(Send(TCM_GETCURSEL)); }
+
+  Owned<HBRUSH> body_;
+  bool drawing_ = false;
 };
 
 }  // namespace

@@ -21,8 +21,8 @@ namespace {
 constexpr std::chrono::milliseconds kPatience{30000};
 constexpr std::chrono::milliseconds kButtonHeld{50};
 constexpr UINT kAreYouAtRest = WM_APP + 1;
-constexpr UINT kHoldShift = WM_APP + 2;
-constexpr int kPickerCombo = 0x47C;  // the box for the file's name, cmb13 or edt1
+constexpr UINT kHoldKeys = WM_APP + 2;  // Shift, Ctrl
+constexpr int kPickerCombo = 0x47C;     // the box for the file's name, cmb13 or edt1
 constexpr int kPickerEdit = 0x480;
 
 std::wstring ClassOf(HWND window) {
@@ -205,6 +205,12 @@ POINT TargetIn(HWND window, const Control* control) {
        control->kind() == ControlKind::kOptionButton)) {
     target.x = std::min(area.right / 2, 6L);
   }
+  // Beside the tabs, above the page.
+  if (control != nullptr && control->kind() == ControlKind::kTabStrip) {
+    RECT tab{};
+    SendMessageW(window, TCM_GETITEMRECT, 0, reinterpret_cast<LPARAM>(&tab));
+    target = {area.right - 2, (tab.top + tab.bottom) / 2};
+  }
   return target;
 }
 
@@ -222,8 +228,8 @@ Status Reachable(const Win32View& view, HWND window, const Control& control) {
   }
   for (const Control* other : view.form().controls()) {
     const HWND above = view.WindowOf(*other);
-    if (above == window || other->kind() == ControlKind::kFrame || !IsWindowVisible(above))
-      continue;
+    const bool is_below = other->kind() == ControlKind::kFrame || control.IsInside(*other);
+    if (above == window || is_below || !IsWindowVisible(above)) continue;
     RECT area{};
     GetWindowRect(above, &area);
     if (PtInRect(&area, target)) {
@@ -347,10 +353,11 @@ LRESULT CALLBACK Win32Driver::Procedure(HWND window, UINT message, WPARAM wparam
     driver->changed_.notify_all();
     return 0;
   }
-  if (message == kHoldShift) {
+  if (message == kHoldKeys) {
     std::array<BYTE, 256> keys{};
     GetKeyboardState(keys.data());
     keys[VK_SHIFT] = keys[VK_LSHIFT] = wparam != 0 ? 0x80 : 0;
+    keys[VK_CONTROL] = keys[VK_LCONTROL] = lparam != 0 ? 0x80 : 0;
     SetKeyboardState(keys.data());
     return 0;
   }
@@ -645,7 +652,9 @@ Status Win32Driver::Select(std::string_view control, int row) {
   return ClickAt(found->window, {area.left + 6, (area.top + area.bottom) / 2});
 }
 
-void Win32Driver::HoldShift(bool down) const { SendMessageW(helper_, kHoldShift, down, 0); }
+void Win32Driver::HoldKeys(bool shift, bool control) const {
+  SendMessageW(helper_, kHoldKeys, shift, control);
+}
 
 Status Win32Driver::Press(Key key, char letter) {
   const HWND top = Top();
@@ -660,12 +669,13 @@ Status Win32Driver::Press(Key key, char letter) {
     PostMessageW(target, WM_SYSCHAR, static_cast<WPARAM>(letter), kAltIsDown);
     return Settle(kPatience);
   }
-  HoldShift(key == Key::kBackTab);
+  HoldKeys(key == Key::kBackTab || key == Key::kPreviousPage,
+           key == Key::kNextPage || key == Key::kPreviousPage);
   const WPARAM virtual_key = ModKeys::VirtualKey(key);
   PostMessageW(target, WM_KEYDOWN, virtual_key, 1);
   PostMessageW(target, WM_KEYUP, virtual_key, 1);
   Status settled = Settle(kPatience);
-  if (!Ended()) HoldShift(false);
+  if (!Ended()) HoldKeys(false, false);
   return settled;
 }
 

@@ -76,7 +76,7 @@ class Win32Driver final : public FormDriver {
   void RunProgram(const std::function<void()>& program);
   static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
   Status Settle(std::chrono::milliseconds patience);
-  void HoldShift(bool down) const;
+  void HoldKeys(bool shift, bool control) const;
 
   std::vector<HWND> OnScreen() const;
   Win32View* ViewOf(HWND window) const;

@@ -42,8 +42,11 @@ Size Win32Measure::NaturalSize(const Control& control) const {
   return {};
 }
 
-Measure::Borders Win32Measure::FrameBorders(const Frame& frame) const {
-  if (frame.caption().empty()) return {};
+Measure::Borders Win32Measure::BordersOf(const Control& outer) const {
+  if (outer.kind() == ControlKind::kTabStrip) {
+    return {fonts_.Across(7), TabHeight() + fonts_.Down(7), fonts_.Across(7), fonts_.Down(7)};
+  }
+  if (outer.caption().empty()) return {};
   return {fonts_.Across(7), fonts_.Down(11), fonts_.Across(7), fonts_.Down(7)};
 }
 
@@ -116,10 +119,15 @@ Size Win32Measure::ListSize(const RowsControl& list) const {
 Size Win32Measure::TabsSize(const TabStrip& tabs) const {
   int width = fonts_.Across(4);
   for (const Row& tab : tabs.rows()) {
-    width += fonts_.Extent(fonts_.text(), tab.text, 0, true).cx + fonts_.Across(12);
+    width +=
+        fonts_.Extent(fonts_.text(), tab.text, 0, true).cx + 2 * TabPadding() + fonts_.Across(4);
   }
-  return {width, fonts_.Down(14)};
+  return {width, TabHeight()};
 }
+
+int Win32Measure::TabHeight() const { return fonts_.Down(14); }
+
+int Win32Measure::TabPadding() const { return fonts_.Across(5); }
 
 Size Win32Measure::ImageSize(const Image& image) const {
   const int side = ModResolution::Scale(kPictureSize, fonts_.dpi());

@@ -13,11 +13,14 @@ class Win32Measure final : public Measure {
   explicit Win32Measure(const Fonts& fonts) : fonts_(fonts) {}
 
   Size NaturalSize(const Control& control) const override;
-  Borders FrameBorders(const Frame& frame) const override;
+  Borders BordersOf(const Control& outer) const override;
   Size Gap() const override;
   int IndentWidth() const override;
   // Around the whole form.
   Size Margin() const;
+  // Of one tab: how high it is, and the room left and right of its text.
+  int TabHeight() const;
+  int TabPadding() const;
 
  private:
   Size LabelSize(const Label& label) const;

@@ -25,6 +25,14 @@ DWORD Style(const Form& form) {
   return WS_POPUP | WS_CAPTION | (form.closable() ? WS_SYSMENU : 0U);
 }
 
+// Whatever is painted in `on` with a brush that shows `of` continues what is seen there.
+void AlignBrush(HDC dc, HWND of, HWND on) {
+  POINT origin{};
+  MapWindowPoints(of, on, &origin, 1);
+  LPtoDP(dc, &origin, 1);
+  SetBrushOrgEx(dc, static_cast<int>(origin.x), static_cast<int>(origin.y), nullptr);
+}
+
 RECT WorkArea(HWND near_to) {
   MONITORINFO monitor{};
   monitor.cbSize = sizeof(monitor);
@@ -94,6 +102,12 @@ void Win32View::MakeControls() {
     in_order_.push_back(native.get());
     ShowTooltip(*native);
     natives_[control] = std::move(native);
+  }
+  // Under the controls on their pages, the innermost last.
+  for (auto native = in_order_.rbegin(); native != in_order_.rend(); ++native) {
+    if ((*native)->control().kind() != ControlKind::kTabStrip) continue;
+    SetWindowPos((*native)->window(), HWND_BOTTOM, 0, 0, 0, 0,
+                 SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
   }
   // Access keys and the focus can be seen from the beginning.
   SendMessageW(window(), WM_CHANGEUISTATE, MAKEWPARAM(UIS_CLEAR, UISF_HIDEACCEL | UISF_HIDEFOCUS),
@@ -288,8 +302,8 @@ bool Win32View::TakesKeyDown(NativeControl* native, WPARAM virtual_key) {
                       static_cast<const TextBox*>(control)->multi_line();
   // Where nobody wants them, a native control could only beep at these, or do what the form
   // refused.
-  const bool never_native = *key == Key::kTab || *key == Key::kBackTab || *key == Key::kEscape ||
-                            (*key == Key::kEnter && !is_box);
+  const bool never_native =
+      ModKeys::Character(*key) == L'\t' || *key == Key::kEscape || (*key == Key::kEnter && !is_box);
   if (!never_native) swallowed_ = 0;
   return never_native;
 }
@@ -338,6 +352,11 @@ LRESULT Win32View::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
     case WM_CTLCOLORSTATIC:
     case WM_CTLCOLORLISTBOX:
       return OnColor(message, wparam, lparam);
+    case WM_ERASEBKGND: {
+      const LRESULT erased = Default(message, wparam, lparam);
+      EraseBehindPages(reinterpret_cast<HDC>(wparam));
+      return erased;
+    }
     case WM_SETCURSOR:
       if (!renderer_.hourglass()) break;
       SetCursor(LoadCursorW(nullptr, IDC_WAIT));
@@ -370,6 +389,33 @@ LRESULT Win32View::OnColor(UINT message, WPARAM wparam, LPARAM lparam) {
   NativeControl* native = Native(reinterpret_cast<HWND>(lparam));
   const HBRUSH brush = native == nullptr ? nullptr : native->Color(dc);
   return brush == nullptr ? otherwise : reinterpret_cast<LRESULT>(brush);
+}
+
+HBRUSH Win32View::Behind(const NativeControl& native, HDC dc) {
+  for (const Control* on = native.control().parent(); on != nullptr; on = on->parent()) {
+    NativeControl& outer = *natives_.at(on);
+    const HBRUSH body = outer.Body();
+    if (body == nullptr) continue;
+    AlignBrush(dc, outer.window(), native.window());
+    SetBkMode(dc, TRANSPARENT);
+    return body;
+  }
+  return nullptr;
+}
+
+// Through frames the form's own background is seen; and controls ask for it with a device of their
+// own.
+void Win32View::EraseBehindPages(HDC dc) {
+  for (NativeControl* native : in_order_) {
+    if (!IsWindowVisible(native->window())) continue;
+    const HBRUSH body = native->Body();
+    if (body == nullptr) continue;
+    RECT area{};
+    GetWindowRect(native->window(), &area);
+    MapWindowPoints(nullptr, window(), reinterpret_cast<POINT*>(&area), 2);
+    AlignBrush(dc, native->window(), window());
+    FillRect(dc, &area, body);
+  }
 }
 
 // Not by us: with the window that it stood in front of.

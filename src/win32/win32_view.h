@@ -45,6 +45,7 @@ class Win32View final : public FormView, private NativeHost {
   bool showing() const override { return showing_ > 0; }
   bool Tell(const UserAction& action) override;
   void TellLater(NativeControl& control, Later what) override;
+  HBRUSH Behind(const NativeControl& native, HDC dc) override;
   bool TakesKey(NativeControl* native, UINT message, WPARAM wparam) override;
 
   void MakeWindow(HWND owner);
@@ -61,6 +62,7 @@ class Win32View final : public FormView, private NativeHost {
   LRESULT Handle(UINT message, WPARAM wparam, LPARAM lparam);
   LRESULT Default(UINT message, WPARAM wparam, LPARAM lparam);
   LRESULT OnColor(UINT message, WPARAM wparam, LPARAM lparam);
+  void EraseBehindPages(HDC dc);
   void OnTold(Later what, std::size_t index);
   void OnDestroyed();
   NativeControl* Native(HWND window) const;

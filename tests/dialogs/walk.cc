@@ -26,9 +26,10 @@ std::string TakeWord(std::string_view& line) {
 
 Status Press(FormDriver& driver, const std::string& name) {
   static const std::map<std::string, Key> kKeys = {
-      {"enter", Key::kEnter},     {"escape", Key::kEscape}, {"tab", Key::kTab},
-      {"backtab", Key::kBackTab}, {"space", Key::kSpace},   {"delete", Key::kDelete},
-      {"up", Key::kUp},           {"down", Key::kDown}};
+      {"enter", Key::kEnter},     {"escape", Key::kEscape},    {"tab", Key::kTab},
+      {"backtab", Key::kBackTab}, {"space", Key::kSpace},      {"delete", Key::kDelete},
+      {"up", Key::kUp},           {"down", Key::kDown},        {"left", Key::kLeft},
+      {"right", Key::kRight},     {"ctrl+tab", Key::kNextPage}};
   if (name.size() == 5 && name.starts_with("alt+")) return driver.Press(Key::kAccess, name[4]);
   const auto key = kKeys.find(name);
   if (key != kKeys.end()) return driver.Press(key->second);

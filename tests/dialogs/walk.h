@@ -5,7 +5,8 @@
 //   click CONTROL          a button, an option, a check box; a message box's button, too
 //   select CONTROL ROW     a row by its text, or by its number from 1
 //   focus CONTROL
-//   press KEY              enter, escape, tab, backtab, space, delete, up, down, or alt+LETTER
+//   press KEY              enter, escape, tab, backtab, ctrl+tab, space, delete, up, down, left,
+//                          right, or alt+LETTER
 //   pick PATH              answers the file picker; without a path it is cancelled
 //   answer BUTTON          the same as click, for a message box
 //   close                  the frame's close button

@@ -38,7 +38,7 @@ Layout frmGallery::Arrange() {
                               Columns({Fill(TextNote), Fill(TextTerms)})});
   const Layout files = Rows({ListFiles, Columns({ListWords, ImageTip, ImageConnection, ImageInfo,
                                                  ImageInbox, ImageClip, ImageVespro})});
-  return Rows({TabPages, Pages({Inside(FramePeople, people), Inside(FrameFiles, files)}),
+  return Rows({Inside(TabPages, Pages({Inside(FramePeople, people), Inside(FrameFiles, files)})),
                Columns({LabelWeb, Space(), CmdOk, CmdMore, CmdOff, CmdClose})});
 }
 
