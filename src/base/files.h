@@ -4,10 +4,12 @@
 // is there but is no file of bytes (a folder, a device). One thread per object.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -145,6 +147,17 @@ Status ReplaceWith(const std::filesystem::path& path, std::string_view bytes,
 
 bool IsFile(const std::filesystem::path& path);
 bool IsFolder(const std::filesystem::path& path);
+
+// What stands at a path itself: a link is neither file nor folder.
+struct Entry {
+  bool is_file = false;
+  bool is_folder = false;
+  // When it was made; nothing where the file system keeps no such time.
+  std::optional<std::chrono::system_clock::time_point> created;
+};
+// Nothing there, or not to be seen: an Entry that is neither.
+Entry EntryAt(const std::filesystem::path& path);
+
 // Makes the folder (not its parents) unless it is there; then says whether it is. An empty name
 // does nothing and gives false. kPrivate folders are 0700.
 bool EnsureFolder(const std::filesystem::path& path, Access access = Access::kPrivate);

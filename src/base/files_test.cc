@@ -59,6 +59,22 @@ TEST(FilesTest, EnsureFolder) {
   EXPECT_FALSE(ModFiles::IsFolder(folder / "b"));
 }
 
+TEST(FilesTest, EntriesAndWhenTheyWereMade) {
+  TemporaryFolder folder;
+  const auto before = std::chrono::system_clock::now() - std::chrono::seconds(10);
+  const ModFiles::Entry file = ModFiles::EntryAt(folder.Write("file", ""));
+  const ModFiles::Entry made = ModFiles::EntryAt(folder.path());
+  const ModFiles::Entry missing = ModFiles::EntryAt(folder / "missing");
+  EXPECT_TRUE(file.is_file && !file.is_folder);
+  EXPECT_TRUE(made.is_folder && !made.is_file);
+  EXPECT_TRUE(!missing.is_file && !missing.is_folder && !missing.created);
+  for (const ModFiles::Entry& entry : {file, made}) {
+    if (!entry.created.has_value()) continue;  // this file system does not tell
+    EXPECT_GT(*entry.created, before);
+    EXPECT_LT(*entry.created, before + std::chrono::minutes(2));
+  }
+}
+
 TEST(FilesTest, TheLockIsForOneAtATime) {
   TemporaryFolder folder;
   {

@@ -203,6 +203,18 @@ bool MakeFolder(const fs::path& path, bool is_private) {
 
 }  // namespace platform
 
+Entry EntryAt(const fs::path& path) {
+  struct statx facts {};
+  if (statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_TYPE | STATX_BTIME, &facts) != 0) {
+    return {};
+  }
+  Entry entry{S_ISREG(facts.stx_mode), S_ISDIR(facts.stx_mode), {}};
+  if ((facts.stx_mask & STATX_BTIME) != 0) {
+    entry.created = std::chrono::system_clock::from_time_t(facts.stx_btime.tv_sec);
+  }
+  return entry;
+}
+
 Status SetHidden(const fs::path&) { return {}; }
 
 fs::path ProgramPath() {

@@ -30,6 +30,17 @@ TEST(FilesPosixTest, ReplacingKeepsPermissionsAndFollowsLinks) {
   EXPECT_EQ(ModeOf(path), 0640U);
 }
 
+TEST(FilesPosixTest, ALinkIsNoEntryOfItsTargetsKind) {
+  TemporaryFolder folder;
+  folder.Write("file", "");
+  fs::create_symlink("file", folder / "link");
+  fs::create_directory_symlink(".", folder / "folder link");
+  for (const char* name : {"link", "folder link"}) {
+    const ModFiles::Entry entry = ModFiles::EntryAt(folder / name);
+    EXPECT_FALSE(entry.is_file || entry.is_folder) << name;
+  }
+}
+
 TEST(FilesPosixTest, ReplacingKeepsWhoElseMayRead) {
   TemporaryFolder folder;
   const fs::path path = folder.Write("list.txt", "old");

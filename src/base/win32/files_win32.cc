@@ -200,6 +200,24 @@ bool MakeFolder(const fs::path& path, bool) { return CreateDirectoryW(path.c_str
 
 }  // namespace platform
 
+Entry EntryAt(const fs::path& path) {
+  WIN32_FILE_ATTRIBUTE_DATA facts{};
+  if (!GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &facts)) return {};
+  const auto is = [&](DWORD attribute) { return (facts.dwFileAttributes & attribute) != 0; };
+  const bool is_link = is(FILE_ATTRIBUTE_REPARSE_POINT);
+  const bool is_folder = is(FILE_ATTRIBUTE_DIRECTORY);
+  Entry entry{!is_link && !is_folder && !is(FILE_ATTRIBUTE_DEVICE), !is_link && is_folder, {}};
+  // Tenths of a microsecond since 1601; a file system without creation times says 0.
+  const std::uint64_t ticks =
+      std::uint64_t{facts.ftCreationTime.dwHighDateTime} << 32 | facts.ftCreationTime.dwLowDateTime;
+  constexpr std::int64_t kFrom1601To1970 = 11644473600;  // seconds
+  if (ticks != 0) {
+    entry.created = std::chrono::system_clock::from_time_t(
+        static_cast<time_t>(static_cast<std::int64_t>(ticks / 10000000) - kFrom1601To1970));
+  }
+  return entry;
+}
+
 Status SetHidden(const fs::path& path) {
   if (SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_HIDDEN)) return {};
   return Fail(Code::kCannotWrite, "cannot hide", path);
