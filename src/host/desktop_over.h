@@ -30,6 +30,7 @@ class DesktopOver : public Desktop {
   std::string TextEditor() const override { return below_.TextEditor(); }
   void DoEvents() override { below_.DoEvents(); }
   Status Start(const CommandLine& command) override { return below_.Start(command); }
+  int Shell(const ShellRequest& request) override { return below_.Shell(request); }
   void Log(std::string_view line) override { below_.Log(line); }
 
  private:

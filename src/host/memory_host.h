@@ -29,6 +29,7 @@ class MemoryHost final : public MailClient, public Inspector, public MailItem, p
   std::deque<std::string> inputs;
   std::deque<std::string> files;
   FormScreen* screen = nullptr;  // where forms are shown, if at all
+  int shell_result = 33;         // what Shell says
   // Every call of these names fails: "SetTo", "Close", "Move", "Start", "SaveAttachment",
   // "Paste", "ClearClipboard", "SetClipboardText".
   std::map<std::string, bool> fails;
@@ -109,6 +110,11 @@ class MemoryHost final : public MailClient, public Inspector, public MailItem, p
   }
   Status Start(const CommandLine& command) override {
     return Happen("Start", "Start ", command.text);
+  }
+  int Shell(const ShellRequest& request) override {
+    events.push_back("Shell " + request.operation + " " + request.file + " (" + request.parameters +
+                     ") in (" + request.directory + ") as " + std::to_string(request.show));
+    return shell_result;
   }
   void Log(std::string_view line) override { events.push_back("Log " + std::string(line)); }
 

@@ -12,6 +12,8 @@ namespace fs = std::filesystem;
 
 // A title stands in the first line; nobody's line is longer than this for a good reason.
 constexpr std::size_t kHeadBytes = 64 * 1024;
+constexpr std::size_t kBlockBytes = 1024;
+constexpr char kFieldEnds[] = ",\r\n";
 
 }  // namespace
 
@@ -21,7 +23,8 @@ std::vector<fs::path> ReportFolders(const fs::path& sessions_folder) {
   for (fs::directory_iterator entry(sessions_folder, error), end; !error && entry != end;
        entry.increment(error)) {
     const fs::path& folder = entry->path();
-    if (ModFiles::IsFile(folder / kHtmlReport) && ModFiles::IsFile(folder / kTextReport)) {
+    if (ModFiles::EntryAt(folder / kHtmlReport).is_file &&
+        ModFiles::EntryAt(folder / kTextReport).is_file && ModFiles::EntryAt(folder).is_folder) {
       folders.push_back(folder);
     }
   }
@@ -29,7 +32,7 @@ std::vector<fs::path> ReportFolders(const fs::path& sessions_folder) {
 }
 
 std::string TitleOf(std::string_view html) {
-  const std::string_view field = html.substr(0, html.find_first_of(",\r\n"));
+  const std::string_view field = html.substr(0, html.find_first_of(kFieldEnds));
   constexpr std::string_view kOpen = "<title>";
   const std::size_t open = ModText::FindIgnoringAsciiCase(field, kOpen);
   const std::size_t close = ModText::FindIgnoringAsciiCase(field, "</title>");
@@ -41,10 +44,15 @@ std::string TitleOf(std::string_view html) {
 std::string TitleOfReport(const fs::path& report) {
   Result<File> file = File::Open(report, File::Mode::kRead);
   if (!file.ok()) return {};
-  std::string head(kHeadBytes, '\0');
-  Result<std::size_t> count = file->Read(head.data(), head.size());
-  if (!count.ok()) return {};
-  head.resize(count.value());
+  std::string head;
+  char block[kBlockBytes];
+  while (head.size() < kHeadBytes) {
+    Result<std::size_t> count = file->Read(block, sizeof block);
+    if (!count.ok()) return {};
+    const std::string_view read(block, count.value());
+    head += read;
+    if (read.empty() || read.find_first_of(kFieldEnds) != std::string_view::npos) break;
+  }
   return TitleOf(head);
 }
 

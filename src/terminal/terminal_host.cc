@@ -2,6 +2,7 @@
 
 #include <iostream>
 
+#include "base/open_document.h"
 #include "base/text.h"
 
 namespace vespro {
@@ -55,6 +56,11 @@ std::string TerminalHost::InputBox(std::string_view prompt, std::string_view,
 Status TerminalHost::Start(const CommandLine& command) {
   started_ = command;
   return {};
+}
+
+int TerminalHost::Shell(const ShellRequest& request) {
+  return OpenDocument(
+      {request.operation, request.file, request.parameters, request.directory, request.show});
 }
 
 void TerminalHost::Log(std::string_view line) { std::cerr << "vespro: " << line << "\n"; }

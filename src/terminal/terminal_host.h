@@ -30,6 +30,7 @@ class TerminalHost final : public MailClient, public Inspector, public Desktop {
   void DoEvents() override {}
   // Keeps the command for the caller, who knows whether to start it, and how.
   Status Start(const CommandLine& command) override;
+  int Shell(const ShellRequest& request) override;
   void Log(std::string_view line) override;
 
   std::string Version() const override { return "10.0"; }

@@ -1,7 +1,9 @@
 #include "win32/win32_desktop.h"
 
+#include <cstdint>
 #include <cstring>
 
+#include "base/open_document.h"
 #include "base/win32/system_programs.h"
 #include "base/win32/wide.h"
 #include "forms/boxes.h"
@@ -162,6 +164,12 @@ Status Win32Desktop::Start(const CommandLine& command) {
   const Owned<HANDLE> program(process.hProcess);
   const Owned<HANDLE> thread(process.hThread);
   return {};
+}
+
+int Win32Desktop::Shell(const ShellRequest& request) {
+  const HWND owner = renderer_.Front();
+  return OpenDocument({request.operation, request.file, request.parameters, request.directory,
+                       request.show, reinterpret_cast<std::intptr_t>(owner)});
 }
 
 }  // namespace vespro

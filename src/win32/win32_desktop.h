@@ -34,6 +34,7 @@ class Win32Desktop : public Desktop {
   void DoEvents() override;
   // kUnavailable with the system's error number when it can't be started.
   Status Start(const CommandLine& command) override;
+  int Shell(const ShellRequest& request) override;
   void Log(std::string_view line) override { log_(line); }
 
   Win32Renderer& renderer() { return renderer_; }

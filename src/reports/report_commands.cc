@@ -1,0 +1,131 @@
+#include "reports/report_commands.h"
+
+#include <string>
+#include <vector>
+
+#include "base/files.h"
+#include "base/text.h"
+#include "host/desktop.h"
+#include "reports/index_page.h"
+#include "reports/report_index.h"
+#include "reports/show_page.h"
+#include "send/session.h"
+
+namespace vespro::ModReports {
+namespace {
+
+namespace fs = std::filesystem;
+
+class Hourglass {
+ public:
+  explicit Hourglass(Desktop& desktop) : desktop_(desktop) { desktop_.SetHourglass(true); }
+  ~Hourglass() { desktop_.SetHourglass(false); }
+  Hourglass(const Hourglass&) = delete;
+  Hourglass& operator=(const Hourglass&) = delete;
+
+ private:
+  Desktop& desktop_;
+};
+
+void Tell(AddIn& add_in, std::string_view text, MessageIcon icon) {
+  add_in.desktop->MsgBox(text, icon, MessageButtons::kOk, kModuleName);
+}
+
+void TellFailure(AddIn& add_in, const Status& status) {
+  const bool none = status.code() == Code::kNotFound;
+  Tell(add_in, status.text(), none ? MessageIcon::kInformation : MessageIcon::kCritical);
+}
+
+fs::path IndexFile(const AddIn& add_in) { return add_in.data_folder / "index.html"; }
+
+// kNotFound when there are none.
+Result<std::vector<fs::path>> ListFolders(const AddIn& add_in) {
+  std::vector<fs::path> folders =
+      ModReportIndex::ReportFolders(ModSession::SessionsFolder(add_in.data_folder));
+  if (folders.empty()) return Status(Code::kNotFound, "No reports available");
+  return folders;
+}
+
+Status RemoveReports(const std::vector<fs::path>& folders) {
+  Status first;
+  for (const fs::path& folder : folders) {
+    for (const char* report : {ModReportIndex::kHtmlReport, ModReportIndex::kTextReport}) {
+      const Status removed = ModFiles::Remove(folder / report);
+      if (first.ok()) first = removed;
+    }
+  }
+  return first;
+}
+
+}  // namespace
+
+Result<fs::path> MakeIndex(AddIn& add_in) {
+  const Result<std::vector<fs::path>> folders = ListFolders(add_in);
+  if (!folders.ok()) return folders.status();
+  const fs::path page = IndexFile(add_in);
+  const Status written = ModIndexPage::Write(page, folders.value(), add_in.install_folder,
+                                             [&] { add_in.desktop->DoEvents(); });
+  if (!written.ok()) return written;
+  return page;
+}
+
+void ViewReports(AddIn& add_in) {
+  const Hourglass hourglass(*add_in.desktop);
+  const Result<fs::path> page = MakeIndex(add_in);
+  if (!page.ok()) return TellFailure(add_in, page.status());
+  ShowPage(add_in, page.value());
+}
+
+Status Purge(AddIn& add_in) {
+  constexpr std::string_view kQuestion =
+      "Are you sure you want to delete all HTML and TEXT reports?";
+  if (add_in.desktop->MsgBox(kQuestion, MessageIcon::kQuestion, MessageButtons::kYesNo,
+                             kModuleName) != MessageAnswer::kYes) {
+    return Status(Code::kCancelled, "nothing was deleted");
+  }
+  const Result<std::vector<fs::path>> folders = ListFolders(add_in);
+  Status done = folders.ok() ? RemoveReports(folders.value()) : folders.status();
+  if (!done.ok()) {
+    TellFailure(add_in, done);
+    // What is left can be looked at. Where the page can't be written either, enough was said.
+    if (folders.ok()) MakeIndex(add_in).status().Ignore();
+    return done;
+  }
+  Tell(add_in, "Reports purged", MessageIcon::kInformation);
+  done = ModIndexPage::WriteEmpty(IndexFile(add_in));
+  if (!done.ok()) TellFailure(add_in, done);
+  return done;
+}
+
+void PurgeReports(AddIn& add_in) {
+  const Status done = Purge(add_in);
+  if (done.ok() || done.code() == Code::kCannotWrite) ShowPage(add_in, IndexFile(add_in));
+}
+
+Status SetPerPage(Settings& settings, std::string_view answer) {
+  const std::string most = std::to_string(kMostPerPage);
+  const double value = ModText::LeadingNumber(answer);
+  if (value >= kMostPerPage + 1) {
+    return Status(Code::kUsage, "Cannot display more than  " + most + " status per page");
+  }
+  if (value < 1) return Status(Code::kUsage, "Cannot set value to  " + std::string(answer));
+  const std::string number = std::to_string(static_cast<int>(value));
+  const Status stored = settings.Write(setting::kReportPerPage, number);
+  if (stored.ok()) return {};
+  return Status(stored.code(), "Cannot set value to  " + number, stored.native());
+}
+
+void LimitPerPage(AddIn& add_in, Settings& settings) {
+  const std::string name = kModuleName;
+  const std::string answer = add_in.desktop->InputBox(
+      "Enter the number of delivery status shown per page.\r\nMaximum allow: " +
+          std::to_string(kMostPerPage) +
+          "\r\n\r\nThis setting will be effective the next time you run " + name,
+      name + " - No. of entries per report page",
+      ModText::Trim(settings.Read(setting::kReportPerPage)));
+  if (answer.empty()) return;
+  const Status stored = SetPerPage(settings, answer);
+  if (!stored.ok()) Tell(add_in, stored.text(), MessageIcon::kCritical);
+}
+
+}  // namespace vespro::ModReports
