@@ -1,6 +1,7 @@
 # How every target of this project is built, and the one way to declare a room.
 
 find_package(Threads REQUIRED)
+include(${CMAKE_CURRENT_LIST_DIR}/product.cmake)
 
 add_library(vespro_options INTERFACE)
 target_compile_options(vespro_options INTERFACE

@@ -31,12 +31,18 @@ void Tell(AddIn& add_in, std::string_view text, MessageIcon icon) {
   add_in.desktop->MsgBox(text, icon, MessageButtons::kOk, kModuleName);
 }
 
+// That there are no reports is no failure to the user.
 void TellFailure(AddIn& add_in, const Status& status) {
   const bool none = status.code() == Code::kNotFound;
   Tell(add_in, status.text(), none ? MessageIcon::kInformation : MessageIcon::kCritical);
 }
 
 fs::path IndexFile(const AddIn& add_in) { return add_in.data_folder / "index.html"; }
+
+void Show(AddIn& add_in, const fs::path& page) {
+  const Status shown = ShowPage(add_in, page);
+  if (!shown.ok()) Tell(add_in, shown.text(), MessageIcon::kCritical);
+}
 
 // kNotFound when there are none.
 Result<std::vector<fs::path>> ListFolders(const AddIn& add_in) {
@@ -73,7 +79,7 @@ void ViewReports(AddIn& add_in) {
   const Hourglass hourglass(*add_in.desktop);
   const Result<fs::path> page = MakeIndex(add_in);
   if (!page.ok()) return TellFailure(add_in, page.status());
-  ShowPage(add_in, page.value());
+  Show(add_in, page.value());
 }
 
 Status Purge(AddIn& add_in) {
@@ -99,7 +105,7 @@ Status Purge(AddIn& add_in) {
 
 void PurgeReports(AddIn& add_in) {
   const Status done = Purge(add_in);
-  if (done.ok() || done.code() == Code::kCannotWrite) ShowPage(add_in, IndexFile(add_in));
+  if (done.ok() || done.code() == Code::kCannotWrite) Show(add_in, IndexFile(add_in));
 }
 
 Status SetPerPage(Settings& settings, std::string_view answer) {
