@@ -111,10 +111,9 @@ TEST(IndexPageTest, OnlyWhatMisleadsALinkIsEncoded) {
       {"\xE2\x98\x83\xF0\x9F\x90\xA7", nullptr, "in few code pages"},
   };
   for (const auto& row : rows) {
-    const std::string target = row.target != nullptr ? row.target
-                               : ModCodePage::CanHold(row.name)
-                                   ? row.name
-                                   : "%E2%98%83%F0%9F%90%A7";
+    const std::string target = row.target != nullptr            ? row.target
+                               : ModCodePage::CanHold(row.name) ? row.name
+                                                                : "%E2%98%83%F0%9F%90%A7";
     EXPECT_EQ(ModIndexPage::LinkTarget(ModFiles::FromUtf8(row.name)), target) << row.why;
   }
   const std::string backslash = ModIndexPage::LinkTarget(ModFiles::FromUtf8("a\\b"));

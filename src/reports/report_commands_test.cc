@@ -110,7 +110,8 @@ TEST_F(ReportCommandsTest, PurgeTakesTheTwoReportsOfASessionAndNothingElse) {
                     "MsgBox[i] Vespro: Reports purged"}));
   EXPECT_FALSE(ModFiles::IsFile(folder_ / "session/1/report.html"));
   EXPECT_FALSE(ModFiles::IsFile(folder_ / "session/1/report.txt"));
-  for (const char* left : {"session/1/journal", "session/1/report-2.html", "session/2/report.txt"}) {
+  for (const char* left :
+       {"session/1/journal", "session/1/report-2.html", "session/2/report.txt"}) {
     EXPECT_TRUE(ModFiles::IsFile(folder_ / left)) << left;
   }
   EXPECT_NE(folder_.Read("index.html").find("No Vespro Delivery Reports"), std::string::npos);
@@ -131,7 +132,7 @@ TEST_F(ReportCommandsTest, PerPageIsFrom1To500) {
       {"500.9", "500", nullptr},
       {"", "500", nullptr},
       {"501", "500", "Cannot display more than  500 status per page"},
-      {"1e9", "500", "Cannot display more than  500 status per page"},
+      {"99999999999999999999999", "500", "Cannot display more than  500 status per page"},
       {"0", "500", "Cannot set value to  0"},
       {"-3", "500", "Cannot set value to  -3"},
       {"abc ", "500", "Cannot set value to  abc "},
