@@ -6,6 +6,7 @@
 #include "host/start_or_tell.h"
 #include "merge/merge_list.h"
 #include "recipients/dlg_select_file.h"
+#include "reports/report_commands.h"
 #include "send/send_command.h"
 
 namespace vespro {
@@ -270,11 +271,17 @@ void MyAddIn::CmdPaperClip_Click() { CmdAttachFile_Click(); }
 
 void MyAddIn::CmdOptions_Click() {}
 
-void MyAddIn::CmdViewReport_Click() {}
+void MyAddIn::CmdViewReport_Click() {
+  if (HasUserProfile()) ModReports::ViewReports(services_.add_in);
+}
 
-void MyAddIn::CmdPurgeReport_Click() {}
+void MyAddIn::CmdPurgeReport_Click() {
+  if (HasUserProfile()) ModReports::PurgeReports(services_.add_in);
+}
 
-void MyAddIn::CmdLimitReport_Click() {}
+void MyAddIn::CmdLimitReport_Click() {
+  if (HasUserProfile()) ModReports::LimitPerPage(services_.add_in, services_.settings);
+}
 
 void MyAddIn::CmdSupportHelp_Click() {}
 
