@@ -39,6 +39,7 @@ struct ReportCounts {
   std::map<std::string, StateCounts> by_server;
   std::uint64_t in_doubt = 0;  // on the wire when the job broke off, and not yet called unknown
   std::uint64_t to_mend = 0;   // rows in failed.csv
+  std::uint64_t skipped_to_mend = 0;  // of them, rows of state skipped
   std::int64_t started = 0;
 
   std::uint64_t Of(State state) const { return by_state[static_cast<std::size_t>(state)]; }
@@ -48,11 +49,14 @@ struct ReportCounts {
 // Counts every recipient once, by its last outcome.
 Result<ReportCounts> CountJournal(const std::filesystem::path& folder, const ListIdentity& list);
 
-// Writes all reports into the session folder. failed.csv holds the rows that surely were not sent:
-// state and reason, then the row as read. It can be used as a list: it always has a header, and the
-// reason has neither commas nor quotes nor an "@". Duplicates, suppressed and unknown recipients
-// are not in it, since sending to it would mail them wrongly. Without such rows there is no
-// failed.csv.
+// Writes all reports into the session folder. The pages show all problems - refused, failed,
+// unknown, and skipped rows that are to be mended - and the first `kMaxOthers` of the others, so
+// that a large job does not leave thousands of files; report.txt has everybody. failed.csv holds
+// the rows that surely were not sent: state and reason, then the row as read. It can be used as a
+// list: it always has a header, and the reason has neither commas nor quotes nor an "@".
+// Duplicates, suppressed and unknown recipients are not in it, since sending to it would mail them
+// wrongly. Without such rows there is no failed.csv.
+inline constexpr std::uint64_t kMaxOthers = 10'000;
 Status WriteReports(const std::filesystem::path& folder, const ListIdentity& list,
                     const ReportFacts& facts, const ReportCounts& counts);
 

@@ -1,0 +1,22 @@
+// engine/report_html.h - the report's pages: report.html, report-2.html and so on. One thread.
+//
+// They are read in browsers of any age, with and without style sheets, by eye and by ear, on paper
+// and on telephones. So: no script, a table with a caption and named headers, and what a style
+// sheet does is only to please - a link to a state leads to its rows in any browser, and hides the
+// others in a newer one.
+#pragma once
+
+#include <filesystem>
+
+#include "base/status.h"
+#include "engine/journal.h"
+#include "engine/report.h"
+
+namespace vespro::engine {
+
+// Writes all pages and removes those that an earlier report had more. report.html, which people
+// open, comes last.
+Status WritePages(const std::filesystem::path& folder, const LineStates& states,
+                  const ReportFacts& facts, const ReportCounts& counts);
+
+}  // namespace vespro::engine

@@ -1,0 +1,40 @@
+// engine/report_rows.h - what the reports say of one recipient, read from the journal. For
+// report.cc and report_html.cc. One thread.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "base/status.h"
+#include "engine/journal.h"
+
+namespace vespro::engine::ModReportRows {
+
+// In which order states are named.
+inline constexpr std::array<State, kStates> kStateOrder = {
+    State::kSent, State::kRefused, State::kFailed, State::kSkipped, State::kUnknown};
+
+using Wanted = std::function<bool(const JournalEvent&)>;
+using Take = std::function<Status(const JournalEvent&)>;
+
+// Reads the journal once more and gives the last outcome of each line, in the order in which they
+// were settled. Ends at the first failure of `take`.
+Status ForEach(const std::filesystem::path& folder, const LineStates& states, const Take& take);
+// The first `at_most` of them that are `wanted`; reads no further.
+Status ForFirst(const std::filesystem::path& folder, const LineStates& states,
+                std::uint64_t at_most, const Wanted& wanted, const Take& take);
+
+// What is not ours, made fit to be read: UTF-8 on one line, of a length that a page can bear.
+std::string Value(std::string_view text);
+// Who a row is about: the address, or the row itself when it has none.
+std::string Who(const JournalEvent& event);
+// The server's words or ours; for a skipped row with its line's number.
+std::string Words(const JournalEvent& event);
+// "2026-11-24 20:15:00 +0100", in the local time.
+std::string LocalTimeText(std::int64_t seconds);
+
+}  // namespace vespro::engine::ModReportRows

@@ -1,0 +1,221 @@
+// The reports' pages, made from a journal alone.
+#include "engine/report.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/testing.h"
+#include "base/text.h"
+
+namespace vespro::engine {
+namespace {
+
+class ReportTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    list_.lines = 30'000;
+    Result<Journal> journal = Journal::Open(folder_.path(), list_, false, clock_);
+    ASSERT_TRUE(journal.ok()) << journal.status().text();
+    journal_.emplace(std::move(journal).value());
+  }
+
+  // So many in a row; those that are skipped as duplicates, unless they are to be mended.
+  void Add(State state, int count, bool mend = false) {
+    for (int i = 0; i < count; ++i) {
+      ++line_;
+      const std::string address = std::string(StateName(state)) + std::to_string(line_) + "@x.org";
+      const Recipient person{line_, address, state == State::kSent ? "" : address};
+      const Status written =
+          state == State::kSkipped
+              ? journal_->Skip(person, "a reason", mend)
+              : journal_->Record(person, {state, 1, "mail.x.org:25", "the server's words"});
+      ASSERT_TRUE(written.ok()) << written.text();
+    }
+  }
+
+  void Write(std::size_t per_page) {
+    ASSERT_TRUE(journal_->Commit().ok());
+    const Result<ReportCounts> counts = CountJournal(folder_.path(), list_);
+    ASSERT_TRUE(counts.ok()) << counts.status().text();
+    ReportFacts facts;
+    facts.subject = "News";
+    facts.list.kind = ListKind::kCsv;
+    facts.entries_per_page = per_page;
+    const Status written = WriteReports(folder_.path(), list_, facts, counts.value());
+    ASSERT_TRUE(written.ok()) << written.text();
+  }
+
+  std::string Page(int number) const {
+    return folder_.Read(number == 1 ? "report.html" : "report-" + std::to_string(number) + ".html");
+  }
+  bool HasPage(int number) const {
+    return ModFiles::IsFile(folder_ / ("report-" + std::to_string(number) + ".html"));
+  }
+
+  TemporaryFolder folder_;
+  FixedClock clock_{std::chrono::system_clock::time_point(std::chrono::seconds(1'700'000'000))};
+  ListIdentity list_;
+  std::optional<Journal> journal_;
+  std::uint64_t line_ = 0;
+};
+
+std::size_t Count(std::string_view text, std::string_view what) {
+  std::size_t count = 0;
+  for (std::size_t at = text.find(what); at != std::string_view::npos; at = text.find(what, at + 1))
+    ++count;
+  return count;
+}
+
+// The addresses in the order of the page.
+std::vector<std::string> PeopleOn(const std::string& page) {
+  constexpr std::string_view kRow = "<th scope=\"row\">";
+  std::vector<std::string> people;
+  for (std::size_t at = page.find(kRow); at != std::string::npos; at = page.find(kRow, at)) {
+    at += kRow.size();
+    people.push_back(page.substr(at, page.find('<', at) - at));
+  }
+  return people;
+}
+
+// What a link leads to: the first rows behind its anchor, on its page.
+std::string FirstBehind(const std::string& page, std::string_view state) {
+  const std::size_t group = page.find("<tbody id=\"" + std::string(state) + "\"");
+  return group == std::string::npos ? "" : PeopleOn(page.substr(group)).at(0);
+}
+
+TEST_F(ReportTest, EveryStateIsALinkToItsFirstRows) {
+  Add(State::kSent, 5);
+  Add(State::kSkipped, 2);
+  Add(State::kUnknown, 1);
+  Add(State::kSkipped, 1, true);
+  Add(State::kRefused, 4);
+  Add(State::kFailed, 2);
+  Write(4);
+  // refused 10-13; failed 14 15, unknown 8, skipped 9; skipped 6 7, sent 1 2; sent 3 4 5
+  EXPECT_EQ(PeopleOn(Page(2)), (std::vector<std::string>{"failed14@x.org", "failed15@x.org",
+                                                         "unknown8@x.org", "skipped9@x.org"}));
+  const struct {
+    const char* link;
+    int page;
+    const char* state;
+    const char* first;
+  } kLinks[] = {
+      {"report.html#refused\">4 refused", 1, "refused", "refused10@x.org"},
+      {"report-2.html#failed\">2 failed", 2, "failed", "failed14@x.org"},
+      {"report-2.html#unknown\">1 unknown", 2, "unknown", "unknown8@x.org"},
+      {"report-2.html#skipped\">3 skipped", 2, "skipped", "skipped9@x.org"},
+      {"report-3.html#sent\">5 sent", 3, "sent", "sent1@x.org"},
+  };
+  for (const auto& [link, page, state, first] : kLinks) {
+    for (const int from : {1, 2, 3, 4}) {
+      EXPECT_NE(Page(from).find(link), std::string::npos) << link << " on page " << from;
+    }
+    EXPECT_EQ(FirstBehind(Page(page), state), first);
+  }
+  // Whoever looks at one state goes on with it: it ends on page 1, or continues on the next.
+  EXPECT_EQ(Page(1).find(">More "), std::string::npos);
+  EXPECT_NE(Page(2).find("<a href=\"report-3.html#skipped\">More skipped"), std::string::npos);
+  EXPECT_NE(Page(3).find("<a href=\"report-4.html#sent\">More sent"), std::string::npos);
+  EXPECT_EQ(FirstBehind(Page(3), "skipped"), "skipped6@x.org");
+  EXPECT_NE(Page(1).find("15 recipients"), std::string::npos);
+  EXPECT_NE(Page(2).find("<caption>Recipients 5 to 8 of 15"), std::string::npos);
+  EXPECT_FALSE(HasPage(5));
+}
+
+TEST_F(ReportTest, ALargeJobLeavesAllProblemsAndFewPages) {
+  Add(State::kSent, 9'000);
+  Add(State::kSkipped, 4'000);
+  Add(State::kSkipped, 10, true);
+  Add(State::kRefused, 990);
+  Write(500);
+  std::map<std::string, std::size_t> shown;
+  int pages = 0;
+  for (int number = 1; number == 1 || HasPage(number); ++number) {
+    ++pages;
+    for (const char* state : {"refused", "skipped", "sent"}) {
+      shown[state] += Count(Page(number), ">" + std::string(state) + "</b>");
+    }
+  }
+  EXPECT_EQ(pages, 22);
+  EXPECT_EQ(shown["refused"], 990u);
+  EXPECT_EQ(shown["skipped"], 4'010u);
+  EXPECT_EQ(shown["sent"], 6'000u) << "10,000 who are no problem, in all";
+  for (const int number : {1, 22}) {
+    EXPECT_NE(Page(number).find("All 14,000 are in <a href=\"report.txt\">"), std::string::npos);
+  }
+  EXPECT_EQ(Count(folder_.Read("report.txt"), "@x.org\t"), 14'000u);
+}
+
+TEST_F(ReportTest, AStateWithoutARowOnAnyPageLeadsToTheText) {
+  Add(State::kSent, 1);
+  Add(State::kSkipped, 10'001);
+  Write(500);
+  EXPECT_NE(Page(1).find("href=\"report.txt\">1 sent<"), std::string::npos);
+  EXPECT_EQ(FirstBehind(Page(1), "skipped"), "skipped2@x.org");
+  EXPECT_FALSE(HasPage(21));
+}
+
+TEST_F(ReportTest, NobodyIsAPageAsWell) {
+  Write(100);
+  EXPECT_NE(Page(1).find("0 recipients"), std::string::npos);
+  EXPECT_EQ(Count(Page(1), "<tbody"), 0u);
+}
+
+// Relative luminance and contrast as WCAG 2 defines them.
+double Luminance(const std::string& color) {  // "#rrggbb" or "#rgb"
+  const std::size_t digits = color.size() > 4 ? 2 : 1;
+  double sum = 0;
+  for (std::size_t i = 0; i < 3; ++i) {
+    std::string part = color.substr(1 + i * digits, digits);
+    if (digits == 1) part += part;
+    const double share = std::stoi(part, nullptr, 16) / 255.0;
+    const double linear = share <= 0.03928 ? share / 12.92 : std::pow((share + 0.055) / 1.055, 2.4);
+    sum += linear * (i == 0 ? 0.2126 : i == 1 ? 0.7152 : 0.0722);
+  }
+  return sum;
+}
+double Contrast(const std::string& a, const std::string& b) {
+  const double la = Luminance(a), lb = Luminance(b);
+  return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
+}
+
+// The colour that the first rule for `selector` gives the property; a failure when it gives none.
+std::string ColorOf(const std::string& style, const std::string& selector,
+                    const std::string& property) {
+  const std::size_t rule = style.find(selector);
+  const std::size_t open = style.find('{', rule);
+  const std::string body = style.substr(open, style.find('}', open) - open);
+  for (const char* before : {"{", ";"}) {
+    const std::size_t at = body.find(before + property + ":#");
+    if (rule == std::string::npos || at == std::string::npos) continue;
+    const std::size_t value = at + 1 + property.size() + 1;
+    return body.substr(value, body.find(';', value) - value);
+  }
+  ADD_FAILURE() << "no " << property << " for " << selector;
+  return "#000";
+}
+
+TEST_F(ReportTest, ColoursStandOutInBothLooks) {
+  Add(State::kSent, 1);
+  Write(100);
+  const std::string page = Page(1);
+  const std::size_t dark = page.find("(prefers-color-scheme:dark)");
+  ASSERT_NE(dark, std::string::npos);
+  for (const std::string& look : {page.substr(page.find("<style>"), dark), page.substr(dark)}) {
+    const std::string ground = ColorOf(look, "body{", "background");
+    EXPECT_GE(Contrast(ColorOf(look, "body{", "color"), ground), 4.5);
+    EXPECT_GE(Contrast(ColorOf(look, "a{color", "color"), ground), 4.5);
+    EXPECT_GE(Contrast(ColorOf(look, "dt,.hint", "color"), ground), 4.5);
+    const std::string letters = ColorOf(look, ".key,td b{", "color");
+    for (const char* state : {"sent", "refused", "failed", "skipped", "unknown"}) {
+      const std::string color = ColorOf(look, std::string(".bar .") + state, "background");
+      EXPECT_GE(Contrast(letters, color), 4.5) << state;
+      EXPECT_GE(Contrast(ground, color), 3.0) << state;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace vespro::engine
