@@ -11,6 +11,7 @@
 #include "recipients/frm_list_box.h"
 #include "recipients/frm_wait.h"
 #include "settings/file_backend.h"
+#include "settings/frm_mail_setting.h"
 #include "settings/settings.h"
 
 namespace vespro {
@@ -96,6 +97,19 @@ void AddRecipients(std::vector<DialogSample>& samples, const fs::path& work_fold
       [](Desktop& desktop) { frmWait().ShowModal(desktop); });
 }
 
+void ShowAccounts(const fs::path& work_folder, Desktop& desktop) {
+  const fs::path accounts = work_folder / "accounts";
+  ModFiles::ReplaceWith(accounts,
+                        "\"smtp.example.org\",\"587\",\"YW5u\",\"c2VjcmV0\"\r\n"
+                        "\"relay.example.net\",\"25\",\"\",\"\"\r\n"
+                        "\"relay.example.net\",\"25\",\"\",\"\"\r\n")
+      .Ignore();  // the picture would show it
+  frmMailSetting dialog(desktop, accounts);
+  dialog.Show(desktop);
+  dialog.Do(UserAction::Select(dialog.ListServer, 1));
+  dialog.ShowModal(desktop);
+}
+
 void ShowWords(const fs::path& work_folder, Desktop& desktop) {
   SampleSettings sample(work_folder, "");
   sample.settings.Write(setting::kCustomWord1, "Kind regards").Ignore();  // seen in the picture
@@ -109,6 +123,9 @@ std::vector<DialogSample> DialogSamples(const fs::path& work_folder) {
   AddRecipients(samples, work_folder);
   samples.push_back({"frmMailMerge", [=](Desktop& desktop) { ShowWords(work_folder, desktop); },
                      "The user's own words for the list of merge words."});
+  samples.push_back({"frmMailSetting",
+                     [=](Desktop& desktop) { ShowAccounts(work_folder, desktop); },
+                     "The mail servers; a row that is clicked comes back into the boxes."});
   return samples;
 }
 

@@ -8,6 +8,7 @@
 #include "merge/frm_mail_merge.h"
 #include "recipients/dlg_map_csv.h"
 #include "recipients/dlg_select_file.h"
+#include "settings/frm_mail_setting.h"
 #include "settings/settings.h"
 
 namespace vespro {
@@ -98,6 +99,10 @@ std::vector<HomeDialog> HomeDialogs() {
        [](Desktop& desktop, Home& home) {
          Settings settings(*home.backend);
          frmMailMerge(desktop, settings, {}).ShowModal(desktop);
+       }},
+      {"frmMailSetting",
+       [](Desktop& desktop, Home& home) {
+         frmMailSetting(desktop, home.AccountFile()).ShowModal(desktop);
        }},
   };
 }

@@ -5,6 +5,7 @@
 #include "dialogs/samples.h"
 #include "merge/dialog_stories.h"
 #include "recipients/dialog_stories.h"
+#include "settings/dialog_stories.h"
 #include "win32/win32_driver.h"
 #include "win32/win32_measure.h"
 #include "win32/win32_view.h"
@@ -22,6 +23,8 @@ TEST_P(NativeDialogTest, IsTold) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Recipients, NativeDialogTest, testing::ValuesIn(RecipientsStories()),
+                         [](const auto& story) { return story.param.name; });
+INSTANTIATE_TEST_SUITE_P(Accounts, NativeDialogTest, testing::ValuesIn(AccountStories()),
                          [](const auto& story) { return story.param.name; });
 INSTANTIATE_TEST_SUITE_P(Merge, NativeDialogTest, testing::ValuesIn(MergeDialogStories()),
                          [](const auto& story) { return story.param.name; });
