@@ -1,0 +1,53 @@
+#include "outlook/ledger.h"
+
+#include <cstdio>
+
+#include "outlook/automation.h"
+
+namespace vespro::standin {
+
+Ledger::Ledger() = default;
+Ledger::~Ledger() = default;
+
+Object* Ledger::Find(IUnknown* unknown) const {
+  for (const auto& object : objects_) {
+    if (unknown != nullptr && object->unknown() == unknown) return object.get();
+  }
+  return nullptr;
+}
+
+void Ledger::Happened(std::string line) {
+  if (speaks_) {
+    std::printf("%s\n", line.c_str());
+    std::fflush(stdout);
+  }
+  events_.push_back(std::move(line));
+}
+
+void Ledger::Fault(std::string line) {
+  if (speaks_) {
+    std::printf("FAULT %s\n", line.c_str());
+    std::fflush(stdout);
+  }
+  faults_.push_back(std::move(line));
+}
+
+bool Ledger::CountCall(const Object& object, std::string_view what) {
+  ++calls_;
+  if (calls_ != failing_call_) return false;
+  failed_call_ = object.name() + "." + std::string(what);
+  return true;
+}
+
+int Ledger::Turn(int count) {
+  turn_ = turn_ * 1103515245 + 12345;
+  return static_cast<int>((turn_ >> 16) % static_cast<std::uint32_t>(count));
+}
+
+std::vector<std::string> Ledger::Held() const {
+  std::vector<std::string> held;
+  for (const auto& object : objects_) object->ReportHeld(held);
+  return held;
+}
+
+}  // namespace vespro::standin
