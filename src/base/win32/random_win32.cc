@@ -1,6 +1,6 @@
 #include <windows.h>
 // After windows.h, on which it depends.
-#include <bcrypt.h>
+#include <ntsecapi.h>
 
 #include <cstdlib>
 
@@ -8,11 +8,9 @@
 
 namespace vespro {
 
+// Windows XP has no newer way to this source, and the add-in is loaded there, too.
 void SystemRandomness::Refill() {
-  if (BCryptGenRandom(nullptr, reinterpret_cast<PUCHAR>(numbers_.data()), sizeof numbers_,
-                      BCRYPT_USE_SYSTEM_PREFERRED_RNG) != 0) {
-    std::abort();
-  }
+  if (!RtlGenRandom(numbers_.data(), sizeof numbers_)) std::abort();
   used_ = 0;
 }
 
