@@ -78,6 +78,7 @@ class ComTest : public testing::Test {
   }
 
   ModuleUse use_;
+  HostContext context_{use_};
   std::shared_ptr<MemberIds> ids_ = std::make_shared<MemberIds>();
 };
 
@@ -356,7 +357,7 @@ TEST_F(ComTest, EventsArriveUntilTheyAreEnded) {
   const auto source = MakeComObject<Source>(use_);
   Receiver receiver;
   EventConnection connection;
-  ASSERT_TRUE(connection.Connect(Unknown(source), kEvents, receiver, use_).ok());
+  ASSERT_TRUE(connection.Connect(Unknown(source), kEvents, receiver, context_).ok());
   const auto object = MakeComObject<Recorder>(use_);
   VARIANT cancel;
   VARIANT_BOOL cancelled = VARIANT_FALSE;
@@ -384,7 +385,7 @@ TEST_F(ComTest, ALateEventReachesNobody) {
   const auto source = MakeComObject<Source>(use_);
   Receiver receiver;
   EventConnection connection;
-  ASSERT_TRUE(connection.Connect(Unknown(source), kEvents, receiver, use_).ok());
+  ASSERT_TRUE(connection.Connect(Unknown(source), kEvents, receiver, context_).ok());
   source->on_unadvise = [&] {
     source->Raise(9);         // on its way already
     connection.Disconnect();  // and somebody cleans up because of it
@@ -401,10 +402,18 @@ TEST_F(ComTest, AnEventMayDestroyItsReceiver) {
     EventConnection connection;
   };
   auto owner = std::make_unique<Owner>();
-  ASSERT_TRUE(owner->connection.Connect(Unknown(source), kEvents, owner->receiver, use_).ok());
-  owner->receiver.then = [&] { owner.reset(); };
+  auto state = std::make_shared<int>(1);
+  const std::weak_ptr<int> watched = state;
+  context_.kept_by_handlers = state;
+  ASSERT_TRUE(owner->connection.Connect(Unknown(source), kEvents, owner->receiver, context_).ok());
+  owner->receiver.then = [&] {
+    owner.reset();
+    state.reset();
+    EXPECT_FALSE(watched.expired()) << "the handler's own state";
+  };
   source->Raise(1);
   EXPECT_EQ(owner, nullptr);
+  EXPECT_TRUE(watched.expired());
   EXPECT_EQ(source->last_result, S_OK);
 }
 
@@ -413,7 +422,7 @@ TEST_F(ComTest, AFaultInAHandlerStaysThere) {
   Receiver receiver;
   receiver.then = [] { throw std::runtime_error("no"); };
   EventConnection connection;
-  ASSERT_TRUE(connection.Connect(Unknown(source), kEvents, receiver, use_).ok());
+  ASSERT_TRUE(connection.Connect(Unknown(source), kEvents, receiver, context_).ok());
   source->Raise(1);
   EXPECT_EQ(source->last_result, E_UNEXPECTED);
   EXPECT_EQ(source->sinks.begin()->second->Invoke(5, IID_NULL, 0, DISPATCH_METHOD, nullptr, nullptr,
@@ -426,12 +435,13 @@ TEST_F(ComTest, ASourceWithoutTheEventsIsAFailure) {
   Receiver receiver;
   EventConnection connection;
   const auto source = MakeComObject<Source>(use_);
-  EXPECT_EQ(connection.Connect(Unknown(source), kOtherEvents, receiver, use_).native(),
+  EXPECT_EQ(connection.Connect(Unknown(source), kOtherEvents, receiver, context_).native(),
             Native(CONNECT_E_NOCONNECTION));
   const auto plain = MakeComObject<Recorder>(use_);
-  EXPECT_EQ(connection.Connect(plain.get(), kEvents, receiver, use_).native(),
+  EXPECT_EQ(connection.Connect(plain.get(), kEvents, receiver, context_).native(),
             Native(E_NOINTERFACE));
-  EXPECT_EQ(connection.Connect(nullptr, kEvents, receiver, use_).native(), Native(E_NOINTERFACE));
+  EXPECT_EQ(connection.Connect(nullptr, kEvents, receiver, context_).native(),
+            Native(E_NOINTERFACE));
   EXPECT_FALSE(connection.connected());
 }
 

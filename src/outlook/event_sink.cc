@@ -24,6 +24,7 @@ STDMETHODIMP EventSink::GetTypeInfoCount(UINT* count) {
 STDMETHODIMP EventSink::Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS* arguments, VARIANT*,
                                EXCEPINFO*, UINT*) {
   const ComPtr<EventSink> self(this);
+  const std::shared_ptr<void> kept = kept_.lock();
   return AtComEdge("an event", [&] {
     const DISPPARAMS none{};
     if (receiver_ != nullptr) receiver_->OnEvent(id, arguments == nullptr ? none : *arguments);
@@ -32,7 +33,7 @@ STDMETHODIMP EventSink::Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS* argume
 }
 
 Status EventConnection::Connect(IUnknown* source, REFIID events, EventReceiver& receiver,
-                                ModuleUse& use) {
+                                const HostContext& context) {
   Disconnect();
   ComPtr<IUnknown> kept(source);
   const auto container = kept.As<IConnectionPointContainer>(IID_IConnectionPointContainer);
@@ -40,7 +41,7 @@ Status EventConnection::Connect(IUnknown* source, REFIID events, EventReceiver& 
   HRESULT result = E_NOINTERFACE;
   if (container) result = container->FindConnectionPoint(events, point.Out());
   if (FAILED(result)) point.Detach();
-  auto sink = MakeComObject<EventSink>(use, events, receiver);
+  auto sink = MakeComObject<EventSink>(context.use, events, receiver, context.kept_by_handlers);
   DWORD cookie = 0;
   if (SUCCEEDED(result)) result = point ? point->Advise(sink.get(), &cookie) : E_UNEXPECTED;
   if (FAILED(result)) {

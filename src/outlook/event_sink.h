@@ -6,9 +6,13 @@
 #include <oaidl.h>
 #include <ocidl.h>
 
+#include <memory>
+#include <utility>
+
 #include "base/status.h"
 #include "outlook/com_object.h"
 #include "outlook/com_ptr.h"
+#include "outlook/host_context.h"
 
 namespace vespro {
 
@@ -29,8 +33,9 @@ ComPtr<IDispatch> ObjectArgument(const DISPPARAMS& arguments, UINT index);
 // it first: an event on its way then reaches nobody, and no circle keeps Outlook alive.
 class EventSink final : public ComObject<IDispatch> {
  public:
-  EventSink(ModuleUse& use, REFIID events, EventReceiver& receiver)
-      : ComObject(use), events_(events), receiver_(&receiver) {}
+  // `kept` lives at least as long as a handler that has begun.
+  EventSink(ModuleUse& use, REFIID events, EventReceiver& receiver, std::weak_ptr<void> kept)
+      : ComObject(use), events_(events), receiver_(&receiver), kept_(std::move(kept)) {}
 
   void Forget() { receiver_ = nullptr; }
 
@@ -46,6 +51,7 @@ class EventSink final : public ComObject<IDispatch> {
 
   const IID events_;
   EventReceiver* receiver_;
+  const std::weak_ptr<void> kept_;
 };
 
 // Events of one source, from Connect to Disconnect or the end. The source is kept as long, since
@@ -59,7 +65,8 @@ class EventConnection {
 
   // `events` is the interface of the events. What it was connected to before is left. kUnavailable
   // with the HRESULT when the source has no such events or refuses.
-  Status Connect(IUnknown* source, REFIID events, EventReceiver& receiver, ModuleUse& use);
+  Status Connect(IUnknown* source, REFIID events, EventReceiver& receiver,
+                 const HostContext& context);
   // Nothing arrives from then on. May be called at any time, and again.
   void Disconnect();
   bool connected() const { return static_cast<bool>(sink_); }

@@ -1,0 +1,135 @@
+#include "outlook/outlook_windows.h"
+
+#include <utility>
+
+#include "outlook/office_bars.h"
+#include "outlook/outlook_events.h"
+#include "outlook/outlook_item.h"
+
+namespace vespro {
+namespace {
+
+// Office's numbers of built-in controls.
+constexpr int kEditMenu = 30003;
+constexpr int kPaste = 22;
+
+// A handler may end its own object: what runs is a copy, and the last thing its caller does.
+void Call(const std::function<void()>& handler) {
+  if (const auto copy = handler) copy();
+}
+
+// Connects, or disconnects where nothing is listened to. A window whose events can't be had is one
+// in which nothing happens.
+void Follow(EventConnection& connection, bool listens, const HostObject& source, REFIID events,
+            EventReceiver& receiver) {
+  if (!listens) {
+    connection.Disconnect();
+  } else if (!connection.connected()) {
+    connection.Connect(source.object.get(), events, receiver, *source.context).Ignore();
+  }
+}
+
+}  // namespace
+
+OutlookInspector::OutlookInspector(HostObject window)
+    : window_(std::move(window)),
+      identity_(ComPtr<IDispatch>(window_.object.get()).As<IUnknown>(IID_IUnknown)) {}
+
+EditorType OutlookInspector::Editor() const {
+  const Result<std::int32_t> editor = window_.object.Int(L"EditorType");
+  return editor.ok() ? static_cast<EditorType>(editor.value()) : EditorType::kPlainText;
+}
+
+Result<bool> OutlookInspector::IsWordMail() const { return window_.object.Bool(L"IsWordMail"); }
+
+std::shared_ptr<MailItem> OutlookInspector::CurrentItem() {
+  Result<Dispatch> item = window_.object.Object(L"CurrentItem", ObjectKind::kAny);
+  return item.ok() ? OutlookItem::Make(window_, std::move(item).value()) : nullptr;
+}
+
+std::shared_ptr<CommandBars> OutlookInspector::Bars() { return BarsOf(window_); }
+
+Status OutlookInspector::PasteAtCaret() {
+  const auto bars = BarsOf(window_);
+  const auto menu_bar = bars != nullptr ? bars->ActiveMenuBar() : nullptr;
+  const auto edit = menu_bar != nullptr ? std::dynamic_pointer_cast<CommandBarPopup>(menu_bar->Find(
+                                              {.type = ControlType::kPopup, .id = kEditMenu}))
+                                        : nullptr;
+  const auto entries = edit != nullptr ? edit->Bar() : nullptr;
+  const auto paste = entries != nullptr ? entries->Find({.id = kPaste}) : nullptr;
+  if (paste == nullptr) return Status(Code::kNotFound, "the window has no Paste command");
+  return paste->Execute();
+}
+
+void OutlookInspector::Listen(InspectorEvents events) {
+  events_ = std::move(events);
+  Follow(connection_, events_.activate || events_.deactivate || events_.close, window_,
+         kInspectorEvents, *this);
+}
+
+void OutlookInspector::OnEvent(DISPID id, const DISPPARAMS&) {
+  switch (id) {
+    case event_id::kActivate:
+      return Call(events_.activate);
+    case event_id::kDeactivate:
+      return Call(events_.deactivate);
+    case event_id::kClose:
+      return Call(events_.close);
+    default:
+      return;
+  }
+}
+
+std::shared_ptr<CommandBars> OutlookExplorer::Bars() { return BarsOf(window_); }
+
+void OutlookExplorer::Listen(ExplorerEvents events) {
+  events_ = std::move(events);
+  Follow(connection_,
+         events_.activate || events_.deactivate || events_.before_folder_switch || events_.close,
+         window_, kExplorerEvents, *this);
+}
+
+std::optional<int> OutlookExplorer::ItemTypeOf(const DISPPARAMS& arguments) const {
+  const Dispatch folder = window_.object.Other(ObjectArgument(arguments, 0), ObjectKind::kAny);
+  const Result<std::int32_t> type = folder.Int(L"DefaultItemType");
+  return type.ok() ? std::optional<int>(type.value()) : std::nullopt;
+}
+
+void OutlookExplorer::OnEvent(DISPID id, const DISPPARAMS& arguments) {
+  switch (id) {
+    case event_id::kActivate:
+      return Call(events_.activate);
+    case event_id::kDeactivate:
+      return Call(events_.deactivate);
+    case event_id::kClose:
+      return Call(events_.close);
+    case event_id::kBeforeFolderSwitch: {
+      const auto handler = events_.before_folder_switch;
+      if (handler) handler(ItemTypeOf(arguments));
+      return;
+    }
+    default:
+      return;
+  }
+}
+
+Result<int> OutlookInspectors::Count() const {
+  const Result<std::int32_t> count = all_.object.Int(L"Count");
+  if (!count.ok()) return count.status();
+  return static_cast<int>(count.value());
+}
+
+void OutlookInspectors::OnNewInspector(std::function<void(std::shared_ptr<Inspector>)> handler) {
+  handler_ = std::move(handler);
+  Follow(connection_, static_cast<bool>(handler_), all_, kInspectorsEvents, *this);
+}
+
+void OutlookInspectors::OnEvent(DISPID id, const DISPPARAMS& arguments) {
+  const auto handler = handler_;
+  ComPtr<IDispatch> window = ObjectArgument(arguments, 0);
+  if (id != event_id::kNewInspector || !handler || !window) return;
+  handler(std::make_shared<OutlookInspector>(
+      all_.With(all_.object.Other(std::move(window), ObjectKind::kInspector))));
+}
+
+}  // namespace vespro
