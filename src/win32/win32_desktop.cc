@@ -7,6 +7,7 @@
 #include "base/win32/system_programs.h"
 #include "base/win32/wide.h"
 #include "forms/boxes.h"
+#include "win32/clipboard_picture.h"
 #include "win32/file_picker.h"
 #include "win32/owned.h"
 
@@ -45,10 +46,11 @@ bool IsQuitting() {
 // Another program may hold the clipboard for a moment.
 class OpenedClipboard {
  public:
-  OpenedClipboard() {
+  // `owner` is a window of this thread: what nobody owns takes no data on some systems.
+  explicit OpenedClipboard(HWND owner) {
     for (int tries = 0; tries < kClipboardTries && !opened_; ++tries) {
       if (tries > 0) Sleep(kClipboardPause);
-      opened_ = OpenClipboard(nullptr) != 0;
+      opened_ = OpenClipboard(owner) != 0;
     }
   }
   ~OpenedClipboard() {
@@ -105,7 +107,7 @@ std::string Win32Desktop::PickFile(const FileQuestion& question) {
 }
 
 Status Win32Desktop::ClearClipboard() {
-  const OpenedClipboard clipboard;
+  const OpenedClipboard clipboard(renderer_.Front());
   if (clipboard.opened() && EmptyClipboard() != 0) return {};
   return ClipboardFailed();
 }
@@ -113,7 +115,7 @@ Status Win32Desktop::ClearClipboard() {
 Status Win32Desktop::SetClipboardText(std::string_view text) {
   const std::wstring wide = ModWide::FromUtf8(std::string(text));
   const std::size_t bytes = (wide.size() + 1) * sizeof(wchar_t);
-  const OpenedClipboard clipboard;
+  const OpenedClipboard clipboard(renderer_.Front());
   if (!clipboard.opened()) return ClipboardFailed();
   const HGLOBAL memory = GlobalAlloc(GMEM_MOVEABLE, bytes);
   if (memory == nullptr) return ClipboardFailed();
@@ -127,6 +129,22 @@ Status Win32Desktop::SetClipboardText(std::string_view text) {
   const Status failed = ClipboardFailed();
   GlobalFree(memory);
   return failed;
+}
+
+Status Win32Desktop::SetClipboardPicture(std::string_view resource, PictureKind kind) {
+  Owned<HBITMAP> picture = ModClipboardPicture::Load(resource, kind);
+  if (!picture)
+    return Status(Code::kNotFound, "there is no picture '" + std::string(resource) + "'");
+  const OpenedClipboard clipboard(renderer_.Front());
+  if (!clipboard.opened() || EmptyClipboard() == 0) return ClipboardFailed();
+  if (kind == PictureKind::kIcon) {
+    // Whoever can't have it takes the bitmap.
+    const HGLOBAL copy = ModClipboardPicture::ToDib(picture.get());
+    if (copy != nullptr && SetClipboardData(CF_DIB, copy) == nullptr) GlobalFree(copy);
+  }
+  if (SetClipboardData(CF_BITMAP, picture.get()) == nullptr) return ClipboardFailed();
+  picture.Forget();  // the clipboard owns it from then on
+  return {};
 }
 
 void Win32Desktop::SetHourglass(bool on) {

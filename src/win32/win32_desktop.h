@@ -28,6 +28,8 @@ class Win32Desktop : public Desktop {
   FormScreen* Screen() override { return &screen_; }
   Status ClearClipboard() override;
   Status SetClipboardText(std::string_view text) override;
+  // kNotFound where our module has no such picture; then the clipboard is as it was.
+  Status SetClipboardPicture(std::string_view resource, PictureKind kind) override;
   void SetHourglass(bool on) override;
   // Runs pending events if 15 ms have passed since it last did: more often than the screen is drawn
   // nobody sees a difference, and a call for each line of a list of millions must cost nothing.

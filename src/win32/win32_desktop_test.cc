@@ -176,6 +176,60 @@ TEST_F(Win32DesktopTest, EventsRunWhileAProgramWorks) {
   EXPECT_TRUE(came);
 }
 
+// What is on the clipboard as a device-independent bitmap: its size, and how many of its pixels
+// differ from that in the corner.
+struct OnClipboard {
+  bool bitmap = false;
+  LONG width = 0, height = 0;
+  int drawn = 0;
+  COLORREF corner = 0;
+};
+OnClipboard PictureOnClipboard() {
+  OnClipboard found;
+  EXPECT_TRUE(OpenClipboard(nullptr));
+  found.bitmap = GetClipboardData(CF_BITMAP) != nullptr;
+  const HANDLE data = GetClipboardData(CF_DIB);
+  const auto* info = data != nullptr ? static_cast<const BITMAPINFO*>(GlobalLock(data)) : nullptr;
+  if (info != nullptr) {
+    found.width = info->bmiHeader.biWidth;
+    found.height = info->bmiHeader.biHeight;
+    const Owned<HDC> dc(CreateCompatibleDC(nullptr));
+    const Owned<HBITMAP> bitmap(static_cast<HBITMAP>(
+        CopyImage(GetClipboardData(CF_BITMAP), IMAGE_BITMAP, 0, 0, LR_CREATEDIBSECTION)));
+    const HGDIOBJ before = SelectObject(dc.get(), bitmap.get());
+    found.corner = GetPixel(dc.get(), 0, 0);
+    for (int i = 0; i < found.width * found.height; ++i) {
+      if (GetPixel(dc.get(), i % found.width, i / found.width) != found.corner) ++found.drawn;
+    }
+    SelectObject(dc.get(), before);
+    GlobalUnlock(data);
+  }
+  CloseClipboard();
+  return found;
+}
+
+TEST_F(Win32DesktopTest, TheClipboardTakesPictures) {
+  StartInHost([&] {
+    EXPECT_TRUE(driver.desktop().SetClipboardPicture("PAPERCLIP", PictureKind::kIcon).ok());
+    const OnClipboard icon = PictureOnClipboard();
+    EXPECT_TRUE(icon.bitmap);
+    EXPECT_EQ(icon.width, 16);
+    EXPECT_EQ(icon.height, 16);
+    EXPECT_EQ(icon.corner, GetSysColor(COLOR_BTNFACE));
+    EXPECT_GT(icon.drawn, 10);
+    EXPECT_TRUE(driver.desktop().SetClipboardPicture("MAILBMP", PictureKind::kBitmap).ok());
+    const OnClipboard bitmap = PictureOnClipboard();
+    EXPECT_TRUE(bitmap.bitmap);
+    EXPECT_EQ(bitmap.width, 16);
+    EXPECT_GT(bitmap.drawn, 10);
+    EXPECT_EQ(driver.desktop().SetClipboardPicture("NOTHING", PictureKind::kIcon).code(),
+              Code::kNotFound);
+    EXPECT_TRUE(IsClipboardFormatAvailable(CF_BITMAP)) << "as it was";
+    EXPECT_TRUE(driver.desktop().ClearClipboard().ok());
+    EXPECT_FALSE(IsClipboardFormatAvailable(CF_BITMAP));
+  });
+}
+
 TEST_F(Win32DesktopTest, TheClipboardTakesText) {
   StartInHost([&] {
     const std::string text = "#GR\xC3\x96SSE \xF0\x9F\x98\x80";
