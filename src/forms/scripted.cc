@@ -144,6 +144,12 @@ void ScriptedDriver::Start(std::function<void()> program) {
   LetProgramRun();
 }
 
+void ScriptedDriver::Interrupt(std::function<void()> event) {
+  assert(!Ended() && "no program waits");
+  action_ = std::move(event);
+  LetProgramRun();
+}
+
 bool ScriptedDriver::WaitForAction() {
   if (ending_) return false;
   {

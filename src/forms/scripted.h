@@ -104,6 +104,8 @@ class ScriptedDriver final : public FormDriver {
   ScriptedDesktop& desktop() override { return desktop_; }
   void Start(std::function<void()> program) override;
   bool Ended() override { return !program_.joinable(); }
+  // Something of the outside that happens while the program waits: runs on its thread.
+  void Interrupt(std::function<void()> event);
   void End() override;
   std::vector<std::string> Windows() override;
   std::string Look() override;

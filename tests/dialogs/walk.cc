@@ -14,17 +14,6 @@
 namespace vespro {
 namespace {
 
-// The next word of a line, in quotes or up to a blank.
-std::string TakeWord(std::string_view& line) {
-  line = ModText::Trim(line);
-  const bool quoted = line.starts_with('"');
-  if (quoted) line.remove_prefix(1);
-  const std::size_t end = std::min(line.find(quoted ? '"' : ' '), line.size());
-  std::string word(line.substr(0, end));
-  line.remove_prefix(std::min(end + 1, line.size()));
-  return word;
-}
-
 Status Press(FormDriver& driver, const std::string& name) {
   static const std::map<std::string, Key> kKeys = {
       {"enter", Key::kEnter},     {"escape", Key::kEscape},    {"tab", Key::kTab},
@@ -67,7 +56,19 @@ Status Show(FormDriver& driver, const std::string& control, std::ostream& out) {
   return {};
 }
 
-Status DoStep(FormDriver& driver, std::string_view line, std::ostream& out) {
+}  // namespace
+
+std::string TakeWord(std::string_view& line) {
+  line = ModText::Trim(line);
+  const bool quoted = line.starts_with('"');
+  if (quoted) line.remove_prefix(1);
+  const std::size_t end = std::min(line.find(quoted ? '"' : ' '), line.size());
+  std::string word(line.substr(0, end));
+  line.remove_prefix(std::min(end + 1, line.size()));
+  return word;
+}
+
+Status DoDialogStep(FormDriver& driver, std::string_view line, std::ostream& out) {
   const std::string verb = TakeWord(line);
   if (verb == "pick") return driver.PickFile(ModText::Trim(line));
   if (verb == "close") return driver.CloseByFrame();
@@ -80,8 +81,6 @@ Status DoStep(FormDriver& driver, std::string_view line, std::ostream& out) {
   if (verb == "select") return Select(driver, control, TakeWord(line));
   return Status(Code::kUsage, "there is no step '" + verb + "'");
 }
-
-}  // namespace
 
 std::vector<HomeDialog> HomeDialogs() {
   return {
@@ -131,7 +130,7 @@ int WalkThrough(FormDriver& driver, const std::string& name, const std::string& 
     if (!line.empty() && line.back() == '\r') line.pop_back();
     if (ModText::Trim(line).empty() || line.front() == '#') continue;
     out << "> " << line << "\n";
-    const Status done = DoStep(driver, line, out);
+    const Status done = DoDialogStep(driver, line, out);
     if (done.ok()) continue;
     out << "cannot: " << done.text() << "\n";
     code = 1;

@@ -19,6 +19,7 @@
 #include <functional>
 #include <iosfwd>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "forms/driver.h"
@@ -32,6 +33,11 @@ struct HomeDialog {
   std::function<void(Desktop&, Home&)> show;  // waits until it is closed
 };
 std::vector<HomeDialog> HomeDialogs();
+
+// One of the steps above. What `look` sees goes to `out`.
+Status DoDialogStep(FormDriver& driver, std::string_view line, std::ostream& out);
+// The next word of a line, in quotes or up to a blank, which is taken off.
+std::string TakeWord(std::string_view& line);
 
 // Shows the dialog of that name on the home in `folder`, reads steps to the end of `steps` and
 // prints what comes of them on `out`. 0; 1 when a step could not be done; 2 when there is no such
