@@ -208,8 +208,10 @@ TEST(DllTest, IsReallyUnloaded) {
   EXPECT_EQ(GetModuleHandleW(L"Vespro.dll"), nullptr);
 }
 
-TEST(DllTest, HoldsItsPictures) {
+TEST(DllTest, HoldsItsPicturesAndItsVersion) {
   const LoadedDll dll;
+  EXPECT_NE(FindResourceW(dll.module(), MAKEINTRESOURCEW(1), MAKEINTRESOURCEW(16)),  // RT_VERSION
+            nullptr);
   EXPECT_NE(FindResourceW(dll.module(), L"PAPERCLIP", MAKEINTRESOURCEW(14)),
             nullptr);  // RT_GROUP_ICON
   EXPECT_NE(FindResourceW(dll.module(), L"MAILBMP", MAKEINTRESOURCEW(2)), nullptr);  // RT_BITMAP
