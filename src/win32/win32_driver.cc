@@ -308,7 +308,12 @@ bool DrivenDesktop::IsWaiting() const {
 // -----------------------------------------------------------------------------------
 
 void Win32Driver::Start(std::function<void()> program) {
-  assert(Ended() && "an earlier program still runs");
+  Run(std::move(program));
+  Settle(kPatience).Ignore();  // the story sees on the screen what came of it
+}
+
+void Win32Driver::Run(std::function<void()> program) {
+  assert(ended_ && "an earlier program still runs");
   ended_ = ready_ = false;
   program_ = std::thread([this, run = std::move(program)] {
     AtEdge("the program", [&] {
@@ -319,11 +324,8 @@ void Win32Driver::Start(std::function<void()> program) {
     ended_ = true;
     changed_.notify_all();
   });
-  {
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return ready_ || ended_; });
-  }
-  Settle(kPatience).Ignore();  // the story sees on the screen what came of it
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [this] { return ready_ || ended_; });
 }
 
 void Win32Driver::RunProgram(const std::function<void()>& program) {
@@ -348,7 +350,7 @@ LRESULT CALLBACK Win32Driver::Procedure(HWND window, UINT message, WPARAM wparam
   if (message == kAreYouAtRest) {
     const DWORD waiting = HIWORD(GetQueueStatus(QS_POSTMESSAGE | QS_SENDMESSAGE | QS_INPUT));
     const std::lock_guard lock(driver->mutex_);
-    driver->at_rest_ = waiting == 0 && driver->desktop_.IsWaiting();
+    driver->at_rest_ = waiting == 0 && driver->IsWaiting();
     driver->answered_ = static_cast<int>(wparam);
     driver->changed_.notify_all();
     return 0;
@@ -364,7 +366,6 @@ LRESULT CALLBACK Win32Driver::Procedure(HWND window, UINT message, WPARAM wparam
   return DefWindowProcW(window, message, wparam, lparam);
 }
 
-// Until everything posted has been handled, and all that was posted meanwhile.
 Status Win32Driver::Settle(std::chrono::milliseconds patience) {
   const auto limit = std::chrono::steady_clock::now() + patience;
   std::unique_lock lock(mutex_);
@@ -429,11 +430,8 @@ std::vector<std::string> Win32Driver::Windows() {
 }
 
 Win32View* Win32Driver::ViewOf(HWND window) const {
-  auto& renderer = const_cast<DrivenDesktop&>(desktop_).renderer();
-  for (Win32View* view : renderer.visible()) {
-    if (view->window() == window) return view;
-  }
-  return nullptr;
+  if (ClassOf(window) != Win32Renderer::kWindowClass) return nullptr;
+  return reinterpret_cast<Win32View*>(GetWindowLongPtrW(window, GWLP_USERDATA));
 }
 
 HWND Win32Driver::FocusedWindow() const {
@@ -465,7 +463,7 @@ ControlLook Win32Driver::LookAt(const Win32View& view, const Control& control) c
       break;
     case ControlKind::kImage: {
       const auto icon = reinterpret_cast<HICON>(SendMessageW(window, STM_GETICON, 0, 0));
-      const auto* found = const_cast<DrivenDesktop&>(desktop_).renderer().icons().What(icon);
+      const auto* found = view.shown_icons().What(icon);
       if (found != nullptr) look.icon = *found;
       break;
     }

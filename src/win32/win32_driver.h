@@ -43,10 +43,10 @@ class DrivenDesktop final : public Win32Desktop {
   bool in_box_ = false;
 };
 
-class Win32Driver final : public FormDriver {
+class Win32Driver : public FormDriver {
  public:
   Win32Driver() = default;
-  ~Win32Driver() override { End(); }
+  ~Win32Driver() override { Win32Driver::End(); }
 
   DrivenDesktop& desktop() override { return desktop_; }
   void Start(std::function<void()> program) override;
@@ -66,6 +66,15 @@ class Win32Driver final : public FormDriver {
   // The window on top; nullptr when there is none.
   HWND Top() const;
 
+ protected:
+  // Starts `program` and returns when its thread is there. Its forms may be those of a DLL that was
+  // built from the same sources.
+  void Run(std::function<void()> program);
+  // Until everything posted has been handled, and all that was posted meanwhile.
+  virtual Status Settle(std::chrono::milliseconds patience);
+  // On the program's thread, while it lets events run: whether it waits for the user.
+  virtual bool IsWaiting() const { return desktop_.IsWaiting(); }
+
  private:
   // What a name stands for in the window on top.
   struct Found {
@@ -75,7 +84,6 @@ class Win32Driver final : public FormDriver {
 
   void RunProgram(const std::function<void()>& program);
   static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
-  Status Settle(std::chrono::milliseconds patience);
   void HoldKeys(bool shift, bool control) const;
 
   std::vector<HWND> OnScreen() const;

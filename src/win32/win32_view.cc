@@ -252,6 +252,8 @@ void Win32View::UseResolution(UINT dpi) {
 
 IconLibrary& Win32View::icons() { return renderer_.icons(); }
 
+const IconLibrary& Win32View::shown_icons() const { return renderer_.icons(); }
+
 bool Win32View::Tell(const UserAction& action) { return form_.Do(action); }
 
 void Win32View::TellLater(NativeControl& control, Later what) {

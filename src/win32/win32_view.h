@@ -34,6 +34,7 @@ class Win32View final : public FormView, private NativeHost {
   HWND window() const override { return window_.get(); }
   // The control's own window.
   HWND WindowOf(const Control& control) const { return natives_.at(&control)->window(); }
+  const IconLibrary& shown_icons() const;
   // Which window it stays in front of.
   void SetOwner(HWND owner);
 
