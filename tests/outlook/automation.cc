@@ -362,8 +362,9 @@ STDMETHODIMP Object::QueryInterface(REFIID iid, void** out) {
   } else if (iid == IID_IConnectionPointContainer && !points_.empty()) {
     *out = static_cast<IConnectionPointContainer*>(this);
   } else {
-    return E_NOINTERFACE;
+    *out = Another(iid);
   }
+  if (*out == nullptr) return E_NOINTERFACE;
   AddRef();
   return S_OK;
 }

@@ -139,6 +139,10 @@ class Object : public IDispatch, public IConnectionPointContainer {
   STDMETHODIMP EnumConnectionPoints(IEnumConnectionPoints**) override { return E_NOTIMPL; }
   STDMETHODIMP FindConnectionPoint(REFIID iid, IConnectionPoint** out) override;
 
+ protected:
+  // Another interface of it, with its own references; nullptr: none of that name.
+  virtual IUnknown* Another(REFIID) { return nullptr; }
+
  private:
   class Point;
   friend class Point;

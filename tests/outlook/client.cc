@@ -229,12 +229,44 @@ HRESULT Item::Display(Call&) {
 
 // Windows ----------------------------------------------------------------------------------------
 
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+
+// Which window on the screen it is, for those who ask through OLE.
+class Window::OleWindow final : public IOleWindow {
+ public:
+  explicit OleWindow(Window& window) : window_(window) {}
+  STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
+    return window_.QueryInterface(iid, out);
+  }
+  STDMETHODIMP_(ULONG) AddRef() override { return window_.AddRef(); }
+  STDMETHODIMP_(ULONG) Release() override { return window_.Release(); }
+  STDMETHODIMP GetWindow(HWND* out) override {
+    if (out == nullptr) return E_POINTER;
+    *out = window_.frame_ == nullptr ? nullptr : window_.frame_->window();
+    return *out == nullptr ? E_FAIL : S_OK;
+  }
+  STDMETHODIMP ContextSensitiveHelp(BOOL) override { return E_NOTIMPL; }
+
+ private:
+  Window& window_;
+};
+
+#pragma GCC diagnostic pop
+
+Window::~Window() = default;
+
+IUnknown* Window::Another(REFIID iid) {
+  return iid == IID_IOleWindow ? ole_window_.get() : nullptr;
+}
+
 Window::Window(Ledger& ledger, const Kind& kind, Client& client, std::string_view name)
     : Object(ledger, kind),
       window_name(name),
       client_(client),
       bars_(ledger.Make<Bars>(client.office,
-                              [this](Control& control) { return RunBuiltIn(control); })) {
+                              [this](Control& control) { return RunBuiltIn(control); })),
+      ole_window_(std::make_unique<OleWindow>(*this)) {
   for (const char* bar : kBars) {
     if (client.lacking.count(bar) == 0) bars_.Add(bar);
   }

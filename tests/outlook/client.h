@@ -118,6 +118,7 @@ class Item final : public Object {
 class Window : public Object {
  public:
   Window(Ledger& ledger, const Kind& kind, Client& client, std::string_view window_name);
+  ~Window() override;
 
   const std::string window_name;  // the test's own
   Bars& bars() const { return bars_; }
@@ -139,10 +140,15 @@ class Window : public Object {
   HRESULT Activate(Call& call);
   HRESULT Display(Call& call) { return Activate(call); }
   static std::vector<Member> Common();
+  IUnknown* Another(REFIID iid) override;
 
   Client& client_;
   Bars& bars_;
   std::unique_ptr<Frame> frame_;
+
+ private:
+  class OleWindow;
+  std::unique_ptr<OleWindow> ole_window_;
 };
 
 class Explorer final : public Window {

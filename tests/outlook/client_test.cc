@@ -8,6 +8,7 @@
 
 #include "outlook/dispatch.h"
 #include "outlook/event_sink.h"
+#include "outlook/host_context.h"
 
 namespace vespro::standin {
 namespace {
@@ -72,6 +73,8 @@ class ClientTest : public testing::Test {
   }
 
   Client client;
+  ModuleUse use;
+  HostContext context{use};
   std::shared_ptr<MemberIds> ids = std::make_shared<MemberIds>();
 };
 
@@ -230,15 +233,14 @@ TEST_F(ClientTest, AClickReachesAllSinksWithTheTag) {
   ASSERT_TRUE(client.OpenItem("B", {}).ok());
   const Dispatch in_a = AddButton("A", "Send it"), in_b = AddButton("B", "Send it");
   const Dispatch other = AddButton("B", "Something else");
-  ModuleUse use;
   Heard heard_a, heard_b, heard_other;
   EventConnection a, b, c;
-  ASSERT_TRUE(a.Connect(in_a.get(), kButtonEvents, heard_a, use).ok());
-  ASSERT_TRUE(b.Connect(in_b.get(), kButtonEvents, heard_b, use).ok());
-  ASSERT_TRUE(c.Connect(other.get(), kButtonEvents, heard_other, use).ok());
+  ASSERT_TRUE(a.Connect(in_a.get(), kButtonEvents, heard_a, context).ok());
+  ASSERT_TRUE(b.Connect(in_b.get(), kButtonEvents, heard_b, context).ok());
+  ASSERT_TRUE(c.Connect(other.get(), kButtonEvents, heard_other, context).ok());
   // No button has these.
-  EXPECT_FALSE(c.Connect(other.get(), kInspectorEvents, heard_other, use).ok());
-  ASSERT_TRUE(c.Connect(other.get(), kButtonEvents, heard_other, use).ok());
+  EXPECT_FALSE(c.Connect(other.get(), kInspectorEvents, heard_other, context).ok());
+  ASSERT_TRUE(c.Connect(other.get(), kButtonEvents, heard_other, context).ok());
 
   EXPECT_TRUE(client.Command("Send it").ok());
   EXPECT_EQ(heard_a.ids, std::vector<DISPID>{1});
@@ -260,7 +262,6 @@ TEST_F(ClientTest, ClosingAMailTellsItAndTakesItsWindow) {
   const Dispatch inspector = Of(*client.Find("B"));
   const Dispatch item = Get(inspector, L"CurrentItem");
   const Dispatch button = AddButton("B", "Send it");
-  ModuleUse use;
   bool open_while_told = false;
   Heard windows([&](DISPID id, const DISPPARAMS&) {
     if (id == 0xF008) open_while_told = button.Put(L"Visible", false).ok();
@@ -273,8 +274,8 @@ TEST_F(ClientTest, ClosingAMailTellsItAndTakesItsWindow) {
     EXPECT_TRUE(item.Do(L"Move", {Get(item, L"SaveSentMessageFolder").get()}).ok());
   });
   EventConnection a, b;
-  ASSERT_TRUE(a.Connect(inspector.get(), kInspectorEvents, windows, use).ok());
-  ASSERT_TRUE(b.Connect(button.get(), kButtonEvents, clicks, use).ok());
+  ASSERT_TRUE(a.Connect(inspector.get(), kInspectorEvents, windows, context).ok());
+  ASSERT_TRUE(b.Connect(button.get(), kButtonEvents, clicks, context).ok());
   ASSERT_TRUE(button.Put(L"Visible", true).ok());
   ASSERT_TRUE(client.Command("Send it").ok());
   EXPECT_EQ(windows.ids, (std::vector<DISPID>{0xF008}));
@@ -291,11 +292,10 @@ TEST_F(ClientTest, ClosingAMailTellsItAndTakesItsWindow) {
 
 TEST_F(ClientTest, SeesWhatIsHeldAndGivenBackTooOften) {
   Heard heard;
-  ModuleUse use;
   EventConnection events;
   {
     const Dispatch explorer = Get(Of(client.application()), L"ActiveExplorer");
-    ASSERT_TRUE(events.Connect(explorer.get(), kExplorerEvents, heard, use).ok());
+    ASSERT_TRUE(events.Connect(explorer.get(), kExplorerEvents, heard, context).ok());
   }
   EXPECT_EQ(client.ledger.Held(),
             (std::vector<std::string>{"Explorer: 1 reference",
