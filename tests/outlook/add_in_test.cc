@@ -1,7 +1,7 @@
 // The add-in's DLL in Outlook: connected, used and let go as Outlook does it.
 #include <gtest/gtest.h>
 
-#include <set>
+#include <cwchar>
 
 #include "base/files.h"
 #include "outlook/client.h"
@@ -115,14 +115,203 @@ TEST_F(AddInTest, ConnectsAndLeavesNothingBehind) {
     EXPECT_EQ(controls.size(), 14U);
     EXPECT_EQ(controls.back(), "Standard/MailMerge with Vespro");
   }
-  driver_.Do([&] {
-    const Bar& bar = *client_->Find("A")->bars().Find("Standard");
-    EXPECT_EQ(bar.list[1]->face_looks, "16x16");
-    EXPECT_EQ(bar.list[1]->on_action, "<!Vespro.Connect>");
-    EXPECT_EQ(bar.list[2]->face_looks, "16x16");
-  });
   ASSERT_TRUE(Do([&] { return client_->Close("A"); }).ok());
   DisconnectCleanly();
+}
+
+TEST(ListTest, TheUsersClassLiesOverTheMachines) {
+  const Installed installed("list");
+  ASSERT_TRUE(installed.status().ok());
+  const Hive machine(HKEY_LOCAL_MACHINE, "StandInMachine");
+  const auto set = [](const wchar_t* key, const wchar_t* name, const wchar_t* text) {
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, key, name, REG_SZ, text,
+                    static_cast<DWORD>((std::wcslen(text) + 1) * sizeof(wchar_t)));
+  };
+  set(L"Software\\Classes\\CLSID\\{2776C028-9AA2-4CF7-B449-BFD23F4EE5AD}\\InprocServer32", nullptr,
+      L"C:\\an\\older\\Vespro.dll");
+  set(L"Software\\Microsoft\\Office\\Outlook\\Addins\\Somebody.Else", L"FriendlyName", L"Else");
+  const std::vector<ListedAddIn> listed = ListedAddIns();
+  ASSERT_EQ(listed.size(), 2U);
+  EXPECT_EQ(listed[0].prog_id, "Vespro.Connect");
+  EXPECT_EQ(listed[0].dll, installed.dll);
+  EXPECT_EQ(listed[0].threading_model, "Apartment");
+  EXPECT_TRUE(listed[0].LoadsAtStart());
+  EXPECT_EQ(listed[1].class_id, "");
+  EXPECT_FALSE(LoadedAddIn::Load(listed[1]).ok());
+}
+
+TEST_F(AddInTest, StartsUnlessAProgramHasStartedOutlook) {
+  using Form = Custom::Form;
+  const struct {
+    const char* why;
+    Custom custom;
+    bool starts;
+  } rows[] = {
+      {"by the user", {1, Form::kArray, 1, VT_I4}, true},
+      {"embedded", {2, Form::kArray, 1, VT_I4}, false},
+      {"by a program, small number", {3, Form::kArray, 1, VT_I2}, false},
+      {"an array that begins at 0", {3, Form::kArray, 0, VT_I4}, false},
+      {"something else", {7, Form::kArray, 1, VT_I4}, true},
+      {"an array without elements", {0, Form::kEmptyArray, 1, VT_I4}, true},
+      {"no array", {0, Form::kNoArray, 1, VT_I4}, true},
+      {"no pointer to one", {0, Form::kNoPointer, 1, VT_I4}, true},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.why);
+    driver_.Do([&] { client_ = std::make_unique<Client>(); });
+    std::filesystem::remove_all(installed_.data_folder());
+    ASSERT_EQ(Connect(row.custom), S_OK);
+    EXPECT_EQ(!Controls("main").empty(), row.starts);
+    EXPECT_EQ(std::filesystem::exists(installed_.data_folder()), row.starts);
+    ASSERT_TRUE(Open("A").ok());
+    EXPECT_EQ(!Controls("A").empty(), row.starts);
+    DisconnectCleanly();
+  }
+}
+
+TEST_F(AddInTest, FollowsMailsInOutlooksOwnEditorOnly) {
+  ASSERT_EQ(Connect(), S_OK);
+  const struct {
+    const char* why;
+    NewItem looks;
+    bool wrapped;
+  } rows[] = {
+      {"plain", {}, true},
+      {"HTML", {kMailClass, 2, false, true}, true},
+      {"rich text", {kMailClass, 3, false, true}, true},
+      {"Word", {kMailClass, 4, true, true}, false},
+      {"a contact", {40, 1, false, true}, false},
+      {"an item that can't be read", {kMailClass, 1, false, false}, false},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.why);
+    ASSERT_TRUE(Open("A", row.looks).ok());
+    EXPECT_EQ(!Controls("A").empty(), row.wrapped);
+    ASSERT_TRUE(Do([&] { return client_->Close("A"); }).ok());
+  }
+  DisconnectCleanly();
+}
+
+TEST_F(AddInTest, TheMenuIsThereForMailFolders) {
+  ASSERT_EQ(Connect(), S_OK);
+  const auto menu_after = [&](std::optional<int> folder) {
+    EXPECT_TRUE(Do([&] { return client_->SwitchFolder(folder); }).ok());
+    return Controls("main").front();
+  };
+  EXPECT_EQ(menu_after(1), "hidden Menu Bar/Vespro");
+  EXPECT_EQ(menu_after(0), "Menu Bar/Vespro");
+  EXPECT_EQ(menu_after(std::nullopt), "hidden Menu Bar/Vespro");
+  DisconnectCleanly();
+}
+
+// Whatever an old or a later Outlook, or another add-in, has done to the bars.
+TEST_F(AddInTest, DoesWithoutBarsAndBesideOthers) {
+  StartOutlook();
+  client_->foreign_popup = true;
+  ASSERT_EQ(Connect(), S_OK);
+  EXPECT_EQ(Controls("main"), kMainMenu);
+  ASSERT_TRUE(Open("A").ok());
+  EXPECT_EQ(Controls("A").size(), 14U);
+  client_->lacking = {"Standard"};
+  ASSERT_TRUE(Open("B").ok());
+  EXPECT_EQ(Controls("B").size(), 11U);
+  client_->lacking = {"Menu Bar", "Standard", "Web"};
+  ASSERT_TRUE(Open("C").ok());
+  EXPECT_EQ(Controls("C").size(), 0U);
+  DisconnectCleanly();
+
+  StartOutlook();
+  client_->lacking = {"Menu Bar"};
+  ASSERT_TRUE(Do([&] { return client_->OpenExplorer("other"); }).ok());
+  ASSERT_EQ(Connect(), S_OK);
+  ASSERT_TRUE(Do([&] { return client_->SwitchFolder(0); }).ok());
+  DisconnectCleanly();
+
+  StartOutlook("10.0.0.2627", true);
+  ASSERT_EQ(Connect(), S_OK) << "without a main window";
+  DisconnectCleanly();
+}
+
+TEST_F(AddInTest, AClickActsOnceInTheWindowInFront) {
+  ASSERT_EQ(Connect(), S_OK);
+  ASSERT_TRUE(Open("A").ok());
+  ASSERT_TRUE(Open("B").ok());
+  ASSERT_TRUE(Command("Distribution File").ok());
+  EXPECT_EQ(driver_.Windows(), std::vector<std::string>{"Vespro - Select Distribution File"});
+  EXPECT_TRUE(driver_.Click("CmdCancel").ok());
+  EXPECT_TRUE(driver_.Ended());
+
+  // Below an open dialog its window may be closed, and the dialog goes with it.
+  ASSERT_TRUE(Command("Distribution File").ok());
+  ASSERT_TRUE(Open("C").ok());
+  EXPECT_EQ(driver_.Windows().size(), 1U);
+  ASSERT_TRUE(Do([&] { return client_->Close("B"); }).ok());
+  EXPECT_TRUE(driver_.Ended());
+  ASSERT_TRUE(Command("Distribution File").ok()) << "the windows can be used again";
+  EXPECT_TRUE(driver_.Click("CmdCancel").ok());
+  DisconnectCleanly();
+}
+
+TEST_F(AddInTest, TheLastMainWindowEndsIt) {
+  ASSERT_EQ(Connect(), S_OK);
+  ASSERT_TRUE(Open("A").ok());
+  ASSERT_TRUE(Do([&] { return client_->OpenExplorer("second"); }).ok());
+  ASSERT_TRUE(Do([&] { return client_->Close("second"); }).ok());
+  EXPECT_EQ(Controls("main"), kMainMenu);
+  ASSERT_TRUE(Do([&] { return client_->Close("main"); }).ok());
+  EXPECT_EQ(client_->ledger.Held(), std::vector<std::string>()) << "Outlook could end";
+  ASSERT_TRUE(Open("B").ok());
+  EXPECT_TRUE(Controls("B").empty());
+  DisconnectCleanly();
+}
+
+// Later Outlooks end without a word.
+TEST_F(AddInTest, OutlookMayEndWithoutDisconnecting) {
+  ASSERT_EQ(Connect(), S_OK);
+  ASSERT_TRUE(Open("A").ok());
+  driver_.Do([&] {
+    client_->Quit();
+    client_->ledger.CloseForAddIn();
+    EXPECT_TRUE(loaded_->Unload());
+  });
+  EXPECT_EQ(client_->ledger.Held(), std::vector<std::string>());
+}
+
+// Every call that the add-in makes fails once, in the middle of its work.
+TEST_F(AddInTest, NoSingleFailureDoesHarm) {
+  int failures = 0;
+  bool had_failure = true;
+  for (int n = 1; had_failure && !HasFailure(); ++n) {
+    std::vector<std::string> wrong;
+    std::string failed;
+    ASSERT_TRUE(driver_.Do([&, n] {
+      Client client;
+      client.ledger.FailCall(n);
+      auto loaded = std::move(LoadedAddIn::Load(ListedAddIns().at(0))).value();
+      loaded->Connect(client);
+      client.OpenItem("A", {}).Ignore();
+      client.SwitchFolder(1).Ignore();
+      client.OpenItem("B", {kMailClass, 2, false, true}).Ignore();
+      client.Activate("A").Ignore();
+      client.Choose("Date & Time").Ignore();
+      client.Close("A").Ignore();
+      loaded->Disconnect(client);
+      if (!loaded->Unload()) wrong.push_back("the DLL stays");
+      failed = client.ledger.failed_call();
+      // A window that the add-in can't hear is not let go before the end.
+      const bool is_deaf =
+          failed == "Inspector.FindConnectionPoint" || failed == "Inspector.Advise";
+      for (const auto& lines : {client.ledger.Held(), client.ledger.refusals(),
+                                is_deaf ? std::vector<std::string>() : client.ledger.faults()}) {
+        wrong.insert(wrong.end(), lines.begin(), lines.end());
+      }
+    }));
+    EXPECT_EQ(wrong, std::vector<std::string>()) << "call " << n << ", " << failed;
+    had_failure = !failed.empty();
+    failures += had_failure ? 1 : 0;
+  }
+  EXPECT_GT(failures, 200);
+  RecordProperty("failures", failures);
 }
 
 }  // namespace
