@@ -4,22 +4,21 @@ set(VESPRO_WEB_ADDRESS "https://www.tandrelix.example/" CACHE STRING "The page t
 set(VESPRO_COMPANY "Tandrelix" CACHE STRING "Who makes it")
 set(VESPRO_REMARK "for Outlook and Evolution" CACHE STRING "What the About box shows behind the version")
 
-# vespro_version_block(TARGET DESCRIPTION): gives a program or DLL for Windows its version block.
-function(vespro_version_block target description)
+# vespro_version_block(TARGET FILE DESCRIPTION): gives a program or DLL for Windows its version block.
+# FILE is its name there.
+function(vespro_version_block target file description)
   if(NOT WIN32)
     return()
   endif()
   enable_language(RC)
-  set(VESPRO_DESCRIPTION "${description}")
-  get_target_property(VESPRO_FILE_NAME ${target} OUTPUT_NAME)
   get_target_property(type ${target} TYPE)
+  set(VESPRO_FILE_TYPE 2)  # VFT_DLL
   if(type STREQUAL "EXECUTABLE")
-    set(VESPRO_FILE_TYPE 1)
-    string(APPEND VESPRO_FILE_NAME ".exe")
-  else()
-    set(VESPRO_FILE_TYPE 2)
-    string(APPEND VESPRO_FILE_NAME ".dll")
+    set(VESPRO_FILE_TYPE 1)  # VFT_APP
   endif()
-  configure_file(${PROJECT_SOURCE_DIR}/cmake/version.rc.in ${CMAKE_CURRENT_BINARY_DIR}/${target}_version.rc @ONLY)
-  target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}_version.rc)
+  set(VESPRO_FILE_NAME ${file})
+  set(VESPRO_DESCRIPTION ${description})
+  set(resource ${CMAKE_CURRENT_BINARY_DIR}/${target}_version.rc)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/version.rc.in ${resource} @ONLY)
+  target_sources(${target} PRIVATE ${resource})
 endfunction()

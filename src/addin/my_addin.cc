@@ -8,6 +8,8 @@
 #include "recipients/dlg_select_file.h"
 #include "reports/report_commands.h"
 #include "send/send_command.h"
+#include "support/frm_about.h"
+#include "support/frm_diagnostics.h"
 
 namespace vespro {
 namespace {
@@ -283,9 +285,17 @@ void MyAddIn::CmdLimitReport_Click() {
   if (HasUserProfile()) ModReports::LimitPerPage(services_.add_in, services_.settings);
 }
 
-void MyAddIn::CmdSupportHelp_Click() {}
+void MyAddIn::CmdSupportHelp_Click() {
+  if (!HasUserProfile()) return;
+  const std::unique_ptr<SystemFacts> system = ThisSystem();
+  frmDiagnostics dialog(services_.add_in, services_.settings, *system);
+  dialog.ShowModal(desktop());
+}
 
-void MyAddIn::CmdAbout_Click() {}
+void MyAddIn::CmdAbout_Click() {
+  frmAbout dialog(desktop());
+  dialog.ShowModal(desktop());
+}
 
 void MyAddIn::CmdHelp_Click() {
   const std::string file = ModFiles::ToUtf8(services_.add_in.install_folder / kHelpFile);

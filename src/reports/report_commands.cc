@@ -6,6 +6,7 @@
 #include "base/files.h"
 #include "base/text.h"
 #include "host/desktop.h"
+#include "host/hourglass.h"
 #include "reports/index_page.h"
 #include "reports/report_index.h"
 #include "reports/show_page.h"
@@ -15,17 +16,6 @@ namespace vespro::ModReports {
 namespace {
 
 namespace fs = std::filesystem;
-
-class Hourglass {
- public:
-  explicit Hourglass(Desktop& desktop) : desktop_(desktop) { desktop_.SetHourglass(true); }
-  ~Hourglass() { desktop_.SetHourglass(false); }
-  Hourglass(const Hourglass&) = delete;
-  Hourglass& operator=(const Hourglass&) = delete;
-
- private:
-  Desktop& desktop_;
-};
 
 void Tell(AddIn& add_in, std::string_view text, MessageIcon icon) {
   add_in.desktop->MsgBox(text, icon, MessageButtons::kOk, kModuleName);

@@ -4,7 +4,9 @@
 #include <utility>
 
 #include "base/files.h"
+#include "host/add_in.h"
 #include "host/desktop_over.h"
+#include "host/memory_host.h"
 #include "merge/frm_mail_merge.h"
 #include "recipients/dlg_map_csv.h"
 #include "recipients/dlg_select_file.h"
@@ -13,6 +15,9 @@
 #include "settings/file_backend.h"
 #include "settings/frm_mail_setting.h"
 #include "settings/settings.h"
+#include "support/frm_about.h"
+#include "support/frm_diagnostics.h"
+#include "support/testing.h"
 
 namespace vespro {
 namespace {
@@ -75,6 +80,17 @@ void ShowDuplicates(Desktop& desktop, int count) {
   dialog.ShowModal(desktop);
 }
 
+void ShowDiagnostics(const fs::path& work_folder, Desktop& desktop) {
+  SampleSettings sample(work_folder, "C:\\Lists\\club.csv,CSV,1,HEADER");
+  SampleFacts system;
+  AddIn add_in;
+  add_in.desktop = &desktop;
+  add_in.mail_client = std::make_shared<MemoryHost>();
+  add_in.install_folder = "C:\\Program Files\\Vespro";
+  add_in.data_folder = "C:\\Program Files\\Vespro\\ann";
+  frmDiagnostics(add_in, sample.settings, system).ShowModal(desktop);
+}
+
 void AddRecipients(std::vector<DialogSample>& samples, const fs::path& work_folder) {
   const auto add = [&](std::string name, std::string explanation,
                        std::function<void(Desktop&)> show) {
@@ -126,6 +142,11 @@ std::vector<DialogSample> DialogSamples(const fs::path& work_folder) {
   samples.push_back({"frmMailSetting",
                      [=](Desktop& desktop) { ShowAccounts(work_folder, desktop); },
                      "The mail servers; a row that is clicked comes back into the boxes."});
+  samples.push_back({"frmDiagnostics",
+                     [=](Desktop& desktop) { ShowDiagnostics(work_folder, desktop); },
+                     "What the makers need to know to help."});
+  samples.push_back({"frmAbout", [](Desktop& desktop) { frmAbout(desktop).ShowModal(desktop); },
+                     "Which version it is, and who answers questions."});
   return samples;
 }
 

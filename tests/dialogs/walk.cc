@@ -10,6 +10,8 @@
 #include "recipients/dlg_select_file.h"
 #include "settings/frm_mail_setting.h"
 #include "settings/settings.h"
+#include "support/frm_about.h"
+#include "support/frm_diagnostics.h"
 
 namespace vespro {
 namespace {
@@ -103,6 +105,15 @@ std::vector<HomeDialog> HomeDialogs() {
        [](Desktop& desktop, Home& home) {
          frmMailSetting(desktop, home.AccountFile()).ShowModal(desktop);
        }},
+      {"frmDiagnostics",
+       [](Desktop& desktop, Home& home) {
+         Settings settings(*home.backend);
+         AddIn add_in = InstalledAddIn(home);
+         add_in.desktop = &desktop;
+         const std::unique_ptr<SystemFacts> system = ThisSystem();
+         frmDiagnostics(add_in, settings, *system).ShowModal(desktop);
+       }},
+      {"frmAbout", [](Desktop& desktop, Home&) { frmAbout(desktop).ShowModal(desktop); }},
   };
 }
 

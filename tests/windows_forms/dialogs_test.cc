@@ -6,6 +6,7 @@
 #include "merge/dialog_stories.h"
 #include "recipients/dialog_stories.h"
 #include "settings/dialog_stories.h"
+#include "support/dialog_stories.h"
 #include "win32/win32_driver.h"
 #include "win32/win32_measure.h"
 #include "win32/win32_view.h"
@@ -27,6 +28,9 @@ INSTANTIATE_TEST_SUITE_P(Recipients, NativeDialogTest, testing::ValuesIn(Recipie
 INSTANTIATE_TEST_SUITE_P(Accounts, NativeDialogTest, testing::ValuesIn(AccountStories()),
                          [](const auto& story) { return story.param.name; });
 INSTANTIATE_TEST_SUITE_P(Merge, NativeDialogTest, testing::ValuesIn(MergeDialogStories()),
+                         [](const auto& story) { return story.param.name; });
+
+INSTANTIATE_TEST_SUITE_P(Support, NativeDialogTest, testing::ValuesIn(SupportStories()),
                          [](const auto& story) { return story.param.name; });
 
 RECT PlaceOf(HWND window, HWND form) {

@@ -116,4 +116,19 @@ std::vector<std::string> ListValues(Root root, std::string_view path) {
   return names;
 }
 
+std::vector<std::string> ListKeys(Root root, std::string_view path) {
+  std::vector<std::string> names;
+  Key key;
+  if (key.Open(root, path, KEY_ENUMERATE_SUB_KEYS) != ERROR_SUCCESS) return names;
+  std::wstring name(256, L'\0');  // the registry's longest key name and its NUL
+  for (DWORD i = 0;; ++i) {
+    auto length = static_cast<DWORD>(name.size());
+    if (RegEnumKeyExW(key.get(), i, name.data(), &length, nullptr, nullptr, nullptr, nullptr) !=
+        ERROR_SUCCESS) {
+      return names;
+    }
+    names.push_back(ModWide::ToUtf8(std::wstring_view(name).substr(0, length)));
+  }
+}
+
 }  // namespace vespro::ModRegistry

@@ -32,5 +32,7 @@ Value ReadValue(Root root, std::string_view key, std::string_view name);
 
 // In the registry's own order; empty when the key is missing.
 std::vector<std::string> ListValues(Root root, std::string_view key);
+// The names of the keys directly below, likewise.
+std::vector<std::string> ListKeys(Root root, std::string_view key);
 
 }  // namespace vespro::ModRegistry
