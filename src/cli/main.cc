@@ -67,18 +67,6 @@ constexpr char kFooter[] =
     "  75 stopped, or not possible now: it may be run again; 77 every login was refused\n"
     "  78 a setting or an account is missing; 130 interrupted, or answered with no";
 
-void AddAbout(CLI::App& app, Action& action) {
-  CLI::App* about = app.add_subcommand("about", "Show the version");
-  about->callback([&action] {
-    action = [] {
-      std::cout << "Vespro " VESPRO_VERSION
-                   "\n"
-                   "Sends one mail to many people who want it.\n";
-      return 0;
-    };
-  });
-}
-
 // A password may stand in them.
 void HidePasswordCommands(std::vector<std::string>& words) {
   constexpr std::string_view kOption = "--password-command";
@@ -151,8 +139,9 @@ int Run(std::vector<std::string> arguments) {
   AddSettingsVerbs(app, globals, action);
   AddMergeVerbs(app, globals, action);
   AddReportVerbs(app, globals, action);
+  AddReportPageVerbs(app, globals, action);
   AddCatchVerb(app, globals, action);
-  AddAbout(app, action);
+  AddSupportVerbs(app, globals, action);
 
   app.footer(kFooter);  // here, since verbs that are declared later would show it too
 

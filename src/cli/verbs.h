@@ -43,6 +43,9 @@ void AddAccountVerbs(CLI::App& app, Globals& globals, Action& action);
 void AddSettingsVerbs(CLI::App& app, Globals& globals, Action& action);
 void AddMergeVerbs(CLI::App& app, Globals& globals, Action& action);
 void AddReportVerbs(CLI::App& app, Globals& globals, Action& action);
+// After AddReportVerbs.
+void AddReportPageVerbs(CLI::App& app, Globals& globals, Action& action);
+void AddSupportVerbs(CLI::App& app, Globals& globals, Action& action);
 void AddCatchVerb(CLI::App& app, Globals& globals, Action& action);
 
 }  // namespace vespro::cli
