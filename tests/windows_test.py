@@ -11,6 +11,7 @@ except ImportError:
 
 # Sending with a login over STARTTLS: its tests can run here too, with these programs.
 import aiosmtpd_test
+import support_verbs_test
 
 
 class Windows(support.JobTest):
@@ -21,6 +22,10 @@ class Windows(support.JobTest):
 
 
 class Encrypted(Windows, aiosmtpd_test.EncryptedServer):
+    pass
+
+
+class Diagnose(Windows, support_verbs_test.Diagnose):
     pass
 
 
@@ -68,6 +73,7 @@ def load_tests(loader, *_):
     # own part counts, the certificates.
     return unittest.TestSuite([
         loader.loadTestsFromTestCase(Personalised),
+        loader.loadTestsFromTestCase(Diagnose),
         Encrypted("test_everybody_is_served_over_tls_after_the_login"),
         Encrypted("test_untrusted_certificate_lets_no_mail_and_no_login_out")])
 
