@@ -25,6 +25,7 @@ constexpr std::size_t kMaxLineBytes = 4 * 1024 * 1024;
 constexpr std::uint64_t kMaxNumber = std::uint64_t{1} << 62;
 constexpr auto kSyncEvery = std::chrono::seconds(1);
 constexpr std::size_t kMostGathered = 256 * 1024;  // bytes
+constexpr std::size_t kChecksumDigits = 8;
 
 constexpr std::array<std::string_view, kStates> kStateNames = {"sent", "refused", "failed",
                                                                "skipped", "unknown"};
@@ -36,8 +37,8 @@ std::uint32_t Checksum(std::string_view bytes) {
   return sum;
 }
 
-std::array<char, 8> Hex(std::uint32_t number) {
-  std::array<char, 8> text{};
+std::array<char, kChecksumDigits> Hex(std::uint32_t number) {
+  std::array<char, kChecksumDigits> text{};
   for (std::size_t i = text.size(); i-- > 0; number >>= 4)
     text[i] = "0123456789abcdef"[number & 15];
   return text;
@@ -114,6 +115,22 @@ std::string Unescape(std::string_view field) {
   return text;
 }
 
+// How many fields stand between a record's letter and its checksum.
+struct KindRow {
+  char letter;
+  std::size_t fields, fields_in_first_version;
+  std::size_t Fields(bool numbered) const { return numbered ? fields : fields_in_first_version; }
+};
+constexpr KindRow kKinds[] = {{'L', 4, 3}, {'R', 6, 2}, {'W', 1, 1}, {'I', 3, 3},
+                              {'P', 1, 1}, {'O', 7, 7}, {'E', 2, 2}};
+
+const KindRow* FindKind(char letter) {
+  for (const KindRow& kind : kKinds) {
+    if (kind.letter == letter) return &kind;
+  }
+  return nullptr;
+}
+
 bool Number(std::string_view field, std::uint64_t& number) {
   return ModText::ParseUnsigned(field, kMaxNumber, &number);
 }
@@ -147,46 +164,43 @@ bool TakeList(std::span<const std::string_view> fields, ListIdentity& list) {
 // line is damaged.
 bool ParseFields(char kind, std::span<const std::string_view> fields, JournalEvent& event) {
   using Kind = JournalEvent::Kind;
-  const std::size_t count = fields.size();
   const bool numbered = event.number > 0;
+  const KindRow* const row = FindKind(kind);
+  if (row == nullptr || fields.size() != row->Fields(numbered)) return false;
   Recipient& who = event.recipient;
   switch (kind) {
     case 'L': {
       event.kind = Kind::kList;
-      if (!numbered) return count == 3 && TakeList(fields, event.list);
+      if (!numbered) return TakeList(fields, event.list);
       std::uint64_t version = 0;
-      return count == 4 && Number(fields[0], version) && version == kVersion &&
+      return Number(fields[0], version) && version == kVersion &&
              TakeList(fields.subspan(1), event.list);
     }
     case 'R':
       event.kind = Kind::kRun;
-      if (count != (numbered ? 6u : 2u) || !TakeTime(fields[0], event.time) ||
-          !TakeHash(fields[1], event.message)) {
-        return false;
-      }
+      if (!TakeTime(fields[0], event.time) || !TakeHash(fields[1], event.message)) return false;
       return !numbered || TakeList(fields.subspan(2), event.list);
     case 'E':
       event.kind = Kind::kEnd;
-      if (count != 2 || !TakeTime(fields[0], event.time)) return false;
+      if (!TakeTime(fields[0], event.time)) return false;
       event.reason = Unescape(fields[1]);
       return true;
     case 'W':
       event.kind = Kind::kReach;
-      return numbered && count == 1 && Number(fields[0], who.line);
+      return numbered && Number(fields[0], who.line);
     case 'I':
       event.kind = Kind::kIntent;
-      if (count != 3 || !Number(fields[0], who.line)) return false;
+      if (!Number(fields[0], who.line)) return false;
       who.address = Unescape(fields[1]);
       event.outcome.server = Unescape(fields[2]);
       return true;
     case 'P':
       event.kind = Kind::kPutBack;
-      return count == 1 && Number(fields[0], who.line);
+      return Number(fields[0], who.line);
     case 'O': {
       event.kind = Kind::kOutcome;
       std::uint64_t attempts = 0;
-      if (count != 7 || !Number(fields[0], who.line) ||
-          !TakeState(fields[1], event.outcome.state) ||
+      if (!Number(fields[0], who.line) || !TakeState(fields[1], event.outcome.state) ||
           !ModText::ParseUnsigned(fields[2], 1'000'000, &attempts)) {
         return false;
       }
@@ -216,17 +230,33 @@ bool ParseLine(std::string_view line, JournalEvent& event) {
   return ParseFields(fields.front().front(), fields.subspan(1), event);
 }
 
-// Whether this can be the beginning of a record, and not a whole one with a damaged line end.
-bool MayBeTorn(std::string_view line) {
-  if (line.find('\0') != std::string_view::npos) return false;
-  std::uint32_t sum = 2166136261u;
-  for (std::size_t i = 0; i < line.size(); ++i) {
-    sum = (sum ^ static_cast<unsigned char>(line[i])) * 16777619u;
-    if (line[i] != '\t') continue;
-    const auto text = Hex(sum);
-    if (line.substr(i + 1).starts_with(std::string_view(text.data(), text.size()))) return false;
+// UTF-8, but for a last character that is cut off, without control characters.
+bool IsPlainText(std::string_view text) {
+  const auto is_odd = [](char c) { return static_cast<unsigned char>(c) < ' ' && c != '\t'; };
+  if (std::any_of(text.begin(), text.end(), is_odd)) return false;
+  for (std::size_t cut = 0; cut <= std::min<std::size_t>(3, text.size()); ++cut) {
+    if (ModText::IsUtf8(text.substr(0, text.size() - cut))) return true;
   }
-  return true;
+  return false;
+}
+
+// Whether this can be the beginning of a record, cut off before the end of its checksum. Anything
+// else may hide others: a block that the disk has lost, or lines whose ends are damaged.
+bool MayBeTorn(std::string_view line) {
+  constexpr std::size_t kLongestNumber = 20, kLongestWithoutRow = 4096;  // bytes
+  if (!IsPlainText(line)) return false;
+  std::vector<std::string_view> fields = ModText::Split(line, '\t');
+  std::uint64_t number = 0;
+  const bool numbered = Number(fields.front(), number);
+  if (fields.size() == 1) return line.size() <= kLongestNumber;
+  if (numbered) fields.erase(fields.begin());
+  if (fields.front().empty()) return fields.size() == 1;
+  const KindRow* const kind = FindKind(fields.front().front());
+  if (kind == nullptr || fields.front().size() > 1) return false;
+  const std::size_t all = 2 + kind->Fields(numbered);
+  const bool in_row = kind->letter == 'O' && fields.size() + 1 == all;
+  if (!in_row && line.size() > kLongestWithoutRow) return false;
+  return fields.size() < all || (fields.size() == all && fields.back().size() < kChecksumDigits);
 }
 
 std::int64_t Seconds(const Clock& clock) {
@@ -419,9 +449,16 @@ bool JournalReader::Next(JournalEvent& event) {
       if (pending_ == 0) whole_bytes_ = lines_.offset();
       continue;
     }
-    if (!lines_.overlong() && ParseLine(line, event) && Fits(event)) {
-      whole_bytes_ = lines_.offset();
-      return true;
+    if (!lines_.overlong() && ParseLine(line, event)) {
+      const bool is_stray = event.number > 0 && event.number <= last_;
+      if (is_stray) {
+        TakeStray(event);
+        return true;
+      }
+      if (Fits(event)) {
+        whole_bytes_ = lines_.offset();
+        return true;
+      }
     }
     NoteDamage(line, lines_.overlong() || lines_.offset() - begin > line.size());
   }
@@ -440,21 +477,30 @@ void JournalReader::NoteDamage(std::string_view line, bool terminated) {
   }
 }
 
+// It hides nothing: whatever stood in its place shows by the gap in the numbers.
+void JournalReader::TakeStray(JournalEvent& event) {
+  using Kind = JournalEvent::Kind;
+  ++damaged_;
+  if (pending_ == 0) whole_bytes_ = lines_.offset();
+  const bool is_of_somebody =
+      event.kind == Kind::kIntent || event.kind == Kind::kPutBack || event.kind == Kind::kOutcome;
+  if (!is_of_somebody) event.recipient = {};
+  event.kind = Kind::kStray;
+}
+
 // Takes a whole record to where it belongs, and tells what is missing before it. False for one that
 // belongs nowhere.
 bool JournalReader::Fits(JournalEvent& event) {
   if (event.number == 0) return FitsUnnumbered(event);
-  if (event.number <= last_) return false;
-  event.missing = event.number - last_ - 1;
+  const std::uint64_t gap = event.number - last_ - 1;
+  event.missing = gap;
   // The first record names the list or begins a run: nobody is concerned.
   if (last_ == 0 && event.missing > 0) --event.missing;
   if (last_ == 0 && has_unnumbered_ && (pending_ > 0 || event.number > 1)) {
     event.missing = JournalEvent::kAnyNumber;
   }
   // Lines can be gone without leaving anything that could not be read.
-  if (pending_ == 0 && event.missing > 0) {
-    damaged_ += event.missing == JournalEvent::kAnyNumber ? 1 : event.missing;
-  }
+  if (pending_ == 0) damaged_ += event.missing == JournalEvent::kAnyNumber ? 1 : gap;
   last_ = event.number;
   pending_ = 0;
   return true;
@@ -501,14 +547,18 @@ bool LineStates::Take(const JournalEvent& event) {
   if (event.number == 0 && event.kind != Kind::kLost) reach_ = marks_.size() - 1;
   const std::uint64_t line = event.recipient.line;
   if (event.kind == Kind::kReach) Reach(line);
-  if (event.kind != Kind::kIntent && event.kind != Kind::kPutBack && event.kind != Kind::kOutcome) {
+  if (event.kind != Kind::kIntent && event.kind != Kind::kPutBack && event.kind != Kind::kOutcome &&
+      event.kind != Kind::kStray) {
     return true;
   }
+  if (event.kind == Kind::kStray && line == 0) return true;  // about nobody
   if (line == 0 || line >= marks_.size()) return false;
   std::uint8_t& mark = marks_[static_cast<std::size_t>(line)];
   unsigned outcomes = mark >> 3;
   unsigned low = mark & 7u;
-  if (event.kind == Kind::kIntent) {
+  if (event.kind == Kind::kStray) {
+    if (low == 0) low = kMayBeLost;
+  } else if (event.kind == Kind::kIntent) {
     low = kInDoubt;
   } else if (event.kind == Kind::kPutBack) {
     // What was unknown before is unknown again: the second message did not arrive, the first may

@@ -44,8 +44,9 @@ inline constexpr char kJournalLock[] = "journal.lock";
 
 struct JournalEvent {
   // kReach: intents up to this line of the list may follow. kLost: no event, but records that are
-  // missing at the end.
-  enum class Kind { kList, kRun, kReach, kIntent, kPutBack, kOutcome, kEnd, kLost };
+  // missing at the end. kStray: a whole record that stands where another one belongs; it tells that
+  // there was something with `recipient`, and no more.
+  enum class Kind { kList, kRun, kReach, kIntent, kPutBack, kOutcome, kEnd, kLost, kStray };
   Kind kind = Kind::kList;
   // The record's number; 0 in what the first version has written.
   std::uint64_t number = 0;
@@ -87,6 +88,7 @@ class JournalReader {
  private:
   explicit JournalReader(LineReader lines) : lines_(std::move(lines)) {}
   bool Fits(JournalEvent& event);
+  void TakeStray(JournalEvent& event);
   bool FitsUnnumbered(JournalEvent& event);
   void NoteDamage(std::string_view line, bool terminated);
   bool AtEnd(JournalEvent& event);

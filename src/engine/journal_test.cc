@@ -253,6 +253,76 @@ TEST(JournalTest, EveryFlippedBit) {
   EXPECT_GT(most_lost, 0u) << "some damage hides an intent";
 }
 
+// Lines that are gone, doubled or out of their order, and another run's behind this one's.
+TEST(JournalTest, LinesOutOfTheirPlaceHideNobody) {
+  TemporaryFolder folder, other_folder;
+  WriteTwoRuns(folder);
+  {
+    Result<Journal> other = OpenIn(other_folder);
+    const Recipient eight = Person(8);
+    ASSERT_TRUE(other.ok() && other->BeginRun(kMessage).ok());
+    ASSERT_TRUE(other->Sending({&eight, 1}, kServer).ok() && other->Commit().ok());
+  }
+  std::vector<std::string> lines;
+  const std::string whole = folder.Read("journal");
+  for (std::size_t at = 0; at < whole.size(); at += lines.back().size()) {
+    lines.push_back(whole.substr(at, whole.find('\n', at) + 1 - at));
+  }
+  const auto check = [&](const std::vector<std::string>& changed, std::uint64_t most_lost) {
+    std::string bytes;
+    for (const std::string& line : changed) bytes += line;
+    Overwrite(folder, bytes);
+    Result<Journal> journal = OpenIn(folder);
+    ASSERT_TRUE(journal.ok() || bytes.find("\tL\t") == std::string::npos);
+    if (!journal.ok()) return;
+    ASSERT_TRUE(journal->damaged() > 0 || changed == lines);
+    for (const std::uint64_t reached : {1u, 2u, 4u, 5u, 6u}) {
+      ASSERT_TRUE(IsNeverSentToAgain(journal->states(), reached)) << reached;
+    }
+    ASSERT_LE(CountLost(journal->states(), kList), most_lost);
+  };
+  for (std::size_t i = 1; i + 1 < lines.size(); ++i) {
+    if (lines[i] == "\n") continue;
+    SCOPED_TRACE("line " + std::to_string(i + 1) + ", " + lines[i]);
+    std::vector<std::string> changed = lines;
+    changed.erase(changed.begin() + static_cast<std::ptrdiff_t>(i));
+    check(changed, kList.lines);
+    for (std::size_t to = i + 1; to <= lines.size(); ++to) {
+      changed = lines;
+      changed.insert(changed.begin() + static_cast<std::ptrdiff_t>(to), lines[i]);
+      check(changed, 0);
+    }
+    changed = lines;
+    std::swap(changed[i], changed[i + 1]);
+    if (changed[i] != "\n") check(changed, kList.lines);
+  }
+  std::vector<std::string> both = lines;
+  both.push_back(other_folder.Read("journal"));
+  Overwrite(folder, whole + both.back());
+  const Result<Journal> journal = OpenIn(folder);
+  ASSERT_TRUE(journal.ok());
+  EXPECT_TRUE(journal->states().MayBeLost(8));
+}
+
+// An end without a line end is torn when it can be the beginning of one record, no longer.
+TEST(JournalTest, ABlockThatIsLostAtTheEndIsNoTornRecord) {
+  TemporaryFolder folder;
+  WriteTwoRuns(folder);
+  const std::string whole = folder.Read("journal");
+  for (const char lost : {'\0', '\x11', '\x9F', '\xFF'}) {
+    for (std::size_t from = whole.rfind("\tsent\t") - 20; from < whole.size() - 1; ++from) {
+      SCOPED_TRACE(std::to_string(from) + " " + std::to_string(lost));
+      Overwrite(folder, whole.substr(0, from) + std::string(whole.size() - from, lost));
+      const Result<Journal> journal = OpenIn(folder);
+      ASSERT_TRUE(journal.ok());
+      ASSERT_GT(journal->damaged(), 0u);
+      for (const std::uint64_t reached : {1u, 2u, 4u, 5u, 6u}) {
+        ASSERT_TRUE(IsNeverSentToAgain(journal->states(), reached)) << reached;
+      }
+    }
+  }
+}
+
 // Damage concerns only those whom a missing record can be about.
 TEST(JournalTest, DamageIsBoundedByWhatTheOthersSay) {
   TemporaryFolder folder;
