@@ -356,7 +356,8 @@ class Survive(support.JobTest):
                 self.assertEqual((code, states), (65, {}), self.done.stderr)
                 self.assertFalse([line for line in server.lines if line.startswith("MAIL")])
                 self.assertRegex(self.done.stderr, r"127\.0\.0\.1:\d+: the message has at least \d{5} bytes, "
-                                                   r"the server takes at most 20000")
+                                                   r"the server takes at most 20000.*--anew")
+                self.assertNotIn("go on with", self.done.stderr)
 
     def test_a_dead_account_is_named(self):
         server = Server()

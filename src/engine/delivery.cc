@@ -918,7 +918,10 @@ void Delivery::Impl::OnSessionFailed(const Session& session, bool was_used, cons
   const Verdict verdict = Judge(failure);
   if (verdict.login && RenewSecret(target, session.secret_number())) return;
   if (verdict.action == Action::kTakeOut) {
-    target.tally.untrusted = failure.fault == Fault::kUntrusted;
+    if (failure.fault == Fault::kUntrusted) {
+      target.tally.remedy = AccountTally::Remedy::kTrustAnchor;
+    }
+    if (failure.fault == Fault::kMisnamed) target.tally.remedy = AccountTally::Remedy::kAnotherJob;
     return TakeOut(session.target(), verdict, text);
   }
   if (was_used || ending_) return;
@@ -1004,6 +1007,7 @@ void Delivery::Impl::TakeOut(std::size_t index, const Verdict& verdict, const st
                                           : Code::kUnavailable,
                       text);
   (verdict.login ? target.tally.login_refused : target.tally.taken_out) = text;
+  if (verdict.too_large) target.tally.remedy = AccountTally::Remedy::kAnotherJob;
   SettleHopeless();
   PumpSoon();
 }

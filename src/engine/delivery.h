@@ -140,7 +140,9 @@ struct AccountTally {
   std::string server;         // "name:port"
   std::string login_refused;  // the server's words when it took no login; empty otherwise
   std::string taken_out;      // why else it took no further part, or none at all; empty otherwise
-  bool untrusted = false;     // the reason is one that a further trust anchor would mend
+  // What would help, where it took no further part. A job keeps its accounts and its message.
+  enum class Remedy { kLater, kTrustAnchor, kAnotherJob };
+  Remedy remedy = Remedy::kLater;
   std::uint64_t sent = 0, refused = 0, failed = 0, unknown = 0;
 };
 

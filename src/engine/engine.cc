@@ -71,6 +71,7 @@ class Run {
     outlook.subject = template_->subject();
     outlook.from = template_->from();
     outlook.people_per_message = template_->recipients_per_message();
+    outlook.connections = job_.connections;
     for (const Account& account : job_.accounts) {
       const std::string server = account.server + ":" + std::to_string(account.port);
       auto& servers = outlook.servers;
@@ -238,9 +239,19 @@ class Run {
     journal_->Commit().Ignore();
     const Result<JobStatus> status = ReadJobStatus(options_, world_.randomness);
     const bool known = status.ok() && status->left.has_value();
-    const bool untrusted = std::any_of(end.accounts.begin(), end.accounts.end(),
-                                       [](const AccountTally& tally) { return tally.untrusted; });
-    return (known ? ", " + std::to_string(*status->left) + " left" : "") + GoOnWith() +
+    using Remedy = AccountTally::Remedy;
+    const auto helps = [](Remedy remedy) {
+      return [remedy](const AccountTally& tally) { return tally.remedy == remedy; };
+    };
+    const auto& accounts = end.accounts;
+    const bool in_vain = !accounts.empty() &&
+                         std::all_of(accounts.begin(), accounts.end(), helps(Remedy::kAnotherJob));
+    const bool untrusted =
+        std::any_of(accounts.begin(), accounts.end(), helps(Remedy::kTrustAnchor));
+    return (known ? ", " + std::to_string(*status->left) + " left" : "") +
+           (in_vain ? "; a job keeps its message and its accounts, so mend that and send it as a "
+                      "new one, with --anew"
+                    : GoOnWith()) +
            (untrusted ? " -- --ca FILE" : "");
   }
 
@@ -468,8 +479,8 @@ class Run {
         Say("account " + server + " did not work: " + reason);
       }
       if (!dead_accounts_.empty()) {
-        Say("correct or remove these accounts; try them with: " +
-            ModCommandLine::VesproCommand({"accounts", "test"}));
+        Say("correct or remove these accounts; all are shown by: " +
+            ModCommandLine::VesproCommand({"accounts", "list"}));
       }
     }
     Summarise(counts.value(), exit);

@@ -71,9 +71,10 @@ int RunEngine(const EngineOptions& options, EngineWorld& world);
 struct JobOutlook {
   std::string subject, from;         // as the author wrote them, merge words and all
   std::vector<std::string> servers;  // "name:port", each once, in the job's order
-  std::uint64_t people = 0;          // who will get a message
-  std::uint64_t unusable = 0;        // rows to be corrected: no address, or one with a fault
-  std::uint64_t left_out = 0;        // duplicates and suppressed addresses
+  std::size_t connections = 0;
+  std::uint64_t people = 0;    // who will get a message
+  std::uint64_t unusable = 0;  // rows to be corrected: no address, or one with a fault
+  std::uint64_t left_out = 0;  // duplicates and suppressed addresses
   std::size_t people_per_message = 1;
   std::uint64_t message_bytes = 0;  // of the first message, as it is sent; 0: nobody to send to
 };

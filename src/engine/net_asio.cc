@@ -123,6 +123,7 @@ CertificateFault Explain(X509_STORE_CTX* check) {
       break;
     case X509_V_ERR_HOSTNAME_MISMATCH:
     case X509_V_ERR_IP_ADDRESS_MISMATCH:
+      fault.fault = Fault::kMisnamed;
       fault.text += ", it is for " + NamesIn(certificate) +
                     "; the account has to name the server by one of these";
       break;

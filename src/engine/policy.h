@@ -38,6 +38,7 @@ enum class Fault {
   kUnreachable,  // no connection to any of its addresses
   kTls,          // TLS could not be agreed on
   kUntrusted,    // nobody whom we trust vouches for the server; one more trust anchor would mend it
+  kMisnamed,     // its certificate is for another name than the account's
   kCertificate,  // the server could not prove who it is in another way
   kNoTls,        // TLS is required and not offered
   kNoAuth,       // no login that we could use: not offered, or only over a clear connection
