@@ -72,6 +72,8 @@ class Jobs(support.JobTest):
         account = "127.0.0.1:{}".format(catcher.port)
         self.begin(catcher, "--rate", "50/s")
         row = self.interrupt()
+        self.expect(75, self.vespro("--yes", *self.compose(account, "--no-start")))
+        self.assertEqual((self.status()[0]["left"], len(self.sessions())), (row["left"], 1))
         # Another subject is another mail, and another list's people are others.
         other = self.expect(0, self.vespro(*self.compose(account, "--no-start", subject="Other")))
         self.assertNotEqual(os.path.dirname(other.stdout.strip()), os.path.dirname(row["job"]))
@@ -82,6 +84,33 @@ class Jobs(support.JobTest):
         self.expect(1, self.vespro(*self.compose(account, "--wait", "--anew", engine=("--rate", "9999/s"))))
         self.assertEqual(set(catcher.recipients()), set(self.people))
         self.assertGreater(len(catcher.recipients()), 2 * len(self.people))
+
+    def test_of_sends_at_the_same_time_one_is_the_first(self):
+        catcher = self.catcher()
+        account = "127.0.0.1:{}".format(catcher.port)
+        self.expect(0, self.vespro("accounts", "list"))  # makes the home
+        command = support.command_line("--home", self.home, "--no-input", *self.compose(account, "--wait"))
+        sends = [subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+                 for _ in range(6)]
+        told = [send.communicate(timeout=support.SECONDS)[1] for send in sends]
+        # Whoever looks when the first one is done, sends once more, as it would an hour later.
+        self.assertEqual(len(catcher.recipients()), len(self.people) * len(self.sessions()), told)
+        self.assertLess(len(self.sessions()), 6, told)
+        self.assertLessEqual({send.returncode for send in sends}, {1, 75}, told)
+
+    def test_a_list_that_was_moved_is_the_same_one(self):
+        catcher = self.catcher()
+        account = "127.0.0.1:{}".format(catcher.port)
+        self.begin(catcher, "--rate", "50/s")
+        sent, old = self.interrupt()["sent"], self.list
+        self.list = self.folder / "moved.csv"
+        old.rename(self.list)
+        gone = self.expect(75, self.vespro("--yes", *self.compose(account, "--wait")))
+        self.assertIn("its list is gone from '{}'".format(old), gone.stderr)
+        self.assertEqual((len(catcher.recipients()), len(self.sessions())), (sent, 1))
+        old.write_bytes(self.list.read_bytes())
+        self.expect(1, self.vespro("--yes", *self.compose(account, "--wait", engine=("--rate", "9999/s"))))
+        self.assertEqual(catcher.recipients(), sorted(self.people))
 
     def test_going_on_promises_nothing_untrue(self):
         real, rehearsal = self.catcher(), support.Catcher(self.folder / "rehearsal")
@@ -148,9 +177,11 @@ class Jobs(support.JobTest):
         code, shown = support.on_a_terminal(command, "n")
         self.assertEqual(code, 130, shown)
         for line in ("subject   News", "me@example.org", "200 people", "column 2", "1 row without a usable",
-                     "1 duplicate", "127.0.0.1:{}".format(catcher.port), "nothing was sent"):
+                     "1 duplicate", "127.0.0.1:{}, 5 connections".format(catcher.port), "nothing was sent"):
             self.assertIn(line, shown)
         self.assertEqual(self.sessions(), [])
+        code, shown = support.on_a_terminal(command, "\x03")
+        self.assertEqual((code, self.sessions()), (130, []), shown)
         code, shown = support.on_a_terminal(command, "y")
         self.assertEqual(code, 1, shown)
         self.assertEqual(catcher.recipients(), sorted(self.people))

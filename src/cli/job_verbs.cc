@@ -45,6 +45,16 @@ Result<fs::path> FindJob(const Home& home, const std::string& job) {
                                      ModCommandLine::VesproCommand({"status"}) + " lists them");
 }
 
+// Of the home that the job lies in, which may be another one than ours.
+fs::path AccountFileOf(const Home& home, const fs::path& job_file) {
+  const fs::path session = ModFiles::FullPath(job_file).parent_path();
+  const fs::path data_folder = session.parent_path().parent_path();
+  const fs::path file = data_folder / home.AccountFile().filename();
+  const bool is_home =
+      session.parent_path() == ModSession::SessionsFolder(data_folder) && ModFiles::IsFile(file);
+  return is_home ? file : home.AccountFile();
+}
+
 const char* PhaseName(Phase phase) {
   switch (phase) {
     case Phase::kNotBegun:
@@ -106,7 +116,7 @@ int ShowStatus(const Globals& globals, const std::string& name) {
       Result<JobStatus> status = StatusOf(file);
       if (!status.ok()) {
         Note(ModFiles::ToUtf8(file) + ": " + status.status().text());
-      } else if (status->phase == Phase::kRunning || status->phase == Phase::kStopped) {
+      } else if (status->phase != Phase::kFinished) {
         jobs.push_back({file, std::move(status).value()});
       }
     }
@@ -147,7 +157,14 @@ std::vector<fs::path> Jobs(const Home& home) {
 }
 
 bool WasBegun(const fs::path& job_file) {
-  return ModFiles::IsFile(engine::Journal::PathIn(job_file.parent_path()));
+  const fs::path folder = job_file.parent_path();
+  return ModFiles::IsFile(engine::Journal::PathIn(folder)) ||
+         ModFiles::IsFile(folder / engine::kJournalLock);
+}
+
+Status MarkBegun(const fs::path& job_file) {
+  return FileLock::Take(job_file.parent_path() / engine::kJournalLock, FileLock::Wait::kNo)
+      .status();
 }
 
 Result<JobStatus> StatusOf(const fs::path& job_file) {
@@ -177,7 +194,7 @@ std::string StatusText(const JobStatus& status) {
 int ResumeJob(Globals globals, const Home& home, const fs::path& job_file, bool wait) {
   Result<std::vector<std::string>> kept = ModSendJob::KeptEngineOptions(job_file.parent_path());
   if (!kept.ok()) return Fail(kept.status());
-  Status fresh = ModJobAccounts::RefreshPasswords(home.AccountFile(), job_file,
+  Status fresh = ModJobAccounts::RefreshPasswords(AccountFileOf(home, job_file), job_file,
                                                   job_file.parent_path() / engine::kJournalLock);
   if (!fresh.ok()) return Fail(fresh);
   // What is said now comes after what was said then, and wins.

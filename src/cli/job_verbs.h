@@ -14,8 +14,10 @@ namespace vespro::cli {
 
 // The job file of every session, in no particular order.
 std::vector<std::filesystem::path> Jobs(const Home& home);
-// Whether an engine has ever worked on the job.
+// Whether an engine has ever worked on the job, or was about to.
 bool WasBegun(const std::filesystem::path& job_file);
+// From now on it was.
+Status MarkBegun(const std::filesystem::path& job_file);
 // With the engine options that the job was begun with.
 Result<engine::JobStatus> StatusOf(const std::filesystem::path& job_file);
 // "812 left, 188 sent, 2 refused".

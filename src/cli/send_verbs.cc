@@ -5,6 +5,7 @@
 #include "base/files.h"
 #include "base/random.h"
 #include "base/text.h"
+#include "cli/job_verbs.h"
 #include "cli/start_job.h"
 #include "cli/verbs.h"
 #include "engine/preview.h"
@@ -109,17 +110,27 @@ int Send(const Globals& globals, const SendArguments& arguments, const SendOptio
   Result<engine::JobOutlook> outlook = LookAtJob(globals, file, arguments.wait);
   if (!outlook.ok()) return Fail(outlook.status());
 
-  const bool sends = !arguments.no_start && !IsDryRun(globals);
-  if (!arguments.anew && !IsDryRun(globals)) {
-    Result<std::optional<UnfinishedJob>> found = FindUnfinished(home.value(), file);
+  const bool is_dry_run = IsDryRun(globals), sends = !arguments.no_start && !is_dry_run;
+  const bool asks = sends && AsksFirst(globals.rules), looks = !arguments.anew && !is_dry_run;
+  const auto end_with = [&](const UnfinishedJob& unfinished) {
+    folder.Remove();  // the engine may take this program's place
+    return sends ? GoOnWith(globals, home.value(), unfinished, arguments.wait)
+                 : RefuseFor(unfinished);
+  };
+  if (looks && (asks || !sends)) {
+    const Result<std::optional<UnfinishedJob>> found = FindUnfinished(home.value(), file);
     if (!found.ok()) return Fail(found.status());
-    if (const std::optional<UnfinishedJob>& unfinished = found.value()) {
-      folder.Remove();  // the engine may take this program's place
-      return GoOnWith(globals, home.value(), *unfinished, arguments.wait);
-    }
+    if (found.value().has_value()) return end_with(*found.value());
   }
-  if (sends && !MaySend(globals.rules, outlook.value(), job.distribution)) {
+  if (asks && !MaySend(globals.rules, outlook.value(), job.distribution)) {
     return Fail(Status(Code::kCancelled, "nothing was sent"));
+  }
+  if (sends && looks) {  // meanwhile somebody else may have begun it
+    const Result<std::optional<UnfinishedJob>> found = BeginUnlessUnfinished(home.value(), file);
+    if (!found.ok()) return Fail(found.status());
+    if (found.value().has_value()) return end_with(*found.value());
+  } else if (sends) {
+    if (Status marked = MarkBegun(file); !marked.ok()) return Fail(marked);
   }
   folder.Keep();
   // With --wait the engine's own data follows on standard output.
@@ -238,6 +249,7 @@ void AddSendVerbs(CLI::App& app, Globals& globals, Action& action) {
   CLI::App* preview = app.add_subcommand("preview", "Show the mail that one recipient would get");
   const SendOptions preview_options = AddComposeOptions(preview, *arguments);
   preview->add_option("--row", arguments->row, "Which row of the list, from 1, without its header")
+      ->check(CLI::PositiveNumber)
       ->capture_default_str();
   preview->add_option("--out", arguments->out, "Write it to a file, as it is sent")
       ->type_name("FILE");

@@ -33,6 +33,7 @@ using engine::State;
 constexpr std::chrono::seconds kPatience{10};
 constexpr std::chrono::milliseconds kPause{50};
 constexpr char kLogFile[] = "engine.log";
+constexpr char kSendLock[] = "send.lock";  // of a home
 constexpr std::size_t kMaxLogLines = 3, kMaxLogBytes = 4096;
 
 engine::ParsedOptions Parse(const Globals& globals, const std::string& job_file) {
@@ -79,12 +80,7 @@ bool Ask(const ConsoleRules& rules, std::string_view question) {
          MessageAnswer::kYes;
 }
 
-bool SameJob(const engine::Job& a, const engine::Job& b) {
-  const Distribution &x = a.list, &y = b.list;
-  if (ModFiles::FromUtf8(x.path) != ModFiles::FromUtf8(y.path) || x.kind != y.kind ||
-      x.column != y.column || (a.bcc_mode > 0) != (b.bcc_mode > 0)) {
-    return false;
-  }
+bool SameMail(const engine::Job& a, const engine::Job& b) {
   Result<std::string> first = ModFiles::ReadAll(a.message_file);
   Result<std::string> second = ModFiles::ReadAll(b.message_file);
   if (!first.ok() || !second.ok() || !SameButForBoundaries(first.value(), second.value())) {
@@ -93,6 +89,16 @@ bool SameJob(const engine::Job& a, const engine::Job& b) {
   const auto words = ModMailMerge::LoadCustomWords(a.message_file.parent_path());
   const auto others = ModMailMerge::LoadCustomWords(b.message_file.parent_path());
   return words.ok() && others.ok() && words.value() == others.value();
+}
+
+// A list that was moved or copied since is the same one.
+bool SameList(const Distribution& list, const Distribution& other, const fs::path& other_session) {
+  if (list.kind != other.kind || list.column != other.column) return false;
+  if (ModFiles::FromUtf8(list.path) == ModFiles::FromUtf8(other.path)) return true;
+  const std::optional<engine::ListIdentity> begun_with = engine::ListBegunWith(other_session);
+  if (!begun_with.has_value()) return false;
+  const Result<engine::ListIdentity> now = engine::IdentifyList(ModFiles::FromUtf8(list.path));
+  return now.ok() && now.value() == *begun_with;
 }
 
 // "server:port, server:port", in the order of the alphabet.
@@ -177,7 +183,11 @@ Result<std::optional<UnfinishedJob>> FindUnfinished(const Home& home, const fs::
     if (other.parent_path() == job_file.parent_path() || !WasBegun(other)) continue;
     // A job that can't be read can't be gone on with either.
     const Result<engine::Job> job = engine::ReadJob(other);
-    if (!job.ok() || !SameJob(wanted.value(), job.value())) continue;
+    if (!job.ok() || (job->bcc_mode > 0) != (wanted->bcc_mode > 0) ||
+        !SameList(wanted->list, job->list, other.parent_path()) ||
+        !SameMail(wanted.value(), job.value())) {
+      continue;
+    }
     Result<JobStatus> status = StatusOf(other);
     if (!status.ok()) {
       // Nobody knows who of them has the mail already.
@@ -190,10 +200,56 @@ Result<std::optional<UnfinishedJob>> FindUnfinished(const Home& home, const fs::
               "--anew");
     }
     if (status->phase == JobStatus::Phase::kFinished) continue;
-    return std::optional<UnfinishedJob>({other, std::move(status).value(), Servers(job.value()),
-                                         Servers(job.value()) == Servers(wanted.value())});
+    UnfinishedJob found;
+    found.job_file = other;
+    found.status = std::move(status).value();
+    found.servers = Servers(job.value());
+    found.same_servers = found.servers == Servers(wanted.value());
+    const fs::path list = ModFiles::FromUtf8(job->list.path);
+    if (list != ModFiles::FromUtf8(wanted->list.path)) found.other_list = job->list.path;
+    found.list_is_gone = !ModFiles::IsFile(list);
+    return std::optional<UnfinishedJob>(std::move(found));
   }
   return std::optional<UnfinishedJob>();
+}
+
+Result<std::optional<UnfinishedJob>> BeginUnlessUnfinished(const Home& home,
+                                                           const fs::path& job_file) {
+  const Result<FileLock> lock =
+      FileLock::Take(home.data_folder / kSendLock, FileLock::Wait::kUntilFree);
+  if (!lock.ok()) return lock.status();
+  Result<std::optional<UnfinishedJob>> found = FindUnfinished(home, job_file);
+  if (!found.ok() || found.value().has_value()) return found;
+  if (Status marked = MarkBegun(job_file); !marked.ok()) return marked;
+  return found;
+}
+
+namespace {
+
+// "a job of this mail and this list was begun and is not finished: 812 left, 188 sent".
+std::string Describe(const UnfinishedJob& job) {
+  std::string text =
+      "a job of this mail and this list was begun and is not finished: " + StatusText(job.status);
+  if (job.list_is_gone) {
+    text += "; its list is gone from '" + job.other_list + "', so put it back there to go on";
+  } else if (!job.other_list.empty()) {
+    text += "; its list is '" + job.other_list + "', which has the same rows";
+  }
+  if (!job.same_servers) {
+    text += "; it does not go through the servers that are chosen now, but through " + job.servers;
+  }
+  return text;
+}
+
+std::string HowTo(const UnfinishedJob& job) {
+  return "o on with it: " + engine::RunCommand(job.job_file) +
+         "; or mail everybody anew: the same command with --anew";
+}
+
+}  // namespace
+
+int RefuseFor(const UnfinishedJob& job) {
+  return Fail(Status(Code::kResumable, Describe(job) + ". Nothing was sent. G" + HowTo(job)));
 }
 
 int GoOnWith(const Globals& globals, const Home& home, const UnfinishedJob& job, bool wait) {
@@ -205,34 +261,23 @@ int GoOnWith(const Globals& globals, const Home& home, const UnfinishedJob& job,
                        "far it is: " +
                            ModCommandLine::VesproCommand({"status", folder})));
   }
-  const std::string command = engine::RunCommand(job.job_file);
-  std::string found =
-      "a job of this mail and this list was begun and is not finished: " + StatusText(status);
-  bool assume_yes = globals.rules.assume_yes;
-  if (!job.same_servers) {
-    // One of the two may be a rehearsal: only a person can tell what is meant.
-    found += "; it does not go through the servers that are chosen now, but through " + job.servers;
-    assume_yes = false;
-  }
-  const bool can_ask = ModConsole::CanAsk() && !globals.rules.no_input;
-  if (!assume_yes && !can_ask) {
-    return Fail(Status(Code::kResumable, found + ". Nothing was sent. Go on with it: " + command +
-                                             "; or mail everybody anew: the same command with "
-                                             "--anew"));
-  }
   ConsoleRules rules = globals.rules;
-  rules.assume_yes = assume_yes;
-  if (!Ask(rules, found + ".\nGo on with it?")) {
-    return Fail(Status(Code::kResumable, "nothing was sent. Go on with it later: " + command +
-                                             "; or mail everybody anew: the same command with "
-                                             "--anew"));
+  // One of the two may be a rehearsal: only a person can tell what is meant.
+  rules.assume_yes = rules.assume_yes && job.same_servers;
+  const bool can_ask = ModConsole::CanAsk() && !rules.no_input;
+  if (job.list_is_gone || (!rules.assume_yes && !can_ask)) return RefuseFor(job);
+  if (!Ask(rules, Describe(job) + ".\nGo on with it?")) {
+    return Fail(Status(Code::kResumable, "nothing was sent. Later, g" + HowTo(job)));
   }
   return ResumeJob(globals, home, job.job_file, wait);
 }
 
+bool AsksFirst(const ConsoleRules& rules) {
+  return !rules.assume_yes && !rules.no_input && ModConsole::CanAsk();
+}
+
 bool MaySend(const ConsoleRules& rules, const engine::JobOutlook& outlook,
              const Distribution& distribution) {
-  if (rules.assume_yes || rules.no_input || !ModConsole::CanAsk()) return true;
   const auto line = [](const char* name, const std::string& text) {
     std::cerr << "  " << name << ModText::Printable(text, text.size()) << "\n";
   };
@@ -257,7 +302,8 @@ bool MaySend(const ConsoleRules& rules, const engine::JobOutlook& outlook,
   }
   line("message   ", (outlook.people_per_message > 1 ? "one copy to many, " : "a copy each, ") +
                          Size(outlook.message_bytes));
-  line("through   ", servers);
+  line("through   ",
+       servers + ", " + Count(outlook.connections, "connection", "connections") + " at once");
   return Ask(rules, "Send it?");
 }
 

@@ -33,15 +33,24 @@ struct UnfinishedJob {
   engine::JobStatus status;
   std::string servers;        // for a person
   bool same_servers = false;  // as those of the new job
+  std::string other_list;     // its list's path where that is another one, with the same bytes
+  bool list_is_gone = false;
 };
 // A failure as well where such a job may have sent something that can't be read any more.
 Result<std::optional<UnfinishedJob>> FindUnfinished(const Home& home,
                                                     const std::filesystem::path& job_file);
+// The same, and where there is none the job counts as begun: of two sends at the same time only one
+// is the first.
+Result<std::optional<UnfinishedJob>> BeginUnlessUnfinished(const Home& home,
+                                                           const std::filesystem::path& job_file);
 // Asks whether to go on with it and does so; or says how to. Gives the exit code.
 int GoOnWith(const Globals& globals, const Home& home, const UnfinishedJob& job, bool wait);
+// Only says how to.
+int RefuseFor(const UnfinishedJob& job);
 
-// Shows a person what is about to be sent, and asks. True where nobody is there to ask, or nobody
-// wants to be asked.
+// Whether a person is to be asked before something is sent.
+bool AsksFirst(const ConsoleRules& rules);
+// Shows what is about to be sent, and asks.
 bool MaySend(const ConsoleRules& rules, const engine::JobOutlook& outlook,
              const Distribution& distribution);
 

@@ -49,6 +49,11 @@ std::optional<std::uint64_t> CountWithoutVerdict(const Job& job, const EngineOpt
   }
 }
 
+bool NamesList(const JournalEvent& event) {
+  return event.kind == JournalEvent::Kind::kList ||
+         (event.kind == JournalEvent::Kind::kRun && event.number > 0);
+}
+
 // What the journal says; its list, unless it breaks off before that.
 struct JournalContent {
   std::optional<ListIdentity> list;
@@ -61,9 +66,7 @@ Result<JournalContent> ReadJournal(const fs::path& folder, JobStatus& status) {
   Result<JournalReader> reader = JournalReader::Open(Journal::PathIn(folder));
   if (!reader.ok()) return reader.status();
   for (JournalEvent event; reader->Next(event);) {
-    const bool names_list = event.kind == JournalEvent::Kind::kList ||
-                            (event.kind == JournalEvent::Kind::kRun && event.number > 0);
-    if (names_list && !content.list.has_value()) {
+    if (NamesList(event) && !content.list.has_value()) {
       content.list = event.list;
       content.states = LineStates(event.list.lines);
     }
@@ -111,6 +114,15 @@ Result<JobStatus> ReadJobStatus(const EngineOptions& options, Randomness& random
     status.phase = JobStatus::Phase::kStopped;
   }
   return status;
+}
+
+std::optional<ListIdentity> ListBegunWith(const fs::path& session_folder) {
+  Result<JournalReader> reader = JournalReader::Open(Journal::PathIn(session_folder));
+  if (!reader.ok()) return std::nullopt;
+  for (JournalEvent event; reader->Next(event);) {
+    if (NamesList(event)) return event.list;
+  }
+  return std::nullopt;
 }
 
 LastRun ReadLastRun(const fs::path& session_folder) {

@@ -38,6 +38,9 @@ struct JobStatus {
 // somebody may be left: linear in both. kNotFound or kBadInput for a job that can't be read.
 Result<JobStatus> ReadJobStatus(const EngineOptions& options, Randomness& randomness);
 
+// The list that the job was begun with; nothing where the journal does not say.
+std::optional<ListIdentity> ListBegunWith(const std::filesystem::path& session_folder);
+
 // The last run that the journal tells of. Another one has another number or time.
 struct LastRun {
   std::uint64_t number = 0;  // of the record that begins it; 0: no run
