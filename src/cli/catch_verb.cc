@@ -26,7 +26,7 @@ int RunCatch(const CatchArguments& arguments) {
   std::cout << "listening on " << place << std::endl;
   Note("what is sent with '--account " + place + "' comes here and goes to nobody else, such as: " +
        ModCommandLine::VesproCommand({"send", "--account", place}) +
-       " --wait --subject Hello --text letter.txt --list members.csv");
+       " --wait --from you@example.org --subject Hello --text letter.txt --list members.csv");
   if (Status ended = catcher->RunUntilSignalled(); !ended.ok()) return Fail(ended);
   const CatchCounts counts = catcher->counts();
   std::cout << counts.messages << " messages to " << counts.recipients << " recipients over "

@@ -1,12 +1,21 @@
 #include "terminal/console.h"
 
+#include <csignal>
 #include <iostream>
 
 #include "base/code_page.h"
 #include "base/command_line.h"
+#include "base/signals.h"
 #include "base/text.h"
 
 namespace vespro::ModConsole {
+namespace {
+
+volatile std::sig_atomic_t stopped = 0;
+
+void NoteStop(int) { stopped = 1; }
+
+}  // namespace
 
 bool CanAsk() {
   using ModCommandLine::Stream;
@@ -18,6 +27,16 @@ std::string ReadLine() {
   std::getline(std::cin, line);
   if (!line.empty() && line.back() == '\r') line.pop_back();
   return ArgumentText(line);
+}
+
+std::string ReadAnswer() {
+  stopped = 0;
+  const ModSignals::Handled signals(NoteStop);
+  for (const int signal : ModSignals::kEndings) platform::EndReadsOn(signal);
+  std::string answer = ReadLine();
+  if (stopped == 0) return answer;
+  std::cin.setstate(std::ios::failbit);  // a line may have come as well
+  return {};
 }
 
 std::string ArgumentText(const std::string& text) {

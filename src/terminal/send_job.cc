@@ -449,14 +449,21 @@ Result<std::vector<std::string>> KeptEngineOptions(const fs::path& session_folde
 
 namespace {
 
-// Which column the addresses come from, and what may be wrong with the table.
-Status NoteList(const Distribution& list, std::vector<std::string>& remarks) {
+// Which column the addresses come from.
+Status NoteColumn(const Distribution& list, std::vector<std::string>& remarks) {
   if (list.kind != ListKind::kCsv) return {};
   Result<ModDistribution::Mapping> mapping = ReadMapping(list.path);
   if (!mapping.ok()) return mapping.status();
   const auto column = static_cast<std::size_t>(list.column);
   remarks.push_back("addresses from column " + std::to_string(list.column + 1) +
                     (list.header ? ", " + Quoted(mapping->fields[column]) : std::string()));
+  return {};
+}
+
+// The same, and what may be wrong with the table.
+Status NoteList(const Distribution& list, std::vector<std::string>& remarks) {
+  if (list.kind != ListKind::kCsv) return {};
+  if (Status noted = NoteColumn(list, remarks); !noted.ok()) return noted;
   Result<ModRecipients::LongRows> rows = ModRecipients::FindLongRows(list.path);
   if (!rows.ok()) return rows.status();
   if (rows->count > 0) remarks.push_back(LongRowsText(rows.value()));
@@ -506,6 +513,9 @@ Result<WrittenMessage> WriteMessage(Home& home, ConsoleRules rules, const SendRe
   Composer composer(home, rules);
   if (Status prepared = composer.Prepare(request); !prepared.ok()) return prepared;
   WrittenMessage message;
+  if (Status noted = NoteColumn(composer.distribution(), message.remarks); !noted.ok()) {
+    return noted;
+  }
   message.bcc_mode = ModText::LeadingInt16(composer.settings().Read(setting::kBccMode));
   Result<std::string> file = ModSend::CreateEmlFile(
       composer.context(), ModSession::ForwardSlashes(folder), message.bcc_mode);
@@ -513,7 +523,7 @@ Result<WrittenMessage> WriteMessage(Home& home, ConsoleRules rules, const SendRe
   if (file.value().empty()) return Status(Code::kConfig, "no message was made");
   message.message_file = ModFiles::FromUtf8(file.value());
   message.distribution = composer.distribution();
-  message.remarks = composer.remarks();
+  for (std::string& remark : composer.remarks()) message.remarks.push_back(std::move(remark));
   return message;
 }
 

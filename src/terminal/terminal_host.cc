@@ -30,10 +30,14 @@ MessageAnswer TerminalHost::MsgBox(std::string_view text, MessageIcon, MessageBu
   }
   for (;;) {
     std::cerr << " [y/n] " << std::flush;
-    const std::string answer = ModText::LowerAscii(ModConsole::ReadLine());
+    const std::string answer = ModText::LowerAscii(ModConsole::ReadAnswer());
     if (answer == "y" || answer == "yes") return MessageAnswer::kYes;
     // An ended input answers nothing more: that is a No.
-    if (answer == "n" || answer == "no" || !std::cin) return MessageAnswer::kNo;
+    if (answer == "n" || answer == "no") return MessageAnswer::kNo;
+    if (!std::cin) {
+      std::cerr << "\n";
+      return MessageAnswer::kNo;
+    }
   }
 }
 

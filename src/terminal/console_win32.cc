@@ -1,0 +1,7 @@
+#include "terminal/console.h"
+
+namespace vespro::platform {
+
+void EndReadsOn(int) {}
+
+}  // namespace vespro::platform
