@@ -9,7 +9,7 @@ namespace vespro {
 
 InputForm::InputForm(std::string_view prompt, std::string_view title, std::string_view initial)
     : Form("InputForm", title) {
-  LabelPrompt.set_caption(ModText::ReplaceAll(prompt, "&", "&&"));
+  LabelPrompt.set_caption(ModCaption::Literal(prompt));
   LabelPrompt.set_size(50);
   TextAnswer.set_size(50);
   TextAnswer.set_text(initial);
@@ -39,7 +39,7 @@ MessageForm::MessageForm(std::string_view text, MessageIcon icon, MessageButtons
     : Form("MessageForm", title) {
   static constexpr const char* kIcons[] = {"X", "?", "!", "i"};
   ImageIcon.set_icon({Icon::Kind::kResource, kIcons[static_cast<int>(icon)]});
-  LabelText.set_caption(ModText::ReplaceAll(text, "&", "&&"));
+  LabelText.set_caption(ModCaption::Literal(text));
   LabelText.set_size(60);
   const bool asks = buttons == MessageButtons::kYesNo;
   CmdOk.set_visible(!asks);
@@ -71,7 +71,7 @@ void MessageForm::Answer(MessageAnswer answer) {
 }
 
 PickerForm::PickerForm(const FileQuestion& question) : Form("PickerForm", question.title) {
-  LabelFolder.set_caption(ModText::ReplaceAll("Look in: " + question.folder, "&", "&&"));
+  LabelFolder.set_caption(ModCaption::Literal("Look in: " + question.folder));
   const std::vector<std::string_view> parts = ModText::Split(question.filter, '|');
   for (std::size_t i = 0; i + 1 < parts.size(); i += 2) {
     ListFilter.AddItem(std::string(parts[i]) + " -> " + std::string(parts[i + 1]));

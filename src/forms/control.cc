@@ -115,6 +115,8 @@ void Image::set_icon(Icon icon) {
 
 namespace ModCaption {
 
+std::string Literal(std::string_view text) { return ModText::ReplaceAll(text, "&", "&&"); }
+
 std::string Plain(std::string_view caption) {
   std::string plain;
   for (std::size_t i = 0; i < caption.size(); ++i) {

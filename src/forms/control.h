@@ -332,6 +332,8 @@ class Image final : public Control {
 
 namespace ModCaption {
 
+// A text, such as a file's name, that is to be shown as it is: each "&" doubled.
+std::string Literal(std::string_view text);
 // The caption as shown, without the "&" of the access key.
 std::string Plain(std::string_view caption);
 // The access key's letter or digit, lower case; 0 when there is none.

@@ -49,6 +49,8 @@ class FormDriver {
   virtual Status Select(std::string_view control, int row) = 0;
   virtual Status Press(Key key, char letter = 0) = 0;
   virtual Status CloseByFrame() = 0;
+  // Drags the frame's corner, so many letters to the right and lines down.
+  virtual Status Enlarge(int columns, int lines) = 0;
   // Answers the file picker on top; an empty path cancels it.
   virtual Status PickFile(std::string_view path) = 0;
 };

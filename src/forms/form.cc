@@ -33,7 +33,11 @@ void FormScreen::Raise(Form& form) {
   }
   std::erase(shown_, &form);
   shown_.push_back(&form);
-  form.view_->SetTakesInput(true);
+  form.view_->SetTakesInput(!form.loading_);
+  if (form.loading_) {
+    form.view_->ShowLoading();
+    return;
+  }
   form.view_->Show();
   form.view_->SetFocus(form.focus_);
 }
@@ -43,9 +47,10 @@ void FormScreen::Remove(Form& form) {
   std::erase(shown_, &form);
   // First the one below, or the system would bring some other program's window to the front.
   Form* now = was_top ? top() : nullptr;
-  if (now != nullptr) now->view_->SetTakesInput(true);
+  const bool takes_input = now != nullptr && !now->loading_;
+  if (takes_input) now->view_->SetTakesInput(true);
   form.view_->Hide();
-  if (now != nullptr) now->view_->SetFocus(now->focus_);
+  if (takes_input) now->view_->SetFocus(now->focus_);
 }
 
 Form::Form(std::string_view name, std::string_view caption) : name_(name), caption_(caption) {}
@@ -68,12 +73,12 @@ bool Form::Display(Desktop& desktop) {
     return false;
   }
   if (!loaded_) Load(*screen);
-  if (!loaded_) return false;  // Form_Load thought better of it
-  if (focus_ == nullptr || !CanFocus(*focus_)) focus_ = NextStop(controls_.size(), false);
-  if (!view_) {
-    Form* owner = screen->top();
-    view_ = screen->renderer().CreateView(*this, owner == nullptr ? nullptr : owner->view_.get());
+  if (!loaded_) {  // Form_Load thought better of it
+    if (running_ == 0) old_views_.clear();
+    return false;
   }
+  if (loading_) return false;  // it shows itself when it is through
+  if (focus_ == nullptr || !CanFocus(*focus_)) focus_ = NextStop(controls_.size(), false);
   shown_ = true;
   screen_->Raise(*this);
   return true;
@@ -86,9 +91,13 @@ void Form::Load(FormScreen& screen) {
     AddControls(layout_, nullptr);
     assert(controls_.size() == declared_ && "each control stands in the layout once");
   }
-  loaded_ = true;
+  Form* owner = screen.top();
+  view_ = screen.renderer().CreateView(*this, owner == nullptr ? nullptr : owner->view_.get());
+  loaded_ = loading_ = shown_ = true;
+  screen.Raise(*this);
   const Running running(*this);
   Form_Load();
+  loading_ = false;
 }
 
 void Form::AddControls(const Layout& layout, const Control* parent) {
@@ -350,8 +359,10 @@ bool Form::PressEnter() {
 }
 
 bool Form::PressEscape() {
-  if (cancel_ == nullptr || !CanFocus(*cancel_)) return false;
-  return Raise(cancel_->click_);
+  if (cancel_ != nullptr && CanFocus(*cancel_)) return Raise(cancel_->click_);
+  if (!escape_closes_ || !closable_) return false;
+  Close();
+  return true;
 }
 
 bool Form::PressSpace() {

@@ -4,7 +4,9 @@
 // A form is loaded when it is first shown, and unloaded by Unload or by its frame's close button;
 // then it may be shown and loaded again. Hidden forms stay loaded. Forms shown lie upon each other:
 // only the top one takes the user's input. While an event of a form runs, the user can do nothing
-// else in that form. One thread: the mail client's own.
+// else in that form. A form that is being loaded is on top already, so that a long Form_Load that
+// lets events run is not interfered with; it can then be seen, as waiting, without taking input.
+// One thread: the mail client's own.
 #pragma once
 
 #include <functional>
@@ -96,7 +98,13 @@ class Form {
   void set_caption(std::string_view caption);
   // Whether the frame has a close button.
   bool closable() const { return closable_; }
-  void set_closable(bool closable) { closable_ = closable; }  // before it is shown
+  void set_closable(bool closable) { closable_ = closable; }  // before it is loaded
+  // Whether the user can make it larger, for what has a Fill.
+  bool resizable() const { return resizable_; }
+  void set_resizable(bool resizable) { resizable_ = resizable; }  // before it is loaded
+  // Escape closes it as its frame's button does. Not for a form whose frame gives up what its
+  // close button keeps.
+  void set_escape_closes(bool closes) { escape_closes_ = closes; }
   // What Enter and Escape press wherever they mean nothing else.
   const Button* default_button() const { return default_; }
   const Button* cancel_button() const { return cancel_; }
@@ -106,7 +114,7 @@ class Form {
   void SetFocus(Control& control);
   const Control* focus() const { return focus_; }
 
-  // For renderers. Known once the form is loaded; in the order of Tab.
+  // For renderers. Known from before Form_Load on; in the order of Tab.
   const std::vector<Control*>& controls() const { return controls_; }
   const Layout& layout() const { return layout_; }
   // The one door for all that the user does. False: it had no effect, since the form or the control
@@ -169,6 +177,8 @@ class Form {
   const std::string name_;
   std::string caption_;
   bool closable_ = true;
+  bool resizable_ = false;
+  bool escape_closes_ = false;
   Button* default_ = nullptr;
   Button* cancel_ = nullptr;
 
@@ -176,12 +186,13 @@ class Form {
   std::vector<Control*> controls_;
   Layout layout_;
   FormScreen* screen_ = nullptr;    // where it was loaded
-  std::unique_ptr<FormView> view_;  // while loaded, from Form_Load's end on
+  std::unique_ptr<FormView> view_;  // while loaded
   // Views of a form that was unloaded by an event of its own, which they still wait for.
   std::vector<std::unique_ptr<FormView>> old_views_;
   Control* focus_ = nullptr;
   bool focus_stale_ = false;  // the native focus may be elsewhere
   bool loaded_ = false;
+  bool loading_ = false;  // Form_Load runs
   bool shown_ = false;
   bool waiting_ = false;  // ShowModal runs
   int running_ = 0;       // events under way

@@ -285,6 +285,12 @@ Layout Fill(Layout part) {
 
 Layout Space() { return Fill(MakeLayout(Layout::Kind::kSpace, {})); }
 
+Size MeasureOnce::NaturalSize(const Control& control) const {
+  const auto [known, is_new] = known_.try_emplace(&control);
+  if (is_new) known->second = measure_.NaturalSize(control);
+  return known->second;
+}
+
 Size NaturalSize(const Layout& layout, const Measure& measure) {
   switch (layout.kind()) {
     case Layout::Kind::kControl:

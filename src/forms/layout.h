@@ -10,6 +10,7 @@
 #pragma once
 
 #include <initializer_list>
+#include <unordered_map>
 #include <vector>
 
 #include "forms/control.h"
@@ -97,6 +98,20 @@ class Measure {
   // Between neighbours, and how far Indent moves.
   virtual Size Gap() const = 0;
   virtual int IndentWidth() const = 0;
+};
+
+// Asks another one about each control once: for a layout that is computed at one time.
+class MeasureOnce final : public Measure {
+ public:
+  explicit MeasureOnce(const Measure& measure) : measure_(measure) {}
+  Size NaturalSize(const Control& control) const override;
+  Borders BordersOf(const Control& outer) const override { return measure_.BordersOf(outer); }
+  Size Gap() const override { return measure_.Gap(); }
+  int IndentWidth() const override { return measure_.IndentWidth(); }
+
+ private:
+  const Measure& measure_;
+  mutable std::unordered_map<const Control*, Size> known_;
 };
 
 struct Placed {

@@ -2,10 +2,12 @@
 // kinds of control and nothing of any dialog. Everything is called on the mail client's own thread.
 //
 // How a view works:
-//  1. FormRenderer::CreateView makes a window for the form, not yet visible, with a native control
-//     for each Form::controls(), and sets each from the control's properties. Sizes and places come
-//     from Place() in forms/layout.h, which asks a Measure of the renderer's for single controls.
-//  2. Whatever a handler changes afterwards comes as FormView::Update, at once.
+//  1. FormRenderer::CreateView makes a window for the form, not yet visible. When it is to be
+//     visible, at the latest, it gets a native control for each Form::controls(), set from the
+//     control's properties. Sizes and places come from Place() in forms/layout.h, which asks a
+//     Measure of the renderer's for single controls.
+//  2. Whatever a handler changes afterwards comes as FormView::Update, at once. Where everything
+//     stands may wait until the program lets events run, so that many changes are one layout.
 //  3. Whatever the user does goes to Form::Do, and nowhere else: it knows who may be used, moves
 //     the focus, asks who must be asked, and raises the events. False means that nothing happened;
 //     what the native control shows by then was put right through Update and SetFocus before.
@@ -39,6 +41,10 @@ class FormView {
  public:
   virtual ~FormView() = default;
 
+  // Form_Load begins. The window is on top from now on, and blocks what lies below, but need not be
+  // visible yet; when it is (FormRenderer::ShowLoading) it shows that the user has to wait. Show or
+  // Hide ends it.
+  virtual void ShowLoading() = 0;
   // Makes the window visible, in front of its owner and all other forms, drawn completely before
   // it returns: the form may be about to work without a pause. Also for a window that is visible
   // already: it comes to the front.
@@ -47,14 +53,16 @@ class FormView {
   // Only the form shown last takes the user's input; a renderer need not check, but should disable
   // the window so that the user sees it.
   virtual void SetTakesInput(bool takes_input) = 0;
-  // Something of a control has changed. `row` counts for kRowInserted and kRowRemoved. kVisible
-  // comes for every control within a frame, too, and means that all are to be placed anew and the
-  // window be given its new size; kEnabled likewise for every control within.
+  // Something of a control has changed. `row` counts for kRowInserted and kRowRemoved. kVisible and
+  // kEnabled come for every control within a frame or tab strip, too. After kVisible all are to be
+  // placed anew and the window be given its new size; after kCaption likewise where it needs more
+  // room, but a window does not get smaller by that.
   virtual void Update(const Control& control, Change change, std::size_t row) = 0;
   // The form's caption.
   virtual void UpdateCaption() = 0;
-  // Gives the native focus; nullptr: to the window itself. Not to be told to Form::Do again (it
-  // does no harm).
+  // Gives the native focus; nullptr: to the window itself. A text box of one line that gets it,
+  // also when the window opens, has its text selected. Not to be told to Form::Do again (it does no
+  // harm).
   virtual void SetFocus(const Control* control) = 0;
 };
 
@@ -67,6 +75,8 @@ class FormRenderer {
   // Runs the user's events as long as `go_on` says true, asked before each. May return early when
   // the program ends.
   virtual void RunWhile(const std::function<bool()>& go_on) = 0;
+  // The program lets events run: forms that have been loading for a moment become visible.
+  virtual void ShowLoading() = 0;
 };
 
 }  // namespace vespro

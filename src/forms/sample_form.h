@@ -23,6 +23,7 @@ class SampleForm final : public Form {
     set_cancel(CmdClose);
     TextNumber.OnLeave([this] { return TextNumber_Leave(); });
     TextNumber.OnChange([this] { TextNumber_Change(); });
+    LabelWeb.OnClick([this] { events.push_back("web"); });
     CheckLocked.OnClick([this] { CheckLocked_Click(); });
     OptionOne.OnClick([this] { events.push_back("one"); });
     OptionTwo.OnClick([this] { events.push_back("two"); });

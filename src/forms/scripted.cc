@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <iterator>
 #include <utility>
 
 #include "forms/boxes.h"
@@ -15,12 +16,18 @@ ScriptedView::ScriptedView(ScriptedRenderer& renderer, Form& form)
 
 ScriptedView::~ScriptedView() { Hide(); }
 
+void ScriptedView::ShowLoading() { renderer_.views_.push_back(this); }
+
 void ScriptedView::Show() {
   Hide();
-  renderer_.visible_.push_back(this);
+  renderer_.views_.push_back(this);
+  visible_ = true;
 }
 
-void ScriptedView::Hide() { std::erase(renderer_.visible_, this); }
+void ScriptedView::Hide() {
+  std::erase(renderer_.views_, this);
+  visible_ = false;
+}
 
 void ScriptedView::Update(const Control& control, Change change, std::size_t row) {
   ControlLook& look = looks_[&control];
@@ -30,6 +37,7 @@ void ScriptedView::Update(const Control& control, Change change, std::size_t row
       break;
     case Change::kText:
       look.text = LookOf(control, nullptr).text;
+      look.marked = false;
       break;
     case Change::kTooltip:
       look.tooltip = control.tooltip();
@@ -68,18 +76,30 @@ void ScriptedView::Update(const Control& control, Change change, std::size_t row
 
 void ScriptedView::ShowTyped(const TextBox& box, std::string_view text) {
   looks_[&box].text = ShownText(box, text);
+  looks_[&box].marked = false;
+}
+
+void ScriptedView::Enlarge(int columns, int lines) {
+  beyond_ = {beyond_.width + columns, beyond_.height + lines};
 }
 
 void ScriptedView::UpdateCaption() { caption_ = form_.caption(); }
 
 void ScriptedView::SetFocus(const Control* control) {
-  for (auto& [other, look] : looks_) look.focused = other == control;
+  for (auto& [other, look] : looks_) {
+    const bool gets_it = other == control && !look.focused;
+    look.focused = other == control;
+    if (gets_it && other->kind() == ControlKind::kTextBox) {
+      look.marked = !static_cast<const TextBox*>(other)->multi_line() && !look.text.empty();
+    }
+  }
 }
 
 std::string ScriptedView::Draw() const {
-  return DrawForm(form_, caption_, [this](const Control& control) -> const ControlLook& {
-    return looks_.at(&control);
-  });
+  return DrawForm(
+      form_, caption_,
+      [this](const Control& control) -> const ControlLook& { return looks_.at(&control); },
+      beyond_);
 }
 
 std::unique_ptr<FormView> ScriptedRenderer::CreateView(Form& form, FormView*) {
@@ -89,6 +109,22 @@ std::unique_ptr<FormView> ScriptedRenderer::CreateView(Form& form, FormView*) {
 void ScriptedRenderer::RunWhile(const std::function<bool()>& go_on) {
   while (go_on() && next_action && next_action()) {
   }
+}
+
+void ScriptedRenderer::ShowLoading() {
+  for (ScriptedView* view : views_) view->set_visible();
+}
+
+std::vector<ScriptedView*> ScriptedRenderer::visible() const {
+  std::vector<ScriptedView*> visible;
+  std::copy_if(views_.begin(), views_.end(), std::back_inserter(visible),
+               [](const ScriptedView* view) { return view->visible(); });
+  return visible;
+}
+
+ScriptedView* ScriptedRenderer::top() const {
+  const std::vector<ScriptedView*> all = visible();
+  return all.empty() ? nullptr : all.back();
 }
 
 MessageAnswer ScriptedDesktop::MsgBox(std::string_view text, MessageIcon icon,
@@ -107,6 +143,7 @@ std::string ScriptedDesktop::PickFile(const FileQuestion& question) {
 
 void ScriptedDesktop::DoEvents() {
   ++do_events_calls;
+  screen_.renderer().ShowLoading();
   if (while_working) while_working();
 }
 
@@ -225,6 +262,7 @@ Status ScriptedDriver::DoInTop(UserAction action) {
       view->ShowTyped(static_cast<TextBox&>(*action.control), action.text);
     }
     view->form().Do(action);
+    if (action.kind == UserAction::Kind::kFocus) view->Unmark(*action.control);
   };
   LetProgramRun();
   return {};
@@ -265,6 +303,15 @@ Status ScriptedDriver::CloseByFrame() {
     return Status(Code::kUnavailable, view->caption() + " has no close button");
   }
   return DoInTop(UserAction::Close());
+}
+
+Status ScriptedDriver::Enlarge(int columns, int lines) {
+  ScriptedView* view = renderer_.top();
+  if (view == nullptr || !view->takes_input() || !view->form().resizable()) {
+    return Status(Code::kUnavailable, "there is no frame to drag");
+  }
+  view->Enlarge(columns, lines);
+  return {};
 }
 
 Status ScriptedDriver::PickFile(std::string_view path) {

@@ -25,6 +25,7 @@ class ScriptedView final : public FormView {
   ScriptedView(ScriptedRenderer& renderer, Form& form);
   ~ScriptedView() override;
 
+  void ShowLoading() override;
   void Show() override;
   void Hide() override;
   void SetTakesInput(bool takes_input) override { takes_input_ = takes_input; }
@@ -34,8 +35,13 @@ class ScriptedView final : public FormView {
 
   // A box shows what is typed into it before anybody hears of it.
   void ShowTyped(const TextBox& box, std::string_view text);
+  // A click into a box leaves nothing of its text selected.
+  void Unmark(const Control& control) { looks_.at(&control).marked = false; }
+  void Enlarge(int columns, int lines);
 
   Form& form() const { return form_; }
+  bool visible() const { return visible_; }
+  void set_visible() { visible_ = true; }
   bool takes_input() const { return takes_input_; }
   const std::string& caption() const { return caption_; }
   const std::map<const Control*, ControlLook>& looks() const { return looks_; }
@@ -45,8 +51,10 @@ class ScriptedView final : public FormView {
   ScriptedRenderer& renderer_;
   Form& form_;
   std::string caption_;
+  bool visible_ = false;
   bool takes_input_ = false;
   std::map<const Control*, ControlLook> looks_;
+  Size beyond_;  // what it needs, in letters and lines
 };
 
 class ScriptedRenderer final : public FormRenderer {
@@ -57,14 +65,15 @@ class ScriptedRenderer final : public FormRenderer {
 
   std::unique_ptr<FormView> CreateView(Form& form, FormView* owner) override;
   void RunWhile(const std::function<bool()>& go_on) override;
+  void ShowLoading() override;
 
   // The windows on the screen, from the bottom to the top.
-  const std::vector<ScriptedView*>& visible() const { return visible_; }
-  ScriptedView* top() const { return visible_.empty() ? nullptr : visible_.back(); }
+  std::vector<ScriptedView*> visible() const;
+  ScriptedView* top() const;
 
  private:
   friend class ScriptedView;
-  std::vector<ScriptedView*> visible_;
+  std::vector<ScriptedView*> views_;  // also those that are loading, and not visible yet
 };
 
 // A desktop whose boxes are forms, too. What a real one does outside is recorded.
@@ -116,6 +125,7 @@ class ScriptedDriver final : public FormDriver {
   Status Select(std::string_view control, int row) override;
   Status Press(Key key, char letter = 0) override;
   Status CloseByFrame() override;
+  Status Enlarge(int columns, int lines) override;
   Status PickFile(std::string_view path) override;
 
  private:

@@ -1,5 +1,8 @@
 #include "forms/stories.h"
 
+#include <chrono>
+#include <memory>
+
 #include "forms/sample_form.h"
 
 namespace vespro {
@@ -97,8 +100,18 @@ void KeysGoWhereTheyShould(Story& story) {
   story.PressAlt('w');
   story.PressAlt('w');
   EXPECT_EQ(opened.Events(), (Lines{"two"})) << "chosen already";
+  story.Press(Key::kLeft);
+  story.Press(Key::kRight);
+  EXPECT_EQ(opened.Events(), (Lines{"one", "two"})) << "sideways as well";
   story.PressAlt('n');
   EXPECT_TRUE(story.Of("TextNumber").focused) << "a label's key leads behind it";
+  EXPECT_TRUE(story.Of("TextNumber").marked);
+  story.Focus("TextNumber");
+  EXPECT_FALSE(story.Of("TextNumber").marked) << "a click sets the caret";
+  opened.Events();
+  story.Click("LabelWeb");
+  story.Press(Key::kEnter);
+  EXPECT_EQ(opened.Events(), (Lines{"leave", "web", "web"}));
   story.Focus("TextNote");
   opened.Events();
   story.Press(Key::kEnter);
@@ -296,6 +309,238 @@ void WhatChangesIsSeen(Story& story) {
   story.driver().End();
 }
 
+// Of what is seen when Form_Load takes its time.
+class SlowForm final : public Form {
+ public:
+  explicit SlowForm(Story& story) : Form("SlowForm", "Slow"), story_(story) {
+    set_escape_closes(true);
+    TextName.set_text("Ann");
+    CmdOk.OnClick([this] { events.push_back("ok"); });
+  }
+
+  Lines events;
+  std::function<void()> while_loading;
+  bool may_close = true;
+
+  TextBox TextName{this, "TextName"};
+  Button CmdOk{this, "CmdOk", "OK"};
+
+ private:
+  Layout Arrange() override { return Rows({TextName, CmdOk}); }
+  void Form_Load() override { while_loading(); }
+  void Form_Unload() override { events.push_back("unload"); }
+  bool Form_CloseByFrame() override {
+    events.push_back("close by frame");
+    return may_close;
+  }
+
+  Story& story_;
+};
+
+void AFormThatLoadsLongIsSeenWaiting(Story& story) {
+  Opened opened(story);
+  SlowForm slow(story);
+  Lines seen;
+  slow.while_loading = [&] {
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (seen.size() < 2 && std::chrono::steady_clock::now() < limit) {
+      story.desktop().DoEvents();
+      seen = story.driver().Windows();
+    }
+    EXPECT_EQ(story.TextOf("TextName"), "Ann");
+    slow.TextName.set_text("Bob");
+    EXPECT_EQ(story.TextOf("TextName"), "Bob");
+    EXPECT_FALSE(slow.Do(UserAction::Click(slow.CmdOk)));
+    EXPECT_FALSE(opened.form.Do(UserAction::Click(opened.form.CmdClose)));
+  };
+  opened.form.CmdOk.OnClick([&] { slow.ShowModal(story.desktop()); });
+  story.Click("CmdOk");
+  EXPECT_EQ(seen, (Lines{"Sample", "Slow"}));
+  EXPECT_EQ(slow.events, Lines{});
+  EXPECT_TRUE(story.Of("TextName").focused);
+  EXPECT_TRUE(story.Of("TextName").marked);
+  story.Click("CmdOk");
+  EXPECT_EQ(slow.events, Lines{"ok"});
+  story.driver().End();
+}
+
+void AFormThatIsLoadingMayAskOrGiveUp(Story& story) {
+  Opened opened(story);
+  SlowForm slow(story);
+  opened.form.CmdOk.OnClick([&] { slow.ShowModal(story.desktop()); });
+  slow.while_loading = [&] {
+    story.desktop().MsgBox("Really?", MessageIcon::kExclamation, MessageButtons::kOk, "Ask");
+  };
+  story.Click("CmdOk");
+  story.SeesWindows({"Sample", "Ask"});
+  story.Answers("Really?", "!", "OK");
+  story.SeesWindows({"Sample", "Slow"});
+  slow.may_close = false;
+  story.Press(Key::kEscape);
+  story.SeesWindows({"Sample", "Slow"});
+  slow.may_close = true;
+  story.Press(Key::kEscape);
+  EXPECT_EQ(slow.events, (Lines{"close by frame", "close by frame", "unload"})) << "as the frame";
+  slow.while_loading = [&] { slow.Unload(); };
+  story.Click("CmdOk");
+  story.SeesWindows({"Sample"});
+  EXPECT_FALSE(slow.loaded());
+  story.Click("CmdClose");
+  story.SeesEnd();
+}
+
+// Something to read, which needs room.
+class NoteForm final : public Form {
+ public:
+  NoteForm() : Form("NoteForm", "Note") {
+    set_resizable(true);
+    ImageTip.set_tooltip("A picture");
+    LabelHelp.set_tooltip("A label");
+    LabelHelp.set_size(12);
+    TextInfo.set_size(12, 2);
+    TextInfo.set_text("one\r\ntwo\r\nthree\r\nfour\r\n");
+    CmdMore.OnClick([this] {
+      LabelHelp.set_caption(ModCaption::Literal("Tom & Jerry, who are more than twelve letters"));
+      CmdMore.set_caption("More than before");
+    });
+  }
+
+ private:
+  Layout Arrange() override {
+    return Rows(
+        {Columns({ImageTip, Fill(LabelHelp)}), Fill(TextInfo), Columns({Space(), CmdMore})});
+  }
+
+  Image ImageTip{this, "ImageTip", {Icon::Kind::kResource, "TIP"}};
+  Label LabelHelp{this, "LabelHelp", "Help"};
+  TextBox TextInfo{this, "TextInfo", TextBox::Style::kMultiLineReadOnly};
+  Button CmdMore{this, "CmdMore", "More"};
+};
+
+void WhatFillsGrowsWithTheForm(Story& story) {
+  NoteForm form;
+  story.Start([&] { form.ShowModal(story.desktop()); });
+  story.Sees(R"(
++- Note -----[x]-+
+| (TIP)  Help    |
+|>+------------+ |
+| |one         | |
+| |two         | |
+| + more below + |
+|       [ More ] |
++----------------+
+)");
+  story.Enlarge(4, 2);
+  story.Sees(R"(
++- Note ---------[x]-+
+| (TIP)  Help        |
+|>+----------------+ |
+| |one             | |
+| |two             | |
+| |three           | |
+| |four            | |
+| +----------------+ |
+|           [ More ] |
++--------------------+
+)");
+  story.driver().End();
+  SampleForm fixed(story.desktop());
+  story.Start([&] { fixed.ShowModal(story.desktop()); });
+  story.Cannot(story.driver().Enlarge(1, 1));
+  story.driver().End();
+}
+
+void CaptionsMayChangeAndHaveTooltips(Story& story) {
+  NoteForm form;
+  story.Start([&] { form.ShowModal(story.desktop()); });
+  EXPECT_EQ(story.Of("ImageTip").tooltip, "A picture");
+  EXPECT_EQ(story.Of("LabelHelp").tooltip, "A label");
+  story.Click("CmdMore");
+  EXPECT_EQ(story.Of("LabelHelp").caption, "Tom && Jerry, who are more than twelve letters");
+  EXPECT_EQ(story.Of("CmdMore").caption, "More than before") << "all of it";
+  story.driver().End();
+}
+
+// Higher than any screen.
+class TallForm final : public Form {
+ public:
+  TallForm() : Form("TallForm", "Tall") {
+    for (int i = 0; i < 60; ++i) {
+      const std::string number = std::to_string(i);
+      boxes_.push_back(std::make_unique<CheckBox>(this, "Check" + number, "Box " + number));
+    }
+  }
+
+ private:
+  Layout Arrange() override {
+    Layout all;
+    for (std::size_t i = 0; i < boxes_.size(); i += 5) {
+      all = Rows({all, *boxes_[i], *boxes_[i + 1], *boxes_[i + 2], *boxes_[i + 3], *boxes_[i + 4]});
+    }
+    return all;
+  }
+
+  std::vector<std::unique_ptr<CheckBox>> boxes_;
+};
+
+void WhatIsTallerThanTheScreenCanBeReached(Story& story) {
+  TallForm form;
+  story.Start([&] { form.ShowModal(story.desktop()); });
+  for (const char* box : {"Check59", "Check30", "Check0"}) {
+    story.Click(box);
+    EXPECT_TRUE(story.Of(box).checked) << box;
+  }
+  story.Press(Key::kBackTab);
+  EXPECT_TRUE(story.Of("Check59").focused);
+  story.driver().End();
+}
+
+// A list as long as lists get.
+class LongForm final : public Form {
+ public:
+  static constexpr int kRows = 32701;
+
+  LongForm() : Form("LongForm", "Long") {
+    ListServer.OnClick([this] { chosen = ListServer.selected(); });
+    CmdAdd.OnClick([this] { Add(kRows); });
+    CmdRemove.OnClick([this] { ListServer.RemoveRow(ListServer.selected()); });
+  }
+
+  int chosen = -1;
+
+  ListView ListServer{this, "ListServer", {{"Server", 20}, {"Port", 6}}};
+  Button CmdAdd{this, "CmdAdd", "Add"};
+  Button CmdRemove{this, "CmdRemove", "Remove"};
+
+ private:
+  Layout Arrange() override { return Rows({ListServer, Columns({CmdAdd, CmdRemove})}); }
+  void Form_Load() override {
+    for (int i = 0; i < kRows; ++i) Add(i);
+  }
+  void Add(int i) {
+    const std::string name = "smtp" + std::to_string(i) + ".txt";
+    ListServer.AddRow({name, {std::to_string(i)}, {}, "of " + name, {Icon::Kind::kFileType, name}});
+  }
+};
+
+void AListHoldsTensOfThousands(Story& story) {
+  LongForm form;
+  story.Start([&] { form.ShowModal(story.desktop()); });
+  story.Click("CmdAdd");
+  story.Select("ListServer", LongForm::kRows);
+  EXPECT_EQ(form.chosen, LongForm::kRows);
+  story.Click("CmdRemove");
+  const ControlLook list = story.Of("ListServer");
+  ASSERT_EQ(list.rows.size(), static_cast<std::size_t>(LongForm::kRows));
+  EXPECT_EQ(list.selected, -1);
+  const Row& last = list.rows.back();
+  EXPECT_EQ(last.text, "smtp32700.txt");
+  EXPECT_EQ(last.cells, Lines{"32700"});
+  EXPECT_EQ(last.tooltip, "of smtp32700.txt");
+  EXPECT_EQ(last.icon.name, "smtp32700.txt");
+  story.driver().End();
+}
+
 void TabsTurnPages(Story& story) {
   RowsForm form;
   const auto events = [&] { return std::exchange(form.events, {}); };
@@ -354,6 +599,7 @@ void BoxesAskAndAnswer(Story& story) {
 |                                   [=OK=]  [ Cancel ] |
 +------------------------------------------------------+
 )");
+  EXPECT_TRUE(story.Of("TextAnswer").marked) << "typing replaces what is proposed";
   story.Type("TextAnswer", "żółw");
   story.Press(Key::kEnter);
   story.Sees(R"(
@@ -399,6 +645,12 @@ std::vector<FormStory> FormStories() {
       {"RowsAreChosenOnce", RowsAreChosenOnce},
       {"WhatChangesIsSeen", WhatChangesIsSeen},
       {"TabsTurnPages", TabsTurnPages},
+      {"AFormThatLoadsLongIsSeenWaiting", AFormThatLoadsLongIsSeenWaiting},
+      {"AFormThatIsLoadingMayAskOrGiveUp", AFormThatIsLoadingMayAskOrGiveUp},
+      {"WhatFillsGrowsWithTheForm", WhatFillsGrowsWithTheForm},
+      {"CaptionsMayChangeAndHaveTooltips", CaptionsMayChangeAndHaveTooltips},
+      {"WhatIsTallerThanTheScreenCanBeReached", WhatIsTallerThanTheScreenCanBeReached},
+      {"AListHoldsTensOfThousands", AListHoldsTensOfThousands},
       {"BoxesAskAndAnswer", BoxesAskAndAnswer},
       {"TheSystemPicksFiles", TheSystemPicksFiles},
   };

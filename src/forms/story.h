@@ -38,6 +38,9 @@ class Story {
     Must(driver_.Press(Key::kAccess, letter), line);
   }
   void CloseByFrame(int line = __builtin_LINE()) { Must(driver_.CloseByFrame(), line); }
+  void Enlarge(int columns, int lines, int line = __builtin_LINE()) {
+    Must(driver_.Enlarge(columns, lines), line);
+  }
   void PickFile(std::string_view path, int line = __builtin_LINE()) {
     Must(driver_.PickFile(path), line);
   }

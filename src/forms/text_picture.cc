@@ -385,13 +385,16 @@ ControlLook LookOf(const Control& control, const Control* focus) {
   return look;
 }
 
-std::string DrawForm(const Form& form, std::string_view caption, const Looks& look) {
+std::string DrawForm(const Form& form, std::string_view caption, const Looks& look,
+                     const Size& beyond) {
   assert(!form.controls().empty() && "only a loaded form can be drawn");
-  const TextMeasure measure(form, look);
+  const TextMeasure cells(form, look);
+  const MeasureOnce measure(cells);
   const std::string close = form.closable() ? "[x]-+" : "+";
   const std::string title = "+- " + std::string(caption) + " ";
   Size inner = NaturalSize(form.layout(), measure);
-  inner.width = std::max(inner.width, Width(title) + Width(close) - 1);
+  inner.width = std::max(inner.width, Width(title) + Width(close) - 1) + beyond.width;
+  inner.height += beyond.height;
   Canvas canvas({inner.width + 3, inner.height + 2});
   canvas.Write(0, 0, title + Repeat(inner.width + 3 - Width(title) - Width(close), "-") + close);
   for (int y = 1; y <= inner.height; ++y) {

@@ -28,6 +28,7 @@ struct ControlLook {
   Background background = Background::kDefault;
   std::string caption;  // with the access key's "&"
   std::string text;     // of a text box as it shows: masked ones as "***"
+  bool marked = false;  // all of that text is selected: what is typed takes its place
   std::string tooltip;
   std::vector<Row> rows;
   int selected = -1;
@@ -40,9 +41,10 @@ std::string ShownText(const TextBox& box, std::string_view text);
 ControlLook LookOf(const Control& control, const Control* focus);
 
 // The form must be loaded. `caption` is what its window's title shows; `look` is asked for every
-// control. Lines end in LF.
+// control; `beyond` is how much larger than it needs the user has made it. Lines end in LF.
 std::string DrawForm(const Form& form, std::string_view caption,
-                     const std::function<const ControlLook&(const Control&)>& look);
+                     const std::function<const ControlLook&(const Control&)>& look,
+                     const Size& beyond);
 
 // A text in lines of at most `columns` characters (0: any length), broken at blanks; its own line
 // breaks stay. UTF-8.

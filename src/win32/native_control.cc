@@ -84,10 +84,7 @@ void NativeControl::UseFonts() {
   Send(WM_SETFONT, reinterpret_cast<WPARAM>(host_.fonts().Of(control_)), TRUE);
 }
 
-void NativeControl::Place(const Rectangle& where) {
-  SetWindowPos(window_, nullptr, where.x, where.y, where.width, where.height,
-               SWP_NOZORDER | SWP_NOACTIVATE);
-}
+void NativeControl::Place(const Rectangle& where) { host_.MoveTo(window_, where); }
 
 HBRUSH NativeControl::Color(HDC dc) {
   switch (control_.background()) {

@@ -20,8 +20,8 @@ class NativeControl;
 class NativeHost {
  public:
   // What a native control has done already, and is told of when it is through with it: the form may
-  // turn it back, or ask the user something.
-  enum class Later { kFocus, kSelection };
+  // turn it back, or ask the user something. kRows: rows have come, and are shown together.
+  enum class Later { kFocus, kSelection, kRows };
 
   virtual HWND window() const = 0;
   virtual const Fonts& fonts() const = 0;
@@ -33,6 +33,8 @@ class NativeHost {
   // What lies behind the control, to paint its background with `dc`: the page of a tab strip, or
   // nullptr for the form itself.
   virtual HBRUSH Behind(const NativeControl& native, HDC dc) = 0;
+  // Gives a control's window its place and shows it, together with all others'.
+  virtual void MoveTo(HWND control, const Rectangle& where) = 0;
   // A keyboard message for the control - nullptr: for the form's window itself; true when the
   // control must not get it.
   virtual bool TakesKey(NativeControl* native, UINT message, WPARAM wparam) = 0;
@@ -66,6 +68,8 @@ class NativeControl {
   virtual LRESULT OnNotify(NMHDR&) { return 0; }
   // Tells what is selected, now that the user is through.
   virtual void TellSelection() {}
+  // Shows the rows that are there by now.
+  virtual void ShowRows() {}
   // Whether a drop-down list is open, which keys then belong to.
   virtual bool IsListOpen() const { return false; }
   // WM_CTLCOLOR...: sets up `dc`; nullptr leaves it to the system.
@@ -96,7 +100,7 @@ class NativeControl {
   Control& control_;
   HWND window_ = nullptr;
   Owned<HBRUSH> silver_;
-  bool pending_[2] = {};
+  bool pending_[3] = {};
 };
 
 // The two halves of Make.

@@ -49,7 +49,7 @@ class NativeRows : public NativeControl {
   virtual int Selected() const = 0;
 
   // After MakeWindow.
-  void ShowRows() {
+  void AddRows() {
     Send(WM_SETREDRAW, FALSE);
     for (std::size_t row = 0; row < rows_.rows().size(); ++row) Insert(row);
     Select(rows_.selected());
@@ -83,7 +83,7 @@ class NativeComboBox final : public NativeRows {
     MakeWindow(WC_COMBOBOXW, CBS_DROPDOWNLIST | CBS_HASSTRINGS | WS_VSCROLL | WS_TABSTOP);
     draws_prompt_ = !SendText(CB_SETCUEBANNER, 0, combo.prompt()) && !combo.prompt().empty();
     prompt_ = ModWide::FromUtf8(combo.prompt());
-    ShowRows();
+    AddRows();
   }
 
   // Its height is that of the list when open; closed, it is as high as its one line.
@@ -161,7 +161,7 @@ class NativeListBox final : public NativeRows {
         WC_LISTBOXW,
         LBS_NOTIFY | LBS_NOINTEGRALHEIGHT | LBS_HASSTRINGS | WS_VSCROLL | WS_HSCROLL | WS_TABSTOP,
         WS_EX_CLIENTEDGE);
-    ShowRows();
+    AddRows();
   }
   void OnCommand(WORD code) override {
     if (code == LBN_SELCHANGE || code == LBN_SELCANCEL) Moved();
@@ -171,8 +171,9 @@ class NativeListBox final : public NativeRows {
   void Insert(std::size_t row) override {
     const std::string& text = RowAt(row).text;
     SendText(LB_INSERTSTRING, row, text);
-    if (is_shown_)
+    if (is_shown_) {
       Widen(static_cast<int>(host_.fonts().Extent(host_.fonts().text(), text, 0, false).cx));
+    }
   }
   // The list scrolls as far as its widest row.
   void Widen(int text_width) {
@@ -194,36 +195,37 @@ class NativeListBox final : public NativeRows {
   bool is_shown_ = false;  // what it held at first has been measured
 };
 
+// Asks for what it shows when it shows it, so that tens of thousands of rows cost nothing before.
 class NativeListView final : public NativeRows {
  public:
   NativeListView(NativeHost& host, ListView& list) : NativeRows(host, list), list_(list) {
     const bool has_titles = !list.view_columns().empty();
     MakeWindow(WC_LISTVIEWW,
-               LVS_REPORT | LVS_SINGLESEL | LVS_SHOWSELALWAYS | LVS_SHAREIMAGELISTS | WS_TABSTOP |
+               LVS_REPORT | LVS_OWNERDATA | LVS_SINGLESEL | LVS_SHOWSELALWAYS |
+                   LVS_SHAREIMAGELISTS | WS_TABSTOP |
                    static_cast<DWORD>(has_titles ? LVS_NOSORTHEADER : LVS_NOCOLUMNHEADER),
                WS_EX_CLIENTEDGE);
     Send(LVM_SETEXTENDEDLISTVIEWSTYLE, 0,
          LVS_EX_FULLROWSELECT | LVS_EX_INFOTIP | LVS_EX_LABELTIP | LVS_EX_DOUBLEBUFFER);
     AddColumns();
+    for (std::size_t row = 0; row < list.rows().size() && !images_; ++row) MakeRoomForIcon(row);
     ShowRows();
+    Select(list.selected());
   }
 
   void UseFonts() override {
     NativeRows::UseFonts();
     Send(LVM_SETIMAGELIST, LVSIL_SMALL, 0);
-    images_.Reset();  // of another size now
     image_numbers_.clear();
-    for (std::size_t row = 0; row < rows_.rows().size(); ++row) SetIcon(row);
+    if (images_) MakeImages();  // of another size now
   }
   void Update(Change change, std::size_t row) override {
     NativeRows::Update(change, row);
     if (change == Change::kBackground) ShowBackground();
-    if (width_ > 0 && scrolls_ != Scrolls()) FitColumns();
   }
-  void Place(const Rectangle& where) override {
-    NativeRows::Place(where);
-    width_ = where.width;
-    FitColumns();
+  void ShowRows() override {
+    Send(LVM_SETITEMCOUNT, rows_.rows().size(), LVSICF_NOSCROLL);
+    if (width_ > 0 && scrolls_ != Scrolls()) FitColumns();
   }
   LRESULT OnNotify(NMHDR& header) override {
     switch (header.code) {
@@ -241,10 +243,27 @@ class NativeListView final : public NativeRows {
       case static_cast<UINT>(LVN_GETINFOTIPW):
         SayTooltip(reinterpret_cast<NMLVGETINFOTIPW&>(header));
         break;
+      case static_cast<UINT>(LVN_GETDISPINFOW):
+        SayCell(reinterpret_cast<NMLVDISPINFOW&>(header).item);
+        break;
+      case static_cast<UINT>(LVN_ODFINDITEMW):
+        return FindText(reinterpret_cast<const NMLVFINDITEMW&>(header));
       default:
         break;
     }
     return 0;
+  }
+
+ protected:
+  LRESULT Handle(UINT message, WPARAM wparam, LPARAM lparam) override {
+    const LRESULT result = NativeRows::Handle(message, wparam, lparam);
+    if (message == WM_SIZE) {
+      RECT area{};
+      GetWindowRect(window(), &area);
+      width_ = static_cast<int>(area.right - area.left);
+      FitColumns();
+    }
+    return result;
   }
 
  private:
@@ -289,48 +308,67 @@ class NativeListView final : public NativeRows {
   }
 
   void Insert(std::size_t row) override {
-    LVITEMW item{};
-    item.iItem = static_cast<int>(row);
-    Send(LVM_INSERTITEMW, 0, reinterpret_cast<LPARAM>(&item));
-    SetCell(row, 0, RowAt(row).text);
-    const std::vector<std::string>& cells = RowAt(row).cells;
-    for (std::size_t i = 0; i < cells.size() && i + 1 < ColumnCount(); ++i) {
-      SetCell(row, i + 1, cells[i]);
-    }
-    SetIcon(row);
+    if (!images_) MakeRoomForIcon(row);
+    host_.TellLater(*this, NativeHost::Later::kRows);
   }
-  void SetCell(std::size_t row, std::size_t column, std::string_view text) {
-    std::wstring wide = ModWide::FromUtf8(text);
-    LVITEMW item{};
-    item.mask = LVIF_TEXT;
-    item.iItem = static_cast<int>(row);
-    item.iSubItem = static_cast<int>(column);
-    item.pszText = wide.data();
-    Send(LVM_SETITEMW, 0, reinterpret_cast<LPARAM>(&item));
+  // The native list keeps numbers, not rows: which are selected is said to it again.
+  void Remove(std::size_t) override {
+    ShowRows();
+    Select(rows_.selected());
+    InvalidateRect(window(), nullptr, TRUE);
   }
-  void SetIcon(std::size_t row) {
-    LVITEMW item{};
-    item.mask = LVIF_IMAGE;
-    item.iItem = static_cast<int>(row);
-    item.iImage = ImageNumber(RowAt(row).icon);
-    if (images_) Send(LVM_SETITEMW, 0, reinterpret_cast<LPARAM>(&item));
-  }
+  void Clear() override { ShowRows(); }
   // A list in which no row has an icon keeps no room for one.
-  int ImageNumber(const Icon& wanted) {
+  void MakeRoomForIcon(std::size_t row) {
+    if (RowAt(row).icon.kind != Icon::Kind::kNone) MakeImages();
+  }
+  void MakeImages() {
     const int size = ModResolution::Metric(SM_CXSMICON, Dpi());
-    const HICON icon = host_.icons().Find(wanted, size);
-    if (icon == nullptr) return I_IMAGENONE;
-    if (!images_) {
-      images_.Reset(ImageList_Create(size, size, ILC_COLOR32 | ILC_MASK, 4, 4));
-      Send(LVM_SETIMAGELIST, LVSIL_SMALL, reinterpret_cast<LPARAM>(images_.get()));
-    }
+    images_.Reset(ImageList_Create(size, size, ILC_COLOR32 | ILC_MASK, 4, 4));
+    Send(LVM_SETIMAGELIST, LVSIL_SMALL, reinterpret_cast<LPARAM>(images_.get()));
+  }
+  int ImageNumber(const Icon& wanted) {
+    const HICON icon = host_.icons().Find(wanted, ModResolution::Metric(SM_CXSMICON, Dpi()));
+    if (icon == nullptr || !images_) return I_IMAGENONE;
     const auto [place, is_new] = image_numbers_.try_emplace(icon, 0);
     if (is_new) place->second = ImageList_ReplaceIcon(images_.get(), -1, icon);
     return place->second;
   }
-  void Remove(std::size_t row) override { Send(LVM_DELETEITEM, row); }
-  void Clear() override { Send(LVM_DELETEALLITEMS); }
+  void SayCell(LVITEMW& asked) {
+    const auto row = static_cast<std::size_t>(asked.iItem);
+    if (asked.iItem < 0 || row >= rows_.rows().size()) return;
+    if ((asked.mask & LVIF_TEXT) != 0 && asked.cchTextMax > 0) {
+      lstrcpynW(asked.pszText, Cell(row, asked.iSubItem).c_str(), asked.cchTextMax);
+    }
+    if ((asked.mask & LVIF_IMAGE) != 0) {
+      asked.iImage = asked.iSubItem == 0 ? ImageNumber(RowAt(row).icon) : I_IMAGENONE;
+    }
+  }
+  std::wstring Cell(std::size_t row, int column) const {
+    if (column <= 0) return ModWide::FromUtf8(RowAt(row).text);
+    const std::vector<std::string>& cells = RowAt(row).cells;
+    const auto index = static_cast<std::size_t>(column) - 1;
+    return index < cells.size() ? ModWide::FromUtf8(cells[index]) : std::wstring();
+  }
+  // Letters typed into the list: the next row that begins with them, round the list.
+  LRESULT FindText(const NMLVFINDITEMW& asked) const {
+    const std::size_t count = rows_.rows().size();
+    if ((asked.lvfi.flags & (LVFI_STRING | LVFI_PARTIAL)) == 0) return -1;
+    const auto first = static_cast<std::size_t>(std::max(asked.iStart, 0));
+    const int length = lstrlenW(asked.lvfi.psz);
+    for (std::size_t i = 0; i < count; ++i) {
+      const std::size_t row = (first + i) % count;
+      const std::wstring text = Cell(row, 0);
+      if (static_cast<int>(text.size()) < length) continue;
+      if (CompareStringW(LOCALE_USER_DEFAULT, NORM_IGNORECASE, text.c_str(), length, asked.lvfi.psz,
+                         length) == CSTR_EQUAL) {
+        return static_cast<LRESULT>(row);
+      }
+    }
+    return -1;
+  }
   void Select(int row) override {
+    if (pending(NativeHost::Later::kRows)) ShowRows();
     LVITEMW item{};
     item.stateMask = LVIS_SELECTED | LVIS_FOCUSED;
     Send(LVM_SETITEMSTATE, static_cast<WPARAM>(-1), reinterpret_cast<LPARAM>(&item));
@@ -362,7 +400,7 @@ class NativeTabs final : public NativeRows {
   NativeTabs(NativeHost& host, TabStrip& tabs) : NativeRows(host, tabs) {
     // It paints around its pages' controls, which lie upon it.
     MakeWindow(WC_TABCONTROLW, TCS_TABS | WS_TABSTOP | WS_CLIPSIBLINGS);
-    ShowRows();
+    AddRows();
   }
   void UseFonts() override {
     NativeRows::UseFonts();

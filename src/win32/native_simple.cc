@@ -27,7 +27,8 @@ COLORREF LinkColor() {
 class NativeLabel : public NativeControl {
  public:
   NativeLabel(NativeHost& host, Control& control, DWORD style = 0) : NativeControl(host, control) {
-    MakeWindow(WC_STATICW, SS_LEFT | style);
+    // Without SS_NOTIFY the mouse, and so the tooltip, would not know of it.
+    MakeWindow(WC_STATICW, SS_LEFT | SS_NOTIFY | style);
     SetText(control.caption());
   }
 };
@@ -36,8 +37,7 @@ class NativeLabel : public NativeControl {
 // keys nor, on old systems, itself.
 class NativeLink final : public NativeLabel {
  public:
-  NativeLink(NativeHost& host, Control& control)
-      : NativeLabel(host, control, SS_NOTIFY | WS_TABSTOP) {}
+  NativeLink(NativeHost& host, Control& control) : NativeLabel(host, control, WS_TABSTOP) {}
 
   void OnCommand(WORD code) override {
     if (code == STN_CLICKED || code == STN_DBLCLK) host_.Tell(UserAction::Click(control()));
@@ -89,12 +89,78 @@ class NativeTextBox final : public NativeControl {
     } else {
       NativeControl::Update(change, row);
     }
+    if (change == Change::kBackground) {
+      RedrawWindow(window(), nullptr, nullptr, RDW_FRAME | RDW_INVALIDATE);
+    }
   }
   void OnCommand(WORD code) override {
     if (code == EN_CHANGE && !host_.showing()) host_.Tell(UserAction::Text(box_, Text()));
   }
+  void UseFonts() override {
+    NativeControl::UseFonts();
+    SetWindowPos(window(), nullptr, 0, 0, 0, 0,
+                 SWP_NOMOVE | SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE | SWP_FRAMECHANGED);
+  }
+
+ protected:
+  LRESULT Handle(UINT message, WPARAM wparam, LPARAM lparam) override {
+    if (MarksAll(message, wparam)) return 0;
+    const LRESULT result = NativeControl::Handle(message, wparam, lparam);
+    if (box_.multi_line()) return result;
+    switch (message) {
+      case WM_NCCALCSIZE:
+        CentreLine(*reinterpret_cast<RECT*>(lparam));
+        break;
+      case WM_NCPAINT:
+        PaintAroundLine();
+        break;
+      case WM_NCHITTEST:
+        if (result == HTNOWHERE || result == HTBORDER) return HTCLIENT;
+        break;
+      case WM_ENABLE:
+        RedrawWindow(window(), nullptr, nullptr, RDW_FRAME | RDW_INVALIDATE);
+        break;
+      default:
+        break;
+    }
+    return result;
+  }
 
  private:
+  // Ctrl+A, which native boxes of several lines do not know.
+  bool MarksAll(UINT message, WPARAM wparam) const {
+    constexpr WPARAM kCtrlA = 1;
+    if (message == WM_CHAR) return wparam == kCtrlA;
+    const bool pressed = message == WM_KEYDOWN && wparam == 'A' && GetKeyState(VK_CONTROL) < 0 &&
+                         GetKeyState(VK_MENU) >= 0;
+    if (pressed) Send(EM_SETSEL, 0, -1);
+    return pressed;
+  }
+  // The native box writes its line at its top: so its inner part is made one line high, and the
+  // rest is painted here. `inner` is the first of what WM_NCCALCSIZE gives in either form.
+  void CentreLine(RECT& inner) {
+    const int spare = static_cast<int>(inner.bottom - inner.top) - host_.fonts().line_height();
+    above_ = std::max(0, spare / 2);
+    below_ = std::max(0, spare - above_);
+    inner.top += above_;
+    inner.bottom -= below_;
+  }
+  void PaintAroundLine() const {
+    RECT outer{}, line{};
+    GetWindowRect(window(), &outer);
+    GetClientRect(window(), &line);
+    MapWindowPoints(window(), nullptr, reinterpret_cast<POINT*>(&line), 2);
+    OffsetRect(&line, -static_cast<int>(outer.left), -static_cast<int>(outer.top));
+    const HDC dc = GetWindowDC(window());
+    const UINT asked = IsWindowEnabled(window()) ? WM_CTLCOLOREDIT : WM_CTLCOLORSTATIC;
+    const auto brush = reinterpret_cast<HBRUSH>(SendMessageW(
+        host_.window(), asked, reinterpret_cast<WPARAM>(dc), reinterpret_cast<LPARAM>(window())));
+    const RECT above = {line.left, line.top - above_, line.right, line.top};
+    const RECT below = {line.left, line.bottom, line.right, line.bottom + below_};
+    FillRect(dc, &above, brush);
+    FillRect(dc, &below, brush);
+    ReleaseDC(window(), dc);
+  }
   static DWORD Style(const TextBox& box) {
     if (!box.multi_line()) {
       const bool masked = box.style() == TextBox::Style::kMasked;
@@ -111,6 +177,8 @@ class NativeTextBox final : public NativeControl {
   }
 
   TextBox& box_;
+  int above_ = 0;  // the line, in pixels
+  int below_ = 0;
 };
 
 class NativeButton final : public NativeControl {
@@ -177,7 +245,7 @@ class NativeFrame final : public NativeControl {
 class NativeImage final : public NativeControl {
  public:
   NativeImage(NativeHost& host, Image& image) : NativeControl(host, image), image_(image) {
-    MakeWindow(WC_STATICW, SS_ICON | SS_REALSIZECONTROL);
+    MakeWindow(WC_STATICW, SS_ICON | SS_REALSIZECONTROL | SS_NOTIFY);
   }
   void Update(Change change, std::size_t row) override {
     if (change == Change::kIcon) {

@@ -154,6 +154,7 @@ void Win32Desktop::SetHourglass(bool on) {
 
 void Win32Desktop::DoEvents() {
   if (GetTickCount() - last_events_ < kBetweenEvents) return;
+  renderer_.ShowLoading();
   MSG message{};
   while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
     if (message.message == WM_QUIT) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <stdexcept>
 
 #include "base/files.h"
@@ -122,6 +123,102 @@ TEST_F(Win32DesktopTest, TheKeyboardMovesInsideNativeControls) {
   story.Press(Key::kTab);
   EXPECT_EQ(form.TextNote.text(), "one\r\nx");
   EXPECT_EQ(story.TextOf("TextNote"), "one\r\nx") << "no tab got into it";
+  driver.End();
+}
+
+// Forms that say by themselves what happens while they are loaded.
+class LoadingForm final : public Form {
+ public:
+  explicit LoadingForm(std::function<void()> load)
+      : Form("LoadingForm", "Loading"), load_(std::move(load)) {}
+
+ private:
+  Layout Arrange() override { return Rows({TextName}); }
+  void Form_Load() override { load_(); }
+
+  TextBox TextName{this, "TextName"};
+  std::function<void()> load_;
+};
+
+TEST_F(Win32DesktopTest, TheMailClientTakesNoInputWhileAFormIsLoaded) {
+  bool enabled = true, visible = true, enabled_after = false;
+  StartInHost([&] {
+    LoadingForm form([&] {
+      enabled = IsWindowEnabled(host) || IsWindowEnabled(other);
+      visible = IsWindowVisible(driver.desktop().renderer().visible().back()->window());
+      form.Unload();
+    });
+    form.ShowModal(driver.desktop());
+    enabled_after = IsWindowEnabled(host) && IsWindowEnabled(other);
+  });
+  story.SeesEnd();
+  EXPECT_FALSE(enabled);
+  EXPECT_FALSE(visible) << "a form that is quick opens complete";
+  EXPECT_TRUE(enabled_after);
+}
+
+// How often the window was given a size or place.
+LRESULT CALLBACK CountMoves(HWND window, UINT message, WPARAM wparam, LPARAM lparam, UINT_PTR,
+                            DWORD_PTR count) {
+  if (message == WM_WINDOWPOSCHANGING) ++*reinterpret_cast<int*>(count);
+  return DefSubclassProc(window, message, wparam, lparam);
+}
+
+TEST_F(Win32DesktopTest, ManyChangesAreOneLayout) {
+  SampleForm form(driver.desktop());
+  int moves = 0, in_handler = -1;
+  form.CmdOk.OnClick([&] {
+    const HWND moved = WindowOf(form, form.CmdMore);
+    SetWindowSubclass(moved, CountMoves, 1, reinterpret_cast<DWORD_PTR>(&moves));
+    form.FrameKind.set_visible(false);
+    form.ListFiles.set_visible(false);
+    form.CmdMore.set_caption("Much more than there was before");
+    form.LabelNumber.set_caption("The number:");
+    in_handler = moves;
+  });
+  story.Start([&] { form.ShowModal(driver.desktop()); });
+  const HWND window = driver.Top();
+  RECT before{}, after{};
+  GetWindowRect(window, &before);
+  story.Click("CmdOk");
+  GetWindowRect(window, &after);
+  EXPECT_EQ(in_handler, 0);
+  EXPECT_EQ(moves, 1);
+  EXPECT_LT(after.bottom - after.top, before.bottom - before.top);
+  EXPECT_EQ(story.Of("CmdMore").caption, "Much more than there was before");
+  driver.End();
+}
+
+TEST_F(Win32DesktopTest, TextIsInTheMiddleOfItsBoxAtAnyResolution) {
+  SampleForm form(driver.desktop());
+  story.Start([&] { form.ShowModal(driver.desktop()); });
+  const HWND box = WindowOf(form, form.TextNumber);
+  for (const UINT dpi : {96U, 144U, 192U}) {
+    RECT proposed{}, outer{}, line{};
+    SendMessageW(driver.Top(), 0x02E0 /* WM_DPICHANGED */, MAKEWPARAM(dpi, dpi),
+                 reinterpret_cast<LPARAM>(&proposed));
+    GetWindowRect(box, &outer);
+    GetClientRect(box, &line);
+    MapWindowPoints(box, nullptr, reinterpret_cast<POINT*>(&line), 2);
+    EXPECT_EQ(line.bottom - line.top, Fonts(dpi).line_height()) << dpi;
+    EXPECT_LE(std::abs((line.top - outer.top) - (outer.bottom - line.bottom)), 1) << dpi;
+    const LPARAM below_the_line = MAKELPARAM(line.left + 5, line.bottom + 1);
+    EXPECT_EQ(SendMessageW(box, WM_NCHITTEST, 0, below_the_line), HTCLIENT) << "can be clicked";
+  }
+  driver.End();
+}
+
+TEST_F(Win32DesktopTest, CtrlAMarksAllThatABoxHolds) {
+  SampleForm form(driver.desktop());
+  story.Start([&] { form.ShowModal(driver.desktop()); });
+  story.Type("TextNote", "one\r\ntwo");
+  driver.PressWithCtrl('A');
+  DWORD first = 1, last = 0;
+  SendMessageW(WindowOf(form, form.TextNote), EM_GETSEL, reinterpret_cast<WPARAM>(&first),
+               reinterpret_cast<LPARAM>(&last));
+  EXPECT_EQ(first, 0U);
+  EXPECT_EQ(last, 8U);
+  EXPECT_EQ(form.TextNote.text(), "one\r\ntwo") << "no letter got into it";
   driver.End();
 }
 

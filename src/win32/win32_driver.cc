@@ -13,6 +13,7 @@
 #include "forms/boxes.h"
 #include "win32/guard.h"
 #include "win32/keys.h"
+#include "win32/win32_measure.h"
 #include "win32/win32_view.h"
 
 namespace vespro {
@@ -22,6 +23,7 @@ constexpr std::chrono::milliseconds kPatience{30000};
 constexpr std::chrono::milliseconds kButtonHeld{50};
 constexpr UINT kAreYouAtRest = WM_APP + 1;
 constexpr UINT kHoldKeys = WM_APP + 2;  // Shift, Ctrl
+constexpr UINT kDoWork = WM_APP + 3;    // a function
 constexpr int kPickerCombo = 0x47C;     // the box for the file's name, cmb13 or edt1
 constexpr int kPickerEdit = 0x480;
 
@@ -142,6 +144,21 @@ std::vector<Row> ReadTabs(HWND tabs) {
   return rows;
 }
 
+LRESULT CountRows(HWND window, const Control& control) {
+  switch (control.kind()) {
+    case ControlKind::kComboBox:
+      return SendMessageW(window, CB_GETCOUNT, 0, 0);
+    case ControlKind::kListBox:
+      return SendMessageW(window, LB_GETCOUNT, 0, 0);
+    case ControlKind::kListView:
+      return SendMessageW(window, LVM_GETITEMCOUNT, 0, 0);
+    case ControlKind::kTabStrip:
+      return SendMessageW(window, TCM_GETITEMCOUNT, 0, 0);
+    default:
+      return 0;
+  }
+}
+
 void ReadRowsOf(HWND window, const Control& control, ControlLook& look) {
   switch (control.kind()) {
     case ControlKind::kComboBox:
@@ -173,8 +190,19 @@ std::string ReadBox(HWND edit) {
   return ModWide::ToUtf8(std::wstring(ModWide::FromUtf8(text).size(), mask));
 }
 
-// The tooltip window lies on the screen like any other, hidden until it is needed.
+POINT MiddleOf(const RECT& area) {
+  return {(area.left + area.right) / 2, (area.top + area.bottom) / 2};
+}
+
+LPARAM AsParameter(POINT point) { return MAKELPARAM(point.x, point.y); }
+
+// The tooltip window lies on the screen like any other, hidden until it is needed. It hears of the
+// mouse from the control's window, which has to say that the mouse is on it.
 std::string TooltipOf(HWND form, HWND control) {
+  RECT area{};
+  GetWindowRect(control, &area);
+  const POINT middle = MiddleOf(area);
+  if (SendMessageW(control, WM_NCHITTEST, 0, AsParameter(middle)) == HTTRANSPARENT) return {};
   for (HWND window = GetTopWindow(nullptr); window != nullptr;
        window = GetWindow(window, GW_HWNDNEXT)) {
     if (GetWindow(window, GW_OWNER) != form || ClassOf(window) != TOOLTIPS_CLASSW) continue;
@@ -188,10 +216,6 @@ std::string TooltipOf(HWND form, HWND control) {
     return ModWide::ToUtf8(text.data());
   }
   return {};
-}
-
-POINT MiddleOf(const RECT& area) {
-  return {(area.left + area.right) / 2, (area.top + area.bottom) / 2};
 }
 
 // Where a person would click.
@@ -214,7 +238,41 @@ POINT TargetIn(HWND window, const Control* control) {
   return target;
 }
 
-LPARAM AsParameter(POINT point) { return MAKELPARAM(point.x, point.y); }
+// A caption as it can be read: of one that has too little room the end is missing.
+std::string ReadCaption(const Win32View& view, HWND window, const Control& control) {
+  const std::string caption = TextOf(window);
+  if (!IsWindowVisible(window) || control.kind() == ControlKind::kFrame) return caption;
+  RECT area{};
+  GetWindowRect(window, &area);
+  const Size needed = Win32Measure(view.fonts()).NaturalSize(control);
+  const bool has_room =
+      area.right - area.left >= needed.width && area.bottom - area.top >= needed.height;
+  return has_room ? caption : caption + " (cut off)";
+}
+
+bool IsMarked(HWND edit) {
+  DWORD first = 0, last = 0;
+  SendMessageW(edit, EM_GETSEL, reinterpret_cast<WPARAM>(&first), reinterpret_cast<LPARAM>(&last));
+  const auto size = static_cast<DWORD>(SendMessageW(edit, WM_GETTEXTLENGTH, 0, 0));
+  return size > 0 && first == 0 && last == size;
+}
+
+// A form that is higher than the screen is scrolled as far as the control needs.
+void ScrollTo(const Win32View& view, HWND window) {
+  for (int tries = 0; tries < 1000; ++tries) {
+    RECT area{}, inner{};
+    GetWindowRect(window, &area);
+    MapWindowPoints(nullptr, view.window(), reinterpret_cast<POINT*>(&area), 2);
+    GetClientRect(view.window(), &inner);
+    if (area.top >= 0 && area.bottom <= inner.bottom) return;
+    const int before = GetScrollPos(view.window(), SB_VERT);
+    const bool is_far = area.top < -inner.bottom || area.bottom > 2 * inner.bottom;
+    const WPARAM up = is_far ? SB_PAGEUP : SB_LINEUP;
+    const WPARAM down = is_far ? SB_PAGEDOWN : SB_LINEDOWN;
+    SendMessageW(view.window(), WM_VSCROLL, area.top < 0 ? up : down, 0);
+    if (GetScrollPos(view.window(), SB_VERT) == before) return;
+  }
+}
 
 // What stops a person from clicking there, if anything does.
 Status Reachable(const Win32View& view, HWND window, const Control& control) {
@@ -355,6 +413,10 @@ LRESULT CALLBACK Win32Driver::Procedure(HWND window, UINT message, WPARAM wparam
     driver->changed_.notify_all();
     return 0;
   }
+  if (message == kDoWork) {
+    (*reinterpret_cast<const std::function<void()>*>(lparam))();
+    return 0;
+  }
   if (message == kHoldKeys) {
     std::array<BYTE, 256> keys{};
     GetKeyboardState(keys.data());
@@ -380,6 +442,10 @@ Status Win32Driver::Settle(std::chrono::milliseconds patience) {
   lock.unlock();
   if (program_.joinable()) program_.join();
   return {};
+}
+
+void Win32Driver::InProgram(const std::function<void()>& work) const {
+  SendMessageW(helper_, kDoWork, 0, reinterpret_cast<LPARAM>(&work));
 }
 
 bool Win32Driver::Ended() {
@@ -450,16 +516,17 @@ ControlLook Win32Driver::LookAt(const Win32View& view, const Control& control) c
   switch (control.kind()) {
     case ControlKind::kTextBox:
       look.text = ReadBox(window);
+      look.marked = look.focused && IsMarked(window);
       break;
     case ControlKind::kOptionButton:
     case ControlKind::kCheckBox:
       look.checked = SendMessageW(window, BM_GETCHECK, 0, 0) == BST_CHECKED;
-      look.caption = TextOf(window);
+      look.caption = ReadCaption(view, window, control);
       break;
     case ControlKind::kLabel:
     case ControlKind::kButton:
     case ControlKind::kFrame:
-      look.caption = TextOf(window);
+      look.caption = ReadCaption(view, window, control);
       break;
     case ControlKind::kImage: {
       const auto icon = reinterpret_cast<HICON>(SendMessageW(window, STM_GETICON, 0, 0));
@@ -487,6 +554,12 @@ std::string Win32Driver::DrawBox(HWND box) const {
 }
 
 std::string Win32Driver::Look() {
+  std::string picture;
+  InProgram([&] { picture = LookAtTop(); });
+  return picture;
+}
+
+std::string Win32Driver::LookAtTop() const {
   const HWND top = Top();
   if (top == nullptr) return {};
   const Win32View* view = ViewOf(top);
@@ -494,7 +567,9 @@ std::string Win32Driver::Look() {
   std::map<const Control*, ControlLook> looks;
   for (const Control* control : view->form().controls()) looks[control] = LookAt(*view, *control);
   return DrawForm(view->form(), TextOf(top),
-                  [&](const Control& control) -> const ControlLook& { return looks.at(&control); });
+                  [&](const Control& control) -> const ControlLook& { return looks.at(&control); },
+                  {view->Beyond().width / view->fonts().average_width(),
+                   view->Beyond().height / view->fonts().line_height()});
 }
 
 ControlLook Win32Driver::LookAtBox(HWND window) const {
@@ -503,7 +578,7 @@ ControlLook Win32Driver::LookAtBox(HWND window) const {
   look.focused = FocusedWindow() == window;
   look.caption = TextOf(window);
   if (ClassOf(window) != WC_STATICW) return look;
-  look.caption = ModText::ReplaceAll(look.caption, "&", "&&");
+  look.caption = ModCaption::Literal(look.caption);
   if ((StyleOf(window) & SS_TYPEMASK) == SS_ICON) {
     look.icon = {Icon::Kind::kResource, IconName(window)};
   }
@@ -511,6 +586,12 @@ ControlLook Win32Driver::LookAtBox(HWND window) const {
 }
 
 Result<ControlLook> Win32Driver::Look(std::string_view control) {
+  Result<ControlLook> look = Status(Code::kNotFound, "there is no window");
+  InProgram([&] { look = LookFor(control); });
+  return look;
+}
+
+Result<ControlLook> Win32Driver::LookFor(std::string_view control) const {
   Result<Found> found = Find(control);
   if (!found.ok()) return found.status();
   if (found->control == nullptr) return LookAtBox(found->window);
@@ -539,6 +620,12 @@ Result<Win32Driver::Found> Win32Driver::Find(std::string_view name) const {
 // --------------------------------------------------------------------------------------
 
 Result<Win32Driver::Found> Win32Driver::FindUsable(std::string_view name) const {
+  Result<Found> found = Status(Code::kNotFound, "there is no window");
+  InProgram([&] { found = FindUsableHere(name); });
+  return found;
+}
+
+Result<Win32Driver::Found> Win32Driver::FindUsableHere(std::string_view name) const {
   Result<Found> found = Find(name);
   if (!found.ok()) return found;
   const HWND top = Top();
@@ -549,6 +636,7 @@ Result<Win32Driver::Found> Win32Driver::FindUsable(std::string_view name) const 
   if (!IsWindowVisible(found->window)) return refuse(" is not to be seen");
   if (!IsWindowEnabled(found->window)) return refuse(" can't be used");
   if (found->control != nullptr) {
+    ScrollTo(*ViewOf(top), found->window);
     Status reachable = Reachable(*ViewOf(top), found->window, *found->control);
     if (!reachable.ok()) return reachable;
   }
@@ -624,9 +712,7 @@ Status Win32Driver::Select(std::string_view control, int row) {
   if (found->control == nullptr) {
     return Status(Code::kUnavailable, std::string(control) + " has no rows");
   }
-  ControlLook look;
-  ReadRowsOf(found->window, *found->control, look);
-  if (row < 0 || static_cast<std::size_t>(row) >= look.rows.size()) {
+  if (row < 0 || row >= CountRows(found->window, *found->control)) {
     return Status(Code::kUnavailable, std::string(control) + " has no such row");
   }
   const auto index = static_cast<WPARAM>(row);
@@ -677,6 +763,16 @@ Status Win32Driver::Press(Key key, char letter) {
   return settled;
 }
 
+void Win32Driver::PressWithCtrl(char letter) {
+  HoldKeys(false, true);
+  const HWND focused = FocusedWindow();
+  PostMessageW(focused, WM_KEYDOWN, static_cast<WPARAM>(letter), 1);
+  PostMessageW(focused, WM_CHAR, static_cast<WPARAM>(letter - 'A' + 1), 1);
+  PostMessageW(focused, WM_KEYUP, static_cast<WPARAM>(letter), 1);
+  Settle(kPatience).Ignore();  // the test sees what came of it
+  HoldKeys(false, false);
+}
+
 Status Win32Driver::CloseByFrame() {
   const HWND top = Top();
   if (top == nullptr) return Status(Code::kNotFound, "there is no window");
@@ -686,6 +782,21 @@ Status Win32Driver::CloseByFrame() {
     return Status(Code::kUnavailable, TextOf(top) + " has no close button");
   }
   PostMessageW(top, WM_SYSCOMMAND, SC_CLOSE, 0);
+  return Settle(kPatience);
+}
+
+Status Win32Driver::Enlarge(int columns, int lines) {
+  const HWND top = Top();
+  const Win32View* view = top == nullptr ? nullptr : ViewOf(top);
+  if (view == nullptr || !IsWindowEnabled(top) || (StyleOf(top) & WS_THICKFRAME) == 0) {
+    return Status(Code::kUnavailable, "there is no frame to drag");
+  }
+  RECT area{};
+  GetWindowRect(top, &area);
+  SetWindowPos(top, nullptr, 0, 0,
+               static_cast<int>(area.right - area.left) + columns * view->fonts().average_width(),
+               static_cast<int>(area.bottom - area.top) + lines * view->fonts().line_height(),
+               SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
   return Settle(kPatience);
 }
 

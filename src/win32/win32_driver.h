@@ -61,8 +61,11 @@ class Win32Driver : public FormDriver {
   Status Select(std::string_view control, int row) override;
   Status Press(Key key, char letter = 0) override;
   Status CloseByFrame() override;
+  Status Enlarge(int columns, int lines) override;
   Status PickFile(std::string_view path) override;
 
+  // A letter together with Ctrl, as capital.
+  void PressWithCtrl(char letter);
   // The window on top; nullptr when there is none.
   HWND Top() const;
 
@@ -84,16 +87,21 @@ class Win32Driver : public FormDriver {
 
   void RunProgram(const std::function<void()>& program);
   static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
+  // Asking windows of another thread takes long; it is done in the program's own, where it waits.
+  void InProgram(const std::function<void()>& work) const;
   void HoldKeys(bool shift, bool control) const;
 
   std::vector<HWND> OnScreen() const;
   Win32View* ViewOf(HWND window) const;
   HWND FocusedWindow() const;
+  std::string LookAtTop() const;
+  Result<ControlLook> LookFor(std::string_view control) const;
   ControlLook LookAt(const Win32View& view, const Control& control) const;
   ControlLook LookAtBox(HWND window) const;
   std::string DrawBox(HWND box) const;
   Result<Found> Find(std::string_view name) const;
   Result<Found> FindUsable(std::string_view name) const;
+  Result<Found> FindUsableHere(std::string_view name) const;
   Status ClickAt(HWND window, POINT point);
   Status ClickOn(const Found& found);
   Status SelectInCombo(HWND combo, int row);

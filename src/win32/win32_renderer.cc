@@ -62,8 +62,14 @@ void Win32Renderer::RunWhile(const std::function<bool()>& go_on) {
   }
 }
 
+void Win32Renderer::ShowLoading() {
+  for (Win32View* view : visible_) view->ShowIfLoading();
+}
+
 HWND Win32Renderer::Front() const {
-  if (!visible_.empty() && visible_.back()->window() != nullptr) return visible_.back()->window();
+  for (auto view = visible_.rbegin(); view != visible_.rend(); ++view) {
+    if (IsWindowVisible((*view)->window())) return (*view)->window();
+  }
   return host_window_ ? host_window_() : nullptr;
 }
 

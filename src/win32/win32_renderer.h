@@ -25,10 +25,13 @@ class Win32Renderer final : public FormRenderer {
   std::unique_ptr<FormView> CreateView(Form& form, FormView* owner) override;
   // Runs Windows' events of this thread, the mail client's included.
   void RunWhile(const std::function<bool()>& go_on) override;
+  void ShowLoading() override;
 
-  // What a box of the system's should stay in front of: the form on top, or the mail client.
+  // What a box of the system's should stay in front of: the form on top that can be seen, or the
+  // mail client.
   HWND Front() const;
-  // The visible forms' windows, from the bottom to the top.
+  // The visible forms' windows, from the bottom to the top; those that are loading, too, which need
+  // not be visible yet.
   const std::vector<Win32View*>& visible() const { return visible_; }
   const VisualStyles& styles() const { return styles_; }
   IconLibrary& icons() { return icons_; }

@@ -15,14 +15,31 @@
 namespace vespro {
 namespace {
 
-constexpr UINT kTold = WM_APP + 1;           // what, and which control
+constexpr UINT kTold = WM_APP + 1;  // what, and which control
+constexpr UINT kArrange = WM_APP + 2;
 constexpr UINT kResolutionChanged = 0x02E0;  // WM_DPICHANGED, of Windows 8.1
-constexpr DWORD kExtendedStyle = WS_EX_DLGMODALFRAME | WS_EX_CONTROLPARENT;
-constexpr int kTooltipWidth = 400;  // pixels at 96 dots per inch; longer ones are broken
+constexpr int kTooltipWidth = 400;           // pixels at 96 dots per inch; longer ones are broken
 constexpr int kTooltipSeconds = 20;
+constexpr DWORD kLoadingUnseen = 200;  // milliseconds; a form that is quicker opens complete
+constexpr UINT kInPlace = SWP_NOMOVE | SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE;
 
 DWORD Style(const Form& form) {
-  return WS_POPUP | WS_CAPTION | (form.closable() ? WS_SYSMENU : 0U);
+  return WS_POPUP | WS_CAPTION | (form.closable() ? WS_SYSMENU : 0U) |
+         (form.resizable() ? WS_THICKFRAME | WS_MAXIMIZEBOX : 0U);
+}
+
+DWORD ExtendedStyle(const Form& form) {
+  return WS_EX_CONTROLPARENT | (form.resizable() ? 0U : WS_EX_DLGMODALFRAME);
+}
+
+Size ClientSize(HWND window) {
+  RECT area{};
+  GetClientRect(window, &area);
+  return {static_cast<int>(area.right), static_cast<int>(area.bottom)};
+}
+
+Size Larger(const Size& one, const Size& other) {
+  return {std::max(one.width, other.width), std::max(one.height, other.height)};
 }
 
 // Whatever is painted in `on` with a brush that shows `of` continues what is seen there.
@@ -31,6 +48,12 @@ void AlignBrush(HDC dc, HWND of, HWND on) {
   MapWindowPoints(of, on, &origin, 1);
   LPtoDP(dc, &origin, 1);
   SetBrushOrgEx(dc, static_cast<int>(origin.x), static_cast<int>(origin.y), nullptr);
+}
+
+Size Scaled(const Size& size, UINT to_dpi, UINT from_dpi) {
+  const auto to = static_cast<int>(to_dpi);
+  const auto from = static_cast<int>(from_dpi);
+  return {MulDiv(size.width, to, from), MulDiv(size.height, to, from)};
 }
 
 RECT WorkArea(HWND near_to) {
@@ -56,12 +79,8 @@ class Win32View::Showing {
 
 Win32View::Win32View(Win32Renderer& renderer, Form& form, HWND owner)
     : renderer_(renderer), form_(form), fonts_(ModResolution::Of(owner)) {
-  const VisualStyles::InUse new_look(renderer_.styles());
   const Showing showing(*this);
   MakeWindow(owner);
-  MakeControls();
-  ShowDefaultButton();
-  Arrange();
   renderer_.Add(*this);
 }
 
@@ -85,12 +104,14 @@ void Win32View::MakeWindow(HWND owner) {
   wanted.hbrBackground = GetSysColorBrush(COLOR_3DFACE);
   wanted.lpszClassName = Win32Renderer::kWindowClass;
   RegisterClassExW(&wanted);  // fails when it is registered already, which is as good
-  window_.Reset(CreateWindowExW(kExtendedStyle, Win32Renderer::kWindowClass,
+  window_.Reset(CreateWindowExW(ExtendedStyle(form_), Win32Renderer::kWindowClass,
                                 ModWide::FromUtf8(form_.caption()).c_str(), Style(form_), 0, 0, 0,
                                 0, owner, nullptr, OurModule(), this));
 }
 
 void Win32View::MakeControls() {
+  if (std::exchange(made_, true)) return;
+  const VisualStyles::InUse new_look(renderer_.styles());
   tooltips_.Reset(CreateWindowExW(WS_EX_TOPMOST, TOOLTIPS_CLASSW, nullptr,
                                   WS_POPUP | TTS_ALWAYSTIP | TTS_NOPREFIX, 0, 0, 0, 0, window(),
                                   nullptr, OurModule(), nullptr));
@@ -116,11 +137,34 @@ void Win32View::MakeControls() {
 
 // What the form wants -----------------------------------------------------------------------------
 
+void Win32View::ShowLoading() {
+  if (!window_) return;
+  loading_ = true;
+  loading_since_ = GetTickCount();
+  renderer_.Shown(*this);
+}
+
+void Win32View::ShowIfLoading() {
+  if (!window_ || !loading_ || made_ || GetTickCount() - loading_since_ < kLoadingUnseen) return;
+  const Showing showing(*this);
+  MakeControls();
+  Arrange(true);
+  MoveToOwner();
+  ShowWindow(window(), SW_SHOWNA);
+  RedrawWindow(window(), nullptr, nullptr, RDW_UPDATENOW | RDW_ALLCHILDREN);
+}
+
 void Win32View::Show() {
   if (!window_) return;
   const Showing showing(*this);
   renderer_.Shown(*this);
-  if (!std::exchange(placed_, true)) MoveToOwner();
+  if (loading_ || !IsWindowVisible(window())) {
+    MakeControls();
+    Arrange(true);
+    MoveToOwner();
+    opening_ = true;
+  }
+  loading_ = false;
   ShowWindow(window(), SW_SHOW);
   SetForegroundWindow(window());
   BringWindowToTop(window());
@@ -138,12 +182,14 @@ void Win32View::Hide() {
 void Win32View::SetTakesInput(bool takes_input) { EnableWindow(window(), takes_input); }
 
 void Win32View::Update(const Control& control, Change change, std::size_t row) {
-  if (!window_) return;
+  if (!window_ || !made_) return;
   const Showing showing(*this);
   NativeControl& native = *natives_.at(&control);
   native.Update(change, row);
   if (change == Change::kTooltip) ShowTooltip(native);
-  if (change == Change::kVisible) Arrange();
+  if (change == Change::kVisible || change == Change::kCaption) {
+    ArrangeLater(change == Change::kVisible);
+  }
   // The program may go on working without a pause. Rows come in numbers, and can wait.
   if (change != Change::kRowInserted) UpdateWindow(native.window());
 }
@@ -153,9 +199,11 @@ void Win32View::UpdateCaption() {
 }
 
 void Win32View::SetFocus(const Control* control) {
-  if (!window_) return;
+  if (!window_ || !made_) return;
+  ArrangeNow();
   const HWND wanted = control == nullptr ? window() : WindowOf(*control);
-  if (GetFocus() != wanted) {
+  if (std::exchange(opening_, false) || GetFocus() != wanted) {
+    if (control != nullptr) ScrollTo(*control);
     GiveFocus(wanted);
     const bool is_line = control != nullptr && control->kind() == ControlKind::kTextBox &&
                          !static_cast<const TextBox*>(control)->multi_line();
@@ -198,33 +246,128 @@ void Win32View::ShowTooltip(const NativeControl& native) {
 
 // Sizes and places --------------------------------------------------------------------------------
 
-void Win32View::Arrange() {
-  const Win32Measure measure(fonts_);
-  const Size margin = measure.Margin();
-  Size inner = NaturalSize(form_.layout(), measure);
-  // The title has its room, too: it is written larger than the controls, and has a button.
-  const SIZE title = fonts_.Extent(fonts_.text(), form_.caption(), 0, false);
-  inner.width = std::max(inner.width, static_cast<int>(title.cx) * 5 / 4 + fonts_.Across(24));
-  Resize({inner.width + 2 * margin.width, inner.height + 2 * margin.height});
-  for (const Placed& placed : vespro::Place(
-           form_.layout(), measure, {margin.width, margin.height, inner.width, inner.height})) {
-    natives_.at(placed.control)->Place(placed.where);
-  }
-  for (NativeControl* native : in_order_) {
-    ShowWindow(native->window(), native->control().IsVisible() ? SW_SHOWNA : SW_HIDE);
-  }
+// Before any further input is looked at.
+void Win32View::ArrangeLater(bool may_shrink) {
+  may_shrink_ = may_shrink_ || may_shrink;
+  if (!std::exchange(arrange_pending_, true)) PostMessageW(window(), kArrange, 0, 0);
 }
 
-void Win32View::Resize(Size inner) {
-  const SIZE outer =
-      ModResolution::Outer({inner.width, inner.height}, Style(form_), kExtendedStyle, fonts_.dpi());
+void Win32View::ArrangeNow() {
+  if (!arrange_pending_) return;
+  const Showing showing(*this);
+  Arrange(may_shrink_);
+}
+
+void Win32View::Arrange(bool may_shrink) {
+  arrange_pending_ = may_shrink_ = false;
+  const Win32Measure measure(fonts_);
+  const Size margin = measure.Margin();
+  const MeasureOnce once(measure);
+  needed_ = NaturalSize(form_.layout(), once);
+  // The title has its room, too: it is written larger than the controls, and has a button.
+  const SIZE title = fonts_.Extent(fonts_.text(), form_.caption(), 0, false);
+  needed_.width = std::max(needed_.width, static_cast<int>(title.cx) * 5 / 4 + fonts_.Across(24));
+  needed_ = {needed_.width + 2 * margin.width, needed_.height + 2 * margin.height};
+  inner_ = may_shrink && !form_.resizable() ? needed_ : Larger(needed_, inner_);
+  Resize();
+  Place(once, margin);
+}
+
+// What does not fit onto the screen is scrolled.
+void Win32View::Resize() {
+  const RECT screen = WorkArea(Beside());
+  SIZE outer = Outer(inner_);
+  const bool scrolls = outer.cy > screen.bottom - screen.top;
+  if (scrolls) {
+    outer.cy = screen.bottom - screen.top;
+    outer.cx += ModResolution::Metric(SM_CXVSCROLL, fonts_.dpi());
+  }
+  ShowScrollBar(window(), SB_VERT, scrolls);
   SetWindowPos(window(), nullptr, 0, 0, outer.cx, outer.cy,
                SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
-void Win32View::MoveToOwner() {
+SIZE Win32View::Outer(const Size& inner) const {
+  return ModResolution::Outer({inner.width, inner.height}, Style(form_), ExtendedStyle(form_),
+                              fonts_.dpi());
+}
+
+Size Win32View::Beyond() const {
+  return {inner_.width - needed_.width, inner_.height - needed_.height};
+}
+
+// All at once, so that nothing is painted where it does not stay.
+void Win32View::Place(const Measure& measure, const Size& margin) {
+  SCROLLINFO scroll{};
+  scroll.cbSize = sizeof(scroll);
+  scroll.fMask = SIF_PAGE | SIF_POS | SIF_RANGE;
+  scroll.nMax = inner_.height - 1;
+  scroll.nPage = static_cast<UINT>(ClientSize(window()).height);
+  scrolled_ = std::clamp(scrolled_, 0, ScrollRange());
+  scroll.nPos = scrolled_;
+  if ((GetWindowLongPtrW(window(), GWL_STYLE) & WS_VSCROLL) != 0) {
+    SetScrollInfo(window(), SB_VERT, &scroll, TRUE);
+  }
+  moves_ = BeginDeferWindowPos(static_cast<int>(in_order_.size()));
+  for (const Placed& placed :
+       vespro::Place(form_.layout(), measure,
+                     {margin.width, margin.height - scrolled_, inner_.width - 2 * margin.width,
+                      inner_.height - 2 * margin.height})) {
+    natives_.at(placed.control)->Place(placed.where);
+  }
+  for (NativeControl* native : in_order_) {
+    if (!native->control().IsVisible()) {
+      Move(native->window(), {}, kInPlace | SWP_HIDEWINDOW);
+    }
+  }
+  if (const HDWP moves = std::exchange(moves_, nullptr)) EndDeferWindowPos(moves);
+}
+
+void Win32View::MoveTo(HWND control, const Rectangle& where) {
+  Move(control, where, SWP_NOZORDER | SWP_NOACTIVATE | SWP_SHOWWINDOW);
+}
+
+void Win32View::Move(HWND control, const Rectangle& where, UINT flags) {
+  if (moves_ != nullptr) {
+    moves_ = DeferWindowPos(moves_, control, nullptr, where.x, where.y, where.width, where.height,
+                            flags);
+  }
+  if (moves_ == nullptr) {
+    SetWindowPos(control, nullptr, where.x, where.y, where.width, where.height, flags);
+  }
+}
+
+int Win32View::ScrollRange() const {
+  return std::max(0, inner_.height - ClientSize(window()).height);
+}
+
+void Win32View::ScrollTo(int y) {
+  const int before = std::exchange(scrolled_, std::clamp(y, 0, ScrollRange()));
+  if (before == scrolled_) return;
+  SetScrollPos(window(), SB_VERT, scrolled_, TRUE);
+  ScrollWindowEx(window(), 0, before - scrolled_, nullptr, nullptr, nullptr, nullptr,
+                 SW_SCROLLCHILDREN | SW_INVALIDATE | SW_ERASE);
+}
+
+void Win32View::ScrollTo(const Control& control) {
+  RECT area{};
+  GetWindowRect(WindowOf(control), &area);
+  MapWindowPoints(nullptr, window(), reinterpret_cast<POINT*>(&area), 2);
+  const int gap = fonts_.Down(7);
+  const int above = std::min(0, static_cast<int>(area.top) - gap);
+  const int below = std::max(0, static_cast<int>(area.bottom) + gap - ClientSize(window()).height);
+  ScrollTo(scrolled_ + (above < 0 ? above : below));
+}
+
+HWND Win32View::Beside() const {
   const HWND owner = GetWindow(window(), GW_OWNER);
-  const RECT screen = WorkArea(owner == nullptr ? window() : owner);
+  return owner == nullptr || placed_ ? window() : owner;
+}
+
+void Win32View::MoveToOwner() {
+  const RECT screen = WorkArea(Beside());
+  if (std::exchange(placed_, true)) return;
+  const HWND owner = GetWindow(window(), GW_OWNER);
   RECT around = screen;
   if (owner != nullptr && IsWindowVisible(owner) && !IsIconic(owner)) {
     GetWindowRect(owner, &around);
@@ -242,10 +385,60 @@ void Win32View::MoveToOwner() {
 }
 
 void Win32View::UseResolution(UINT dpi) {
+  if (!window_) return;
   const Showing showing(*this);
+  if (form_.resizable()) inner_ = Scaled(inner_, dpi, fonts_.dpi());
   fonts_ = Fonts(dpi);
   for (NativeControl* native : in_order_) native->UseFonts();
-  Arrange();
+  if (made_) Arrange(true);
+}
+
+// By the user.
+void Win32View::OnSized() {
+  if (!made_ || showing() || IsIconic(window())) return;
+  inner_ = Larger(needed_, ClientSize(window()));
+  const Win32Measure measure(fonts_);
+  Place(MeasureOnce(measure), measure.Margin());
+}
+
+void Win32View::LimitSize(MINMAXINFO& limits) const {
+  const RECT screen = WorkArea(window());
+  const SIZE least = Outer(needed_);
+  limits.ptMinTrackSize = {least.cx, std::min(least.cy, screen.bottom - screen.top)};
+}
+
+void Win32View::OnScroll(WORD code) {
+  const int page = ClientSize(window()).height;
+  switch (code) {
+    case SB_LINEUP:
+      ScrollTo(scrolled_ - fonts_.line_height());
+      break;
+    case SB_LINEDOWN:
+      ScrollTo(scrolled_ + fonts_.line_height());
+      break;
+    case SB_PAGEUP:
+      ScrollTo(scrolled_ - page);
+      break;
+    case SB_PAGEDOWN:
+      ScrollTo(scrolled_ + page);
+      break;
+    case SB_TOP:
+      ScrollTo(0);
+      break;
+    case SB_BOTTOM:
+      ScrollTo(inner_.height);
+      break;
+    case SB_THUMBTRACK: {
+      SCROLLINFO scroll{};
+      scroll.cbSize = sizeof(scroll);
+      scroll.fMask = SIF_TRACKPOS;
+      GetScrollInfo(window(), SB_VERT, &scroll);
+      ScrollTo(scroll.nTrackPos);
+      break;
+    }
+    default:
+      break;
+  }
 }
 
 // What the user does ------------------------------------------------------------------------------
@@ -257,7 +450,8 @@ const IconLibrary& Win32View::shown_icons() const { return renderer_.icons(); }
 bool Win32View::Tell(const UserAction& action) { return form_.Do(action); }
 
 void Win32View::TellLater(NativeControl& control, Later what) {
-  if (showing() || control.pending(what)) return;
+  // What the form sets is not told to it; rows are for us alone.
+  if ((showing() && what != Later::kRows) || control.pending(what)) return;
   const auto found = std::find(in_order_.begin(), in_order_.end(), &control);
   if (found == in_order_.end()) return;  // still being made
   control.set_pending(what, true);
@@ -268,14 +462,17 @@ void Win32View::OnTold(Later what, std::size_t index) {
   if (index >= in_order_.size()) return;
   NativeControl& native = *in_order_[index];
   native.set_pending(what, false);
-  if (what == Later::kSelection) {
-    native.TellSelection();
-    return;
-  }
+  if (what == Later::kSelection) return native.TellSelection();
+  if (what == Later::kRows) return ShowRowsOf(native);
   // While the mouse button is down it is not over: the click will be told, or the button's going
   // up.
   const bool still_there = GetFocus() == native.window() && GetCapture() != native.window();
   if (still_there && !native.IsListOpen()) Tell(UserAction::Focus(native.control()));
+}
+
+void Win32View::ShowRowsOf(NativeControl& native) {
+  const Showing showing(*this);
+  native.ShowRows();
 }
 
 bool Win32View::TakesKey(NativeControl* native, UINT message, WPARAM wparam) {
@@ -337,7 +534,7 @@ LRESULT Win32View::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
       return 0;
     case WM_SETFOCUS:
       // The user comes back from elsewhere; what is marked in a box stays so.
-      if (form_.focus() != nullptr) GiveFocus(WindowOf(*form_.focus()));
+      if (made_ && form_.focus() != nullptr) GiveFocus(WindowOf(*form_.focus()));
       return 0;
     case WM_COMMAND:
       if (NativeControl* native = Native(reinterpret_cast<HWND>(lparam))) {
@@ -360,7 +557,7 @@ LRESULT Win32View::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
       return erased;
     }
     case WM_SETCURSOR:
-      if (!renderer_.hourglass()) break;
+      if (!renderer_.hourglass() && !loading_) break;
       SetCursor(LoadCursorW(nullptr, IDC_WAIT));
       return TRUE;
     case kResolutionChanged: {
@@ -370,9 +567,26 @@ LRESULT Win32View::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
       UseResolution(HIWORD(wparam));
       return 0;
     }
+    case WM_SIZE:
+      OnSized();
+      return 0;
+    case WM_GETMINMAXINFO:
+      Default(message, wparam, lparam);
+      LimitSize(*reinterpret_cast<MINMAXINFO*>(lparam));
+      return 0;
+    case WM_VSCROLL:
+      OnScroll(LOWORD(wparam));
+      return 0;
+    case WM_MOUSEWHEEL:
+      // Three lines a notch, as in lists.
+      ScrollTo(scrolled_ - GET_WHEEL_DELTA_WPARAM(wparam) * 3 * fonts_.line_height() / WHEEL_DELTA);
+      return 0;
     case WM_SETTINGCHANGE:
       UseResolution(fonts_.dpi());  // the system's font, perhaps
       break;
+    case kArrange:
+      ArrangeNow();
+      return 0;
     case kTold:
       OnTold(static_cast<Later>(wparam), static_cast<std::size_t>(lparam));
       return 0;

@@ -22,6 +22,7 @@ class Win32View final : public FormView, private NativeHost {
   Win32View(Win32Renderer& renderer, Form& form, HWND owner);
   ~Win32View() override;
 
+  void ShowLoading() override;
   void Show() override;
   void Hide() override;
   void SetTakesInput(bool takes_input) override;
@@ -37,23 +38,38 @@ class Win32View final : public FormView, private NativeHost {
   const IconLibrary& shown_icons() const;
   // Which window it stays in front of.
   void SetOwner(HWND owner);
+  // Becomes visible, as waiting, if Form_Load has run for a moment.
+  void ShowIfLoading();
+  // How much larger than it needs the user has made it, in pixels.
+  Size Beyond() const;
+  const Fonts& fonts() const override { return fonts_; }
 
  private:
   class Showing;
 
-  const Fonts& fonts() const override { return fonts_; }
   IconLibrary& icons() override;
   bool showing() const override { return showing_ > 0; }
   bool Tell(const UserAction& action) override;
   void TellLater(NativeControl& control, Later what) override;
   HBRUSH Behind(const NativeControl& native, HDC dc) override;
+  void MoveTo(HWND control, const Rectangle& where) override;
   bool TakesKey(NativeControl* native, UINT message, WPARAM wparam) override;
 
   void MakeWindow(HWND owner);
   void MakeControls();
+  // Where on the screen it is, or will be.
+  HWND Beside() const;
   void MoveToOwner();
-  void Arrange();
-  void Resize(Size inner);
+  void ArrangeLater(bool may_shrink);
+  void ArrangeNow();
+  void Arrange(bool may_shrink);
+  void Resize();
+  void Place(const Measure& measure, const Size& margin);
+  SIZE Outer(const Size& inner) const;
+  void Move(HWND control, const Rectangle& where, UINT flags);
+  int ScrollRange() const;
+  void ScrollTo(int y);
+  void ScrollTo(const Control& control);
   void UseResolution(UINT dpi);
   void ShowTooltip(const NativeControl& native);
   void ShowDefaultButton();
@@ -68,6 +84,10 @@ class Win32View final : public FormView, private NativeHost {
   void OnDestroyed();
   NativeControl* Native(HWND window) const;
   bool TakesKeyDown(NativeControl* native, WPARAM key);
+  void ShowRowsOf(NativeControl& native);
+  void OnSized();
+  void OnScroll(WORD code);
+  void LimitSize(MINMAXINFO& limits) const;
 
   Win32Renderer& renderer_;
   Form& form_;
@@ -77,7 +97,17 @@ class Win32View final : public FormView, private NativeHost {
   Owned<HWND> tooltips_;
   Owned<HWND> window_;
   int showing_ = 0;
+  bool made_ = false;     // it has its controls
+  bool loading_ = false;  // Form_Load runs
+  DWORD loading_since_ = 0;
   bool placed_ = false;   // it has a place on the screen
+  bool opening_ = false;  // the focus has yet to be given
+  bool arrange_pending_ = false;
+  bool may_shrink_ = false;
+  Size needed_;           // by all that is in it, its margin included
+  Size inner_;            // what it has; more than its window where that scrolls
+  int scrolled_ = 0;      // how far down
+  HDWP moves_ = nullptr;  // while all are placed
   WPARAM swallowed_ = 0;  // the character that a key acted upon would still become
 };
 
