@@ -7,6 +7,18 @@
 #include "base/code_page.h"
 
 namespace vespro::ModClock {
+namespace {
+
+constexpr locale_t kNone = nullptr;
+
+// Read once, as the code page is: it takes longer than all else. A locale that is not installed
+// shows dates as the C locale does.
+locale_t UsersLocale() {
+  static const locale_t locale = newlocale(LC_TIME_MASK | LC_CTYPE_MASK, "", kNone);
+  return locale;
+}
+
+}  // namespace
 
 LocalTime ToLocal(std::chrono::system_clock::time_point moment) {
   const time_t seconds = std::chrono::system_clock::to_time_t(moment);
@@ -28,13 +40,10 @@ std::string RegionalText(const LocalTime& time) {
   parts.tm_sec = time.second;
   parts.tm_wday = time.weekday;
   std::array<char, 256> text{};
-  // A locale that is not installed shows dates as the C locale does.
-  const locale_t users = newlocale(LC_TIME_MASK | LC_CTYPE_MASK, "", nullptr);
-  const locale_t none = nullptr;
-  const std::size_t size = users != none
+  const locale_t users = UsersLocale();
+  const std::size_t size = users != kNone
                                ? strftime_l(text.data(), text.size(), "%x %X", &parts, users)
                                : strftime(text.data(), text.size(), "%x %X", &parts);
-  if (users != none) freelocale(users);
   return ModCodePage::ToUtf8({text.data(), size});
 }
 
