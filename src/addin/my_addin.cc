@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "addin/frm_attach_file.h"
 #include "base/files.h"
 #include "host/start_or_tell.h"
 #include "merge/merge_list.h"
@@ -267,7 +268,9 @@ void MyAddIn::CmdDistFile_Click() {
 
 void MyAddIn::ShowfrmMailSetting() {}
 
-void MyAddIn::CmdAttachFile_Click() {}
+void MyAddIn::CmdAttachFile_Click() {
+  if (HasUserProfile()) frmAttachFile(services_.add_in, services_.settings).ShowModal(desktop());
+}
 
 void MyAddIn::CmdPaperClip_Click() { CmdAttachFile_Click(); }
 

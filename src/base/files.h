@@ -135,6 +135,9 @@ std::string LastName(std::string_view name);
 // The same as a name that every file system takes: UTF-8, at most 200 bytes, none of :*?"<>|, no
 // device of Windows, no dot or blank at its end. Never empty.
 std::string SafeName(std::string_view name);
+// The same for two spellings of a path where the system takes them for one: on Windows letters of
+// either case, and "/" for "\\". For comparing only.
+std::string PathKey(std::string_view path);
 // The path from the root on, without "." and, unless a link would lead elsewhere then, "..".
 std::filesystem::path FullPath(const std::filesystem::path& path);
 

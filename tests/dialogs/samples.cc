@@ -3,9 +3,11 @@
 #include <memory>
 #include <utility>
 
+#include "addin/frm_attach_file.h"
 #include "base/files.h"
 #include "host/add_in.h"
 #include "host/desktop_over.h"
+#include "host/memory_client.h"
 #include "host/memory_host.h"
 #include "merge/frm_mail_merge.h"
 #include "recipients/dlg_map_csv.h"
@@ -91,6 +93,20 @@ void ShowDiagnostics(const fs::path& work_folder, Desktop& desktop) {
   frmDiagnostics(add_in, sample.settings, system).ShowModal(desktop);
 }
 
+void ShowAttachments(const fs::path& work_folder, Desktop& desktop) {
+  SampleSettings sample(work_folder, "");
+  MemoryClient client;
+  client.OpenItem("mail", {}).Ignore();  // the picture would show it
+  AddIn add_in;
+  add_in.desktop = &desktop;
+  add_in.mail_client = client.Application();
+  const auto window = std::make_shared<ComposeWindow>();
+  window->inspector = add_in.mail_client->ActiveInspector();
+  window->attachment_list = ",/home/ann/Terms.pdf,/home/ann/Prices 2026.pdf";
+  add_in.windows[0] = window;
+  frmAttachFile(add_in, sample.settings).ShowModal(desktop);
+}
+
 void AddRecipients(std::vector<DialogSample>& samples, const fs::path& work_folder) {
   const auto add = [&](std::string name, std::string explanation,
                        std::function<void(Desktop&)> show) {
@@ -147,6 +163,9 @@ std::vector<DialogSample> DialogSamples(const fs::path& work_folder) {
                      "What the makers need to know to help."});
   samples.push_back({"frmAbout", [](Desktop& desktop) { frmAbout(desktop).ShowModal(desktop); },
                      "Which version it is, and who answers questions."});
+  samples.push_back({"frmAttachFile",
+                     [=](Desktop& desktop) { ShowAttachments(work_folder, desktop); },
+                     "Files that go with one mail, besides what the mail client attaches."});
   return samples;
 }
 

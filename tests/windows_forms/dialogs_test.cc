@@ -1,6 +1,7 @@
 // The stories of all dialogs, told in front of real windows.
 #include <gtest/gtest.h>
 
+#include "addin/dialog_stories.h"
 #include "base/testing.h"
 #include "dialogs/samples.h"
 #include "merge/dialog_stories.h"
@@ -31,6 +32,8 @@ INSTANTIATE_TEST_SUITE_P(Merge, NativeDialogTest, testing::ValuesIn(MergeDialogS
                          [](const auto& story) { return story.param.name; });
 
 INSTANTIATE_TEST_SUITE_P(Support, NativeDialogTest, testing::ValuesIn(SupportStories()),
+                         [](const auto& story) { return story.param.name; });
+INSTANTIATE_TEST_SUITE_P(Addin, NativeDialogTest, testing::ValuesIn(AddinDialogStories()),
                          [](const auto& story) { return story.param.name; });
 
 RECT PlaceOf(HWND window, HWND form) {

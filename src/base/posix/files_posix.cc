@@ -222,6 +222,8 @@ fs::path ProgramPath() {
   return fs::read_symlink("/proc/self/exe", error);
 }
 
+std::string PathKey(std::string_view path) { return std::string(path); }
+
 std::string Environment(const char* name) {
   const char* value = std::getenv(name);
   return value != nullptr ? value : "";

@@ -106,5 +106,9 @@ TEST(FilesPosixTest, DevicesAndPipesAreNoFiles) {
   }
 }
 
+TEST(FilesPosixTest, APathInAnotherCaseIsAnotherOne) {
+  EXPECT_NE(ModFiles::PathKey("/a.txt"), ModFiles::PathKey("/A.txt"));
+}
+
 }  // namespace
 }  // namespace vespro

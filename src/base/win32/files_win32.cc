@@ -229,6 +229,16 @@ fs::path ProgramPath() {
   return path;
 }
 
+std::string PathKey(std::string_view path) {
+  std::wstring wide = ModWide::FromUtf8(path);
+  std::replace(wide.begin(), wide.end(), L'/', L'\\');
+  const int size = static_cast<int>(wide.size());
+  std::wstring key = wide;
+  LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_UPPERCASE, wide.data(), size, key.data(), size,
+                nullptr, nullptr, 0);
+  return ModWide::ToUtf8(key);
+}
+
 std::string Environment(const char* name) {
   std::wstring value(32768, L'\0');
   const std::wstring wide = ModWide::FromUtf8(name);

@@ -55,5 +55,12 @@ TEST(FilesWin32Test, AReplacedFileKeepsItsAccessListAndAttributes) {
   EXPECT_EQ(GetFileAttributesW(file.c_str()) & FILE_ATTRIBUTE_HIDDEN, DWORD{FILE_ATTRIBUTE_HIDDEN});
 }
 
+TEST(FilesWin32Test, APathIsTheSameInEitherCase) {
+  EXPECT_EQ(ModFiles::PathKey("C:\\Lists\\M\xC3\xBCller.txt"),
+            ModFiles::PathKey("c:/lists/M\xC3\x9CLLER.TXT"));
+  EXPECT_NE(ModFiles::PathKey("C:\\a.txt"), ModFiles::PathKey("C:\\b.txt"));
+  EXPECT_EQ(ModFiles::PathKey(""), "");
+}
+
 }  // namespace
 }  // namespace vespro
