@@ -1,5 +1,4 @@
-// forms/boxes.h - small forms that a desktop shows by itself. InputForm is every desktop's input
-// box; the others are how the scripted desktop shows what real ones have natively.
+// forms/boxes.h - how the scripted desktop shows what real ones have natively.
 #pragma once
 
 #include <string>
@@ -9,23 +8,6 @@
 #include "host/desktop.h"
 
 namespace vespro {
-
-class InputForm final : public Form {
- public:
-  InputForm(std::string_view prompt, std::string_view title, std::string_view initial);
-  // What was typed; empty when it was cancelled.
-  std::string Ask(Desktop& desktop);
-
- private:
-  Layout Arrange() override;
-  void CmdOk_Click();
-
-  Label LabelPrompt{this, "LabelPrompt"};
-  TextBox TextAnswer{this, "TextAnswer"};
-  Button CmdOk{this, "CmdOk", "OK"};
-  Button CmdCancel{this, "CmdCancel", "Cancel"};
-  std::string answer_;
-};
 
 // A message box: the icon, the text, and the buttons "OK" or "Yes" and "No".
 class MessageForm final : public Form {

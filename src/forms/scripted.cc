@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "forms/boxes.h"
+#include "forms/input_form.h"
 
 namespace vespro {
 

@@ -6,7 +6,7 @@
 #include "base/open_document.h"
 #include "base/win32/system_programs.h"
 #include "base/win32/wide.h"
-#include "forms/boxes.h"
+#include "forms/input_form.h"
 #include "win32/clipboard_picture.h"
 #include "win32/file_picker.h"
 #include "win32/owned.h"
