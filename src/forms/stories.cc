@@ -312,7 +312,7 @@ void WhatChangesIsSeen(Story& story) {
 // Of what is seen when Form_Load takes its time.
 class SlowForm final : public Form {
  public:
-  explicit SlowForm(Story& story) : Form("SlowForm", "Slow"), story_(story) {
+  SlowForm() : Form("SlowForm", "Slow") {
     set_escape_closes(true);
     TextName.set_text("Ann");
     CmdOk.OnClick([this] { events.push_back("ok"); });
@@ -333,13 +333,11 @@ class SlowForm final : public Form {
     events.push_back("close by frame");
     return may_close;
   }
-
-  Story& story_;
 };
 
 void AFormThatLoadsLongIsSeenWaiting(Story& story) {
   Opened opened(story);
-  SlowForm slow(story);
+  SlowForm slow;
   Lines seen;
   slow.while_loading = [&] {
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
@@ -366,7 +364,7 @@ void AFormThatLoadsLongIsSeenWaiting(Story& story) {
 
 void AFormThatIsLoadingMayAskOrGiveUp(Story& story) {
   Opened opened(story);
-  SlowForm slow(story);
+  SlowForm slow;
   opened.form.CmdOk.OnClick([&] { slow.ShowModal(story.desktop()); });
   slow.while_loading = [&] {
     story.desktop().MsgBox("Really?", MessageIcon::kExclamation, MessageButtons::kOk, "Ask");
