@@ -53,6 +53,7 @@ class AddInTest : public testing::Test {
     });
     EXPECT_EQ(client_->ledger.Held(), std::vector<std::string>());
     EXPECT_EQ(client_->ledger.faults(), std::vector<std::string>());
+    EXPECT_EQ(client_->ledger.gone(), std::vector<std::string>());
     EXPECT_EQ(client_->ledger.refusals(), std::vector<std::string>());
     EXPECT_TRUE(unloaded);
   }

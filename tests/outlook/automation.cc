@@ -334,7 +334,7 @@ void Object::Tell(REFIID events, DISPID id, std::vector<VARIANT>& reversed) {
   }
 }
 
-HRESULT Object::Admit(std::string_view what) {
+HRESULT Object::Admit(std::string_view what, bool only_asks_for_name) {
   const std::string call = name() + "." + std::string(what);
   if (!ledger_.OnOwnThread()) {
     ledger_.Fault(call + ": from another thread");
@@ -343,10 +343,10 @@ HRESULT Object::Admit(std::string_view what) {
   if (ledger_.closed()) ledger_.Fault(call + ": after the add-in was disconnected");
   if (references_ == 0) ledger_.Fault(call + ": without a reference");
   if (ended_) {
-    ledger_.Fault(call + ": what it belongs to is gone");
+    ledger_.Gone(call);
     return RPC_E_DISCONNECTED;
   }
-  return ledger_.CountCall(*this, what) ? E_FAIL : S_OK;
+  return ledger_.CountCall(*this, what, only_asks_for_name) ? E_FAIL : S_OK;
 }
 
 HRESULT Object::Refuse(HRESULT code, const std::string& what, const char* why) const {
@@ -390,7 +390,7 @@ STDMETHODIMP Object::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DI
     if (names == nullptr || ids == nullptr || count == 0) return E_INVALIDARG;
     std::fill(ids, ids + count, DISPID_UNKNOWN);
     const std::string asked = ModWide::ToUtf8(names[0]);
-    if (const HRESULT admitted = Admit(asked); FAILED(admitted)) return admitted;
+    if (const HRESULT admitted = Admit(asked, true); FAILED(admitted)) return admitted;
     for (const Member& member : kind_.members) {
       if (_wcsicmp(member.name, names[0]) != 0) continue;
       ids[0] = member.id;

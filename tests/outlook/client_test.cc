@@ -285,9 +285,9 @@ TEST_F(ClientTest, ClosingAMailTellsItAndTakesItsWindow) {
   EXPECT_EQ(client.sent()[0].folder, "Sent Items");
 
   EXPECT_TRUE(client.ledger.faults().empty());
+  EXPECT_TRUE(client.ledger.gone().empty());
   EXPECT_FALSE(button.Put(L"Visible", true).ok());
-  EXPECT_EQ(client.ledger.faults(),
-            std::vector<std::string>{"CommandBarButton.Visible: what it belongs to is gone"});
+  EXPECT_EQ(client.ledger.gone(), std::vector<std::string>{"CommandBarButton.Visible"});
 }
 
 TEST_F(ClientTest, SeesWhatIsHeldAndGivenBackTooOften) {
@@ -324,6 +324,11 @@ TEST_F(ClientTest, OneCallFailsOnce) {
   client.ledger.FailCall(client.ledger.calls() + 2);  // the name, then the call
   EXPECT_FALSE(application.Text(L"Version").ok());
   EXPECT_EQ(client.ledger.failed_call(), "Application.Version");
+  EXPECT_TRUE(application.Text(L"Version").ok());
+
+  client.ledger.FailCall("Application.Version", 2);
+  EXPECT_TRUE(application.Text(L"Version").ok());
+  EXPECT_FALSE(application.Text(L"Version").ok());
   EXPECT_TRUE(application.Text(L"Version").ok());
 }
 

@@ -1,7 +1,5 @@
 #include "outlook/installed.h"
 
-#include <utility>
-
 #include "base/files.h"
 #include "base/user.h"
 #include "base/win32/wide.h"
@@ -11,12 +9,9 @@ namespace {
 
 constexpr const char* kProcessor = sizeof(void*) == 8 ? "x64" : "x86";
 
-std::filesystem::path FreshFolder(const std::string& name) {
-  const auto folder = std::filesystem::temp_directory_path() /
-                      ("Vespro " + name + " " + std::to_string(GetCurrentProcessId()));
-  std::filesystem::remove_all(folder);
-  std::filesystem::create_directories(folder / kProcessor);
-  return folder;
+std::filesystem::path OwnFolder(const std::string& name) {
+  return std::filesystem::temp_directory_path() /
+         ("Vespro " + name + " " + std::to_string(GetCurrentProcessId()));
 }
 
 Status Register(const std::filesystem::path& dll) {
@@ -47,12 +42,16 @@ Hive::~Hive() {
   RegCloseKey(key_);
 }
 
-Installed::Installed(const std::string& name)
-    : folder(FreshFolder(name)),
+Installed::Installed(const char* name) : Installed(OwnFolder(name)) {}
+
+Installed::Installed(const std::filesystem::path& into)
+    : folder(into),
       dll(folder / kProcessor / "Vespro.dll"),
       user_(HKEY_CURRENT_USER, "StandIn" + std::to_string(GetCurrentProcessId())) {
-  const auto built = ModFiles::ProgramPath().parent_path() / kProcessor / "Vespro.dll";
   std::error_code error;
+  std::filesystem::remove_all(folder, error);
+  std::filesystem::create_directories(dll.parent_path(), error);
+  const auto built = ModFiles::ProgramPath().parent_path() / kProcessor / "Vespro.dll";
   std::filesystem::copy_file(built, dll, error);
   status_ =
       error ? Status(Code::kNotFound, ModFiles::ToUtf8(built) + " can't be copied") : Register(dll);

@@ -30,8 +30,11 @@ class Hive {
 
 class Installed {
  public:
-  // Has the built DLL beside this program register itself for the user. `name` tells tests apart.
-  explicit Installed(const std::string& name);
+  // Has the built DLL beside this program register itself for the user. `name` tells tests apart;
+  // the folder is made, and goes away again.
+  explicit Installed(const char* name);
+  // The same in that folder.
+  explicit Installed(const std::filesystem::path& into);
   ~Installed();
   Installed(const Installed&) = delete;
   Installed& operator=(const Installed&) = delete;

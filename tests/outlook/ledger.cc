@@ -32,11 +32,18 @@ void Ledger::Fault(std::string line) {
   faults_.push_back(std::move(line));
 }
 
-bool Ledger::CountCall(const Object& object, std::string_view what) {
+void Ledger::FailCall(std::string_view name, int n) {
+  failing_name_ = name;
+  failing_in_ = n;
+}
+
+bool Ledger::CountCall(const Object& object, std::string_view what, bool only_asks_for_name) {
   ++calls_;
-  if (calls_ != failing_call_) return false;
-  failed_call_ = object.name() + "." + std::string(what);
-  return true;
+  const std::string call = object.name() + "." + std::string(what);
+  const bool is_named = failing_in_ > 0 && !only_asks_for_name && call == failing_name_;
+  const bool fails = calls_ == failing_call_ || (is_named && --failing_in_ == 0);
+  if (fails) failed_call_ = call;
+  return fails;
 }
 
 int Ledger::Turn(int count) {

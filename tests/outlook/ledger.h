@@ -41,9 +41,12 @@ class Ledger {
   void Happened(std::string line);
   const std::vector<std::string>& events() const { return events_; }
   std::vector<std::string> TakeEvents() { return std::exchange(events_, {}); }
-  // What no add-in may do: use what is gone, give back what it does not have.
+  // What no add-in may do: call when it is disconnected, give back what it does not have.
   void Fault(std::string line);
   const std::vector<std::string>& faults() const { return faults_; }
+  // Calls on what has gone with its window. One that was told of the close has no reason to.
+  void Gone(std::string line) { gone_.push_back(std::move(line)); }
+  const std::vector<std::string>& gone() const { return gone_; }
   // What an add-in may try, but Outlook refuses: names that are not there, wrong kinds of calls,
   // arguments and values.
   void Refused(std::string line) { refusals_.push_back(std::move(line)); }
@@ -54,8 +57,10 @@ class Ledger {
   int calls() const { return calls_; }
   // The call of that number, from 1, fails, once; 0: none.
   void FailCall(int number) { failing_call_ = number; }
+  // The n-th call from now on, from 1, of that object's kind and member fails, once.
+  void FailCall(std::string_view name, int n);
   // For each call, before it does anything: whether it is the one to fail.
-  bool CountCall(const Object& object, std::string_view what);
+  bool CountCall(const Object& object, std::string_view what, bool only_asks_for_name);
   // What failed, "" before.
   const std::string& failed_call() const { return failed_call_; }
   // Each line of `events` and each call, as they come, on the standard output.
@@ -77,9 +82,11 @@ class Ledger {
  private:
   const DWORD thread_ = GetCurrentThreadId();
   std::vector<std::unique_ptr<Object>> objects_;
-  std::vector<std::string> events_, faults_, refusals_;
+  std::vector<std::string> events_, faults_, gone_, refusals_;
   int calls_ = 0;
   int failing_call_ = 0;
+  std::string failing_name_;
+  int failing_in_ = 0;  // calls of that name; 0: none is to fail
   std::string failed_call_;
   std::uint32_t turn_ = 1;
   bool closed_ = false;

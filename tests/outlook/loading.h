@@ -53,6 +53,7 @@ class LoadedAddIn {
   HRESULT Connect(Client& client, const Custom& custom = {});
   // As at Outlook's end, or when the person takes the add-in's tick away.
   void Disconnect(Client& client);
+  HMODULE module() const { return module_; }
   // Lets the object go; whether the DLL then says that it may be unloaded. It is, if so.
   bool Unload();
 
