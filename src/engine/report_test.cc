@@ -8,6 +8,7 @@
 
 #include "base/testing.h"
 #include "base/text.h"
+#include "engine/report_reader.h"
 
 namespace vespro::engine {
 namespace {
@@ -161,6 +162,56 @@ TEST_F(ReportTest, NobodyIsAPageAsWell) {
   Write(100);
   EXPECT_NE(Page(1).find("0 recipients"), std::string::npos);
   EXPECT_EQ(Count(Page(1), "<tbody"), 0u);
+}
+
+TEST_F(ReportTest, TheTextIsReadAsItWasWritten) {
+  Add(State::kSent, 2);
+  Add(State::kSkipped, 1);
+  Add(State::kFailed, 1);
+  ASSERT_TRUE(journal_->BeginRun(1).ok());
+  Write(100);
+  Result<ReportReader> reader = ReportReader::Open(folder_ / "report.txt");
+  ASSERT_TRUE(reader.ok()) << reader.status().text();
+  EXPECT_EQ(reader->head().subject, "News");
+  EXPECT_EQ(reader->head().started_at, 1'700'000'000) << reader->head().started;
+  EXPECT_EQ(reader->head().Total(), 4u);
+  EXPECT_EQ(reader->head().Of(State::kSent), 2u);
+  EXPECT_EQ(reader->head().accounts,
+            (decltype(reader->head().accounts){{"Account", "mail.x.org:25 sent 2 failed 1"}}));
+  std::string rows;
+  for (ReportRow row; reader->Next(row);) {
+    rows.append(row.address).append("|").append(StateName(row.state)).append("|");
+    rows.append(row.attempts).append("|").append(row.server).append("|").append(row.reply) += "\n";
+  }
+  EXPECT_TRUE(reader->status().ok()) << reader->status().text();
+  EXPECT_EQ(rows,
+            "sent1@x.org|sent|1|mail.x.org:25|the server's words\n"
+            "sent2@x.org|sent|1|mail.x.org:25|the server's words\n"
+            "skipped3@x.org|skipped|0||line 3: a reason\n"
+            "failed4@x.org|failed|1|mail.x.org:25|the server's words\n");
+}
+
+// An editor or a spreadsheet may have been at it.
+TEST_F(ReportTest, ATextThatIsNoReportIsRefusedAndADamagedOneTold) {
+  for (const char* text : {"", "\r\n", "hello", "From: x\r\n\r\n", "Subject: x\r\nno colon\r\n\r\n",
+                           "Subject: x\r\nFrom: y\r\n"}) {
+    folder_.Write("report.txt", text);
+    EXPECT_EQ(ReportReader::Open(folder_ / "report.txt").status().code(), Code::kBadInput) << text;
+  }
+  folder_.Write("report.txt",
+                "Subject: \x1b[2Jx\nStarted: 2023-13-14 99:99:99 +0000\nsent: 1x\nrefused: 3\n"
+                "Colour: new\n\na@x.org\tsent\t\t\t\nb@x.org\tsent\t1\n");
+  Result<ReportReader> reader = ReportReader::Open(folder_ / "report.txt");
+  ASSERT_TRUE(reader.ok()) << reader.status().text();
+  EXPECT_EQ(reader->head().subject, "?[2Jx") << "nothing for a terminal to obey";
+  EXPECT_EQ(reader->head().started_at, 0);
+  EXPECT_EQ(reader->head().Total(), 3u);
+  ReportRow row;
+  ASSERT_TRUE(reader->Next(row));
+  EXPECT_EQ(row.address, "a@x.org");
+  EXPECT_EQ(row.reply, "");
+  EXPECT_FALSE(reader->Next(row));
+  EXPECT_NE(reader->status().text().find("line 8"), std::string::npos) << reader->status().text();
 }
 
 // Relative luminance and contrast as WCAG 2 defines them.
