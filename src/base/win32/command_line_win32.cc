@@ -6,6 +6,8 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <iostream>
+#include <streambuf>
 
 #include "base/command_line.h"
 #include "base/win32/wide.h"
@@ -16,6 +18,10 @@ namespace {
 // The console belongs to the shell that started us and goes back to it as it was.
 UINT consoles_code_page = 0;
 
+class Nowhere final : public std::streambuf {
+  int_type overflow(int_type c) override { return traits_type::not_eof(c); }
+};
+
 // A standard stream that is closed leads nowhere from now on; no file that is opened takes its
 // place.
 void FillStandardStreams() {
@@ -24,7 +30,13 @@ void FillStandardStreams() {
     const char* mode;
   } streams[] = {{stdin, "r"}, {stdout, "w"}, {stderr, "w"}};
   for (const auto& each : streams) {
-    if (_fileno(each.stream) < 0) std::freopen("NUL", each.mode, each.stream);
+    if (_fileno(each.stream) >= 0 || std::freopen("NUL", each.mode, each.stream) != nullptr) {
+      continue;
+    }
+    // Not every runtime opens what never was open. What is written there is no failure all the
+    // same; the buffer lives as long as the stream, which is flushed at the very end.
+    if (each.stream == stdout) std::cout.rdbuf(new Nowhere);
+    if (each.stream == stderr) std::cerr.rdbuf(new Nowhere);
   }
 }
 
