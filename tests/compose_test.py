@@ -74,7 +74,9 @@ class Compose(support.JobTest):
             "--list", self.list, *arguments))
 
     def test_a_preview_for_a_person(self):
-        shown = self.preview("--row", "3").stdout
+        previewed = self.preview("--row", "3")
+        self.assertIn("addresses from column 1", previewed.stderr)
+        shown = previewed.stdout
         self.assertIn("Subject: Für Zoë\n", shown)
         self.assertIn("\n--- text/plain ---\nDear Zoë\n", shown)
         self.assertIn("<p>Für ?[2J Zoë</p>", shown)
@@ -85,6 +87,7 @@ class Compose(support.JobTest):
         message = support.parse((self.folder / "out.eml").read_bytes())
         self.assertEqual(str(message["Subject"]), "Für Ann Lee")
         self.assertIn("row 2 (line 4): not an address", self.preview("--row", "2", code=2).stderr)
+        self.preview("--row", "0", code=2)
         self.assertIn("has only 3 rows", self.preview("--row", "4", code=2).stderr)
 
     def test_what_can_not_be_used(self):

@@ -185,7 +185,7 @@ Status CheckAccounts(const fs::path& file, std::vector<std::string>& remarks) {
 }
 
 bool IsThisMachine(std::string_view server) {
-  return server == "127.0.0.1" || server == "::1" ||
+  return server == "127.0.0.1" || server == "::1" || server == "[::1]" ||
          ModText::EqualsIgnoringAsciiCase(server, "localhost");
 }
 
