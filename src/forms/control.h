@@ -131,8 +131,8 @@ class Control {
   void OnClick(std::function<void()> handler) { click_ = std::move(handler); }
   // The text was edited; for every change, so nothing is to be checked here.
   void OnChange(std::function<void()> handler) { change_ = std::move(handler); }
-  // The focus is about to move elsewhere in the form, or Enter to press the default button. Escape
-  // and the frame's close button do not ask.
+  // The focus is about to move elsewhere in the form, or Enter to press the default button. Escape,
+  // a click on the cancel button and the frame's close button do not ask.
   void OnLeave(std::function<Leave()> handler) { leave_ = std::move(handler); }
   // A key, before the form acts on it; true when nobody else may.
   void OnKey(std::function<bool(Key)> handler) { key_ = std::move(handler); }

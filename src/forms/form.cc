@@ -246,9 +246,9 @@ bool Form::MayLeave() {
   return focus_ == nullptr || !focus_->leave_ || focus_->leave_() == Leave::kAllow;
 }
 
-bool Form::MoveFocus(Control& control) {
+bool Form::MoveFocus(Control& control, bool asks) {
   if (focus_ == &control) return true;
-  if (!CanFocus(control) || !MayLeave()) return false;
+  if (!CanFocus(control) || (asks && !MayLeave())) return false;
   // Whoever was asked may have changed the form.
   if (!shown_ || !CanFocus(control)) return false;
   focus_ = &control;
@@ -287,7 +287,8 @@ bool Form::Click(Control& control) {
     default:
       return false;
   }
-  return MoveFocus(control) && Raise(control.click_);
+  // Who gives up need not put right first what will be forgotten.
+  return MoveFocus(control, &control != cancel_) && Raise(control.click_);
 }
 
 bool Form::SelectRow(Control& control, int row) {

@@ -152,7 +152,7 @@ class Form {
   // Shows again what the form knows, where the user's action had no effect.
   void PutRight(const UserAction& action);
   bool MayLeave();
-  bool MoveFocus(Control& control);
+  bool MoveFocus(Control& control, bool asks = true);
   bool EditText(Control& control, const std::string& text);
   bool Click(Control& control);
   bool SelectRow(Control& control, int row);
