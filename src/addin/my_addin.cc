@@ -5,10 +5,16 @@
 #include "addin/frm_attach_file.h"
 #include "base/files.h"
 #include "host/start_or_tell.h"
+#include "merge/frm_mail_merge.h"
 #include "merge/merge_list.h"
 #include "recipients/dlg_select_file.h"
 #include "reports/report_commands.h"
+#include "send/log_files.h"
 #include "send/send_command.h"
+#include "send/session.h"
+#include "settings/account_file.h"
+#include "settings/frm_mail_setting.h"
+#include "settings/frm_options.h"
 #include "support/frm_about.h"
 #include "support/frm_diagnostics.h"
 
@@ -266,7 +272,9 @@ void MyAddIn::CmdDistFile_Click() {
   if (HasUserProfile()) ShowDlgSelectFile();
 }
 
-void MyAddIn::ShowfrmMailSetting() {}
+void MyAddIn::ShowfrmMailSetting() {
+  frmMailSetting(desktop(), AccountFileIn(services_.add_in.data_folder)).ShowModal(desktop());
+}
 
 void MyAddIn::CmdAttachFile_Click() {
   if (HasUserProfile()) frmAttachFile(services_.add_in, services_.settings).ShowModal(desktop());
@@ -274,7 +282,21 @@ void MyAddIn::CmdAttachFile_Click() {
 
 void MyAddIn::CmdPaperClip_Click() { CmdAttachFile_Click(); }
 
-void MyAddIn::CmdOptions_Click() {}
+void MyAddIn::CmdOptions_Click() {
+  if (!HasUserProfile()) return;
+  const std::filesystem::path& data_folder = services_.add_in.data_folder;
+  OptionsLinks links;
+  links.account_file = AccountFileIn(data_folder);
+  links.log_folder = ModSession::SessionsFolder(data_folder);
+  links.settings_changed = [this] { ReloadMergeLists(); };
+  links.edit_words = [this] {
+    frmMailMerge(desktop(), services_.settings, [this] {
+      ReloadMergeLists();
+    }).ShowModal(desktop());
+  };
+  links.delete_log_files = [&data_folder] { return ModLogFiles::DeleteAll(data_folder); };
+  frmOptions(desktop(), services_.settings, std::move(links)).ShowModal(desktop());
+}
 
 void MyAddIn::CmdViewReport_Click() {
   if (HasUserProfile()) ModReports::ViewReports(services_.add_in);

@@ -69,6 +69,8 @@ class Desktop {
   virtual void SetHourglass(bool on) = 0;
   // The program that edits text files, as Start's `executable` takes it.
   virtual std::string TextEditor() const { return "notepad.exe"; }
+  // The program that shows a folder, likewise.
+  virtual std::string FolderViewer() const { return "explorer"; }
   // Lets pending window events run. May be called once for every line of a long file: the host
   // pumps rarely enough for that to cost nothing.
   virtual void DoEvents() = 0;

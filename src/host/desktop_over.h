@@ -28,6 +28,7 @@ class DesktopOver : public Desktop {
   Status SetClipboardText(std::string_view text) override { return below_.SetClipboardText(text); }
   void SetHourglass(bool on) override { below_.SetHourglass(on); }
   std::string TextEditor() const override { return below_.TextEditor(); }
+  std::string FolderViewer() const override { return below_.FolderViewer(); }
   void DoEvents() override { below_.DoEvents(); }
   Status Start(const CommandLine& command) override { return below_.Start(command); }
   int Shell(const ShellRequest& request) override { return below_.Shell(request); }

@@ -27,7 +27,7 @@ Result<std::string> CreateConfigFile(SendContext& context, std::string_view dist
   context.desktop().DoEvents();
   Result<std::vector<std::string>> hosts = context.hosts;
   if (context.hosts.empty()) {
-    hosts = ReadAccountsForJob(add_in.data_folder / (std::string(kModuleName) + ".db"));
+    hosts = ReadAccountsForJob(AccountFileIn(add_in.data_folder));
   }
   if (!hosts.ok()) return hosts.status();
   if (hosts.value().empty()) {

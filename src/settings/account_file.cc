@@ -11,6 +11,7 @@
 #include "base/files.h"
 #include "base/lines.h"
 #include "base/text.h"
+#include "host/add_in.h"
 #include "settings/password.h"
 
 namespace vespro {
@@ -155,6 +156,10 @@ bool TearsItsLine(std::string_view text) {
 }
 
 }  // namespace
+
+fs::path AccountFileIn(const fs::path& data_folder) {
+  return data_folder / (std::string(kModuleName) + ".db");
+}
 
 Result<std::vector<AccountEntry>> ReadAccountFile(const fs::path& path) {
   Result<std::string> bytes = ReadFile(path);

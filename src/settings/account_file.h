@@ -36,6 +36,8 @@ struct AccountEntry {
   std::string raw_line;
 };
 
+std::filesystem::path AccountFileIn(const std::filesystem::path& data_folder);
+
 // The entries in file order, damaged ones too; blank lines are skipped. No file, no entries.
 Result<std::vector<AccountEntry>> ReadAccountFile(const std::filesystem::path& path);
 

@@ -10,6 +10,8 @@ namespace vespro {
 
 // In the accounts dialog, frmMailSetting.
 std::vector<FormStory> AccountStories();
+// In the options, frmOptions.
+std::vector<FormStory> OptionsStories();
 // Apart, since it needs 32,702 accounts.
 void TellMoreThanTheListHolds(Story& story);
 

@@ -14,7 +14,9 @@ TEST_P(SettingsStoryTest, IsTold) {
   GetParam().tell(story);
 }
 
-INSTANTIATE_TEST_SUITE_P(Dialogs, SettingsStoryTest, testing::ValuesIn(AccountStories()),
+INSTANTIATE_TEST_SUITE_P(Accounts, SettingsStoryTest, testing::ValuesIn(AccountStories()),
+                         [](const auto& story) { return story.param.name; });
+INSTANTIATE_TEST_SUITE_P(Options, SettingsStoryTest, testing::ValuesIn(OptionsStories()),
                          [](const auto& story) { return story.param.name; });
 
 TEST(FrmMailSettingTest, MoreThanTheListHolds) {

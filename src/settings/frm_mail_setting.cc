@@ -46,7 +46,7 @@ void frmMailSetting::Form_Load() {
   ListServer.Clear();
   // An unreadable file makes an empty list; SaveChanges won't take it for an empty file.
   const Status loaded =
-      accounts_.Load(account_file_, [this](const Status& refusal) { Tell(refusal); });
+      accounts_.Load(account_file_, [this](const Status& refusal) { Say(refusal); });
   if (!loaded.ok()) desktop_.Log("The accounts are not shown: " + loaded.text());
   for (const AccountEntry& entry : accounts_.entries()) ShowEntry(entry);
   ResetInputs();
@@ -75,7 +75,7 @@ void frmMailSetting::CmdAdd_Click() {
   if (const Status valid = AccountList::Validate(TextServer.text(), TextPort.text(),
                                                  TextLogin.text(), TextPassword.text(), no_login);
       !valid.ok()) {
-    return Tell(valid);
+    return Say(valid);
   }
   AccountEntry entry;
   entry.server = TextServer.text();
@@ -85,7 +85,7 @@ void frmMailSetting::CmdAdd_Click() {
     entry.password = TextPassword.text();
   }
   if (const Status added = accounts_.Add(std::move(entry)); !added.ok()) {
-    Tell(added);
+    Say(added);
   } else {
     ShowEntry(accounts_.entries().back());
   }
@@ -155,7 +155,7 @@ void frmMailSetting::CmdClose_Click() {
   Unload();
 }
 
-void frmMailSetting::Tell(const Status& refusal) {
+void frmMailSetting::Say(const Status& refusal) {
   desktop_.MsgBox(refusal.text(), MessageIcon::kExclamation, MessageButtons::kOk, kModuleName);
 }
 

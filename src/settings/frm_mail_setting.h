@@ -47,7 +47,7 @@ class frmMailSetting final : public Form {
   void ShowEntry(const AccountEntry& entry);
   void ResetInputs();
   void NeedLogin(bool needed);
-  void Tell(const Status& refusal);
+  void Say(const Status& refusal);
 
   Desktop& desktop_;
   const std::filesystem::path account_file_;

@@ -1,6 +1,7 @@
 #include "terminal/home.h"
 
 #include "base/files.h"
+#include "settings/account_file.h"
 #include "settings/file_backend.h"
 #include "settings/settings.h"
 
@@ -20,7 +21,7 @@ Home HomeIn(const std::string& folder) {
 
 }  // namespace
 
-fs::path Home::AccountFile() const { return data_folder / (std::string(kModuleName) + ".db"); }
+fs::path Home::AccountFile() const { return AccountFileIn(data_folder); }
 
 Result<Home> OpenHome(const std::string& folder) {
   const std::string chosen = folder.empty() ? ModFiles::Environment("VESPRO_HOME") : folder;

@@ -16,6 +16,7 @@
 #include "recipients/frm_wait.h"
 #include "settings/file_backend.h"
 #include "settings/frm_mail_setting.h"
+#include "settings/frm_options.h"
 #include "settings/settings.h"
 #include "support/frm_about.h"
 #include "support/frm_diagnostics.h"
@@ -148,6 +149,22 @@ void ShowWords(const fs::path& work_folder, Desktop& desktop) {
   frmMailMerge(desktop, sample.settings, {}).ShowModal(desktop);
 }
 
+void ShowOptions(const fs::path& work_folder, Desktop& desktop, int tab) {
+  SampleSettings sample(work_folder, "");
+  for (const auto& [name, value] : {std::pair{setting::kBccMode, "100"},
+                                    {setting::kCommonToField, "All members"},
+                                    {setting::kSenderName, "The Club"},
+                                    {setting::kSenderEmail, "club@example.org"},
+                                    {setting::kNumConnect, "5"},
+                                    {setting::kMaxNumConnect, "50"}}) {
+    sample.settings.Write(name, value).Ignore();  // seen in the picture
+  }
+  frmOptions dialog(desktop, sample.settings, {});
+  dialog.Show(desktop);
+  if (tab > 0) dialog.Do(UserAction::Select(dialog.TabOptions, tab));
+  dialog.ShowModal(desktop);
+}
+
 }  // namespace
 
 std::vector<DialogSample> DialogSamples(const fs::path& work_folder) {
@@ -158,6 +175,16 @@ std::vector<DialogSample> DialogSamples(const fs::path& work_folder) {
   samples.push_back({"frmMailSetting",
                      [=](Desktop& desktop) { ShowAccounts(work_folder, desktop); },
                      "The mail servers; a row that is clicked comes back into the boxes."});
+  const std::pair<const char*, const char*> tabs[] = {
+      {"frmOptions", "How mail is sent: one message to many, or one to each."},
+      {"frmOptions-sender", "Who sends it."},
+      {"frmOptions-server", "By which servers, and over how many connections at once."},
+      {"frmOptions-log", "What is kept of it."}};
+  for (int tab = 0; tab < 4; ++tab) {
+    samples.push_back({tabs[tab].first,
+                       [=](Desktop& desktop) { ShowOptions(work_folder, desktop, tab); },
+                       tabs[tab].second});
+  }
   samples.push_back({"frmDiagnostics",
                      [=](Desktop& desktop) { ShowDiagnostics(work_folder, desktop); },
                      "What the makers need to know to help."});

@@ -3,12 +3,16 @@
 #include <istream>
 #include <map>
 #include <ostream>
+#include <utility>
 
 #include "base/text.h"
 #include "merge/frm_mail_merge.h"
 #include "recipients/dlg_map_csv.h"
 #include "recipients/dlg_select_file.h"
+#include "send/log_files.h"
+#include "send/session.h"
 #include "settings/frm_mail_setting.h"
+#include "settings/frm_options.h"
 #include "settings/settings.h"
 #include "support/frm_about.h"
 #include "support/frm_diagnostics.h"
@@ -84,6 +88,25 @@ Status DoDialogStep(FormDriver& driver, std::string_view line, std::ostream& out
   return Status(Code::kUsage, "there is no step '" + verb + "'");
 }
 
+namespace {
+
+void ShowWords(Desktop& desktop, Home& home) {
+  Settings settings(*home.backend);
+  frmMailMerge(desktop, settings, {}).ShowModal(desktop);
+}
+
+void ShowOptions(Desktop& desktop, Home& home) {
+  Settings settings(*home.backend);
+  OptionsLinks links;
+  links.account_file = home.AccountFile();
+  links.log_folder = ModSession::SessionsFolder(home.data_folder);
+  links.edit_words = [&] { ShowWords(desktop, home); };
+  links.delete_log_files = [&] { return ModLogFiles::DeleteAll(home.data_folder); };
+  frmOptions(desktop, settings, std::move(links)).ShowModal(desktop);
+}
+
+}  // namespace
+
 std::vector<HomeDialog> HomeDialogs() {
   return {
       {"DlgSelectFile",
@@ -96,15 +119,12 @@ std::vector<HomeDialog> HomeDialogs() {
          Settings settings(*home.backend);
          DlgMapCSV(desktop, settings).ShowModal(desktop);
        }},
-      {"frmMailMerge",
-       [](Desktop& desktop, Home& home) {
-         Settings settings(*home.backend);
-         frmMailMerge(desktop, settings, {}).ShowModal(desktop);
-       }},
+      {"frmMailMerge", ShowWords},
       {"frmMailSetting",
        [](Desktop& desktop, Home& home) {
          frmMailSetting(desktop, home.AccountFile()).ShowModal(desktop);
        }},
+      {"frmOptions", ShowOptions},
       {"frmDiagnostics",
        [](Desktop& desktop, Home& home) {
          Settings settings(*home.backend);

@@ -28,6 +28,8 @@ INSTANTIATE_TEST_SUITE_P(Recipients, NativeDialogTest, testing::ValuesIn(Recipie
                          [](const auto& story) { return story.param.name; });
 INSTANTIATE_TEST_SUITE_P(Accounts, NativeDialogTest, testing::ValuesIn(AccountStories()),
                          [](const auto& story) { return story.param.name; });
+INSTANTIATE_TEST_SUITE_P(Options, NativeDialogTest, testing::ValuesIn(OptionsStories()),
+                         [](const auto& story) { return story.param.name; });
 INSTANTIATE_TEST_SUITE_P(Merge, NativeDialogTest, testing::ValuesIn(MergeDialogStories()),
                          [](const auto& story) { return story.param.name; });
 
