@@ -87,9 +87,7 @@ class Desk {
     return std::string(story_.Of("OptionTurboMode").checked ? "turbo" : "") +
            (story_.Of("OptionPersonalisedMode").checked ? "personalised" : "") +
            (box.enabled ? " on" : " off") +
-           (box.background == Background::kSilver   ? " silver"
-            : box.background == Background::kWindow ? " window"
-                                                    : "");
+           (box.background == Background::kSilver ? " silver" : "");
   }
 
   TemporaryFolder folder;
@@ -186,7 +184,7 @@ void EverythingIsSetOnFourTabs(Story& story) {
                                       "ReplyEmail=answers@example.org", "CommonToField=All members",
                                       "BccMode=100", "NumConnect=8", "refresh"}));
   desk.Open();
-  EXPECT_EQ(desk.Mode(), "turbo on window");
+  EXPECT_EQ(desk.Mode(), "turbo on");
   EXPECT_EQ(story.TextOf("TextBccTo"), "All members");
   story.Select("TabOptions", kSenderInfo);
   EXPECT_EQ(story.TextOf("TextReplyEmailAddress"), "answers@example.org");
@@ -202,8 +200,8 @@ void TheModeStaysAsStoredUntilAnOptionIsClicked(Story& story) {
   } cases[] = {{"", "personalised off silver", "0"},
                {"0", "personalised off silver", "0"},
                {"-3", "personalised off silver", "-3"},
-               {"1", "turbo on window", "1"},
-               {"40 or so", "turbo on window", "40"}};
+               {"1", "turbo on", "1"},
+               {"40 or so", "turbo on", "40"}};
   Desk desk(story);
   desk.backend.values["CommonToField"] = "All";
   for (const auto& c : cases) {
@@ -228,7 +226,7 @@ void TheModeStaysAsStoredUntilAnOptionIsClicked(Story& story) {
   desk.Open();
   desk.backend.values["DefaultBccMode"] = "70";
   story.PressAlt('t');
-  EXPECT_EQ(desk.Mode(), "turbo on window");
+  EXPECT_EQ(desk.Mode(), "turbo on");
   story.Press(Key::kEnter);
   story.SeesEnd();
   EXPECT_EQ(desk.Stored("BccMode"), "70") << "as it is set when the mode is chosen";
@@ -237,7 +235,7 @@ void TheModeStaysAsStoredUntilAnOptionIsClicked(Story& story) {
   desk.Open();
   story.Click("OptionPersonalisedMode");
   story.Click("OptionTurboMode");
-  EXPECT_EQ(desk.Mode(), "turbo on window");
+  EXPECT_EQ(desk.Mode(), "turbo on");
   story.Select("TabOptions", kSenderInfo);
   story.Select("TabOptions", kOperatingMode);
   EXPECT_EQ(desk.Mode(), "personalised off silver") << "turbo mode has no number here";
