@@ -93,7 +93,7 @@ class Compose(support.JobTest):
     def test_what_can_not_be_used(self):
         arguments = ("send", "--no-start", "--account", "127.0.0.1:25", "--subject", "S", "--text", self.text)
         for half in ("x,CSV", "x,CSV,abc", "x,CSV,1", "x,CSV,1,FOO", "x", "x,FOO"):
-            self.expect(0, self.vespro("settings", "set", "MailList", half))
+            self.expect(0, self.vespro("settings", "set", "--force", "MailList", half))
             done = self.expect(65, self.vespro(*arguments, "--from", "me@example.org"))
             self.assertIn("list use", done.stderr, half)
         self.expect(0, self.vespro("settings", "set", "MailList", ""))

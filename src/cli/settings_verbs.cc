@@ -1,8 +1,11 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 
+#include "base/files.h"
 #include "base/text.h"
 #include "cli/verbs.h"
+#include "recipients/distribution.h"
+#include "reports/report_commands.h"
 #include "settings/settings.h"
 #include "terminal/home.h"
 
@@ -11,6 +14,7 @@ namespace {
 
 struct SettingArguments {
   std::string name, value;
+  bool force = false;
 };
 
 int List(const Globals& globals) {
@@ -64,14 +68,35 @@ int Get(const Globals& globals, const SettingArguments& arguments) {
   return 0;
 }
 
+// As the dialog stores it that has this setting. kUsage, with its text, for what it refuses.
+Status StoreAsDialogs(Settings& settings, std::string_view name, std::string_view value) {
+  if (name == setting::kReportPerPage) return ModReports::SetPerPage(settings, value);
+  if (name == setting::kNumConnect) {
+    const int most = ModText::LeadingInt16(settings.Read(setting::kMaxNumConnect));
+    if (Status valid = CheckConnections(value, most); !valid.ok()) return valid;
+  }
+  if (name == setting::kMailList) {
+    const std::string path = ModDistribution::Parse(value).path;
+    if (!path.empty() && !ModFiles::IsFile(ModFiles::FromUtf8(path))) {
+      return Status(Code::kUsage, ModDistribution::kNoSuchFile);
+    }
+  }
+  return settings.Write(name, ModText::Trim(value));
+}
+
 int Set(const Globals& globals, const SettingArguments& arguments) {
   const SettingRow* row = FindSetting(arguments.name);
   if (row == nullptr) return Fail(UnknownName(arguments.name));
   Result<Home> home = OpenHome(globals.home);
   if (!home.ok()) return Fail(home.status());
   Settings settings(*home->backend);
-  Status written = settings.Write(row->name, ModConsole::ArgumentText(arguments.value));
-  return written.ok() ? 0 : Fail(written);
+  const std::string value = ModConsole::ArgumentText(arguments.value);
+  const Status stored = arguments.force ? settings.Write(row->name, value)
+                                        : StoreAsDialogs(settings, row->name, value);
+  if (stored.ok()) return 0;
+  const int code = Fail(stored);
+  if (stored.code() == Code::kUsage && !arguments.force) Note("--force stores it all the same");
+  return code;
 }
 
 }  // namespace
@@ -98,6 +123,8 @@ void AddSettingsVerbs(CLI::App& app, Globals& globals, Action& action) {
   CLI::App* set = settings->add_subcommand("set", "Store one");
   set->add_option("NAME", arguments->name, "Its name, as 'settings list' shows it")->required();
   set->add_option("VALUE", arguments->value, "Its new value; may be empty")->required();
+  set->add_flag("--force", arguments->force,
+                "Store exactly this, also what the dialogs would refuse");
   set->footer("Example: vespro settings set SenderEmail club@example.org");
   bind(set, Set);
 }

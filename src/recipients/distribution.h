@@ -40,6 +40,9 @@ Status CheckSetting(std::string_view mail_list);
 // Whether a path comes back from the setting as it went in, and can stand in a job: kBadInput with
 // the reason and what to do otherwise. Parse would give a part of it: somebody else's list, maybe.
 Status CheckPath(std::string_view path);
+// What is said where a file is to be chosen and there is none of that name.
+inline constexpr char kNoSuchFile[] =
+    "The current distribution file does not exist.  Please select another file.";
 // "path,KIND": all there is to say of a TEXT list; of a CSV table, until its mapping is known.
 std::string ComposeUnmapped(std::string_view path, ListKind kind);
 

@@ -133,9 +133,7 @@ void DlgSelectFile::CmdOk_Click() {
     return ModListTasks::Tell(desktop_, "No file selected ", MessageIcon::kExclamation);
   }
   if (!ModFiles::IsFile(ModFiles::FromUtf8(path))) {
-    return ModListTasks::Tell(
-        desktop_, "The current distribution file does not exist.  Please select another file.",
-        MessageIcon::kExclamation);
+    return ModListTasks::Tell(desktop_, ModDistribution::kNoSuchFile, MessageIcon::kExclamation);
   }
   if (path != changed_path_ && !Store(path)) return;
   if (list_changed_) list_changed_();

@@ -146,11 +146,10 @@ Leave frmOptions::TextBccTo_Leave() {
   return Leave::kAllow;
 }
 
-// A negative number passes, as it always has.
 Leave frmOptions::TextNumConnection_Leave() {
-  const int connections = ModText::LeadingInt16(TextNumConnection.text());
-  if (connections != 0 && connections <= max_connections_) return Leave::kAllow;
-  Ask(desktop_, "Invalid number of connections configured", MessageIcon::kExclamation);
+  const Status valid = CheckConnections(TextNumConnection.text(), max_connections_);
+  if (valid.ok()) return Leave::kAllow;
+  Ask(desktop_, valid.text(), MessageIcon::kExclamation);
   return Leave::kKeepFocus;
 }
 

@@ -17,6 +17,12 @@ Status Settings::Write(std::string_view name, std::string_view value) {
 
 std::vector<std::string> Settings::List() const { return backend_.ListValues(); }
 
+Status CheckConnections(std::string_view text, int most) {
+  const int connections = ModText::LeadingInt16(text);
+  if (connections != 0 && connections <= most) return {};
+  return Status(Code::kUsage, "Invalid number of connections configured");
+}
+
 const SettingRow* FindSetting(std::string_view name) {
   const auto row =
       std::find_if(kSettingRows.begin(), kSettingRows.end(), [name](const SettingRow& candidate) {

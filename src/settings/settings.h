@@ -94,6 +94,10 @@ class Settings {
   SettingsBackend& backend_;
 };
 
+// What the options ask of a number of connections: kUsage, with the text for a person, when it is 0,
+// none, or above `most`. A negative one passes, as it always has.
+Status CheckConnections(std::string_view text, int most);
+
 // The row of a name in any case; nullptr when there is no such setting.
 const SettingRow* FindSetting(std::string_view name);
 
