@@ -26,6 +26,8 @@ class MeasuringDc {
   HGDIOBJ before_;
 };
 
+// Of more rows than that only so many are measured that are nearly as long as the longest.
+constexpr std::size_t kMeasured = 1000;
 constexpr std::wstring_view kLetters = L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
 
 }  // namespace
@@ -77,7 +79,11 @@ SIZE Fonts::Extent(HFONT font, std::string_view text, int wrap_at, bool has_acce
 int Fonts::Widest(const std::vector<Row>& rows) const {
   const MeasuringDc dc(text_.get());
   LONG widest = 0;
+  std::size_t longest = 0, measured = 0;
+  for (const Row& row : rows) longest = std::max(longest, row.text.size());
   for (const Row& row : rows) {
+    if (rows.size() > kMeasured && row.text.size() * 4 < longest * 3) continue;
+    if (++measured > kMeasured) break;
     const std::wstring text = ModWide::FromUtf8(row.text);
     SIZE size{};
     GetTextExtentPoint32W(dc.get(), text.c_str(), static_cast<int>(text.size()), &size);

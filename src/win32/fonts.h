@@ -32,7 +32,7 @@ class Fonts {
   // A text (UTF-8) of one or more lines; where `wrap_at` is not 0, broken at that width. With
   // `has_access_key`, "&" is not counted.
   SIZE Extent(HFONT font, std::string_view text, int wrap_at, bool has_access_key) const;
-  // The width of the widest row's text; quick for tens of thousands of them.
+  // The width of the widest row's text; of tens of thousands, nearly.
   int Widest(const std::vector<Row>& rows) const;
 
  private:

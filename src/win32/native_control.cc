@@ -1,7 +1,5 @@
 #include "win32/native_control.h"
 
-#include <commctrl.h>
-
 #include "base/win32/wide.h"
 #include "win32/guard.h"
 #include "win32/visual_styles.h"
@@ -39,17 +37,18 @@ std::unique_ptr<NativeControl> NativeControl::Make(NativeHost& host, Control& co
   }
 }
 
-NativeControl::~NativeControl() {
-  if (window_ != nullptr) RemoveWindowSubclass(window_, Procedure, 0);
-}
+NativeControl::~NativeControl() { Detach(); }
 
 void NativeControl::MakeWindow(const wchar_t* class_name, DWORD style, DWORD extended_style) {
   // As in the system's dialogs nobody clips anybody: frames lie over what is in them.
-  window_ = CreateWindowExW(extended_style, class_name, L"", style | WS_CHILD, 0, 0, 0, 0,
-                            host_.window(), nullptr, OurModule(), nullptr);
+  const DWORD disabled = control_.IsEnabled() ? 0 : WS_DISABLED;
+  window_ = CreateWindowExW(extended_style, class_name, L"", style | WS_CHILD | disabled, 0, 0, 0,
+                            0, host_.window(), nullptr, OurModule(), nullptr);
   if (window_ == nullptr) return;
-  SetWindowSubclass(window_, Procedure, 0, reinterpret_cast<DWORD_PTR>(this));
-  EnableWindow(window_, control_.IsEnabled());
+  // Not SetWindowSubclass, which looks for its own in a list by name, twice for each message.
+  SetWindowLongPtrW(window_, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+  native_ = reinterpret_cast<WNDPROC>(
+      SetWindowLongPtrW(window_, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(Procedure)));
   UseFonts();
 }
 
@@ -81,7 +80,7 @@ void NativeControl::Update(Change change, std::size_t) {
 }
 
 void NativeControl::UseFonts() {
-  Send(WM_SETFONT, reinterpret_cast<WPARAM>(host_.fonts().Of(control_)), TRUE);
+  Send(WM_SETFONT, reinterpret_cast<WPARAM>(host_.fonts().Of(control_)), FALSE);
 }
 
 void NativeControl::Place(const Rectangle& where) { host_.MoveTo(window_, where); }
@@ -103,6 +102,9 @@ HBRUSH NativeControl::Color(HDC dc) {
 
 LRESULT NativeControl::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
   if (host_.TakesKey(this, message, wparam)) return 0;
+  if (message >= WM_MOUSEFIRST && message <= WM_MOUSELAST) {
+    host_.OnMouse({window_, message, wparam, lparam, 0, {}});
+  }
   const LRESULT result = Native(message, wparam, lparam);
   const bool may_have_moved =
       message == WM_SETFOCUS || message == WM_LBUTTONUP || message == WM_CAPTURECHANGED;
@@ -111,7 +113,7 @@ LRESULT NativeControl::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
 }
 
 LRESULT NativeControl::Native(UINT message, WPARAM wparam, LPARAM lparam) {
-  return DefSubclassProc(window_, message, wparam, lparam);
+  return CallWindowProcW(native_, window_, message, wparam, lparam);
 }
 
 LRESULT NativeControl::Send(UINT message, WPARAM wparam, LPARAM lparam) const {
@@ -122,14 +124,20 @@ LRESULT NativeControl::SendText(UINT message, WPARAM wparam, std::string_view te
   return Send(message, wparam, reinterpret_cast<LPARAM>(ModWide::FromUtf8(text).c_str()));
 }
 
-LRESULT CALLBACK NativeControl::Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam,
-                                          UINT_PTR, DWORD_PTR self) {
+LRESULT CALLBACK NativeControl::Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
+  auto* control = reinterpret_cast<NativeControl*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+  if (control == nullptr) return DefWindowProcW(window, message, wparam, lparam);
   if (message == WM_NCDESTROY) {
-    RemoveWindowSubclass(window, Procedure, 0);
-    return DefSubclassProc(window, message, wparam, lparam);
+    const LRESULT result = control->Native(message, wparam, lparam);
+    control->Detach();
+    return result;
   }
-  auto* control = reinterpret_cast<NativeControl*>(self);
   return AtEdge("a control", [&] { return control->Handle(message, wparam, lparam); });
+}
+
+void NativeControl::Detach() {
+  if (window_ != nullptr) SetWindowLongPtrW(window_, GWLP_USERDATA, 0);
+  window_ = nullptr;
 }
 
 }  // namespace vespro

@@ -33,6 +33,8 @@ class NativeHost {
   // What lies behind the control, to paint its background with `dc`: the page of a tab strip, or
   // nullptr for the form itself.
   virtual HBRUSH Behind(const NativeControl& native, HDC dc) = 0;
+  // Before the control itself learns of it.
+  virtual void OnMouse(const MSG& message) = 0;
   // Gives a control's window its place and shows it, together with all others'.
   virtual void MoveTo(HWND control, const Rectangle& where) = 0;
   // A keyboard message for the control - nullptr: for the form's window itself; true when the
@@ -94,11 +96,12 @@ class NativeControl {
   NativeHost& host_;
 
  private:
-  static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam,
-                                    UINT_PTR id, DWORD_PTR self);
+  static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
+  void Detach();
 
   Control& control_;
-  HWND window_ = nullptr;
+  HWND window_ = nullptr;  // nullptr when it is gone, too
+  WNDPROC native_ = nullptr;
   Owned<HBRUSH> silver_;
   bool pending_[3] = {};
 };

@@ -154,52 +154,13 @@ class NativeComboBox final : public NativeRows {
   bool draws_prompt_ = false;
 };
 
-class NativeListBox final : public NativeRows {
- public:
-  NativeListBox(NativeHost& host, ListBox& list) : NativeRows(host, list) {
-    MakeWindow(
-        WC_LISTBOXW,
-        LBS_NOTIFY | LBS_NOINTEGRALHEIGHT | LBS_HASSTRINGS | WS_VSCROLL | WS_HSCROLL | WS_TABSTOP,
-        WS_EX_CLIENTEDGE);
-    AddRows();
-  }
-  void OnCommand(WORD code) override {
-    if (code == LBN_SELCHANGE || code == LBN_SELCANCEL) Moved();
-  }
-
- private:
-  void Insert(std::size_t row) override {
-    const std::string& text = RowAt(row).text;
-    SendText(LB_INSERTSTRING, row, text);
-    if (is_shown_) {
-      Widen(static_cast<int>(host_.fonts().Extent(host_.fonts().text(), text, 0, false).cx));
-    }
-  }
-  // The list scrolls as far as its widest row.
-  void Widen(int text_width) {
-    is_shown_ = true;
-    if (text_width <= widest_) return;
-    widest_ = text_width;
-    Send(LB_SETHORIZONTALEXTENT, static_cast<WPARAM>(widest_ + host_.fonts().Across(4)));
-  }
-  void Remove(std::size_t row) override { Send(LB_DELETESTRING, row); }
-  void Clear() override {
-    Send(LB_RESETCONTENT);
-    widest_ = 0;
-    Send(LB_SETHORIZONTALEXTENT, 0);
-  }
-  void Select(int row) override { Send(LB_SETCURSEL, static_cast<WPARAM>(row)); }
-  int Selected() const override { return static_cast<int>(Send(LB_GETCURSEL)); }
-
-  int widest_ = 0;         // in pixels
-  bool is_shown_ = false;  // what it held at first has been measured
-};
-
-// Asks for what it shows when it shows it, so that tens of thousands of rows cost nothing before.
+// Lists with and without columns. Asks for what it shows when it shows it, so that tens of
+// thousands of rows cost nothing before.
 class NativeListView final : public NativeRows {
  public:
-  NativeListView(NativeHost& host, ListView& list) : NativeRows(host, list), list_(list) {
-    const bool has_titles = !list.view_columns().empty();
+  NativeListView(NativeHost& host, RowsControl& list, std::vector<ListView::Column> columns)
+      : NativeRows(host, list), columns_(std::move(columns)) {
+    const bool has_titles = !columns_.empty();
     MakeWindow(WC_LISTVIEWW,
                LVS_REPORT | LVS_OWNERDATA | LVS_SINGLESEL | LVS_SHOWSELALWAYS |
                    LVS_SHAREIMAGELISTS | WS_TABSTOP |
@@ -208,6 +169,7 @@ class NativeListView final : public NativeRows {
     Send(LVM_SETEXTENDEDLISTVIEWSTYLE, 0,
          LVS_EX_FULLROWSELECT | LVS_EX_INFOTIP | LVS_EX_LABELTIP | LVS_EX_DOUBLEBUFFER);
     AddColumns();
+    if (list.background() != Background::kDefault) ShowBackground();
     for (std::size_t row = 0; row < list.rows().size() && !images_; ++row) MakeRoomForIcon(row);
     ShowRows();
     Select(list.selected());
@@ -225,7 +187,7 @@ class NativeListView final : public NativeRows {
   }
   void ShowRows() override {
     Send(LVM_SETITEMCOUNT, rows_.rows().size(), LVSICF_NOSCROLL);
-    if (width_ > 0 && scrolls_ != Scrolls()) FitColumns();
+    if (width_ > 0 && (columns_.empty() || scrolls_ != Scrolls())) FitColumns();
   }
   LRESULT OnNotify(NMHDR& header) override {
     switch (header.code) {
@@ -268,11 +230,12 @@ class NativeListView final : public NativeRows {
 
  private:
   UINT Dpi() const { return host_.fonts().dpi(); }
-  std::size_t ColumnCount() const { return std::max<std::size_t>(list_.view_columns().size(), 1); }
+  std::size_t ColumnCount() const { return std::max<std::size_t>(columns_.size(), 1); }
+  // Without columns it scrolls as far as its widest row.
   int ColumnWidth(std::size_t i) const {
-    if (list_.view_columns().empty()) return 0;
-    return list_.view_columns()[i].columns * host_.fonts().average_width() +
-           host_.fonts().Across(6);
+    const int text = columns_.empty() ? host_.fonts().Widest(rows_.rows())
+                                      : columns_[i].columns * host_.fonts().average_width();
+    return text + host_.fonts().Across(6);
   }
   // The last column gets the room that the others leave.
   void FitColumns() {
@@ -293,7 +256,7 @@ class NativeListView final : public NativeRows {
   void AddColumns() {
     for (std::size_t i = 0; i < ColumnCount(); ++i) {
       std::wstring title;
-      if (!list_.view_columns().empty()) title = ModWide::FromUtf8(list_.view_columns()[i].title);
+      if (!columns_.empty()) title = ModWide::FromUtf8(columns_[i].title);
       LVCOLUMNW column{};
       column.mask = LVCF_TEXT;
       column.pszText = title.data();
@@ -388,7 +351,7 @@ class NativeListView final : public NativeRows {
     lstrcpynW(asked.pszText, text.c_str(), asked.cchTextMax);
   }
 
-  ListView& list_;
+  const std::vector<ListView::Column> columns_;
   Owned<HIMAGELIST> images_;
   std::map<HICON, int> image_numbers_;
   int width_ = 0;         // in pixels; 0 before it has a place
@@ -464,9 +427,12 @@ std::unique_ptr<NativeControl> MakeList(NativeHost& host, Control& control) {
     case ControlKind::kComboBox:
       return std::make_unique<NativeComboBox>(host, static_cast<ComboBox&>(control));
     case ControlKind::kListBox:
-      return std::make_unique<NativeListBox>(host, static_cast<ListBox&>(control));
-    case ControlKind::kListView:
-      return std::make_unique<NativeListView>(host, static_cast<ListView&>(control));
+      return std::make_unique<NativeListView>(host, static_cast<ListBox&>(control),
+                                              std::vector<ListView::Column>());
+    case ControlKind::kListView: {
+      auto& list = static_cast<ListView&>(control);
+      return std::make_unique<NativeListView>(host, list, list.view_columns());
+    }
     default:
       return std::make_unique<NativeTabs>(host, static_cast<TabStrip&>(control));
   }

@@ -114,13 +114,15 @@ bool HasPicture(HWND list, int row) {
   return SendMessageW(list, LVM_GETIMAGELIST, LVSIL_SMALL, 0) != 0 && item.iImage >= 0;
 }
 
-std::vector<Row> ReadListView(HWND list, const ListView& control) {
+std::vector<Row> ReadListView(HWND list, const RowsControl& control) {
   std::vector<Row> rows;
   const auto count = static_cast<int>(SendMessageW(list, LVM_GETITEMCOUNT, 0, 0));
+  const auto header = reinterpret_cast<HWND>(SendMessageW(list, LVM_GETHEADER, 0, 0));
+  const auto columns = static_cast<int>(SendMessageW(header, HDM_GETITEMCOUNT, 0, 0));
   for (int i = 0; i < count; ++i) {
     Row row{ReadCell(list, i, 0), {}, {}, ReadTooltip(list, i), {}};
-    for (std::size_t column = 1; column < control.view_columns().size(); ++column) {
-      row.cells.push_back(ReadCell(list, i, static_cast<int>(column)));
+    for (int column = 1; column < columns; ++column) {
+      row.cells.push_back(ReadCell(list, i, column));
     }
     const auto index = static_cast<std::size_t>(i);
     if (HasPicture(list, i) && index < control.rows().size()) row.icon = control.rows()[index].icon;
@@ -149,7 +151,6 @@ LRESULT CountRows(HWND window, const Control& control) {
     case ControlKind::kComboBox:
       return SendMessageW(window, CB_GETCOUNT, 0, 0);
     case ControlKind::kListBox:
-      return SendMessageW(window, LB_GETCOUNT, 0, 0);
     case ControlKind::kListView:
       return SendMessageW(window, LVM_GETITEMCOUNT, 0, 0);
     case ControlKind::kTabStrip:
@@ -166,11 +167,8 @@ void ReadRowsOf(HWND window, const Control& control, ControlLook& look) {
       look.selected = static_cast<int>(SendMessageW(window, CB_GETCURSEL, 0, 0));
       break;
     case ControlKind::kListBox:
-      look.rows = ReadRows(window, LB_GETCOUNT, LB_GETTEXTLEN, LB_GETTEXT);
-      look.selected = static_cast<int>(SendMessageW(window, LB_GETCURSEL, 0, 0));
-      break;
     case ControlKind::kListView:
-      look.rows = ReadListView(window, static_cast<const ListView&>(control));
+      look.rows = ReadListView(window, static_cast<const RowsControl&>(control));
       look.selected = static_cast<int>(
           SendMessageW(window, LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_SELECTED));
       break;
@@ -666,7 +664,8 @@ Status Win32Driver::Focus(std::string_view control) {
   if (!found.ok()) return found.status();
   POINT target = TargetIn(found->window, found->control);
   // Below the rows of a list.
-  if (found->control != nullptr && found->control->kind() == ControlKind::kListView) {
+  if (found->control != nullptr && (found->control->kind() == ControlKind::kListView ||
+                                    found->control->kind() == ControlKind::kListBox)) {
     RECT area{};
     GetClientRect(found->window, &area);
     target.y = area.bottom - 2;
@@ -722,9 +721,6 @@ Status Win32Driver::Select(std::string_view control, int row) {
     case ControlKind::kComboBox:
       return SelectInCombo(found->window, row);
     case ControlKind::kListBox:
-      SendMessageW(found->window, LB_SETTOPINDEX, index, 0);
-      SendMessageW(found->window, LB_GETITEMRECT, index, where);
-      break;
     case ControlKind::kListView:
       SendMessageW(found->window, LVM_ENSUREVISIBLE, index, FALSE);
       area.left = LVIR_LABEL;

@@ -98,12 +98,11 @@ Size Win32Measure::ComboBoxSize(const ComboBox& combo) const {
 
 Size Win32Measure::ListSize(const RowsControl& list) const {
   const int lines = list.lines() > 0 ? list.lines() : kListLines;
+  const int row = std::max(fonts_.line_height() + ModResolution::Scale(3, fonts_.dpi()),
+                           ModResolution::Metric(SM_CYSMICON, fonts_.dpi()) + 1);
   int width = ColumnsWidth(list, kBoxColumns);
-  int row = fonts_.line_height();
   int titles = 0;
   if (list.kind() == ControlKind::kListView) {
-    row = std::max(row + ModResolution::Scale(3, fonts_.dpi()),
-                   ModResolution::Metric(SM_CYSMICON, fonts_.dpi()) + 1);
     const auto& columns = static_cast<const ListView&>(list).view_columns();
     if (!columns.empty()) titles = fonts_.Down(14);
     int all = 0;

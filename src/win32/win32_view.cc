@@ -234,7 +234,7 @@ void Win32View::ShowTooltip(const NativeControl& native) {
   std::wstring text = ModWide::FromUtf8(native.control().tooltip());
   TOOLINFOW tool{};
   tool.cbSize = sizeof(tool);
-  tool.uFlags = TTF_IDISHWND | TTF_SUBCLASS;
+  tool.uFlags = TTF_IDISHWND;
   tool.hwnd = window();
   tool.uId = reinterpret_cast<UINT_PTR>(native.window());
   tool.lpszText = text.data();
@@ -323,6 +323,11 @@ void Win32View::Place(const Measure& measure, const Size& margin) {
   if (const HDWP moves = std::exchange(moves_, nullptr)) EndDeferWindowPos(moves);
 }
 
+void Win32View::OnMouse(const MSG& message) {
+  MSG told = message;
+  SendMessageW(tooltips_.get(), TTM_RELAYEVENT, 0, reinterpret_cast<LPARAM>(&told));
+}
+
 void Win32View::MoveTo(HWND control, const Rectangle& where) {
   Move(control, where, SWP_NOZORDER | SWP_NOACTIVATE | SWP_SHOWWINDOW);
 }
@@ -390,7 +395,10 @@ void Win32View::UseResolution(UINT dpi) {
   if (form_.resizable()) inner_ = Scaled(inner_, dpi, fonts_.dpi());
   fonts_ = Fonts(dpi);
   for (NativeControl* native : in_order_) native->UseFonts();
-  if (made_) Arrange(true);
+  if (!made_) return;
+  Arrange(true);
+  RedrawWindow(window(), nullptr, nullptr,
+               RDW_INVALIDATE | RDW_ERASE | RDW_FRAME | RDW_ALLCHILDREN);
 }
 
 // By the user.

@@ -52,6 +52,7 @@ class Win32View final : public FormView, private NativeHost {
   bool Tell(const UserAction& action) override;
   void TellLater(NativeControl& control, Later what) override;
   HBRUSH Behind(const NativeControl& native, HDC dc) override;
+  void OnMouse(const MSG& message) override;
   void MoveTo(HWND control, const Rectangle& where) override;
   bool TakesKey(NativeControl* native, UINT message, WPARAM wparam) override;
 
