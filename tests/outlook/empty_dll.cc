@@ -1,0 +1,2 @@
+// A DLL that does nothing, for load_bench.cc.
+extern "C" __declspec(dllexport) int Nothing() { return 0; }
