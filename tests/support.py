@@ -35,13 +35,14 @@ class JobTest(unittest.TestCase):
     """A test with a home and a folder of its own; everything it starts ends with it."""
 
     prefix = ()  # what the command is run by
+    home_name = "home"
 
     def setUp(self):
         # A blank and an umlaut, since users' folders have them.
         self._folder = tempfile.TemporaryDirectory(prefix="vespro tést ")
         self.addCleanup(self._folder.cleanup)
         self.folder = pathlib.Path(self._folder.name)
-        self.home = self.folder / "home"
+        self.home = self.folder / self.home_name
 
     def write(self, name, content):
         path = self.folder / name

@@ -3,6 +3,7 @@
 import base64
 import os
 import secrets
+import subprocess
 import time
 import unittest
 
@@ -28,9 +29,7 @@ class Diagnose(support.JobTest):
         self.environment = {**os.environ, "MAIL_PASSWORD": self.secret()}
 
     def diagnose(self, *arguments):
-        begin = time.monotonic()
         done = self.expect(0, self.vespro("diagnose", *arguments, env=self.environment))
-        self.assertLess(time.monotonic() - begin, 2)
         for secret in self.secrets:
             self.assertNotIn(secret, done.stdout + done.stderr)
         return done
@@ -39,7 +38,6 @@ class Diagnose(support.JobTest):
         return base64.b64encode(secret.encode()).decode()
 
     def test_no_secret_is_in_plain_form(self):
-        self.diagnose()  # the first start of a program is no measure
         done = self.diagnose()
         self.assertIn('Accounts: "mail.example.org","25","{}","{}"\n'.format(
             self.encoded(self.login), self.encoded(self.password)), done.stdout)
@@ -53,6 +51,16 @@ class Diagnose(support.JobTest):
         self.assertNotIn("can decode", without.stderr)
         for secret in self.secrets:
             self.assertNotIn(self.encoded(secret), without.stdout)
+
+    def test_it_takes_no_two_seconds(self):
+        command = support.command_line("--home", self.home, "diagnose")
+        taken = []
+        for _ in range(4):  # a busy machine may be slow once or twice
+            begin = time.monotonic()
+            # No pipes: what Wine starts besides would hold them open for seconds.
+            subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=True)
+            taken.append(time.monotonic() - begin)
+        self.assertLess(min(taken), 2)
 
     def test_the_mail_is_still_to_be_sent(self):
         mail = self.folder / "diagnostics ü.eml"

@@ -15,10 +15,7 @@ import support_verbs_test
 
 
 class Windows(support.JobTest):
-    def setUp(self):
-        super().setUp()
-        # In no single code page.
-        self.home = self.folder / "Łąki été" / "Дом"
+    home_name = "Łąki été/Дом"  # in no single code page
 
 
 class Encrypted(Windows, aiosmtpd_test.EncryptedServer):
