@@ -118,6 +118,7 @@ void TheReportIsReadAndSent(Story& story) {
   EXPECT_EQ(story.TextOf("TextInfo"), report);
   story.Cannot(story.driver().Type("TextInfo", "changed"));
   EXPECT_FALSE(desk.desktop.hourglass);
+  story.Enlarge(8, 4);  // long paths
   story.PressAlt('S');
   story.SeesEnd();
   EXPECT_EQ(desk.client->to, product::kSupportMailbox);

@@ -17,6 +17,7 @@ frmDiagnostics::frmDiagnostics(AddIn& add_in, const Settings& settings, SystemFa
       system_(system) {
   LabelNote.set_size(72);
   TextInfo.set_size(72, 20);
+  set_resizable(true);
   set_default(OKButton);
   set_cancel(OKButton);
   CmdSendReport.OnClick([this] { CmdSendReport_Click(); });
