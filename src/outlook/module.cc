@@ -35,7 +35,9 @@ std::filesystem::path DllPath() {
 }
 
 HRESULT RegisterFor(ModRegistration::Scope scope) {
-  return HRESULT_FROM_WIN32(ModRegistration::Register(scope, DllPath()));
+  const std::filesystem::path dll = DllPath();
+  if (dll.empty()) return SELFREG_E_CLASS;
+  return HRESULT_FROM_WIN32(ModRegistration::Register(scope, dll));
 }
 
 HRESULT UnregisterFor(ModRegistration::Scope scope) {

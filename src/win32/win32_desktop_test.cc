@@ -108,6 +108,25 @@ TEST_F(Win32DesktopTest, AFormGoesWithTheWindowItWasInFrontOf) {
   EXPECT_EQ(events, (Lines{"load", "leave", "unload"}));
 }
 
+// A DLL's windows' class would outlive the DLL.
+TEST(Win32RendererTest, LeavesNoWindowClassBehind) {
+  const auto is_registered = [] {
+    WNDCLASSEXW found{};
+    found.cbSize = sizeof(found);
+    return GetClassInfoExW(OurModule(), Win32Renderer::kWindowClass, &found) != FALSE;
+  };
+  {
+    Win32Driver driver;
+    Story story{driver};
+    SampleForm form(driver.desktop());
+    story.Start([&] { form.ShowModal(driver.desktop()); });
+    EXPECT_TRUE(is_registered());
+    story.CloseByFrame();
+    story.SeesEnd();
+  }
+  EXPECT_FALSE(is_registered());
+}
+
 TEST_F(Win32DesktopTest, TheKeyboardMovesInsideNativeControls) {
   SampleForm form(driver.desktop());
   story.Start([&] { form.ShowModal(driver.desktop()); });

@@ -37,6 +37,8 @@ Win32Renderer::HostBlock::~HostBlock() {
   for (const HWND window : disabled_) EnableWindow(window, TRUE);
 }
 
+Win32Renderer::~Win32Renderer() { UnregisterClassW(kWindowClass, OurModule()); }
+
 std::unique_ptr<FormView> Win32Renderer::CreateView(Form& form, FormView* owner) {
   INITCOMMONCONTROLSEX kinds{};
   kinds.dwSize = sizeof(kinds);

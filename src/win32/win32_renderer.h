@@ -22,6 +22,12 @@ class Win32Renderer final : public FormRenderer {
   // `host_window` gives the mail client's window in front, or nullptr.
   explicit Win32Renderer(std::function<HWND()> host_window) : host_window_(host_window) {}
 
+  // Forgets the class of the forms' windows unless another renderer shows some: it would outlive a
+  // DLL, and with it the address of a procedure that is gone.
+  ~Win32Renderer() override;
+  Win32Renderer(const Win32Renderer&) = delete;
+  Win32Renderer& operator=(const Win32Renderer&) = delete;
+
   std::unique_ptr<FormView> CreateView(Form& form, FormView* owner) override;
   // Runs Windows' events of this thread, the mail client's included.
   void RunWhile(const std::function<bool()>& go_on) override;
