@@ -88,6 +88,9 @@ void ForEachLine(std::string_view bytes, const Take& take) {
 
 std::vector<AccountEntry> ParseEntries(std::string_view bytes) {
   std::vector<AccountEntry> entries;
+  // Lines may be blank, so no more than a list holds by itself.
+  const auto lines = static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), '\n'));
+  entries.reserve(std::min(lines + 1, AccountList::kFull + 1));
   ForEachLine(bytes, [&entries](std::string_view line, std::size_t number) {
     AccountEntry& entry = entries.emplace_back();
     Status status = SplitLine(line, entry);
