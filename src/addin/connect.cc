@@ -24,30 +24,35 @@ void Connect::IDTExtensibility2_OnConnection(std::shared_ptr<MailClient> applica
                                              std::optional<int> custom, std::string_view prog_id) {
   if (custom == 2 || custom == 3 || application == nullptr) return;
   CleanUp();
-  add_in_.mail_client = std::move(application);
+  // Each call may end the connection, so what is called is held here as well.
+  const std::shared_ptr<MailClient> client = std::move(application);
+  add_in_.mail_client = client;
+  const auto has_ended = [&] { return add_in_.mail_client != client; };
 
-  inspectors_ = add_in_.mail_client->Inspectors();
-  if (inspectors_ != nullptr) {
-    inspectors_->OnNewInspector([this](const std::shared_ptr<Inspector>& inspector) {
+  const std::shared_ptr<Inspectors> inspectors = client->Inspectors();
+  if (has_ended()) return;
+  inspectors_ = inspectors;
+  if (inspectors != nullptr) {
+    inspectors->OnNewInspector([this](const std::shared_ptr<Inspector>& inspector) {
       oAppInspectors_NewInspector(inspector);
     });
   }
-  explorer_ = add_in_.mail_client->ActiveExplorer();
-  if (explorer_ == nullptr) return;
-  explorer_->Listen({[this] { oAppExplorer_Activate(); }, [this] { oAppExplorer_Deactivate(); },
-                     [this](std::optional<int> type) { oAppExplorer_BeforeFolderSwitch(type); },
-                     [this] { oAppExplorer_Close(); }});
+  const std::shared_ptr<Explorer> explorer = client->ActiveExplorer();
+  if (explorer == nullptr || has_ended()) return;
+  explorer_ = explorer;
+  explorer->Listen({[this] { oAppExplorer_Activate(); }, [this] { oAppExplorer_Deactivate(); },
+                    [this](std::optional<int> type) { oAppExplorer_BeforeFolderSwitch(type); },
+                    [this] { oAppExplorer_Close(); }});
 
-  if (!EnsureUserProfile()) return;
+  if (!EnsureUserProfile() || has_ended()) return;
   add_in_.prog_id = prog_id;
   const std::shared_ptr<MyAddIn> main_window = MainWindow();
-  // The client may end while it is asked.
-  const std::shared_ptr<CommandBars> bars = explorer_ != nullptr ? explorer_->Bars() : nullptr;
+  const std::shared_ptr<CommandBars> bars = explorer->Bars();
   if (const auto bar = bars != nullptr ? bars->Item(kMenuBar) : nullptr) {
     main_window->CreateMenu(*bar);
   }
   main_window->active = true;
-  if (add_in_.mail_client == nullptr) main_window->Terminate();
+  if (has_ended()) main_window->Terminate();
 }
 
 // Without a place for it the data folder stays empty.
@@ -71,7 +76,8 @@ void Connect::oAppExplorer_Activate() {
 void Connect::oAppExplorer_Deactivate() { MainWindow()->active = false; }
 
 void Connect::oAppExplorer_BeforeFolderSwitch(std::optional<int> default_item_type) {
-  const std::shared_ptr<CommandBars> bars = explorer_ != nullptr ? explorer_->Bars() : nullptr;
+  const std::shared_ptr<Explorer> explorer = explorer_;
+  const std::shared_ptr<CommandBars> bars = explorer != nullptr ? explorer->Bars() : nullptr;
   const auto bar = bars != nullptr ? bars->Item(kMenuBar) : nullptr;
   const auto menu =
       bar != nullptr ? bar->Find({.type = ControlType::kPopup, .tag = kModuleName}) : nullptr;
@@ -80,9 +86,10 @@ void Connect::oAppExplorer_BeforeFolderSwitch(std::optional<int> default_item_ty
 }
 
 void Connect::oAppExplorer_Close() {
-  if (add_in_.mail_client == nullptr) return;
+  const std::shared_ptr<MailClient> client = add_in_.mail_client;
+  if (client == nullptr) return;
   // A window that closes is still counted. Where the number can't be had the client is ending.
-  const Result<int> count = add_in_.mail_client->ExplorerCount();
+  const Result<int> count = client->ExplorerCount();
   if (!count.ok() || count.value() < 2) CleanUp();
 }
 
@@ -114,13 +121,15 @@ void Connect::AddWindow(const std::shared_ptr<Inspector>& inspector) {
 }
 
 std::shared_ptr<MyAddIn> Connect::MainWindow() {
-  if (main_window_ == nullptr) main_window_ = std::make_shared<MyAddIn>(services_);
-  return main_window_;
+  if (add_in_.main_window == nullptr) add_in_.main_window = std::make_shared<MyAddIn>(services_);
+  return std::static_pointer_cast<MyAddIn>(add_in_.main_window);
 }
 
 // Every release may let the host's events run, so each is taken out of its place first.
 void Connect::CleanUp() {
-  if (const auto main_window = std::exchange(main_window_, nullptr)) main_window->Terminate();
+  if (const auto main_window = std::exchange(add_in_.main_window, nullptr)) {
+    std::static_pointer_cast<MyAddIn>(main_window)->Terminate();
+  }
   if (const auto inspectors = std::exchange(inspectors_, nullptr)) inspectors->OnNewInspector({});
   if (const auto explorer = std::exchange(explorer_, nullptr)) explorer->Listen({});
   const auto windows = std::exchange(add_in_.windows, {});

@@ -61,7 +61,6 @@ class Connect {
   AddInServices services_;
   std::shared_ptr<Explorer> explorer_;      // the one that was in front at connection
   std::shared_ptr<Inspectors> inspectors_;  // all item windows
-  std::shared_ptr<MyAddIn> main_window_;    // nullptr before the first need
 };
 
 }  // namespace vespro

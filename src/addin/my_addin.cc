@@ -65,14 +65,14 @@ void MyAddIn::ThisInspector(std::shared_ptr<Inspector> window) {
     CmdPaperClip = button;
     button->SetStyle(ButtonStyle::kIcon).Ignore();
     button->SetTooltipText("Vespro attachments for HTML email").Ignore();
-    SetFace(*button, "PAPERCLIP", PictureKind::kIcon);
+    SetFace(button, "PAPERCLIP", PictureKind::kIcon);
     OnClick(button, &MyAddIn::CmdPaperClip_Click);
   }
   if (const auto button = GetOrAddButton(*bar, kSendCaption, false)) {
     CmdSend = button;
     button->SetStyle(ButtonStyle::kIconAndCaption).Ignore();
     button->SetCaption(kSendCaption).Ignore();
-    SetFace(*button, "MAILBMP", PictureKind::kBitmap);
+    SetFace(button, "MAILBMP", PictureKind::kBitmap);
     OnClick(button, &MyAddIn::CmdSend_Click);
   }
   CreateMergeList(*bar);
@@ -93,7 +93,7 @@ void MyAddIn::CreateMenu(CommandBar& bar) {
   if (entries == nullptr) return;
   CmdDistFile = MenuEntry(*entries, "Distribution &File", is_new, &MyAddIn::CmdDistFile_Click);
   CmdAttachFile = MenuEntry(*entries, "&Insert Attachment", is_new, &MyAddIn::CmdAttachFile_Click);
-  if (is_new && CmdAttachFile != nullptr) SetFace(*CmdAttachFile, "PAPERCLIP", PictureKind::kIcon);
+  if (is_new && CmdAttachFile != nullptr) SetFace(CmdAttachFile, "PAPERCLIP", PictureKind::kIcon);
   CmdOptions = MenuEntry(*entries, "&Options ...", is_new, &MyAddIn::CmdOptions_Click);
   CreateReportsMenu(*entries, is_new);
   CmdHelp = MenuEntry(*entries, "&Help File", is_new, &MyAddIn::CmdHelp_Click);
@@ -189,10 +189,12 @@ void MyAddIn::CreateMergeList(CommandBar& bar) {
 }
 
 // The way goes through the clipboard, which loses what the user had on it. A face that can't be set
-// is left out; the button has its caption or tooltip.
-void MyAddIn::SetFace(CommandBarButton& button, std::string_view resource, PictureKind kind) {
+// is left out; the button has its caption or tooltip. The window may go meanwhile, so the button is
+// held here.
+void MyAddIn::SetFace(std::shared_ptr<CommandBarButton> button, std::string_view resource,
+                      PictureKind kind) {
   desktop().ClearClipboard().Ignore();
-  if (desktop().SetClipboardPicture(resource, kind).ok()) button.PasteFace().Ignore();
+  if (desktop().SetClipboardPicture(resource, kind).ok()) button->PasteFace().Ignore();
   desktop().ClearClipboard().Ignore();
 }
 
@@ -246,6 +248,8 @@ bool MyAddIn::HasUserProfile() {
 
 void MyAddIn::MyInspector_Activate() {
   active = true;
+  // Not every host tells the main window that it is behind.
+  if (services_.add_in.main_window != nullptr) services_.add_in.main_window->active = false;
   for (const auto& [other_key, window] : services_.add_in.windows) {
     if (window.get() != this) window->active = false;
   }

@@ -93,7 +93,8 @@ class MyAddIn final : public ComposeWindow,
   std::shared_ptr<CommandBarButton> GetOrAddButton(CommandBar& bar, const char* caption,
                                                    bool begins_group);
   void CreateMergeList(CommandBar& bar);
-  void SetFace(CommandBarButton& button, std::string_view resource, PictureKind kind);
+  void SetFace(std::shared_ptr<CommandBarButton> button, std::string_view resource,
+               PictureKind kind);
   // False, and the user is told, where there is no place for the user's data.
   bool HasUserProfile();
   void ReloadMergeLists();

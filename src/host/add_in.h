@@ -44,6 +44,8 @@ struct AddIn {
   // one holds a pointer of its own meanwhile.
   std::map<std::int16_t, std::shared_ptr<ComposeWindow>> windows;
   std::int16_t next_key = 0;  // begins again when no window is left
+  // The object of the main window, which has the menu only; nullptr before the first need.
+  std::shared_ptr<ComposeWindow> main_window;
 
   // Follows the window no longer, if it is the one of that key.
   void RemoveWindow(std::int16_t key, const ComposeWindow& window) {

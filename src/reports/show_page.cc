@@ -15,8 +15,8 @@ constexpr int kDefaultWindow = 10;
 Status NoWebBar() { return Status(Code::kUnavailable, "the main window has no Web bar"); }
 
 Status ShowInMainWindow(AddIn& add_in, const std::string& address) {
-  const std::shared_ptr<Explorer> explorer =
-      add_in.mail_client != nullptr ? add_in.mail_client->ActiveExplorer() : nullptr;
+  const std::shared_ptr<MailClient> client = add_in.mail_client;  // it may end below
+  const std::shared_ptr<Explorer> explorer = client != nullptr ? client->ActiveExplorer() : nullptr;
   const std::shared_ptr<CommandBars> bars = explorer != nullptr ? explorer->Bars() : nullptr;
   const std::shared_ptr<CommandBar> web = bars != nullptr ? bars->Item("Web") : nullptr;
   if (web == nullptr) return NoWebBar();

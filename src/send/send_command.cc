@@ -14,9 +14,10 @@ constexpr char kFormattingLost[] =
 // Mail clients before version 10 lose a rich text's formatting on the way into MIME.
 bool ContinueWithoutFormatting(SendContext& context) {
   const std::shared_ptr<Inspector> inspector = context.window.inspector;
-  if (inspector == nullptr || context.add_in.mail_client == nullptr) return true;
+  const std::shared_ptr<MailClient> client = context.add_in.mail_client;
+  if (inspector == nullptr || client == nullptr) return true;
   if (inspector->Editor() != EditorType::kRichText) return true;
-  if (ModText::LeadingNumber(context.add_in.mail_client->Version()) >= 10) return true;
+  if (ModText::LeadingNumber(client->Version()) >= 10) return true;
   return context.desktop().MsgBox(kFormattingLost, MessageIcon::kExclamation,
                                   MessageButtons::kYesNo, kModuleName) != MessageAnswer::kNo;
 }
@@ -34,10 +35,15 @@ void FileItem(SendContext& context, std::string_view distribution_setting) {
     }
   }
   context.desktop().DoEvents();
-  // Held, since closing the window may end whatever the host does not have to keep.
+  // Held, since closing the window may end whatever the host does not have to keep. Where a
+  // question was open, the window may have gone meanwhile, or another one be in front: that mail
+  // stays.
   const std::shared_ptr<MailClient> client = context.add_in.mail_client;
+  const std::shared_ptr<Inspector> window = context.window.inspector;
   const auto active = client != nullptr ? client->ActiveInspector() : nullptr;
-  if (const auto item = active != nullptr ? active->CurrentItem() : nullptr) {
+  const bool is_ours =
+      active != nullptr && window != nullptr && active->Identity() == window->Identity();
+  if (const auto item = is_ours ? active->CurrentItem() : nullptr) {
     LogFailure(context, "the mail could not be closed", item->CloseAndSave());
     LogFailure(context, "the mail could not be filed among the sent ones",
                item->MoveToSentFolder());
