@@ -12,17 +12,27 @@ void MemoryCalls::FailAt(std::string_view name, int n) {
   fail_in_ = n;
 }
 
+void MemoryCalls::MeanwhileAt(int n, std::function<void()> event) {
+  meanwhile_in_ = n;
+  meanwhile_ = std::move(event);
+}
+
+void MemoryCalls::Begin() {
+  ++count;
+  if (meanwhile_in_ > 0 && --meanwhile_in_ == 0) std::exchange(meanwhile_, nullptr)();
+}
+
 bool MemoryCalls::Make(const std::string& name, const std::string& details, bool gone) {
   if (ended_) faults.push_back(name + " " + details);
   return Note(name, details, gone);
 }
 
 bool MemoryCalls::MakeElsewhere(const std::string& name, const std::string& details) {
+  Begin();
   return Note(name, details, false);
 }
 
 bool MemoryCalls::Note(const std::string& name, const std::string& details, bool gone) {
-  ++count;
   const bool fails = fail_in_ > 0 && (fail_name_.empty() || fail_name_ == name) && --fail_in_ == 0;
   lines.push_back(name + (details.empty() ? "" : " " + details) +
                   (gone    ? " -> gone"
@@ -46,6 +56,9 @@ struct MemoryClient::Window {
 };
 
 struct MemoryClient::ControlListener {
+  ControlListener(std::shared_ptr<Window> in, std::shared_ptr<CommandBarControl> of,
+                  std::function<void()> told)
+      : window(std::move(in)), control(std::move(of)), handler(std::move(told)) {}
   std::shared_ptr<Window> window;
   std::shared_ptr<CommandBarControl> control;
   std::function<void()> handler;
@@ -75,20 +88,19 @@ class MemoryClientParts {
 
    protected:
     // Whether the call of that method has an effect.
-    bool Works(const char* method, std::string_view argument = {}, bool gone = false) const {
+    bool Works(const char* method, std::string_view argument = {}) const {
+      calls_->Begin();
       std::string details = window_ == nullptr ? "" : window_->name;
       for (const std::string& more : {Label(), std::string(argument)}) {
         if (!more.empty()) details += (details.empty() ? "" : " ") + more;
       }
       return calls_->Make(kind_ + "." + method, details,
-                          gone || (window_ != nullptr && window_->closed));
-    }
-    Status Did(const char* method, std::string_view argument = {}) const {
-      return Works(method, argument) ? Status() : Failed();
+                          IsGone() || (window_ != nullptr && window_->closed));
     }
     static Status Failed() { return Status(Code::kUnavailable, "the mail client refuses"); }
     // Which of its kind it is in its window.
     virtual std::string Label() const { return {}; }
+    virtual bool IsGone() const { return false; }
     const std::shared_ptr<Window>& window() const { return window_; }
 
     MemoryClient& client;  // not to be used after the end of events
@@ -113,40 +125,40 @@ class MemoryClientParts {
         : Part(part_of, kind, std::move(window)), below_(std::move(below)) {}
     ~Control() override { Listen(nullptr); }
 
-    ControlType Type() const override { return Has("Type") ? below_->Type() : ControlType(); }
-    int Id() const override { return Has("Id") ? below_->Id() : 0; }
-    std::string Caption() const override { return Has("Caption") ? below_->Caption() : ""; }
-    std::string Tag() const override { return Has("Tag") ? below_->Tag() : ""; }
-    bool Enabled() const override { return Has("Enabled") && below_->Enabled(); }
-    bool Visible() const override { return Has("Visible") && below_->Visible(); }
+    ControlType Type() const override { return Works("Type") ? below_->Type() : ControlType(); }
+    int Id() const override { return Works("Id") ? below_->Id() : 0; }
+    std::string Caption() const override { return Works("Caption") ? below_->Caption() : ""; }
+    std::string Tag() const override { return Works("Tag") ? below_->Tag() : ""; }
+    bool Enabled() const override { return Works("Enabled") && below_->Enabled(); }
+    bool Visible() const override { return Works("Visible") && below_->Visible(); }
     Status SetCaption(std::string_view text) override {
-      return Does("SetCaption", Quoted(text)) ? below_->SetCaption(text) : Failed();
+      return Works("SetCaption", Quoted(text)) ? below_->SetCaption(text) : Failed();
     }
     Status SetTag(std::string_view text) override {
-      return Does("SetTag", Quoted(text)) ? below_->SetTag(text) : Failed();
+      return Works("SetTag", Quoted(text)) ? below_->SetTag(text) : Failed();
     }
     Status SetOnAction(std::string_view text) override {
-      return Does("SetOnAction", Quoted(text)) ? below_->SetOnAction(text) : Failed();
+      return Works("SetOnAction", Quoted(text)) ? below_->SetOnAction(text) : Failed();
     }
     Status SetTooltipText(std::string_view text) override {
-      return Does("SetTooltipText", Quoted(text)) ? below_->SetTooltipText(text) : Failed();
+      return Works("SetTooltipText", Quoted(text)) ? below_->SetTooltipText(text) : Failed();
     }
     Status SetBeginGroup(bool begins) override {
-      return Does("SetBeginGroup", YesNo(begins)) ? below_->SetBeginGroup(begins) : Failed();
+      return Works("SetBeginGroup", YesNo(begins)) ? below_->SetBeginGroup(begins) : Failed();
     }
     Status SetEnabled(bool enabled) override {
-      return Does("SetEnabled", YesNo(enabled)) ? below_->SetEnabled(enabled) : Failed();
+      return Works("SetEnabled", YesNo(enabled)) ? below_->SetEnabled(enabled) : Failed();
     }
     Status SetVisible(bool visible) override {
-      return Does("SetVisible", YesNo(visible)) ? below_->SetVisible(visible) : Failed();
+      return Works("SetVisible", YesNo(visible)) ? below_->SetVisible(visible) : Failed();
     }
     Status Execute() override {
-      if (!Does("Execute")) return Failed();
+      if (!Works("Execute")) return Failed();
       Status executed = below_->Execute();
       if (executed.ok()) client.Raise(state().tag);
       return executed;
     }
-    Status Delete() override { return Does("Delete") ? below_->Delete() : Failed(); }
+    Status Delete() override { return Works("Delete") ? below_->Delete() : Failed(); }
 
    protected:
     MemoryControlState& state() const { return dynamic_cast<MemoryControlState&>(*below_); }
@@ -154,10 +166,7 @@ class MemoryClientParts {
       const MemoryControlState& shown = state();
       return Quoted(shown.tag.empty() ? shown.caption : shown.tag);
     }
-    bool Has(const char* method) const { return Works(method, {}, state().deleted); }
-    bool Does(const char* method, std::string_view argument = {}) const {
-      return Works(method, argument, state().deleted);
-    }
+    bool IsGone() const override { return state().deleted; }
     static const char* YesNo(bool value) { return value ? "yes" : "no"; }
     void Listen(std::function<void()> handler) {
       if (listener_ != nullptr) listener_->handler = nullptr;  // it may be on its way
@@ -178,15 +187,15 @@ class MemoryClientParts {
    public:
     using Control::Control;
     Status SetStyle(ButtonStyle style) override {
-      const bool works = Does("SetStyle", std::to_string(static_cast<int>(style)));
+      const bool works = Works("SetStyle", std::to_string(static_cast<int>(style)));
       return works ? Below().SetStyle(style) : Failed();
     }
     Status PasteFace() override {
-      if (!Does("PasteFace", client.clipboard_picture)) return Failed();
+      if (!Works("PasteFace", client.clipboard_picture)) return Failed();
       return client.clipboard_picture.empty() ? Failed() : Below().PasteFace();
     }
     void OnClick(std::function<void()> handler) override {
-      if (Does("OnClick", handler ? "" : "nobody") || !handler) Listen(std::move(handler));
+      if (Works("OnClick", handler ? "" : "nobody") || !handler) Listen(std::move(handler));
     }
 
    private:
@@ -196,16 +205,16 @@ class MemoryClientParts {
   class ComboBox final : public Control<CommandBarComboBox> {
    public:
     using Control::Control;
-    Status Clear() override { return Does("Clear") ? Below().Clear() : Failed(); }
+    Status Clear() override { return Works("Clear") ? Below().Clear() : Failed(); }
     Status AddItem(std::string_view text) override {
-      return Does("AddItem", Quoted(text)) ? Below().AddItem(text) : Failed();
+      return Works("AddItem", Quoted(text)) ? Below().AddItem(text) : Failed();
     }
-    std::string Text() const override { return Has("Text") ? Below().Text() : ""; }
+    std::string Text() const override { return Works("Text") ? Below().Text() : ""; }
     Status SetText(std::string_view text) override {
-      return Does("SetText", Quoted(text)) ? Below().SetText(text) : Failed();
+      return Works("SetText", Quoted(text)) ? Below().SetText(text) : Failed();
     }
     void OnChange(std::function<void()> handler) override {
-      if (Does("OnChange", handler ? "" : "nobody") || !handler) Listen(std::move(handler));
+      if (Works("OnChange", handler ? "" : "nobody") || !handler) Listen(std::move(handler));
     }
 
    private:
@@ -490,7 +499,7 @@ class MemoryClientParts {
 };
 
 std::shared_ptr<CommandBar> MemoryClientParts::Popup::Bar() {
-  if (!Has("Bar")) return nullptr;
+  if (!Works("Bar")) return nullptr;
   auto bar = dynamic_cast<CommandBarPopup&>(*below()).Bar();
   const MemoryControlState& shown = state();
   return std::make_shared<MemoryClientParts::Bar>(

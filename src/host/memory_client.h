@@ -38,13 +38,18 @@ class MemoryCalls {
 
   // The n-th call of that name from now on (from 1) fails, once; without a name, of all calls.
   void FailAt(std::string_view name, int n);
+  // The event happens within the n-th call from now on (from 1), once, before that has an effect.
+  void MeanwhileAt(int n, std::function<void()> event);
   // Nobody may call the mail client any more.
   void End() { ended_ = true; }
-  void Begin() { ended_ = false; }
+  void BeginAgain() { ended_ = false; }
 
-  // Notes a call; false: it is to fail. `gone`: it fails anyhow, since its object is no more.
+  // A call begins: what happens meanwhile happens now.
+  void Begin();
+  // Notes a call that has begun; false: it is to fail. `gone`: it fails anyhow, since its object is
+  // no more.
   bool Make(const std::string& name, const std::string& details, bool gone = false);
-  // The same for what is not the mail client's.
+  // A whole call of what is not the mail client's.
   bool MakeElsewhere(const std::string& name, const std::string& details);
   void Tell(const std::string& event) { lines.push_back("> " + event); }
 
@@ -54,6 +59,8 @@ class MemoryCalls {
   bool ended_ = false;
   std::string fail_name_;
   int fail_in_ = 0;  // 0: none is to fail
+  std::function<void()> meanwhile_;
+  int meanwhile_in_ = 0;
 };
 
 // What a mail, or another item, holds.
@@ -110,6 +117,7 @@ class MemoryClient {
   struct ControlListener;
   template <class Events>
   struct Listener {
+    explicit Listener(Events told) : events(std::move(told)) {}
     Events events;
   };
   using NewInspector = std::function<void(std::shared_ptr<Inspector>)>;

@@ -180,7 +180,7 @@ Status MemoryStoryHost::Connect(int mode) {
   place.user_name = "user";
   connections_.push_back(
       std::make_unique<vespro::Connect>(desktop_, backend_, clock_, randomness_, std::move(place)));
-  client_.calls().Begin();
+  client_.calls().BeginAgain();
   return Run([this, mode, connection = connections_.back().get()] {
     connection->IDTExtensibility2_OnConnection(client_.Application(), mode, kProgId);
     return Status();

@@ -1,0 +1,126 @@
+// Whatever goes wrong in the mail client, the add-in goes on and lets go of it in the end. Stories
+// are told again and again, and each time something happens at another one of their calls.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "stories/memory_story_host.h"
+#include "stories/story_runner.h"
+
+namespace vespro {
+namespace {
+
+struct LongStory {
+  const char* name;  // a word
+  const char* steps;
+};
+
+constexpr LongStory kStories[] = {
+    {"Newsletter", R"(
+file club.csv
+| Name,E-mail
+| Ann,ann@example.org
+file logo.png
+| a picture
+set MailList "{home}/club.csv,CSV,1,HEADER"
+set SenderEmail me@example.org
+account mail.example.org 25
+version 9.0
+connect
+new A rich
+attach A "{home}/logo.png"
+choose NAME
+command "Vespro Attach"
+click CmdAddAttach
+pick {home}/club.csv
+click CmdClose
+activate main
+folder 1
+folder 0
+new B
+activate A
+command "Send Vespro"
+answer Yes
+command "Send Vespro"
+close-window B
+quit
+)"},
+    {"LoadedAgain", R"(
+set SenderEmail me@example.org
+connect
+new A
+command "Distribution File"
+close
+disconnect
+connect
+command "About"
+close
+activate main
+command "Distribution File"
+close
+new B
+explorer second
+close-window main
+close-window second
+disconnect
+)"},
+};
+
+// How a story ends that meets with `trouble` after so many calls; the number of its calls.
+template <class Trouble>
+int Tell(const LongStory& story, int after, const Trouble& trouble) {
+  MemoryStoryHost host;
+  MemoryClient& client = host.client();
+  if (after > 0) trouble(client, after);
+  TellStory(host, story.steps);
+  const int calls = client.calls().count;
+  // A dialog may be open still, where the trouble has kept the story from its end.
+  host.Driver().End();
+  host.Disconnect().Ignore();  // again, perhaps
+  for (const std::string& line : host.Held()) ADD_FAILURE() << line << ", call " << after;
+  return calls;
+}
+
+class TroubleTest : public testing::TestWithParam<LongStory> {
+ protected:
+  template <class Trouble>
+  void TellWith(const Trouble& trouble) {
+    const int calls = Tell(GetParam(), 0, trouble);
+    ASSERT_GT(calls, 200);
+    for (int after = 1; after <= calls && !HasFailure(); ++after) Tell(GetParam(), after, trouble);
+  }
+};
+
+TEST_P(TroubleTest, EveryCallFailsOnce) {
+  TellWith([](MemoryClient& client, int after) { client.calls().FailAt("", after); });
+}
+
+TEST_P(TroubleTest, TheMailIsClosedBelowEveryCall) {
+  TellWith([](MemoryClient& client, int after) {
+    client.calls().MeanwhileAt(after, [&client] { client.Close("A").Ignore(); });
+  });
+}
+
+TEST_P(TroubleTest, AnotherWindowComesToTheFrontBelowEveryCall) {
+  TellWith([](MemoryClient& client, int after) {
+    client.calls().MeanwhileAt(after, [&client] {
+      client.Activate("main").Ignore();
+      client.OpenItem("other", {}).Ignore();
+    });
+  });
+}
+
+TEST_P(TroubleTest, TheLastMainWindowIsClosedBelowEveryCall) {
+  TellWith([](MemoryClient& client, int after) {
+    client.calls().MeanwhileAt(after, [&client] {
+      client.Close("second").Ignore();
+      client.Close("main").Ignore();
+    });
+  });
+}
+
+INSTANTIATE_TEST_SUITE_P(Stories, TroubleTest, testing::ValuesIn(kStories),
+                         [](const auto& story) { return story.param.name; });
+
+}  // namespace
+}  // namespace vespro
