@@ -116,6 +116,20 @@ class ReportVerbs(support.JobTest):
         self.assertEqual(str(again["To"]), "All <all@example.org>")
         self.assertEqual(catcher.envelopes()[-1][3], ["back@example.org"])
 
+    def test_the_command_keeps_the_sender_and_the_limits_and_tells_no_password(self):
+        self.add_account(self.catcher("--refuse", "gone").port)
+        listed = self.write("l.txt", "gone@example.org\n")
+        self.expect(1, self.send("--subject", "x", "--text", self.write("t.txt", "x"), "--list", listed,
+                                 engine=["--rate", "50/s"]))
+        with open(self.sessions()[0] / "engine-options", "a", encoding="utf-8") as options:
+            options.write("--password-command\nmail.example.org=echo s3cret\n")
+        self.expect(0, self.vespro("settings", "set", "SenderName", "Somebody else"))
+        done = self.expect(0, self.vespro("reports", "failed", self.sessions()[0]))
+        self.assertNotIn("s3cret", done.stdout + done.stderr)
+        self.assertIn("--rate 50/s --password-command SERVER=COMMAND", done.stdout)
+        self.assertIn("SERVER=COMMAND", done.stderr)
+        self.assertIn("--from sender@example.org --name '' --reply-to ''", done.stdout)
+
     def test_nobody_to_send_to_again(self):
         self.add_account(self.catcher().port)
         session = self.send_to("a@example.org\n", name="l.txt", code=0)

@@ -48,6 +48,23 @@ std::string CommandFor(const Globals& globals, std::vector<std::string> words) {
   return ModCommandLine::VesproCommand(words);
 }
 
+bool HidePasswordCommands(std::vector<std::string>& words) {
+  constexpr std::string_view kOption = "--password-command";
+  const std::string shown = "SERVER=COMMAND";
+  bool hidden = false;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    if (words[i].starts_with(std::string(kOption) + "=")) {
+      words[i].replace(kOption.size() + 1, std::string::npos, shown);
+      hidden = true;
+    }
+    if (i > 0 && words[i - 1] == kOption) {
+      words[i] = shown;
+      hidden = true;
+    }
+  }
+  return hidden;
+}
+
 void PrintJson(const nlohmann::json& data) {
   std::cout << data.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
 }
@@ -66,18 +83,6 @@ constexpr char kFooter[] =
     "  66 a file that can't be read; 70 internal error; 73 a file that can't be written\n"
     "  75 stopped, or not possible now: it may be run again; 77 every login was refused\n"
     "  78 a setting or an account is missing; 130 interrupted, or answered with no";
-
-// A password may stand in them.
-void HidePasswordCommands(std::vector<std::string>& words) {
-  constexpr std::string_view kOption = "--password-command";
-  const std::string shown = "SERVER=COMMAND";
-  for (std::size_t i = 0; i < words.size(); ++i) {
-    if (words[i].starts_with(std::string(kOption) + "=")) {
-      words[i].replace(kOption.size() + 1, std::string::npos, shown);
-    }
-    if (i > 0 && words[i - 1] == kOption) words[i] = shown;
-  }
-}
 
 // "vespro send --rate 10/s" as it was meant: the engine's options come after "--". Empty where
 // there is none of them before it. `given` lack the program's name.

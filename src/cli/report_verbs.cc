@@ -287,6 +287,9 @@ int ShowFailed(const Globals& globals, const std::string& session) {
   Result<std::vector<std::string>> words =
       SendAgainArguments(report->folder, report->folder / kFailedList);
   if (!words.ok()) return Fail(words.status());
+  if (HidePasswordCommands(words.value())) {
+    Note("SERVER=COMMAND stands for the password command that the job was begun with");
+  }
   const std::string command = CommandFor(globals, words.value());
   const std::string path = report->File(kFailedList);
   if (globals.json) {

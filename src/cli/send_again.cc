@@ -16,26 +16,27 @@ namespace fs = std::filesystem;
 Result<std::vector<std::string>> SenderOptions(const fs::path& message_file, bool turbo) {
   Result<LineReader> lines = LineReader::Open(message_file, std::size_t{64} * 1024);
   if (!lines.ok()) return lines.status();
-  std::vector<std::string> options;
-  const auto add = [&options](const char* option, std::string_view bytes) {
-    options.insert(options.end(), {option, ModCodePage::ToUtf8(bytes)});
-  };
+  std::string from, name, reply_to, to;
   std::string_view line;
   for (int i = 0; i < 3 && lines->Next(line); ++i) {
     const std::size_t colon = line.find(": ");
     if (colon == std::string_view::npos) break;
-    const std::string_view name = line.substr(0, colon), value = line.substr(colon + 2);
-    if (name == "TO" && turbo && !value.empty()) add("--to", value);
-    if (name == "REPLY-TO") add("--reply-to", value);
-    if (name != "FROM") continue;
+    const std::string_view field = line.substr(0, colon);
+    const std::string value = ModCodePage::ToUtf8(line.substr(colon + 2));
+    if (field == "TO") to = value;
+    if (field == "REPLY-TO") reply_to = value;
+    if (field != "FROM") continue;
     const std::size_t angle = value.rfind('<');  // "name"<address>
-    if (angle == std::string_view::npos || angle < 2 || value.back() != '>') {
-      add("--from", value);
+    if (angle == std::string::npos || angle < 2 || value.back() != '>') {
+      from = value;
     } else {
-      add("--from", value.substr(angle + 1, value.size() - angle - 2));
-      add("--name", value.substr(1, angle - 2));
+      from = value.substr(angle + 1, value.size() - angle - 2);
+      name = value.substr(1, angle - 2);
     }
   }
+  // What is empty is said as well: the settings may have another one by now.
+  std::vector<std::string> options = {"--from", from, "--name", name, "--reply-to", reply_to};
+  if (turbo) options.insert(options.end(), {"--to", to});
   return lines->status().ok() ? Result<std::vector<std::string>>(options) : lines->status();
 }
 

@@ -33,6 +33,9 @@ int Fail(const Status& status);
 void PrintJson(const nlohmann::json& data);
 // A command to be copied, for the same home.
 std::string CommandFor(const Globals& globals, std::vector<std::string> words);
+// Puts "SERVER=COMMAND" for what `--password-command` takes, since a password may stand in it.
+// Whether there was any.
+bool HidePasswordCommands(std::vector<std::string>& words);
 // A remark on standard error.
 void Note(std::string_view text);
 
