@@ -143,7 +143,14 @@ STDMETHODIMP AddInObject::OnConnection(IDispatch* application, std::int32_t, IDi
 
 STDMETHODIMP AddInObject::OnDisconnection(std::int32_t, SAFEARRAY**) {
   const ComPtr<AddInObject> self(this);
-  return AtComEdge("OnDisconnection", [&] {
+  return Disconnect("OnDisconnection");
+}
+
+// Later Outlooks let it go without disconnecting it.
+AddInObject::~AddInObject() { Disconnect("the end"); }
+
+HRESULT AddInObject::Disconnect(const char* why) {
+  return AtComEdge(why, [&] {
     const std::shared_ptr<Connection> connection = connection_;
     if (connection != nullptr) connection->connect().IDTExtensibility2_OnDisconnection();
     return S_OK;

@@ -43,7 +43,8 @@ class AddInObject final : public ComObject<IDTExtensibility2> {
  private:
   class Connection;
 
-  ~AddInObject() override = default;
+  ~AddInObject() override;
+  HRESULT Disconnect(const char* why);
 
   const std::filesystem::path install_folder_;
   std::shared_ptr<Connection> connection_;  // handlers that run keep it, too

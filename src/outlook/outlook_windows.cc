@@ -29,6 +29,22 @@ void Follow(EventConnection& connection, bool listens, const HostObject& source,
   }
 }
 
+// What all windows tell. Each case is the last thing done, since a handler may end the window's
+// object.
+template <class Events>
+void CallWindowEvent(const Events& events, DISPID id) {
+  switch (id) {
+    case event_id::kActivate:
+      return Call(events.activate);
+    case event_id::kDeactivate:
+      return Call(events.deactivate);
+    case event_id::kClose:
+      return Call(events.close);
+    default:
+      return;
+  }
+}
+
 }  // namespace
 
 OutlookInspector::OutlookInspector(HostObject window)
@@ -67,18 +83,7 @@ void OutlookInspector::Listen(InspectorEvents events) {
          kInspectorEvents, *this);
 }
 
-void OutlookInspector::OnEvent(DISPID id, const DISPPARAMS&) {
-  switch (id) {
-    case event_id::kActivate:
-      return Call(events_.activate);
-    case event_id::kDeactivate:
-      return Call(events_.deactivate);
-    case event_id::kClose:
-      return Call(events_.close);
-    default:
-      return;
-  }
-}
+void OutlookInspector::OnEvent(DISPID id, const DISPPARAMS&) { CallWindowEvent(events_, id); }
 
 std::shared_ptr<CommandBars> OutlookExplorer::Bars() { return BarsOf(window_); }
 
@@ -96,21 +101,9 @@ std::optional<int> OutlookExplorer::ItemTypeOf(const DISPPARAMS& arguments) cons
 }
 
 void OutlookExplorer::OnEvent(DISPID id, const DISPPARAMS& arguments) {
-  switch (id) {
-    case event_id::kActivate:
-      return Call(events_.activate);
-    case event_id::kDeactivate:
-      return Call(events_.deactivate);
-    case event_id::kClose:
-      return Call(events_.close);
-    case event_id::kBeforeFolderSwitch: {
-      const auto handler = events_.before_folder_switch;
-      if (handler) handler(ItemTypeOf(arguments));
-      return;
-    }
-    default:
-      return;
-  }
+  if (id != event_id::kBeforeFolderSwitch) return CallWindowEvent(events_, id);
+  const auto handler = events_.before_folder_switch;
+  if (handler) handler(ItemTypeOf(arguments));
 }
 
 Result<int> OutlookInspectors::Count() const {
