@@ -81,7 +81,7 @@ class NativeComboBox final : public NativeRows {
  public:
   NativeComboBox(NativeHost& host, ComboBox& combo) : NativeRows(host, combo) {
     MakeWindow(WC_COMBOBOXW, CBS_DROPDOWNLIST | CBS_HASSTRINGS | WS_VSCROLL | WS_TABSTOP);
-    draws_prompt_ = !SendText(CB_SETCUEBANNER, 0, combo.prompt()) && !combo.prompt().empty();
+    draws_line_ = !SendText(CB_SETCUEBANNER, 0, combo.prompt());
     prompt_ = ModWide::FromUtf8(combo.prompt());
     AddRows();
   }
@@ -123,23 +123,34 @@ class NativeComboBox final : public NativeRows {
  protected:
   LRESULT Handle(UINT message, WPARAM wparam, LPARAM lparam) override {
     const LRESULT result = NativeRows::Handle(message, wparam, lparam);
-    if (message == WM_PAINT && draws_prompt_ && Selected() < 0) DrawPrompt();
+    if (message == WM_PAINT && draws_line_) DrawLine();
     return result;
   }
 
  private:
-  // Where the system's drop-down lists know no prompts.
-  void DrawPrompt() const {
+  // Drop-down lists of systems that know no prompts don't write in the middle of their line either.
+  void DrawLine() const {
     COMBOBOXINFO info{};
     info.cbSize = sizeof(info);
     if (!GetComboBoxInfo(window(), &info)) return;
     const HDC dc = GetDC(window());
     const HGDIOBJ before = SelectObject(dc, host_.fonts().text());
+    const bool enabled = IsWindowEnabled(window()) != FALSE;
+    const bool marked = GetFocus() == window() && !IsListOpen();
+    const int row = Selected();
+    const auto behind = reinterpret_cast<HBRUSH>(
+        SendMessageW(host_.window(), enabled ? WM_CTLCOLOREDIT : WM_CTLCOLORSTATIC,
+                     reinterpret_cast<WPARAM>(dc), reinterpret_cast<LPARAM>(window())));
+    FillRect(dc, &info.rcItem, marked ? GetSysColorBrush(COLOR_HIGHLIGHT) : behind);
     SetBkMode(dc, TRANSPARENT);
-    SetTextColor(dc, GetSysColor(GetFocus() == window() ? COLOR_WINDOWTEXT : COLOR_GRAYTEXT));
+    SetTextColor(dc, GetSysColor(marked                ? COLOR_HIGHLIGHTTEXT
+                                 : enabled && row >= 0 ? COLOR_WINDOWTEXT
+                                                       : COLOR_GRAYTEXT));
+    const std::wstring text =
+        row < 0 ? prompt_ : ModWide::FromUtf8(RowAt(static_cast<std::size_t>(row)).text);
     RECT line = info.rcItem;
     line.left += 2;
-    DrawTextW(dc, prompt_.c_str(), -1, &line,
+    DrawTextW(dc, text.c_str(), -1, &line,
               DT_SINGLELINE | DT_VCENTER | DT_NOPREFIX | DT_END_ELLIPSIS);
     SelectObject(dc, before);
     ReleaseDC(window(), dc);
@@ -151,7 +162,7 @@ class NativeComboBox final : public NativeRows {
   int Selected() const override { return static_cast<int>(Send(CB_GETCURSEL)); }
 
   std::wstring prompt_;
-  bool draws_prompt_ = false;
+  bool draws_line_ = false;
 };
 
 // Lists with and without columns. Asks for what it shows when it shows it, so that tens of

@@ -17,6 +17,7 @@ namespace {
 
 constexpr UINT kTold = WM_APP + 1;  // what, and which control
 constexpr UINT kArrange = WM_APP + 2;
+constexpr DWORD kExtendedStyle = WS_EX_DLGMODALFRAME | WS_EX_CONTROLPARENT;
 constexpr UINT kResolutionChanged = 0x02E0;  // WM_DPICHANGED, of Windows 8.1
 constexpr int kTooltipWidth = 400;           // pixels at 96 dots per inch; longer ones are broken
 constexpr int kTooltipSeconds = 20;
@@ -25,11 +26,7 @@ constexpr UINT kInPlace = SWP_NOMOVE | SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVAT
 
 DWORD Style(const Form& form) {
   return WS_POPUP | WS_CAPTION | (form.closable() ? WS_SYSMENU : 0U) |
-         (form.resizable() ? WS_THICKFRAME | WS_MAXIMIZEBOX : 0U);
-}
-
-DWORD ExtendedStyle(const Form& form) {
-  return WS_EX_CONTROLPARENT | (form.resizable() ? 0U : WS_EX_DLGMODALFRAME);
+         (form.resizable() ? WS_THICKFRAME : 0U);
 }
 
 Size ClientSize(HWND window) {
@@ -104,7 +101,7 @@ void Win32View::MakeWindow(HWND owner) {
   wanted.hbrBackground = GetSysColorBrush(COLOR_3DFACE);
   wanted.lpszClassName = Win32Renderer::kWindowClass;
   RegisterClassExW(&wanted);  // fails when it is registered already, which is as good
-  window_.Reset(CreateWindowExW(ExtendedStyle(form_), Win32Renderer::kWindowClass,
+  window_.Reset(CreateWindowExW(kExtendedStyle, Win32Renderer::kWindowClass,
                                 ModWide::FromUtf8(form_.caption()).c_str(), Style(form_), 0, 0, 0,
                                 0, owner, nullptr, OurModule(), this));
 }
@@ -288,7 +285,7 @@ void Win32View::Resize() {
 }
 
 SIZE Win32View::Outer(const Size& inner) const {
-  return ModResolution::Outer({inner.width, inner.height}, Style(form_), ExtendedStyle(form_),
+  return ModResolution::Outer({inner.width, inner.height}, Style(form_), kExtendedStyle,
                               fonts_.dpi());
 }
 
