@@ -62,12 +62,12 @@ frmOptions::frmOptions(Desktop& desktop, Settings& settings, OptionsLinks links)
 
 Layout frmOptions::Arrange() {
   const Layout mode = Columns(
-      {ImageMailInBox,
+      {Rows({ImageMailInBox, Space()}),
        Fill(Rows({OptionTurboMode, Indent(LabelTurboMode), Indent(Rows({LabelBccTo, TextBccTo})),
                   OptionPersonalisedMode, Indent(LabelPersonalisedMode),
                   Indent(Columns({CmdMailMerge, LabelMailMerge, Space()}))}))});
   const Layout sender =
-      Columns({ImageMailInfo,
+      Columns({Rows({ImageMailInfo, Space()}),
                Fill(Rows({LabelSenderInfo,
                           Grid(2, {LabelSenderName, Fill(TextSenderName), LabelSenderEmailAddress,
                                    Fill(TextSenderEmailAddress), LabelReplyEmailAddress,

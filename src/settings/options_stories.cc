@@ -107,10 +107,10 @@ void EverythingIsSetOnFourTabs(Story& story) {
 +- Vespro Options ------------------------------------------------------------[x]-+
 |>[Operating Mode] Sender Info  Mail Server  Log File                             |
 | +-----------------------------------------------------------------------------+ |
-| |              ( ) _Turbo Mode (recommended)                                  | |
+| | (MAILINBOX)  ( ) _Turbo Mode (recommended)                                  | |
 | |                  Faster but no mail merge                                   | |
 | |                  Each recipient will be commonly addressed as:              | |
-| | (MAILINBOX)     ~[........................................................] | |
+| |                 ~[........................................................] | |
 | |              (o) _Personalised Mode (with MailMerge)                        | |
 | |                  One copy of mail per recipient.  Mail merge is available   | |
 | |                  when use with CSV formatted mailing list.                  | |
@@ -126,10 +126,10 @@ void EverythingIsSetOnFourTabs(Story& story) {
 +- Vespro Options ------------------------------------------------------------[x]-+
 |> Operating Mode [Sender Info] Mail Server  Log File                             |
 | +-----------------------------------------------------------------------------+ |
-| |             Enter your name and email address given by your ISP.            | |
+| | (MAILINFO)  Enter your name and email address given by your ISP.            | |
 | |             Name:           [_____________________________________________] | |
 | |             Email Address:  [_____________________________________________] | |
-| | (MAILINFO)  Reply Address:  [_____________________________________________] | |
+| |             Reply Address:  [_____________________________________________] | |
 | |                                                                             | |
 | |                                                                             | |
 | |                                                                             | |
