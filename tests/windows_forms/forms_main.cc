@@ -70,6 +70,7 @@ int Show(const DialogSample& sample) {
 int Run(std::vector<std::string> arguments) {
   if (arguments.size() == 4 && arguments[1] == "--picture") {
     PictureFile() = ModFiles::FromUtf8(arguments[2]);
+    SetCursorPos(0, 0);  // or a tooltip would lie over the picture
     SetTimer(nullptr, 0, kBeforePicture, TakePicture);
     arguments.erase(arguments.begin() + 1, arguments.begin() + 3);
   }
