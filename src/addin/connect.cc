@@ -14,7 +14,7 @@ Connect::Connect(Desktop& desktop, SettingsBackend& backend, const Clock& clock,
                  Randomness& randomness, AddInPlace place)
     : settings_(backend),
       place_(std::move(place)),
-      services_{add_in_, settings_, clock, randomness} {
+      services_{add_in_, settings_, clock, randomness, clicks_} {
   add_in_.desktop = &desktop;
   add_in_.install_folder = place_.install_folder;
   add_in_.engine_file = place_.engine_file;
@@ -69,7 +69,7 @@ bool Connect::EnsureUserProfile() {
 }
 
 void Connect::oAppExplorer_Activate() {
-  MainWindow()->active = true;
+  MainWindow()->ComesToFront();
   for (const auto& [key, window] : add_in_.windows) window->active = false;
 }
 

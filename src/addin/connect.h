@@ -58,6 +58,7 @@ class Connect {
   Settings settings_;
   AddIn add_in_;
   AddInPlace place_;
+  Clicks clicks_;
   AddInServices services_;
   std::shared_ptr<Explorer> explorer_;      // the one that was in front at connection
   std::shared_ptr<Inspectors> inspectors_;  // all item windows

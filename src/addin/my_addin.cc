@@ -66,14 +66,14 @@ void MyAddIn::ThisInspector(std::shared_ptr<Inspector> window) {
     button->SetStyle(ButtonStyle::kIcon).Ignore();
     button->SetTooltipText("Vespro attachments for HTML email").Ignore();
     SetFace(button, "PAPERCLIP", PictureKind::kIcon);
-    OnClick(button, &MyAddIn::CmdPaperClip_Click);
+    OnClick(button, kPaperClipCaption, &MyAddIn::CmdPaperClip_Click);
   }
   if (const auto button = GetOrAddButton(*bar, kSendCaption, false)) {
     CmdSend = button;
     button->SetStyle(ButtonStyle::kIconAndCaption).Ignore();
     button->SetCaption(kSendCaption).Ignore();
     SetFace(button, "MAILBMP", PictureKind::kBitmap);
-    OnClick(button, &MyAddIn::CmdSend_Click);
+    OnClick(button, kSendCaption, &MyAddIn::CmdSend_Click);
   }
   CreateMergeList(*bar);
   // The window may have been closed meanwhile.
@@ -129,7 +129,7 @@ std::shared_ptr<CommandBarButton> MyAddIn::MenuEntry(CommandBar& menu, const cha
   } else {
     entry = As<CommandBarButton>(menu.Find({.type = ControlType::kButton, .tag = caption}));
   }
-  if (entry != nullptr) OnClick(entry, handler);
+  if (entry != nullptr) OnClick(entry, caption, handler);
   return entry;
 }
 
@@ -185,7 +185,7 @@ void MyAddIn::CreateMergeList(CommandBar& bar) {
   }
   merge_list = box;
   ModMailMerge::LoadMergeList(services_.settings, *box);
-  box->OnChange(WhenActive(&MyAddIn::CmdMergeDataList_Change));
+  box->OnChange(WhenActive(kCaption, &MyAddIn::CmdMergeDataList_Change));
 }
 
 // The way goes through the clipboard, which loses what the user had on it. A face that can't be set
@@ -229,15 +229,26 @@ std::function<void()> MyAddIn::Holding(Handler handler) {
   };
 }
 
-std::function<void()> MyAddIn::WhenActive(Handler handler) {
-  return [weak = weak_from_this(), handler] {
+std::function<void()> MyAddIn::WhenActive(const char* tag, Handler handler) {
+  services_.clicks.Join(tag, clicks_had_);
+  return [weak = weak_from_this(), tag, handler] {
     const auto self = weak.lock();
-    if (self != nullptr && self->active) (self.get()->*handler)();
+    if (self == nullptr) return;
+    Clicks& clicks = self->services_.clicks;
+    if (!clicks.IsFor(tag, self->clicks_had_, self->active)) return;
+    const Clicks::Running running(clicks);
+    (self.get()->*handler)();
   };
 }
 
-void MyAddIn::OnClick(const std::shared_ptr<CommandBarButton>& button, Handler handler) {
-  button->OnClick(WhenActive(handler));
+void MyAddIn::OnClick(const std::shared_ptr<CommandBarButton>& button, const char* tag,
+                      Handler handler) {
+  button->OnClick(WhenActive(tag, handler));
+}
+
+void MyAddIn::ComesToFront() {
+  active = true;
+  services_.clicks.ComesToFront(clicks_had_);
 }
 
 bool MyAddIn::HasUserProfile() {
@@ -247,7 +258,7 @@ bool MyAddIn::HasUserProfile() {
 }
 
 void MyAddIn::MyInspector_Activate() {
-  active = true;
+  ComesToFront();
   // Not every host tells the main window that it is behind.
   if (services_.add_in.main_window != nullptr) services_.add_in.main_window->active = false;
   for (const auto& [other_key, window] : services_.add_in.windows) {

@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 
+#include "addin/clicks.h"
 #include "base/clock.h"
 #include "base/random.h"
 #include "host/add_in.h"
@@ -32,6 +33,7 @@ struct AddInServices {
   Settings& settings;
   const Clock& clock;
   Randomness& randomness;
+  Clicks& clicks;
 };
 
 // There is no place for the user's data, so nothing can be done.
@@ -55,6 +57,8 @@ class MyAddIn final : public ComposeWindow,
   // Takes the buttons and the merge list off the window and gives back every object of the host's.
   // Again: nothing.
   void Terminate();
+  // The window is in front, so this object answers clicks.
+  void ComesToFront();
 
   void ShowDlgSelectFile() override;
   void ShowfrmMailSetting() override;
@@ -82,8 +86,8 @@ class MyAddIn final : public ComposeWindow,
   // The handler, as a function that holds this object while it runs, and does nothing once the
   // object is gone; the second only while this object is active.
   std::function<void()> Holding(Handler handler);
-  std::function<void()> WhenActive(Handler handler);
-  void OnClick(const std::shared_ptr<CommandBarButton>& button, Handler handler);
+  std::function<void()> WhenActive(const char* tag, Handler handler);
+  void OnClick(const std::shared_ptr<CommandBarButton>& button, const char* tag, Handler handler);
   std::string Action() const { return "<!" + services_.add_in.prog_id + ">"; }
   // Added to a new menu, or found in one that was there.
   std::shared_ptr<CommandBarButton> MenuEntry(CommandBar& menu, const char* caption, bool is_new,
@@ -101,6 +105,7 @@ class MyAddIn final : public ComposeWindow,
   Desktop& desktop() { return *services_.add_in.desktop; }
 
   AddInServices services_;
+  Clicks::Had clicks_had_;
   std::shared_ptr<CommandBarPopup> menu_;
   std::shared_ptr<CommandBarPopup> reports_menu_;
   std::shared_ptr<CommandBarButton> CmdDistFile, CmdAttachFile, CmdOptions, CmdHelp, CmdSupportHelp,
