@@ -35,15 +35,16 @@ void FileItem(SendContext& context, std::string_view distribution_setting) {
     }
   }
   context.desktop().DoEvents();
-  // Held, since closing the window may end whatever the host does not have to keep. Where a
-  // question was open, the window may have gone meanwhile, or another one be in front: that mail
-  // stays.
+  // Held, since closing the window may end whatever the host does not have to keep.
   const std::shared_ptr<MailClient> client = context.add_in.mail_client;
-  const std::shared_ptr<Inspector> window = context.window.inspector;
   const auto active = client != nullptr ? client->ActiveInspector() : nullptr;
+  // Where a question was open, the window may have gone, or be behind another one: that one's mail
+  // is none of ours.
+  const std::shared_ptr<Inspector> window = context.window.inspector;
   const bool is_ours =
       active != nullptr && window != nullptr && active->Identity() == window->Identity();
-  if (const auto item = is_ours ? active->CurrentItem() : nullptr) {
+  const std::shared_ptr<Inspector> sent = is_ours ? active : window;
+  if (const auto item = sent != nullptr ? sent->CurrentItem() : nullptr) {
     LogFailure(context, "the mail could not be closed", item->CloseAndSave());
     LogFailure(context, "the mail could not be filed among the sent ones",
                item->MoveToSentFolder());
