@@ -196,9 +196,38 @@ new A
     . ComboBox.OnChange A "MailMerge with Vespro"
     > deactivate main
     > activate A
+show main
+    Menu Bar / &Vespro: popup, tag Vespro, action <!Vespro.Connect>
+    Menu Bar / &Vespro / Distribution &File: button, action <!Vespro.Connect>
+    Menu Bar / &Vespro / &Insert Attachment: button, face, hidden, action <!Vespro.Connect>
+    Menu Bar / &Vespro / &Options ...: button, action <!Vespro.Connect>
+    Menu Bar / &Vespro / &Delivery Reports: popup, action <!Vespro.Connect>
+    Menu Bar / &Vespro / &Delivery Reports / &View && Refresh: button, action <!Vespro.Connect>
+    Menu Bar / &Vespro / &Delivery Reports / &Purge All: button, action <!Vespro.Connect>
+    Menu Bar / &Vespro / &Delivery Reports / &Entries per report page: button, action <!Vespro.Connect>
+    Menu Bar / &Vespro / &Help File: button, action <!Vespro.Connect>
+    Menu Bar / &Vespro / Tech &Support ...: button, action <!Vespro.Connect>
+    Menu Bar / &Vespro / &About: button, action <!Vespro.Connect>
+show A
+    Menu Bar / &Vespro: popup, tag Vespro, action <!Vespro.Connect>
+    Menu Bar / &Vespro / Distribution &File: button, action <!Vespro.Connect>
+    Menu Bar / &Vespro / &Insert Attachment: button, face, action <!Vespro.Connect>, tooltip 'HTML mail can attach file here\nThe usual Outlook Insert File will not work'
+    Menu Bar / &Vespro / &Options ...: button, action <!Vespro.Connect>
+    Menu Bar / &Vespro / &Delivery Reports: popup, hidden, action <!Vespro.Connect>
+    Menu Bar / &Vespro / &Delivery Reports / &View && Refresh: button, action <!Vespro.Connect>
+    Menu Bar / &Vespro / &Delivery Reports / &Purge All: button, action <!Vespro.Connect>
+    Menu Bar / &Vespro / &Delivery Reports / &Entries per report page: button, action <!Vespro.Connect>
+    Menu Bar / &Vespro / &Help File: button, action <!Vespro.Connect>
+    Menu Bar / &Vespro / Tech &Support ...: button, action <!Vespro.Connect>
+    Menu Bar / &Vespro / &About: button, action <!Vespro.Connect>
+    Standard / Vespro Attach: button, begins a group, style 1, face, action <!Vespro.Connect>, tooltip 'Vespro attachments for HTML email'
+    Standard / Send Vespro: button, style 3, face, action <!Vespro.Connect>
+    Standard / MailMerge with Vespro: box, action <!Vespro.Connect>
+calls on
 activate main
     > deactivate A
     > activate main
+activate main
 close-window A
     > close A
     . Inspector.Listen A nobody

@@ -128,7 +128,7 @@ class Teller {
         {"command", {1, [this](auto& w, auto&) { return host_.Command(w[0]); }}},
         {"choose", {1, [this](auto& w, auto&) { return host_.Choose(w[0]); }}},
         {"quit", {0, [this](auto&, auto&) { return host_.Quit(); }}},
-        {"show", {1, [this](auto& w, auto&) { return ShowControls(w[0]); }}},
+        {"show", {1, [this](auto& w, auto&) { return ShowControls(w[0], w[1]); }}},
         {"mail", {1, [this](auto& w, auto&) { return ShowMail(w[0]); }}},
         {"sent", {0, [this](auto&, auto&) { return ShowSent(); }}},
         {"read", {1, [this](auto& w, auto&) { return ShowFile(w[0]); }}},
@@ -184,11 +184,16 @@ class Teller {
     return host_.SwitchFolder(type == "none" ? std::nullopt : std::optional<int>(Number(type)));
   }
 
-  Status ShowControls(const std::string& name) {
+  Status ShowControls(const std::string& name, const std::string& bar) {
     const Result<std::vector<StoryControl>> controls = host_.Controls(name);
     if (!controls.ok()) return controls.status();
-    for (const StoryControl& control : controls.value()) Print(Describe(control));
-    if (controls->empty()) Print("nothing of ours");
+    bool is_empty = true;
+    for (const StoryControl& control : controls.value()) {
+      if (!bar.empty() && control.path.front() != bar) continue;
+      Print(Describe(control));
+      is_empty = false;
+    }
+    if (is_empty) Print("nothing of ours");
     return {};
   }
 
