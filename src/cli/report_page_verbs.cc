@@ -7,6 +7,7 @@
 #include "base/text.h"
 #include "cli/job_verbs.h"
 #include "cli/verbs.h"
+#include "engine/journal.h"
 #include "reports/report_commands.h"
 #include "reports/session_files.h"
 #include "reports/show_page.h"
@@ -95,6 +96,13 @@ int CleanSessions(const Globals& globals, const FinishedSessions& sessions) {
   nlohmann::ordered_json rows = nlohmann::ordered_json::array();
   int code = 0;
   for (const fs::path& folder : sessions.folders) {
+    // Somebody may have run the job again while the question was on the screen.
+    const Result<FileLock> lock =
+        FileLock::Take(folder / engine::kJournalLock, FileLock::Wait::kNo);
+    if (!lock.ok()) {
+      code = Fail(lock.status());
+      continue;
+    }
     const Result<ModSessionFiles::Cleaned> cleaned = ModSessionFiles::RemoveResults(folder);
     if (!cleaned.ok()) {
       code = Fail(cleaned.status());
