@@ -261,6 +261,28 @@ TEST_F(AddInTest, AClickActsOnceInTheWindowInFront) {
   DisconnectCleanly();
 }
 
+// As when a person takes its tick away, or Outlook ends, behind a dialog.
+TEST_F(AddInTest, ItMayBeLetGoBelowAnOpenDialog) {
+  ASSERT_EQ(Connect(), S_OK);
+  ASSERT_TRUE(Open("A").ok());
+  ASSERT_TRUE(Command("Distribution File").ok());
+  EXPECT_EQ(GetWindow(driver_.Top(), GW_OWNER), client_->Find("A")->frame().window());
+  bool unloaded = true;
+  driver_.Do([&] {
+    loaded_->Disconnect(*client_);
+    unloaded = loaded_->Unload();
+  });
+  EXPECT_FALSE(unloaded) << "its code is still in use";
+  EXPECT_EQ(client_->ledger.Held(), std::vector<std::string>{"CommandBarButton: 1 reference"})
+      << "the click's own argument";
+  EXPECT_TRUE(driver_.Click("CmdCancel").ok());
+  EXPECT_TRUE(driver_.Ended());
+  driver_.Do([&] { unloaded = loaded_->Unload(); });
+  EXPECT_TRUE(unloaded);
+  EXPECT_EQ(client_->ledger.Held(), std::vector<std::string>());
+  EXPECT_EQ(client_->ledger.faults(), std::vector<std::string>());
+}
+
 TEST_F(AddInTest, TheLastMainWindowEndsIt) {
   ASSERT_EQ(Connect(), S_OK);
   ASSERT_TRUE(Open("A").ok());
