@@ -106,7 +106,7 @@ class Jobs(support.JobTest):
         self.list = self.folder / "moved.csv"
         old.rename(self.list)
         gone = self.expect(75, self.vespro("--yes", *self.compose(account, "--wait")))
-        self.assertIn("its list is gone from '{}'".format(old), gone.stderr)
+        self.assertIn("its list was '{}'".format(old), gone.stderr)
         self.assertEqual((len(catcher.recipients()), len(self.sessions())), (sent, 1))
         old.write_bytes(self.list.read_bytes())
         self.expect(1, self.vespro("--yes", *self.compose(account, "--wait", engine=("--rate", "9999/s"))))

@@ -81,6 +81,10 @@ bool Ask(const ConsoleRules& rules, std::string_view question) {
 }
 
 bool SameMail(const engine::Job& a, const engine::Job& b) {
+  // All boundaries are of one length. A home may have hundreds of large messages.
+  std::error_code error;
+  const std::uintmax_t size = fs::file_size(a.message_file, error);
+  if (error || fs::file_size(b.message_file, error) != size || error) return false;
   Result<std::string> first = ModFiles::ReadAll(a.message_file);
   Result<std::string> second = ModFiles::ReadAll(b.message_file);
   if (!first.ok() || !second.ok() || !SameButForBoundaries(first.value(), second.value())) {
@@ -184,8 +188,8 @@ Result<std::optional<UnfinishedJob>> FindUnfinished(const Home& home, const fs::
     // A job that can't be read can't be gone on with either.
     const Result<engine::Job> job = engine::ReadJob(other);
     if (!job.ok() || (job->bcc_mode > 0) != (wanted->bcc_mode > 0) ||
-        !SameList(wanted->list, job->list, other.parent_path()) ||
-        !SameMail(wanted.value(), job.value())) {
+        !SameMail(wanted.value(), job.value()) ||
+        !SameList(wanted->list, job->list, other.parent_path())) {
       continue;
     }
     Result<JobStatus> status = StatusOf(other);
@@ -205,9 +209,10 @@ Result<std::optional<UnfinishedJob>> FindUnfinished(const Home& home, const fs::
     found.status = std::move(status).value();
     found.servers = Servers(job.value());
     found.same_servers = found.servers == Servers(wanted.value());
-    const fs::path list = ModFiles::FromUtf8(job->list.path);
-    if (list != ModFiles::FromUtf8(wanted->list.path)) found.other_list = job->list.path;
-    found.list_is_gone = !ModFiles::IsFile(list);
+    if (ModFiles::FromUtf8(job->list.path) != ModFiles::FromUtf8(wanted->list.path)) {
+      found.other_list = job->list.path;
+      found.list_is_gone = !found.status.left.has_value();
+    }
     return std::optional<UnfinishedJob>(std::move(found));
   }
   return std::optional<UnfinishedJob>();
@@ -231,7 +236,7 @@ std::string Describe(const UnfinishedJob& job) {
   std::string text =
       "a job of this mail and this list was begun and is not finished: " + StatusText(job.status);
   if (job.list_is_gone) {
-    text += "; its list is gone from '" + job.other_list + "', so put it back there to go on";
+    text += "; its list was '" + job.other_list + "', so put it back there to go on";
   } else if (!job.other_list.empty()) {
     text += "; its list is '" + job.other_list + "', which has the same rows";
   }
@@ -241,15 +246,17 @@ std::string Describe(const UnfinishedJob& job) {
   return text;
 }
 
-std::string HowTo(const UnfinishedJob& job) {
-  return "o on with it: " + engine::RunCommand(job.job_file) +
+// `go_on` is what the first of the two commands is for.
+std::string HowTo(const UnfinishedJob& job, const char* go_on) {
+  return std::string(go_on) + ": " + engine::RunCommand(job.job_file) +
          "; or mail everybody anew: the same command with --anew";
 }
 
 }  // namespace
 
 int RefuseFor(const UnfinishedJob& job) {
-  return Fail(Status(Code::kResumable, Describe(job) + ". Nothing was sent. G" + HowTo(job)));
+  return Fail(Status(Code::kResumable,
+                     Describe(job) + ". Nothing was sent. " + HowTo(job, "Go on with it")));
 }
 
 int GoOnWith(const Globals& globals, const Home& home, const UnfinishedJob& job, bool wait) {
@@ -267,7 +274,7 @@ int GoOnWith(const Globals& globals, const Home& home, const UnfinishedJob& job,
   const bool can_ask = ModConsole::CanAsk() && !rules.no_input;
   if (job.list_is_gone || (!rules.assume_yes && !can_ask)) return RefuseFor(job);
   if (!Ask(rules, Describe(job) + ".\nGo on with it?")) {
-    return Fail(Status(Code::kResumable, "nothing was sent. Later, g" + HowTo(job)));
+    return Fail(Status(Code::kResumable, "nothing was sent. " + HowTo(job, "Go on with it later")));
   }
   return ResumeJob(globals, home, job.job_file, wait);
 }
