@@ -29,8 +29,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::uint64_t kMaxKeyBytes = 64 * 1024;
-constexpr int kLockTries = 20;
-constexpr std::chrono::milliseconds kLockPause{50};
+constexpr int kLockTries = 200;
+constexpr std::chrono::milliseconds kLockPause{5};
 constexpr double kSlowestRate = 1.0 / 86400 / 366;  // messages a second: one a year
 constexpr std::string_view kCutOff =
     "the job was cut off while this message was on its way; it may have arrived";
