@@ -271,15 +271,17 @@ void Win32View::Arrange(bool may_shrink) {
 }
 
 // What does not fit onto the screen is scrolled.
-void Win32View::Resize() {
+SIZE Win32View::Fitted(const Size& inner) const {
   const RECT screen = WorkArea(Beside());
-  SIZE outer = Outer(inner_);
-  const bool scrolls = outer.cy > screen.bottom - screen.top;
-  if (scrolls) {
-    outer.cy = screen.bottom - screen.top;
-    outer.cx += ModResolution::Metric(SM_CXVSCROLL, fonts_.dpi());
-  }
-  ShowScrollBar(window(), SB_VERT, scrolls);
+  const LONG room = screen.bottom - screen.top;
+  const SIZE outer = Outer(inner);
+  if (outer.cy <= room) return outer;
+  return {outer.cx + ModResolution::Metric(SM_CXVSCROLL, fonts_.dpi()), room};
+}
+
+void Win32View::Resize() {
+  const SIZE outer = Fitted(inner_);
+  ShowScrollBar(window(), SB_VERT, outer.cy < Outer(inner_).cy);
   SetWindowPos(window(), nullptr, 0, 0, outer.cx, outer.cy,
                SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
 }
@@ -407,9 +409,9 @@ void Win32View::OnSized() {
 }
 
 void Win32View::LimitSize(MINMAXINFO& limits) const {
-  const RECT screen = WorkArea(window());
-  const SIZE least = Outer(needed_);
-  limits.ptMinTrackSize = {least.cx, std::min(least.cy, screen.bottom - screen.top)};
+  const SIZE least = Fitted(needed_);
+  limits.ptMinTrackSize = {least.cx, least.cy};
+  limits.ptMaxTrackSize.x = std::max(limits.ptMaxTrackSize.x, Fitted(inner_).cx);
 }
 
 void Win32View::OnScroll(WORD code) {

@@ -67,6 +67,8 @@ class Win32View final : public FormView, private NativeHost {
   void Resize();
   void Place(const Measure& measure, const Size& margin);
   SIZE Outer(const Size& inner) const;
+  // The window's size on this screen.
+  SIZE Fitted(const Size& inner) const;
   void Move(HWND control, const Rectangle& where, UINT flags);
   int ScrollRange() const;
   void ScrollTo(int y);

@@ -51,6 +51,15 @@ void ExpectRoomForAll(const Win32View& view, UINT dpi) {
   const Win32Measure measure(fonts);
   RECT inner{};
   GetClientRect(view.window(), &inner);
+  if ((GetWindowLongPtrW(view.window(), GWL_STYLE) & WS_VSCROLL) != 0) {
+    // Higher than this screen: all of it can be scrolled to.
+    SCROLLINFO scroll{};
+    scroll.cbSize = sizeof(scroll);
+    scroll.fMask = SIF_POS | SIF_RANGE;
+    GetScrollInfo(view.window(), SB_VERT, &scroll);
+    inner.top = -scroll.nPos;
+    inner.bottom = scroll.nMax + 1 - scroll.nPos;
+  }
   std::vector<std::pair<std::string, RECT>> seen;
   for (const Control* control : view.form().controls()) {
     SCOPED_TRACE(control->name());
