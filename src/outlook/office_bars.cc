@@ -107,16 +107,20 @@ class OfficeComboBox final : public OfficeControl<CommandBarComboBox> {
   ControlEvent change_;
 };
 
+// A bar that `owner` gives; nullptr where there is none. By value: the call may end who holds it.
+std::shared_ptr<CommandBar> BarOf(HostObject owner, const wchar_t* name,
+                                  Dispatch::Arguments arguments = {}) {
+  Result<Dispatch> bar = owner.object.Object(name, ObjectKind::kCommandBar, arguments);
+  if (!bar.ok()) return nullptr;
+  return std::make_shared<OfficeBar>(owner.With(std::move(bar).value()));
+}
+
 class OfficePopup final : public OfficeControl<CommandBarPopup> {
  public:
   explicit OfficePopup(HostObject control)
       : OfficeControl(std::move(control), ControlType::kPopup) {}
 
-  std::shared_ptr<CommandBar> Bar() override {
-    Result<Dispatch> bar = object().Object(L"CommandBar", ObjectKind::kCommandBar);
-    if (!bar.ok()) return nullptr;
-    return std::make_shared<OfficeBar>(host().With(std::move(bar).value()));
-  }
+  std::shared_ptr<CommandBar> Bar() override { return BarOf(host(), L"CommandBar"); }
 };
 
 using AnyControl = OfficeControl<CommandBarControl>;
@@ -147,11 +151,6 @@ std::shared_ptr<CommandBarControl> WrapFound(const HostObject& parent, const Dis
   return Wrap(parent, control, static_cast<ControlType>(type.value()));
 }
 
-std::shared_ptr<CommandBar> MakeBar(const HostObject& parent, Result<Dispatch> bar) {
-  if (!bar.ok()) return nullptr;
-  return std::make_shared<OfficeBar>(parent.With(std::move(bar).value()));
-}
-
 // A caption as people see it.
 std::string Plain(std::string_view caption) {
   return ModText::LowerAscii(ModText::ReplaceAll(caption, "&", ""));
@@ -167,27 +166,30 @@ Variant OrMissing(const std::optional<T>& value) {
 std::string OfficeBar::Name() const { return ValueOr(bar_.object.Text(L"Name"), {}); }
 
 std::shared_ptr<CommandBarControl> OfficeBar::Find(const ControlQuery& query) {
-  Result<Dispatch> found = bar_.object.Object(
-      L"FindControl", ObjectKind::kControl,
-      {OrMissing(query.type), OrMissing(query.id),
-       query.tag.empty() ? Variant::Missing() : Variant(query.tag), Variant::Missing(),
-       query.recursive ? Variant(true) : Variant::Missing()});
-  return found.ok() ? WrapFound(bar_, found.value()) : nullptr;
+  const HostObject bar = bar_;
+  Result<Dispatch> found =
+      bar.object.Object(L"FindControl", ObjectKind::kControl,
+                        {OrMissing(query.type), OrMissing(query.id),
+                         query.tag.empty() ? Variant::Missing() : Variant(query.tag),
+                         Variant::Missing(), query.recursive ? Variant(true) : Variant::Missing()});
+  return found.ok() ? WrapFound(bar, found.value()) : nullptr;
 }
 
 Result<std::shared_ptr<CommandBarControl>> OfficeBar::Add(ControlType type) {
-  Result<Dispatch> controls = bar_.object.Object(L"Controls", ObjectKind::kControls);
+  const HostObject bar = bar_;
+  Result<Dispatch> controls = bar.object.Object(L"Controls", ObjectKind::kControls);
   if (!controls.ok()) return controls.status();
   Result<Dispatch> added = controls->Object(L"Add", ObjectKind::kControl,
                                             {static_cast<std::int32_t>(type), Variant::Missing(),
                                              Variant::Missing(), Variant::Missing(), true});
   if (!added.ok()) return added.status();
-  return Wrap(bar_, added.value(), type);
+  return Wrap(bar, added.value(), type);
 }
 
 // One after the other, since versions of Office differ in what they take for a caption's sameness.
 std::shared_ptr<CommandBarControl> OfficeBar::FindByCaption(std::string_view caption) {
-  Result<Dispatch> controls = bar_.object.Object(L"Controls", ObjectKind::kControls);
+  const HostObject bar = bar_;
+  Result<Dispatch> controls = bar.object.Object(L"Controls", ObjectKind::kControls);
   if (!controls.ok()) return nullptr;
   const std::string wanted = Plain(caption);
   const std::int32_t count = ValueOr(controls->Int(L"Count"), 0);
@@ -195,7 +197,7 @@ std::shared_ptr<CommandBarControl> OfficeBar::FindByCaption(std::string_view cap
     Result<Dispatch> control = controls->Object(L"Item", ObjectKind::kControl, {i});
     if (!control.ok()) continue;
     const Result<std::string> its = control->Text(L"Caption");
-    if (its.ok() && Plain(its.value()) == wanted) return WrapFound(bar_, control.value());
+    if (its.ok() && Plain(its.value()) == wanted) return WrapFound(bar, control.value());
   }
   return nullptr;
 }
@@ -203,14 +205,12 @@ std::shared_ptr<CommandBarControl> OfficeBar::FindByCaption(std::string_view cap
 Status OfficeBar::SetVisible(bool visible) { return bar_.object.Put(L"Visible", visible); }
 
 std::shared_ptr<CommandBar> OfficeBars::Item(std::string_view name) {
-  return MakeBar(bars_, bars_.object.Object(L"Item", ObjectKind::kCommandBar, {name}));
+  return BarOf(bars_, L"Item", {name});
 }
 
-std::shared_ptr<CommandBar> OfficeBars::ActiveMenuBar() {
-  return MakeBar(bars_, bars_.object.Object(L"ActiveMenuBar", ObjectKind::kCommandBar));
-}
+std::shared_ptr<CommandBar> OfficeBars::ActiveMenuBar() { return BarOf(bars_, L"ActiveMenuBar"); }
 
-std::shared_ptr<OfficeBars> BarsOf(const HostObject& window) {
+std::shared_ptr<OfficeBars> BarsOf(HostObject window) {
   Result<Dispatch> bars = window.object.Object(L"CommandBars", ObjectKind::kCommandBars);
   if (!bars.ok()) return nullptr;
   return std::make_shared<OfficeBars>(window.With(std::move(bars).value()));

@@ -1,5 +1,5 @@
 // outlook/office_bars.h - Office's menus and toolbars behind host/command_bars.h. One thread:
-// Outlook's own.
+// Outlook's own. Calls hold what they work with: their object may go below them.
 #pragma once
 
 #include <memory>
@@ -38,6 +38,6 @@ class OfficeBars final : public CommandBars {
 };
 
 // Those of a window, "CommandBars" of an explorer or inspector; nullptr where it has none.
-std::shared_ptr<OfficeBars> BarsOf(const HostObject& window);
+std::shared_ptr<OfficeBars> BarsOf(HostObject window);
 
 }  // namespace vespro

@@ -8,6 +8,18 @@
 #include "outlook/outlook_windows.h"
 
 namespace vespro {
+namespace {
+
+// What the application gives under that name; nullptr where it gives nothing. By value: the call
+// may end who holds it.
+template <class Window>
+std::shared_ptr<Window> MakeOf(HostObject application, const wchar_t* name, ObjectKind kind) {
+  Result<Dispatch> found = application.object.Object(name, kind);
+  if (!found.ok()) return nullptr;
+  return std::make_shared<Window>(application.With(std::move(found).value()));
+}
+
+}  // namespace
 
 OutlookClient::OutlookClient(ComPtr<IDispatch> application,
                              std::shared_ptr<const HostContext> context)
@@ -20,21 +32,15 @@ std::string OutlookClient::Version() const {
 }
 
 std::shared_ptr<Inspector> OutlookClient::ActiveInspector() {
-  Result<Dispatch> window = application_.object.Object(L"ActiveInspector", ObjectKind::kInspector);
-  if (!window.ok()) return nullptr;
-  return std::make_shared<OutlookInspector>(application_.With(std::move(window).value()));
+  return MakeOf<OutlookInspector>(application_, L"ActiveInspector", ObjectKind::kInspector);
 }
 
 std::shared_ptr<Explorer> OutlookClient::ActiveExplorer() {
-  Result<Dispatch> window = application_.object.Object(L"ActiveExplorer", ObjectKind::kExplorer);
-  if (!window.ok()) return nullptr;
-  return std::make_shared<OutlookExplorer>(application_.With(std::move(window).value()));
+  return MakeOf<OutlookExplorer>(application_, L"ActiveExplorer", ObjectKind::kExplorer);
 }
 
 std::shared_ptr<Inspectors> OutlookClient::Inspectors() {
-  Result<Dispatch> all = application_.object.Object(L"Inspectors", ObjectKind::kInspectors);
-  if (!all.ok()) return nullptr;
-  return std::make_shared<OutlookInspectors>(application_.With(std::move(all).value()));
+  return MakeOf<OutlookInspectors>(application_, L"Inspectors", ObjectKind::kInspectors);
 }
 
 Result<int> OutlookClient::ExplorerCount() const {
@@ -47,9 +53,10 @@ Result<int> OutlookClient::ExplorerCount() const {
 
 Result<std::shared_ptr<MailItem>> OutlookClient::NewMail() {
   constexpr std::int32_t kMailItem = 0;
-  Result<Dispatch> item = application_.object.Object(L"CreateItem", ObjectKind::kAny, {kMailItem});
+  const HostObject application = application_;
+  Result<Dispatch> item = application.object.Object(L"CreateItem", ObjectKind::kAny, {kMailItem});
   if (!item.ok()) return item.status();
-  return std::shared_ptr<MailItem>(OutlookItem::Make(application_, std::move(item).value()));
+  return std::shared_ptr<MailItem>(OutlookItem::Make(application, std::move(item).value()));
 }
 
 HWND OutlookClient::ActiveWindow() const {

@@ -59,8 +59,9 @@ EditorType OutlookInspector::Editor() const {
 Result<bool> OutlookInspector::IsWordMail() const { return window_.object.Bool(L"IsWordMail"); }
 
 std::shared_ptr<MailItem> OutlookInspector::CurrentItem() {
-  Result<Dispatch> item = window_.object.Object(L"CurrentItem", ObjectKind::kAny);
-  return item.ok() ? OutlookItem::Make(window_, std::move(item).value()) : nullptr;
+  const HostObject window = window_;  // the call may end us
+  Result<Dispatch> item = window.object.Object(L"CurrentItem", ObjectKind::kAny);
+  return item.ok() ? OutlookItem::Make(window, std::move(item).value()) : nullptr;
 }
 
 std::shared_ptr<CommandBars> OutlookInspector::Bars() { return BarsOf(window_); }
