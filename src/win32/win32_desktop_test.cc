@@ -176,6 +176,44 @@ TEST_F(Win32DesktopTest, TheMailClientTakesNoInputWhileAFormIsLoaded) {
   EXPECT_TRUE(enabled_after);
 }
 
+TEST_F(Win32DesktopTest, AFormThatIsLoadedGoesWithTheWindowItWasInFrontOf) {
+  bool loaded = true;
+  StartInHost([&] {
+    LoadingForm form([&] { DestroyWindow(host); });
+    form.ShowModal(driver.desktop());
+    loaded = form.loaded();
+  });
+  story.SeesEnd();
+  EXPECT_FALSE(loaded);
+}
+
+TEST_F(Win32DesktopTest, TheMouseBringsTooltipsUp) {
+  SampleForm form(driver.desktop());
+  form.LabelNumber.set_tooltip("How many");
+  story.Start([&] { form.ShowModal(driver.desktop()); });
+  const HWND label = WindowOf(form, form.LabelNumber);
+  RECT area{};
+  GetWindowRect(label, &area);
+  SetCursorPos(area.left + 3, area.top + 3);
+  const auto tooltip = [&] {
+    for (HWND window = GetTopWindow(nullptr); window != nullptr;
+         window = GetWindow(window, GW_HWNDNEXT)) {
+      wchar_t name[32] = {};
+      GetClassNameW(window, name, 32);
+      if (name == std::wstring_view(TOOLTIPS_CLASSW) && IsWindowVisible(window)) return window;
+    }
+    return HWND{};
+  };
+  const Clock::time_point limit = Clock::now() + std::chrono::seconds(20);
+  for (LONG x = 3; tooltip() == nullptr && Clock::now() < limit; x = x == 3 ? 4 : 3) {
+    SetCursorPos(area.left + x, area.top + 3);
+    PostMessageW(label, WM_MOUSEMOVE, 0, MAKELPARAM(x, 3));
+    Sleep(700);
+  }
+  EXPECT_NE(tooltip(), nullptr);
+  driver.End();
+}
+
 // How often the window was given a size or place.
 LRESULT CALLBACK CountMoves(HWND window, UINT message, WPARAM wparam, LPARAM lparam, UINT_PTR,
                             DWORD_PTR count) {

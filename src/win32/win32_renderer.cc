@@ -50,7 +50,9 @@ std::unique_ptr<FormView> Win32Renderer::CreateView(Form& form, FormView* owner)
 }
 
 void Win32Renderer::RunWhile(const std::function<bool()>& go_on) {
-  while (go_on()) {
+  for (;;) {
+    UnloadLost();
+    if (!go_on()) return;
     MSG message{};
     const BOOL got = GetMessageW(&message, nullptr, 0, 0);
     if (got <= 0) {
@@ -60,7 +62,6 @@ void Win32Renderer::RunWhile(const std::function<bool()>& go_on) {
     }
     TranslateMessage(&message);
     DispatchMessageW(&message);
-    UnloadLost();
   }
 }
 
