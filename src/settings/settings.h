@@ -64,7 +64,7 @@ inline constexpr std::array<SettingRow, 15> kSettingRows = {{
     {setting::kMaxNumConnect, "The largest number of connections that the options dialog accepts.",
      "the installation only", "a bound of 0", "50"},
     {setting::kDefaultBccMode, "The value that BccMode gets when turbo mode is chosen.",
-     "the installation only", "turbo mode stores nothing", "100"},
+     "the installation only", "choosing turbo mode stores 0, which is personalised", "100"},
     {setting::kRecentDir, "The folder in which a file was last chosen.",
      "the distribution file dialog", "the file picker's own", ""},
     {setting::kCustomWord1, "The first merge word of the user's own.", "the custom words dialog",
@@ -94,8 +94,8 @@ class Settings {
   SettingsBackend& backend_;
 };
 
-// What the options ask of a number of connections: kUsage, with the text for a person, when it is 0,
-// none, or above `most`. A negative one passes, as it always has.
+// What the options ask of a number of connections: kUsage, with the text for a person, when it is
+// 0, none, or above `most`. A negative one passes, as it always has.
 Status CheckConnections(std::string_view text, int most);
 
 // The row of a name in any case; nullptr when there is no such setting.
