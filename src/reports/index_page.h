@@ -1,5 +1,5 @@
 // reports/index_page.h - the page that leads to all reports, as the mail client shows it. Its bytes
-// are fixed: text in the ANSI code page, lines that end in CR LF, and no name of its charset.
+// are fixed: docs/formats/report-index.md.
 #pragma once
 
 #include <filesystem>

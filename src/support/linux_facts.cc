@@ -1,5 +1,6 @@
 #include "support/linux_facts.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <optional>
