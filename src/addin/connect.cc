@@ -116,7 +116,9 @@ void Connect::AddWindow(const std::shared_ptr<Inspector>& inspector) {
     window->Terminate();
     return;
   }
-  add_in_.windows[window->key] = window;
+  // Another one may have been opened meanwhile, and have got the key.
+  window->key = add_in_.next_key;
+  if (!add_in_.windows.emplace(window->key, window).second) return window->Terminate();
   if (add_in_.next_key < std::numeric_limits<std::int16_t>::max()) ++add_in_.next_key;
 }
 

@@ -119,6 +119,25 @@ TEST_P(TroubleTest, TheLastMainWindowIsClosedBelowEveryCall) {
   });
 }
 
+TEST(ConnectTest, AMailThatIsOpenedWhileAnotherOneOpensIsFollowed) {
+  for (int after = 1;; ++after) {
+    MemoryStoryHost host;
+    MemoryClient& client = host.client();
+    TellStory(host, "connect\n");
+    bool opened = false;
+    client.calls().MeanwhileAt(after, [&] {
+      opened = true;
+      client.OpenItem("other", {}).Ignore();
+    });
+    TellStory(host, "new A\n");
+    if (!opened) break;
+    const std::string held = TellStory(host, "held\n");
+    EXPECT_NE(held.find("held: 2 Inspector\n"), held.npos) << held << "call " << after;
+    host.Disconnect().Ignore();
+    EXPECT_TRUE(host.Held().empty()) << "call " << after;
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Stories, TroubleTest, testing::ValuesIn(kStories),
                          [](const auto& story) { return story.param.name; });
 
