@@ -71,9 +71,10 @@ class MemoryControlOf : public Interface, public MemoryControlState {
   Status Delete() override { return Set(deleted, true); }
 
  protected:
+  static Status Gone() { return Status(Code::kUnavailable, "the control is gone"); }
   template <class T>
   Status Set(T& into, T value) {
-    if (deleted) return Status(Code::kUnavailable, "the control is gone");
+    if (deleted) return Gone();
     into = std::move(value);
     return {};
   }
@@ -95,9 +96,9 @@ class MemoryComboBox final : public MemoryControlOf<CommandBarComboBox> {
   using MemoryControlOf::MemoryControlOf;
   Status Clear() override { return Set(items, {}); }
   Status AddItem(std::string_view item) override {
-    std::vector<std::string> more = items;
-    more.emplace_back(item);
-    return Set(items, std::move(more));
+    if (deleted) return Gone();
+    items.emplace_back(item);
+    return {};
   }
   std::string Text() const override { return text; }
   Status SetText(std::string_view value) override { return Set(text, std::string(value)); }
