@@ -255,6 +255,10 @@ class Teller {
     const Result<std::string> bytes = ModFiles::ReadAll(Path(path));
     if (!bytes.ok()) return bytes.status();
     std::string text = bytes.value();
+    // A code page that lacks a letter of the story's own folder makes the file UTF-8, with a mark.
+    if (constexpr std::string_view kMark = "\xEF\xBB\xBF"; text.starts_with(kMark)) {
+      text.erase(0, kMark.size());
+    }
     // What is different in every message.
     text = Masked(std::move(text), "\r\nDate: ", '\r', "{date}");
     text = Masked(std::move(text), "\r\nMessage-ID: ", '\r', "{id}");
