@@ -4,12 +4,16 @@
 #include <io.h>
 #include <shellapi.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cwctype>
 #include <iostream>
 #include <streambuf>
 
 #include "base/command_line.h"
+#include "base/files.h"
+#include "base/win32/command_line_split.h"
 #include "base/win32/wide.h"
 
 namespace vespro::ModCommandLine {
@@ -40,6 +44,20 @@ void FillStandardStreams() {
   }
 }
 
+// Either separator will do, and either case.
+wchar_t Folded(wchar_t c) {
+  return c == L'/' ? L'\\' : static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(c)));
+}
+
+bool BeginsWithPath(const std::wstring& line, const std::wstring& path) {
+  if (line.size() < path.size() || path.empty()) return false;
+  const bool is_path = std::equal(path.begin(), path.end(), line.begin(),
+                                  [](wchar_t a, wchar_t b) { return Folded(a) == Folded(b); });
+  const bool ends =
+      line.size() == path.size() || line[path.size()] == L' ' || line[path.size()] == L'\t';
+  return is_path && ends;
+}
+
 void GiveConsoleBack() { SetConsoleOutputCP(consoles_code_page); }
 
 }  // namespace
@@ -51,8 +69,15 @@ std::vector<std::string> Begin(int, char**) {
   consoles_code_page = GetConsoleOutputCP();
   if (consoles_code_page != 0 && SetConsoleOutputCP(CP_UTF8)) std::atexit(GiveConsoleBack);
 
+  return Split(GetCommandLineW(), ModFiles::ProgramPath().wstring());
+}
+
+std::vector<std::string> Split(const std::wstring& line, const std::wstring& program) {
+  const bool is_bare = BeginsWithPath(line, program);
+  const std::wstring quoted =
+      is_bare ? L"\"" + program + L"\"" + line.substr(program.size()) : line;
   int count = 0;
-  wchar_t** wide = CommandLineToArgvW(GetCommandLineW(), &count);
+  wchar_t** wide = CommandLineToArgvW(quoted.c_str(), &count);
   std::vector<std::string> arguments;
   for (int i = 0; wide != nullptr && i < count; ++i) {
     arguments.push_back(ModWide::ToUtf8(wide[i]));
