@@ -47,6 +47,15 @@ std::string TextOfHtml(std::string_view html) {
 
 const char* const kBars[] = {"Menu Bar", "Standard", "Web"};
 
+// Commands of the stand-in's own, for a person: a new mail in each editor.
+constexpr int kNewMail = 90000;  // and OlEditorType
+
+void AddNewMails(Bar& menu) {
+  menu.Add(kButton, kNewMail + 1, "New mail, &plain text");
+  menu.Add(kButton, kNewMail + 2, "New mail, &HTML");
+  menu.Add(kButton, kNewMail + 3, "New mail, &rich text");
+}
+
 }  // namespace
 
 // Folders, attachments, items --------------------------------------------------------------------
@@ -260,7 +269,8 @@ IUnknown* Window::Another(REFIID iid) {
   return iid == IID_IOleWindow ? ole_window_.get() : nullptr;
 }
 
-Window::Window(Ledger& ledger, const Kind& kind, Client& client, std::string_view name)
+Window::Window(Ledger& ledger, const Kind& kind, Client& client, std::string_view name,
+               bool is_explorer)
     : Object(ledger, kind),
       window_name(name),
       client_(client),
@@ -272,7 +282,8 @@ Window::Window(Ledger& ledger, const Kind& kind, Client& client, std::string_vie
   }
   if (Bar* bar = bars_.Find("Menu Bar")) {
     if (client.foreign_popup) bar->Add(kPopup, kCustomId, "&Somebody else's").tag = "Else";
-    bar->Add(kPopup, 30002, "&File");
+    Control& file = bar->Add(kPopup, 30002, "&File");
+    if (is_explorer) AddNewMails(*file.bar);
     bar->Add(kPopup, kEditMenuId, "&Edit").bar->Add(kButton, kPasteId, "&Paste");
     bar->Add(kPopup, 30010, "&Help");
   }
@@ -313,7 +324,7 @@ void Window::Take() {
 }
 
 Explorer::Explorer(Ledger& ledger, Client& client, std::string_view name)
-    : Window(ledger, KindOf(), client, name) {
+    : Window(ledger, KindOf(), client, name, true) {
   folder = &ledger.Make<Folder>(client, "Inbox", 0);
   frame_ = std::make_unique<Frame>(
       "Inbox - Outlook", bars_, false,
@@ -348,6 +359,10 @@ void Explorer::SwitchTo(Folder* next) {
 }
 
 bool Explorer::RunBuiltIn(Control& control) {
+  if (control.id > kNewMail && control.id <= kNewMail + 3) {
+    return client_.OpenItem(client_.NextName(), {kMailClass, control.id - kNewMail, false, true})
+        .ok();
+  }
   if (control.id != kAddressId) return false;
   page = control.text;
   ledger().Happened("page shown: " + page);
@@ -365,7 +380,7 @@ HRESULT Explorer::CurrentFolder(Call& call) {
 
 Inspector::Inspector(Ledger& ledger, Client& client, std::string_view name, Item& shown,
                      const NewItem& with)
-    : Window(ledger, KindOf(), client, name), item(shown), looks(with) {
+    : Window(ledger, KindOf(), client, name, false), item(shown), looks(with) {
   frame_ = std::make_unique<Frame>(
       "Message - " + window_name, bars_, true,
       Frame::Told{[this] { client_.CameToFront(*this); }, [this] { client_.Close(*this); },

@@ -117,7 +117,8 @@ class Item final : public Object {
 // of windows.
 class Window : public Object {
  public:
-  Window(Ledger& ledger, const Kind& kind, Client& client, std::string_view window_name);
+  Window(Ledger& ledger, const Kind& kind, Client& client, std::string_view window_name,
+         bool is_explorer);
   ~Window() override;
 
   const std::string window_name;  // the test's own

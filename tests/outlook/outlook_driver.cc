@@ -2,6 +2,7 @@
 
 #include <ole2.h>
 
+#include <atomic>
 #include <memory>
 #include <thread>
 #include <utility>
@@ -19,7 +20,8 @@ constexpr std::chrono::milliseconds kBetweenLooks{10};
 
 struct Work {
   std::function<void()> run;
-  bool over = false;
+  std::atomic<int>& unfinished;
+  std::atomic<bool> over = false;
 };
 
 }  // namespace
@@ -56,24 +58,31 @@ LRESULT CALLBACK OutlookDriver::Procedure(HWND window, UINT message, WPARAM wpar
   return AtEdge("a step", [&] {
     (*work)->run();
     (*work)->over = true;
+    --(*work)->unfinished;
     return 0;
   });
 }
 
 bool OutlookDriver::Do(std::function<void()> run) {
-  const auto work = std::make_shared<Work>(Work{std::move(run)});
+  const std::shared_ptr<Work> work(new Work{std::move(run), unfinished_});
   auto posted = std::make_unique<std::shared_ptr<Work>>(work);
+  ++unfinished_;
   if (PostMessageW(works_, kWork, 0, reinterpret_cast<LPARAM>(posted.get()))) posted.release();
   Settle(kPatience).Ignore();
   return work->over;
 }
 
 Status OutlookDriver::Settle(std::chrono::milliseconds patience) {
+  const auto limit = std::chrono::steady_clock::now() + patience;
   Status settled;
-  for (int look = 0; look < kLooks && settled.ok(); ++look) {
-    if (look > 0) std::this_thread::sleep_for(kBetweenLooks);
-    settled = Win32Driver::Settle(patience);
-  }
+  // Work that is under way without a dialog lets events run, but waits for nobody.
+  do {
+    for (int look = 0; look < kLooks && settled.ok(); ++look) {
+      if (look > 0) std::this_thread::sleep_for(kBetweenLooks);
+      settled = Win32Driver::Settle(patience);
+    }
+  } while (settled.ok() && unfinished_ > 0 && Top() == nullptr &&
+           std::chrono::steady_clock::now() < limit);
   return settled;
 }
 

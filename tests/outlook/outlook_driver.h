@@ -5,6 +5,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <functional>
 
 #include "win32/win32_driver.h"
@@ -35,6 +36,7 @@ class OutlookDriver final : public Win32Driver {
   bool IsWaiting() const override;
 
   HWND works_ = nullptr;  // the window that takes work
+  std::atomic<int> unfinished_ = 0;
 };
 
 }  // namespace vespro::standin
