@@ -234,8 +234,7 @@ std::string PathKey(std::string_view path) {
   std::replace(wide.begin(), wide.end(), L'/', L'\\');
   const int size = static_cast<int>(wide.size());
   std::wstring key = wide;
-  LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_UPPERCASE, wide.data(), size, key.data(), size,
-                nullptr, nullptr, 0);
+  LCMapStringW(LOCALE_INVARIANT, LCMAP_UPPERCASE, wide.data(), size, key.data(), size);
   return ModWide::ToUtf8(key);
 }
 
