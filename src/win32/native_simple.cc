@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <utility>
 
 #include "base/text.h"
 #include "base/win32/wide.h"
@@ -98,6 +99,7 @@ class NativeTextBox final : public NativeControl {
   }
   void UseFonts() override {
     NativeControl::UseFonts();
+    if (above_ + below_ == 0) return;  // it has no size yet
     SetWindowPos(window(), nullptr, 0, 0, 0, 0,
                  SWP_NOMOVE | SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE | SWP_FRAMECHANGED);
   }
@@ -191,8 +193,12 @@ class NativeButton final : public NativeControl {
     if (code == BN_CLICKED && !host_.showing()) host_.Tell(UserAction::Click(control()));
   }
   void SetDefault(bool is_default) override {
+    if (std::exchange(is_default_, is_default) == is_default) return;
     Send(BM_SETSTYLE, is_default ? BS_DEFPUSHBUTTON : BS_PUSHBUTTON, TRUE);
   }
+
+ private:
+  bool is_default_ = false;
 };
 
 // Not the kinds that check themselves: the form does.

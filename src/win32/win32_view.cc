@@ -53,6 +53,9 @@ Size Scaled(const Size& size, UINT to_dpi, UINT from_dpi) {
   return {MulDiv(size.width, to, from), MulDiv(size.height, to, from)};
 }
 
+// Whether it is not hidden itself.
+bool IsShown(HWND control) { return (GetWindowLongPtrW(control, GWL_STYLE) & WS_VISIBLE) != 0; }
+
 RECT WorkArea(HWND near_to) {
   MONITORINFO monitor{};
   monitor.cbSize = sizeof(monitor);
@@ -315,7 +318,7 @@ void Win32View::Place(const Measure& measure, const Size& margin) {
     natives_.at(placed.control)->Place(placed.where);
   }
   for (NativeControl* native : in_order_) {
-    if (!native->control().IsVisible()) {
+    if (!native->control().IsVisible() && IsShown(native->window())) {
       Move(native->window(), {}, kInPlace | SWP_HIDEWINDOW);
     }
   }
@@ -328,6 +331,11 @@ void Win32View::OnMouse(const MSG& message) {
 }
 
 void Win32View::MoveTo(HWND control, const Rectangle& where) {
+  RECT now{};
+  GetWindowRect(control, &now);
+  MapWindowPoints(nullptr, window(), reinterpret_cast<POINT*>(&now), 2);
+  const RECT wanted = {where.x, where.y, where.x + where.width, where.y + where.height};
+  if (IsShown(control) && EqualRect(&now, &wanted)) return;
   Move(control, where, SWP_NOZORDER | SWP_NOACTIVATE | SWP_SHOWWINDOW);
 }
 
