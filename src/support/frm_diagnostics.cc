@@ -15,8 +15,8 @@ frmDiagnostics::frmDiagnostics(AddIn& add_in, const Settings& settings, SystemFa
       add_in_(add_in),
       settings_(settings),
       system_(system) {
-  LabelNote.set_size(72);
-  TextInfo.set_size(72, 20);
+  LabelNote.set_size(64);
+  TextInfo.set_size(64, 15);
   set_resizable(true);
   set_default(OKButton);
   set_cancel(OKButton);
