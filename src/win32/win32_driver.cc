@@ -264,7 +264,7 @@ void ScrollTo(const Win32View& view, HWND window) {
     GetClientRect(view.window(), &inner);
     if (area.top >= 0 && area.bottom <= inner.bottom) return;
     const int before = GetScrollPos(view.window(), SB_VERT);
-    const bool is_far = area.top < -inner.bottom || area.bottom > 2 * inner.bottom;
+    const bool is_far = area.bottom < 0 || area.top > inner.bottom;
     const WPARAM up = is_far ? SB_PAGEUP : SB_LINEUP;
     const WPARAM down = is_far ? SB_PAGEDOWN : SB_LINEDOWN;
     SendMessageW(view.window(), WM_VSCROLL, area.top < 0 ? up : down, 0);
