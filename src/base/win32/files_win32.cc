@@ -28,10 +28,17 @@ Result<File> File::Open(const fs::path& path, Mode mode, Access) {
   DWORD rights = GENERIC_READ;
   DWORD creation = OPEN_EXISTING;
   switch (mode) {
-    case Mode::kRead: break;
-    case Mode::kReplace: rights = GENERIC_WRITE, creation = CREATE_ALWAYS; break;
-    case Mode::kCreateNew: rights = GENERIC_WRITE, creation = CREATE_NEW; break;
-    case Mode::kAppend: rights = FILE_APPEND_DATA | SYNCHRONIZE, creation = OPEN_ALWAYS; break;
+    case Mode::kRead:
+      break;
+    case Mode::kReplace:
+      rights = GENERIC_WRITE, creation = CREATE_ALWAYS;
+      break;
+    case Mode::kCreateNew:
+      rights = GENERIC_WRITE, creation = CREATE_NEW;
+      break;
+    case Mode::kAppend:
+      rights = FILE_APPEND_DATA | SYNCHRONIZE, creation = OPEN_ALWAYS;
+      break;
   }
   const bool reading = mode == Mode::kRead;
   if (reading && ModFiles::IsFolder(path)) {
@@ -115,13 +122,12 @@ bool File::IsInPlace() const {
 
 Result<FileLock> FileLock::Take(const fs::path& path, Wait wait) {
   const HANDLE handle = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE,
-                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                    nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                    OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (handle == INVALID_HANDLE_VALUE) return Fail(Code::kCannotWrite, "cannot write", path);
   FileLock lock(reinterpret_cast<std::intptr_t>(handle));
   OVERLAPPED at{};
-  const DWORD flags =
-      LOCKFILE_EXCLUSIVE_LOCK | (wait == Wait::kNo ? LOCKFILE_FAIL_IMMEDIATELY : 0);
+  const DWORD flags = LOCKFILE_EXCLUSIVE_LOCK | (wait == Wait::kNo ? LOCKFILE_FAIL_IMMEDIATELY : 0);
   if (!LockFileEx(handle, flags, 0, 1, 0, &at)) {
     if (GetLastError() == ERROR_LOCK_VIOLATION) {
       return Fail(Code::kResumable, "another program holds", path);
@@ -156,11 +162,20 @@ std::string ErrorText(std::uint32_t native) {
 
 std::uint32_t LastError() { return GetLastError(); }
 
+// Nobody can take the place of a file that is open, if only for the moment in which another program
+// reads it or looks for viruses in it.
 Status ReplaceByRename(const fs::path& from, const fs::path& to) {
-  if (MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
-    return {};
+  constexpr int kTries = 50;
+  constexpr DWORD kPause = 10;  // milliseconds
+  for (int tries = 1;; ++tries) {
+    if (MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+      return {};
+    }
+    const DWORD error = GetLastError();
+    const bool is_busy = error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION;
+    if (!is_busy || tries == kTries) return Fail(Code::kCannotWrite, "cannot write", to);
+    Sleep(kPause);
   }
-  return Fail(Code::kCannotWrite, "cannot write", to);
 }
 
 namespace {
@@ -176,9 +191,8 @@ void CopyAccessList(const fs::path& from, const fs::path& to) {
   SECURITY_DESCRIPTOR_CONTROL control = 0;
   DWORD revision = 0;
   GetSecurityDescriptorControl(descriptor, &control, &revision);
-  const DWORD inherits = (control & SE_DACL_PROTECTED) != 0
-                             ? PROTECTED_DACL_SECURITY_INFORMATION
-                             : UNPROTECTED_DACL_SECURITY_INFORMATION;
+  const DWORD inherits = (control & SE_DACL_PROTECTED) != 0 ? PROTECTED_DACL_SECURITY_INFORMATION
+                                                            : UNPROTECTED_DACL_SECURITY_INFORMATION;
   std::wstring name = to.wstring();
   SetNamedSecurityInfoW(name.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION | inherits, nullptr,
                         nullptr, list, nullptr);
