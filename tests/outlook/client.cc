@@ -580,7 +580,7 @@ void Client::BringToFront(Window& window) {
 
 void Client::CameToFront(Window& window) {
   const bool is_open = std::find(windows_.begin(), windows_.end(), &window) != windows_.end();
-  if (is_open && !window.closing) BringToFront(window);
+  if (follows_screen && is_open && !window.closing) BringToFront(window);
 }
 
 Status Client::OpenExplorer(std::string_view name) {

@@ -251,6 +251,9 @@ class Client {
   int Major() const { return std::atoi(version.c_str()); }
   std::set<std::string> lacking;  // bars that windows opened from now on do not have
   bool tells_deactivate = true;
+  // The window that the system brings to the front is so here, as a person's clicks want it.
+  // Without it, Activate alone decides: tests are the same whatever the system does.
+  bool follows_screen = false;
   bool foreign_popup = false;  // new menu bars begin with another add-in's popup
 
   Application& application() { return *application_; }

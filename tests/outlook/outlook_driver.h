@@ -7,7 +7,9 @@
 
 #include <atomic>
 #include <functional>
+#include <string_view>
 
+#include "base/text.h"
 #include "win32/win32_driver.h"
 
 namespace vespro::standin {
@@ -28,6 +30,10 @@ class OutlookDriver final : public Win32Driver {
   bool Ended() override { return Top() == nullptr; }
   // Closes what is open.
   void End() override;
+  // The system's own picker takes one separator only.
+  Status PickFile(std::string_view path) override {
+    return Win32Driver::PickFile(ModText::ReplaceAll(path, "/", "\\"));
+  }
 
  private:
   void RunOutlook();

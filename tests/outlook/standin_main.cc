@@ -25,6 +25,7 @@ class Program {
   explicit Program(const std::string& version) {
     driver_.Do([&] {
       client_ = std::make_unique<Client>(version);
+      client_->follows_screen = true;
       client_->ledger.set_speaks(true);
     });
   }

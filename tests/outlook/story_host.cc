@@ -112,7 +112,7 @@ Status NoWindow(const std::string& name) {
 
 OutlookStoryHost::OutlookStoryHost()
     : root_(std::filesystem::temp_directory_path() /
-            ModFiles::FromUtf8("vespro story \xC3\xA9 " + std::to_string(GetCurrentProcessId()))),
+            ("vespro story " + std::to_string(GetCurrentProcessId()))),
       installed_(Home() / "app") {
   // Stories call the user so; Wine takes the name from there.
   SetEnvironmentVariableW(L"WINEUSERNAME", L"user");
