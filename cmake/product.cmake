@@ -2,7 +2,7 @@
 set(VESPRO_SUPPORT_MAILBOX "support@tandrelix.example" CACHE STRING "Where diagnostic reports go")
 set(VESPRO_WEB_ADDRESS "https://www.tandrelix.example/" CACHE STRING "The page that the About box opens")
 set(VESPRO_COMPANY "Tandrelix" CACHE STRING "Who makes it")
-set(VESPRO_REMARK "for Outlook and Evolution" CACHE STRING "What the About box shows behind the version")
+set(VESPRO_REMARK "for Outlook" CACHE STRING "What the About box shows behind the version")
 
 # vespro_version_block(TARGET FILE DESCRIPTION): gives a program or DLL for Windows its version block.
 # FILE is its name there.

@@ -103,6 +103,7 @@ void MyAddIn::CreateMenu(CommandBar& bar) {
 }
 
 void MyAddIn::CreateReportsMenu(CommandBar& menu, bool is_new) {
+  if (HasEnded()) return;
   std::shared_ptr<CommandBarPopup> reports;
   if (is_new) {
     reports = As<CommandBarPopup>(Added(menu, ControlType::kPopup));
@@ -122,6 +123,7 @@ void MyAddIn::CreateReportsMenu(CommandBar& menu, bool is_new) {
 // Each entry's tag is its own: one for all would have a click run all handlers.
 std::shared_ptr<CommandBarButton> MyAddIn::MenuEntry(CommandBar& menu, const char* caption,
                                                      bool is_new, Handler handler) {
+  if (HasEnded()) return nullptr;
   std::shared_ptr<CommandBarButton> entry;
   if (is_new) {
     entry = As<CommandBarButton>(Added(menu, ControlType::kButton));
@@ -135,6 +137,7 @@ std::shared_ptr<CommandBarButton> MyAddIn::MenuEntry(CommandBar& menu, const cha
 
 // Reports are reached from the main window, attachments from compose windows.
 void MyAddIn::FitMenu() {
+  if (HasEnded()) return;
   const bool composes = inspector != nullptr;
   if (const auto reports = reports_menu_) {
     if (composes) {
@@ -163,6 +166,7 @@ void MyAddIn::FitMenu() {
 
 std::shared_ptr<CommandBarButton> MyAddIn::GetOrAddButton(CommandBar& bar, const char* caption,
                                                           bool begins_group) {
+  if (HasEnded() || inspector == nullptr) return nullptr;
   if (auto found = As<CommandBarButton>(bar.Find({.type = ControlType::kButton, .tag = caption}))) {
     return found;
   }
@@ -177,6 +181,7 @@ std::shared_ptr<CommandBarButton> MyAddIn::GetOrAddButton(CommandBar& bar, const
 
 void MyAddIn::CreateMergeList(CommandBar& bar) {
   constexpr const char* kCaption = ModMailMerge::kMergeListCaption;
+  if (HasEnded() || inspector == nullptr) return;
   auto box = As<CommandBarComboBox>(bar.Find({.type = ControlType::kComboBox, .tag = kCaption}));
   if (box == nullptr) {
     box = As<CommandBarComboBox>(Added(bar, ControlType::kComboBox));
@@ -193,6 +198,7 @@ void MyAddIn::CreateMergeList(CommandBar& bar) {
 // held here.
 void MyAddIn::SetFace(std::shared_ptr<CommandBarButton> button, std::string_view resource,
                       PictureKind kind) {
+  if (HasEnded()) return;
   desktop().ClearClipboard().Ignore();
   if (desktop().SetClipboardPicture(resource, kind).ok()) button->PasteFace().Ignore();
   desktop().ClearClipboard().Ignore();

@@ -99,6 +99,8 @@ class MyAddIn final : public ComposeWindow,
   void CreateMergeList(CommandBar& bar);
   void SetFace(std::shared_ptr<CommandBarButton> button, std::string_view resource,
                PictureKind kind);
+  // The add-in was let go, which may happen below any call to the host.
+  bool HasEnded() const { return services_.add_in.mail_client == nullptr; }
   // False, and the user is told, where there is no place for the user's data.
   bool HasUserProfile();
   void ReloadMergeLists();

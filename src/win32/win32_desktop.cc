@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "base/files_platform.h"
 #include "base/open_document.h"
 #include "base/win32/system_programs.h"
 #include "base/win32/wide.h"
@@ -178,7 +179,10 @@ Status Win32Desktop::Start(const CommandLine& command) {
   if (!CreateProcessW(program_path.c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr,
                       nullptr, &start, &process)) {
     const DWORD error = GetLastError();
-    return Status(Code::kUnavailable, "'" + command.executable + "' cannot be started", error);
+    return Status(
+        Code::kUnavailable,
+        "'" + command.executable + "' cannot be started: " + ModFiles::platform::ErrorText(error),
+        error);
   }
   const Owned<HANDLE> program(process.hProcess);
   const Owned<HANDLE> thread(process.hThread);

@@ -28,7 +28,7 @@ class Win32Desktop : public Desktop {
   FormScreen* Screen() override { return &screen_; }
   Status ClearClipboard() override;
   Status SetClipboardText(std::string_view text) override;
-  // kNotFound where our module has no such picture; then the clipboard is as it was.
+  // kNotFound where our module has no such picture; the clipboard stays then.
   Status SetClipboardPicture(std::string_view resource, PictureKind kind) override;
   void SetHourglass(bool on) override;
   // Runs pending events if 15 ms have passed since it last did: more often than the screen is drawn

@@ -121,10 +121,10 @@ TEST_P(TroubleTest, TheLastMainWindowIsClosedBelowEveryCall) {
 
 TEST(ConnectTest, AMailThatIsOpenedWhileAnotherOneOpensIsFollowed) {
   for (int after = 1;; ++after) {
+    bool opened = false;
     MemoryStoryHost host;
     MemoryClient& client = host.client();
     TellStory(host, "connect\n");
-    bool opened = false;
     client.calls().MeanwhileAt(after, [&] {
       opened = true;
       client.OpenItem("other", {}).Ignore();

@@ -7,6 +7,7 @@
 
 #include "base/files.h"
 #include "base/testing.h"
+#include "base/win32/system_programs.h"
 
 namespace vespro {
 namespace {
@@ -60,6 +61,16 @@ TEST(FilesWin32Test, APathIsTheSameInEitherCase) {
             ModFiles::PathKey("c:/lists/M\xC3\x9CLLER.TXT"));
   EXPECT_NE(ModFiles::PathKey("C:\\a.txt"), ModFiles::PathKey("C:\\b.txt"));
   EXPECT_EQ(ModFiles::PathKey(""), "");
+}
+
+// Those that users start from our windows lie in two folders.
+TEST(SystemProgramsTest, AreFoundWhereWindowsKeepsThem) {
+  for (const wchar_t* name : {L"notepad.exe", L"hh.exe", L"explorer", L"cmd.exe"}) {
+    EXPECT_TRUE(std::filesystem::is_regular_file(ModSystemPrograms::PathOf(name)))
+        << ModFiles::ToUtf8(ModSystemPrograms::PathOf(name));
+  }
+  EXPECT_NE(ModSystemPrograms::PathOf(L"no such.exe").find(L"system32\\no such.exe"),
+            std::wstring::npos);
 }
 
 }  // namespace
