@@ -5,10 +5,17 @@
 #include <vector>
 
 #include "base/files.h"
+#include "base/text.h"
 #include "send/session.h"
 #include "settings/user_folder.h"
 
 namespace vespro {
+namespace {
+
+// From this version on a word processor is the client's own editor, and the only one.
+constexpr double kWordIsTheEditor = 12;
+
+}  // namespace
 
 Connect::Connect(Desktop& desktop, SettingsBackend& backend, const Clock& clock,
                  Randomness& randomness, AddInPlace place)
@@ -94,13 +101,17 @@ void Connect::oAppExplorer_Close() {
 }
 
 void Connect::oAppInspectors_NewInspector(const std::shared_ptr<Inspector>& inspector) {
-  if (inspector == nullptr || add_in_.mail_client == nullptr) return;
+  const std::shared_ptr<MailClient> client = add_in_.mail_client;  // a call may end the connection
+  if (inspector == nullptr || client == nullptr) return;
   const std::shared_ptr<MailItem> item = inspector->CurrentItem();
   if (item == nullptr) return;
   const Result<int> item_class = item->Class();
   if (!item_class.ok() || item_class.value() != kMailClass) return;
   const Result<bool> word_mail = inspector->IsWordMail();
-  if (word_mail.ok() && !word_mail.value()) AddWindow(inspector);
+  if (!word_mail.ok()) return;
+  if (!word_mail.value() || ModText::LeadingNumber(client->Version()) >= kWordIsTheEditor) {
+    AddWindow(inspector);
+  }
 }
 
 void Connect::AddWindow(const std::shared_ptr<Inspector>& inspector) {

@@ -77,9 +77,10 @@ class Inspector {
   virtual ~Inspector() = default;
   // The same for all objects that are this window, different for others while it is open.
   virtual const void* Identity() const { return this; }
-  // A number that EditorType does not know is treated as plain text.
+  // What the mail is written as, and kWord only where that can't be had. A number that EditorType
+  // does not know is treated as plain text.
   virtual EditorType Editor() const = 0;
-  // A word processor is the editor.
+  // A word processor is the editor. From version 12 on it always is.
   virtual Result<bool> IsWordMail() const { return false; }
   // nullptr when the window shows none, or it can't be had.
   virtual std::shared_ptr<MailItem> CurrentItem() = 0;

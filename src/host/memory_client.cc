@@ -363,7 +363,7 @@ class MemoryClientParts {
     }
     Result<bool> IsWordMail() const override {
       if (!Works("IsWordMail")) return Failed();
-      return window()->item->word_mail;
+      return window()->item->word_mail || ModText::LeadingNumber(client.version) >= 12;
     }
     std::shared_ptr<MailItem> CurrentItem() override {
       if (!Works("CurrentItem")) return nullptr;

@@ -18,6 +18,16 @@ void Call(const std::function<void()>& handler) {
   if (const auto copy = handler) copy();
 }
 
+// What is written with Word; it stays Word's where the mail does not say. Outlook 2000 knows no
+// such property. Its numbers are the editors'.
+EditorType FormatOfItem(const Dispatch& window) {
+  const Result<Dispatch> item = window.Object(L"CurrentItem", ObjectKind::kAny);
+  const Result<std::int32_t> format =
+      item.ok() ? item.value().Int(L"BodyFormat") : Result<std::int32_t>(item.status());
+  const bool is_known = format.ok() && format.value() >= 1 && format.value() <= 3;
+  return is_known ? static_cast<EditorType>(format.value()) : EditorType::kWord;
+}
+
 // Connects, or disconnects where nothing is listened to. A window whose events can't be had is one
 // in which nothing happens.
 void Follow(EventConnection& connection, bool listens, const HostObject& source, REFIID events,
@@ -52,8 +62,11 @@ OutlookInspector::OutlookInspector(HostObject window)
       identity_(ComPtr<IDispatch>(window_.object.get()).As<IUnknown>(IID_IUnknown)) {}
 
 EditorType OutlookInspector::Editor() const {
-  const Result<std::int32_t> editor = window_.object.Int(L"EditorType");
-  return editor.ok() ? static_cast<EditorType>(editor.value()) : EditorType::kPlainText;
+  const Dispatch window = window_.object;  // a call may end us
+  const Result<std::int32_t> editor = window.Int(L"EditorType");
+  if (!editor.ok()) return EditorType::kPlainText;
+  if (static_cast<EditorType>(editor.value()) == EditorType::kWord) return FormatOfItem(window);
+  return static_cast<EditorType>(editor.value());
 }
 
 Result<bool> OutlookInspector::IsWordMail() const { return window_.object.Bool(L"IsWordMail"); }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <tuple>
 
 #include "base/testing.h"
 #include "outlook/client.h"
@@ -55,6 +56,27 @@ TEST_F(AdaptorTest, TheClientAndItsWindows) {
   EXPECT_EQ(a->Editor(), EditorType::kHtml);
   EXPECT_FALSE(a->IsWordMail().value());
   EXPECT_EQ(adaptor->ActiveWindow(), Opened("A").frame().window());
+}
+
+// With Word as the editor the mail says what it is written as, unless the version knows no such
+// property.
+TEST_F(AdaptorTest, WordIsTheEditorOfMailsOfEachFormat) {
+  for (const auto& [version, format, expected] :
+       {std::tuple("12.0.0.4518", 1, EditorType::kPlainText),
+        std::tuple("12.0.0.4518", 2, EditorType::kHtml),
+        std::tuple("16.0.0.17328", 3, EditorType::kRichText),
+        std::tuple("16.0.0.17328", 0, EditorType::kWord),
+        std::tuple("9.0.0.3821", 4, EditorType::kWord)}) {
+    outlook.version = version;
+    ASSERT_TRUE(outlook.OpenItem("A", {kMailClass, format, true, true}).ok());
+    EXPECT_EQ(adaptor->ActiveInspector()->Editor(), expected) << version << " " << format;
+    ASSERT_TRUE(outlook.Close("A").ok());
+  }
+  EXPECT_EQ(outlook.ledger.TakeRefusals(),
+            std::vector<std::string>{"MailItem.BodyFormat: there is no such member"});
+  outlook.version = "12.0";
+  ASSERT_TRUE(outlook.OpenItem("unreadable", {kMailClass, 2, true, false}).ok());
+  EXPECT_EQ(adaptor->ActiveInspector()->Editor(), EditorType::kWord);
 }
 
 TEST_F(AdaptorTest, AMailIsReadAndChanged) {

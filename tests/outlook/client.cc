@@ -30,6 +30,8 @@ constexpr DISPID kClassId = 61450;
 constexpr int kHtmlEditor = 2, kWordEditor = 4;
 constexpr int kDiscard = 1;  // OlInspectorClose
 
+// Where mails begin to say what they are written as.
+constexpr int kOutlook2002 = 10;
 // Where Outlook's windows stop having an editor of their own and menus.
 constexpr int kOutlook2007 = 12;
 
@@ -128,7 +130,9 @@ HRESULT Attachments::ItemAt(Call& call) {
 }
 
 Item::Item(Ledger& ledger, Client& client, Content of)
-    : Object(ledger, KindOf(of.item_class)), content(std::move(of)), client_(client) {}
+    : Object(ledger, KindOf(of.item_class, client.Major())),
+      content(std::move(of)),
+      client_(client) {}
 
 template <auto Field>
 HRESULT Item::Text(Call& call) {
@@ -138,7 +142,7 @@ HRESULT Item::Text(Call& call) {
   return taken;
 }
 
-const Kind& Item::KindOf(int item_class) {
+const Kind& Item::KindOf(int item_class, int version) {
   static const std::vector<Member> common = {
       {L"Application", kApplicationId, kGet, On<&Item::Application>},
       {L"Class", kClassId, kGet, On<&Item::ClassOf>},
@@ -152,7 +156,7 @@ const Kind& Item::KindOf(int item_class) {
       {L"Move", 61492, kMethod, On<&Item::Move>, {Takes::kObject}},
       {L"Display", 61606, kMethod, On<&Item::Display>, {Takes::kBool}, 1},
   };
-  static const Kind mail{
+  static const Kind mail_2000{
       "MailItem",
       Joined(common,
              {
@@ -164,8 +168,13 @@ const Kind& Item::KindOf(int item_class) {
                  {L"SaveSentMessageFolder", 62465, kGetPutRef, On<&Item::SentFolder>},
              }),
       {kItemEvents}};
+  static const Kind mail{
+      "MailItem",
+      Joined(mail_2000.members, {{L"BodyFormat", 64073, kGet, On<&Item::BodyFormat>}}),
+      {kItemEvents}};
   static const Kind other{"ContactItem", common, {kItemEvents}};
-  return item_class == kMailClass ? mail : other;
+  if (item_class != kMailClass) return other;
+  return version < kOutlook2002 ? mail_2000 : mail;
 }
 
 void Item::Show() {
@@ -180,6 +189,11 @@ HRESULT Item::HtmlBody(Call& call) {
   content.body = TextOfHtml(content.html);
   Show();
   return taken;
+}
+
+// Nothing is known of a mail in no window.
+HRESULT Item::BodyFormat(Call& call) {
+  return call.Return(inspector == nullptr ? 0 : inspector->looks.editor);
 }
 
 HRESULT Item::AttachmentsOf(Call& call) {

@@ -93,12 +93,13 @@ class Item final : public Object {
   Inspector* inspector = nullptr;  // the window that shows it
 
  private:
-  static const Kind& KindOf(int item_class);
+  static const Kind& KindOf(int item_class, int version);
   HRESULT ClassOf(Call& call) { return call.Return(content.item_class); }
   template <auto Field>
   HRESULT Text(Call& call);
   HRESULT Body(Call& call);
   HRESULT HtmlBody(Call& call);
+  HRESULT BodyFormat(Call& call);
   HRESULT AttachmentsOf(Call& call);
   HRESULT SentFolder(Call& call);
   HRESULT InspectorOf(Call& call);

@@ -45,6 +45,7 @@ command "Send Vespro"
 quit
 )"},
     {"LoadedAgain", R"(
+version 12.0
 set SenderEmail me@example.org
 connect
 new A
