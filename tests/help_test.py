@@ -16,7 +16,9 @@ EMPTY = {"meta", "link", "img", "br"}
 
 # Where the texts stand that the user of the add-in sees.
 ROOMS = ["addin", "merge", "recipients", "reports", "send", "settings", "support", "host/start_or_tell.h",
-         "base/files.cc", "base/posix/files_posix.cc", "base/win32/files_win32.cc", "win32/win32_desktop.cc"]
+         "base/files.cc", "base/posix/files_posix.cc", "base/win32/files_win32.cc", "win32/win32_desktop.cc",
+         *(f"engine/{file}.cc" for file in ("address", "delivery", "engine", "journal", "list_source", "smtp_client"))]
+OPTION = "options of the engine that the add-in does not use"
 # Files and texts among them that are not for that user. Each has to be there, or it goes from this list.
 NOT_SHOWN = {
     "send/job_file.cc": "the job's keys",
@@ -27,6 +29,21 @@ NOT_SHOWN = {
     "Text Files (*.txt, *.text)|*.txt; *.text| Comma Separated Files (*.csv)|*.csv| "
     "All Supported Files (*.txt, *.text, *.csv)|*.txt; *.text; *.csv|": "the system's own dialog shows it",
     "All Files (*.*)|*.*|": "the system's own dialog shows it",
+    "--resend-unknown is for the whole list: leave out --limit and --only": OPTION,
+    "', which is no account of this job": OPTION,
+    "--account-rate names '": OPTION,
+    "--password-command names '": OPTION,
+    " with a login": OPTION,
+    " messages for ": OPTION,
+    " recipients in '": OPTION,
+    " rows skipped; nothing was sent\n": OPTION,
+    " -- --ca FILE": OPTION,
+    "a rate is a number and /s, /min, /h or /day, such as 30/min": OPTION,
+    "' is neither TEXT nor CSV in the job": "a job that nobody but a program writes",
+    "no stage of the set-up": "a fault of the program's own",
+    "ask CanBegin first": "a fault of the program's own",
+    "MAIL FROM:<": "what servers are told",
+    "RCPT TO:<": "what servers are told",
     "Menu Bar": "how the mail client calls it",
     "nothing was deleted": "the command line's answer",
     "the main window has no Web bar": "the browser is tried then",
