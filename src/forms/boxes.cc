@@ -43,7 +43,8 @@ void MessageForm::Answer(MessageAnswer answer) {
   Unload();
 }
 
-PickerForm::PickerForm(const FileQuestion& question) : Form("PickerForm", question.title) {
+PickerForm::PickerForm(const FileQuestion& question)
+    : Form("PickerForm", question.title), folder_(question.folder) {
   LabelFolder.set_caption(ModCaption::Literal("Look in: " + question.folder));
   const std::vector<std::string_view> parts = ModText::Split(question.filter, '|');
   for (std::size_t i = 0; i + 1 < parts.size(); i += 2) {
@@ -68,6 +69,8 @@ std::string PickerForm::Ask(Desktop& desktop) {
 
 void PickerForm::CmdOpen_Click() {
   path_ = TextPath.text();
+  const bool is_bare = !path_.empty() && path_.find_first_of("/\\") == path_.npos;
+  if (is_bare && !folder_.empty()) path_ = folder_ + "/" + path_;
   Unload();
 }
 

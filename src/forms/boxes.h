@@ -45,6 +45,7 @@ class PickerForm final : public Form {
   ListBox ListFilter{this, "ListFilter"};
   Button CmdOpen{this, "CmdOpen", "&Open"};
   Button CmdCancel{this, "CmdCancel", "Cancel"};
+  std::string folder_;  // where a bare name is looked for, as the system's picker does
   std::string path_;
 };
 

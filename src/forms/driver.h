@@ -51,7 +51,8 @@ class FormDriver {
   virtual Status CloseByFrame() = 0;
   // Drags the frame's corner, so many letters to the right and lines down.
   virtual Status Enlarge(int columns, int lines) = 0;
-  // Answers the file picker on top; an empty path cancels it.
+  // Answers the file picker on top; an empty path cancels it, a bare name is one in the folder
+  // where the picker begins.
   virtual Status PickFile(std::string_view path) = 0;
 };
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "forms/sample_form.h"
 #include "forms/scripted.h"
 #include "forms/stories.h"
@@ -76,9 +78,17 @@ TEST(BoxesTest, ThePickerShowsWhatIsAskedFor) {
 |                                           [=_Open=]  [ Cancel ] |
 +-----------------------------------------------------------------+
 )");
-  story.PickFile("/lists/a.txt");
+  story.PickFile("/other/a.txt");
   story.SeesEnd();
-  EXPECT_EQ(picked, "/lists/a.txt");
+  EXPECT_EQ(picked, "/other/a.txt");
+
+  for (const auto& [name, expected] : {std::pair("a.txt", "/lists/a.txt"), std::pair("", "")}) {
+    story.Start([&] { picked = driver.desktop().PickFile({"Pick", "", "/lists"}); });
+    story.Type("TextPath", name);
+    story.Click("CmdOpen");
+    story.SeesEnd();
+    EXPECT_EQ(picked, expected);
+  }
 }
 
 TEST(CaptionTest, AccessKeys) {
