@@ -1,10 +1,13 @@
 #include "outlook/story_host.h"
 
+#include <shlobj.h>
+
 #include <map>
 #include <utility>
 
 #include "base/files.h"
 #include "base/text.h"
+#include "base/win32/registry.h"
 #include "base/win32/wide.h"
 #include "outlook/imports.h"
 
@@ -104,6 +107,18 @@ StoryMail MailOf(const Content& content) {
   return mail;
 }
 
+// The user's registry says where the desktop is, with which all other folders begin for the system.
+// Without it Wine looks below the user's name, where a made-up user has none, and its file picker
+// does not open anything.
+void SetDesktopFolder() {
+  wchar_t path[MAX_PATH] = {};
+  SHGetFolderPathW(nullptr, CSIDL_DESKTOPDIRECTORY | CSIDL_FLAG_CREATE, nullptr, 0, path);
+  ModRegistry::WriteValue(
+      ModRegistry::Root::kCurrentUser,
+      "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders", "Desktop",
+      ModWide::ToUtf8(path), ModRegistry::kString);
+}
+
 Status NoWindow(const std::string& name) {
   return Status(Code::kNotFound, "there is no window " + name);
 }
@@ -114,6 +129,7 @@ OutlookStoryHost::OutlookStoryHost()
     : root_(std::filesystem::temp_directory_path() /
             ("vespro story " + std::to_string(GetCurrentProcessId()))),
       installed_(Home() / "app") {
+  SetDesktopFolder();
   // Stories call the user so; Wine takes the name from there.
   SetEnvironmentVariableW(L"WINEUSERNAME", L"user");
   driver_.Do([this] { client_ = std::make_unique<Client>(); });

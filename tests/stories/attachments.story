@@ -18,9 +18,7 @@ look CmdRemove
 press delete
 click CmdAddAttach
     shows: Vespro Attachments | Insert Attachment
-look LabelFolder
-    LabelFolder: 'Look in: {home}'
-pick {home}/a.txt
+pick a.txt
     shows: Vespro Attachments
 click CmdAddAttach
     shows: Vespro Attachments | Insert Attachment
@@ -79,9 +77,6 @@ command "Vespro Attach"
 look ListViewDisplay
     ListViewDisplay: '', has the focus
         a.txt
-# No mail at all is there when this is closed.
-close-window A
-close-window B
 click CmdClose
     shows: nothing
 quit

@@ -66,6 +66,14 @@ command "Distribution File"
 activate D
 close
     shows: nothing
+# No mail at all is there when this is closed.
+command "Vespro Attach"
+    shows: Vespro Attachments
+close-window E
+close-window D
+close-window B
+click CmdClose
+    shows: nothing
 # The mail client ends while a dialog is open.
 command "Distribution File"
     shows: Vespro - Select Distribution File
