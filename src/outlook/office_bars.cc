@@ -210,6 +210,11 @@ std::shared_ptr<CommandBar> OfficeBars::Item(std::string_view name) {
 
 std::shared_ptr<CommandBar> OfficeBars::ActiveMenuBar() { return BarOf(bars_, L"ActiveMenuBar"); }
 
+Status OfficeBars::ExecuteByName(std::string_view name) {
+  const HostObject bars = bars_;
+  return bars.object.Do(L"ExecuteMso", {name});
+}
+
 std::shared_ptr<OfficeBars> BarsOf(HostObject window) {
   Result<Dispatch> bars = window.object.Object(L"CommandBars", ObjectKind::kCommandBars);
   if (!bars.ok()) return nullptr;

@@ -32,6 +32,9 @@ class OfficeBars final : public CommandBars {
   std::shared_ptr<CommandBar> Item(std::string_view name) override;
   // The menu bar that shows; nullptr where there is none.
   std::shared_ptr<CommandBar> ActiveMenuBar();
+  // A command of Office's own, by the name that it has on the ribbon, in all languages. Versions
+  // before 2007 know none.
+  Status ExecuteByName(std::string_view name);
 
  private:
   HostObject bars_;

@@ -87,8 +87,9 @@ Status OutlookInspector::PasteAtCaret() {
                                         : nullptr;
   const auto entries = edit != nullptr ? edit->Bar() : nullptr;
   const auto paste = entries != nullptr ? entries->Find({.id = kPaste}) : nullptr;
-  if (paste == nullptr) return Status(Code::kNotFound, "the window has no Paste command");
-  return paste->Execute();
+  if (paste != nullptr) return paste->Execute();
+  if (bars != nullptr) return bars->ExecuteByName("Paste");
+  return Status(Code::kNotFound, "the window has no Paste command");
 }
 
 void OutlookInspector::Listen(InspectorEvents events) {

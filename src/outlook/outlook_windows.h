@@ -22,7 +22,7 @@ class OutlookInspector final : public Inspector, private EventReceiver {
   std::shared_ptr<MailItem> CurrentItem() override;
   std::shared_ptr<CommandBars> Bars() override;
   // By the Paste command in the window's Edit menu, found by their numbers: captions are
-  // translated.
+  // translated. A ribbon has no such menu, but takes the command by name.
   Status PasteAtCaret() override;
   void Listen(InspectorEvents events) override;
 

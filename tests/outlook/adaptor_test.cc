@@ -146,7 +146,7 @@ TEST_F(AdaptorTest, AMailIsMadeAndShown) {
   EXPECT_EQ(adaptor->ActiveInspector()->CurrentItem()->Body(), "What happened:\r\n");
 }
 
-TEST_F(AdaptorTest, PasteGoesThroughTheEditMenu) {
+TEST_F(AdaptorTest, PasteGoesThroughTheEditMenuOrByName) {
   ASSERT_TRUE(outlook.OpenItem("A", {}).ok());
   const HGLOBAL memory = GlobalAlloc(GMEM_MOVEABLE, sizeof(L"##NAME##"));
   std::memcpy(GlobalLock(memory), L"##NAME##", sizeof(L"##NAME##"));
@@ -160,6 +160,16 @@ TEST_F(AdaptorTest, PasteGoesThroughTheEditMenu) {
 
   outlook.lacking = {"Menu Bar"};
   ASSERT_TRUE(outlook.OpenItem("B", {}).ok());
+  EXPECT_FALSE(adaptor->ActiveInspector()->PasteAtCaret().ok());
+  EXPECT_EQ(outlook.ledger.TakeRefusals(),
+            std::vector<std::string>{"CommandBars.ExecuteMso: there is no such member"});
+
+  outlook.version = "14.0.0.4760";
+  outlook.lacking = {};
+  ASSERT_TRUE(outlook.OpenItem("C", {}).ok());
+  EXPECT_TRUE(adaptor->ActiveInspector()->PasteAtCaret().ok());
+  EXPECT_EQ(Opened("C").frame().Read().body, "##NAME##");
+  outlook.ledger.FailCall("Inspector.CommandBars", 1);
   EXPECT_EQ(adaptor->ActiveInspector()->PasteAtCaret().code(), Code::kNotFound);
 }
 

@@ -390,10 +390,14 @@ HRESULT Bar::Parent(Call& call) { return call.Return(&parent_); }
 
 HRESULT Bar::Type(Call& call) { return call.Return(bar_name == "Menu Bar" ? 1 : 0); }
 
-Bars::Bars(Ledger& ledger, Office& office, std::function<bool(Control&)> built_in)
-    : Object(ledger, KindOf()), office_(office), built_in_(std::move(built_in)) {}
+Bars::Bars(Ledger& ledger, Office& office, std::function<bool(Control&)> built_in,
+           std::function<bool(std::string_view)> by_name)
+    : Object(ledger, KindOf(by_name != nullptr)),
+      office_(office),
+      built_in_(std::move(built_in)),
+      by_name_(std::move(by_name)) {}
 
-const Kind& Bars::KindOf() {
+const Kind& Bars::KindOf(bool has_ribbons) {
   static const Kind kind{
       "CommandBars",
       {
@@ -409,7 +413,12 @@ const Kind& Bars::KindOf() {
           {L"FindControl", 0x60030008, kMethod, On<&Bars::FindControl>, kQuery, 4},
       },
       {}};
-  return kind;
+  static const Kind with_ribbons{
+      "CommandBars",
+      Joined(kind.members,
+             {{L"ExecuteMso", 0x60030014, kMethod, On<&Bars::ExecuteMso>, {Takes::kText}}}),
+      {}};
+  return has_ribbons ? with_ribbons : kind;
 }
 
 Bar& Bars::Add(std::string_view name) {
@@ -440,6 +449,10 @@ HRESULT Bars::Item(Call& call) {
     }
   }
   return bar == nullptr ? call.Fail(kBadArgument, "There is no such bar.") : call.Return(bar);
+}
+
+HRESULT Bars::ExecuteMso(Call& call) {
+  return by_name_(call.TextAt(0)) ? S_OK : call.Fail(kBadArgument, "There is no such command.");
 }
 
 HRESULT Bars::AddBar(Call& call) { return call.Return(&Add(call.TextAt(0))); }

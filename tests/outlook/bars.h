@@ -134,8 +134,10 @@ class Bar final : public Object {
 // All bars of one window.
 class Bars final : public Object {
  public:
-  // `built_in` does what the command of that control does; false: it can't.
-  Bars(Ledger& ledger, Office& office, std::function<bool(Control&)> built_in);
+  // `built_in` does what the command of that control does; false: it can't. `by_name` does the
+  // ribbon's command of that name; nullptr: this version has no ribbons.
+  Bars(Ledger& ledger, Office& office, std::function<bool(Control&)> built_in,
+       std::function<bool(std::string_view)> by_name);
 
   Bar& Add(std::string_view name);
   // By the English name, without regard to case; nullptr when there is none.
@@ -148,8 +150,9 @@ class Bars final : public Object {
   std::vector<Bar*> list;
 
  private:
-  static const Kind& KindOf();
+  static const Kind& KindOf(bool has_ribbons);
   HRESULT Item(Call& call);
+  HRESULT ExecuteMso(Call& call);
   HRESULT AddBar(Call& call);
   HRESULT ActiveMenuBar(Call& call);
   HRESULT Count(Call& call);
@@ -157,6 +160,7 @@ class Bars final : public Object {
 
   Office& office_;
   std::function<bool(Control&)> built_in_;
+  std::function<bool(std::string_view)> by_name_;
 };
 
 // Captions are alike without regard to "&" and case.

@@ -32,8 +32,8 @@ constexpr int kDiscard = 1;  // OlInspectorClose
 
 // Where mails begin to say what they are written as.
 constexpr int kOutlook2002 = 10;
-// Where Outlook's windows stop having an editor of their own and menus.
-constexpr int kOutlook2007 = 12;
+// Where mails stop having an editor of Outlook's own, and menus; then the main windows.
+constexpr int kOutlook2007 = 12, kOutlook2010 = 14;
 
 // What a browser would show of it.
 std::string TextOfHtml(std::string_view html) {
@@ -288,17 +288,24 @@ Window::Window(Ledger& ledger, const Kind& kind, Client& client, std::string_vie
     : Object(ledger, kind),
       window_name(name),
       client_(client),
-      bars_(ledger.Make<Bars>(client.office,
-                              [this](Control& control) { return RunBuiltIn(control); })),
+      bars_(ledger.Make<Bars>(
+          client.office, [this](Control& control) { return RunBuiltIn(control); },
+          client.Major() < kOutlook2007 ? nullptr : std::function([this](std::string_view command) {
+            return RunByName(command);
+          }))),
       ole_window_(std::make_unique<OleWindow>(*this)) {
-  for (const char* bar : kBars) {
-    if (client.lacking.count(bar) == 0) bars_.Add(bar);
+  const bool has_ribbon = client.Major() >= (is_explorer ? kOutlook2010 : kOutlook2007);
+  for (const std::string_view bar : kBars) {
+    const bool is_gone = has_ribbon && bar == "Web";
+    if (!is_gone && client.lacking.count(std::string(bar)) == 0) bars_.Add(bar);
   }
   if (Bar* bar = bars_.Find("Menu Bar")) {
     if (client.foreign_popup) bar->Add(kPopup, kCustomId, "&Somebody else's").tag = "Else";
     Control& file = bar->Add(kPopup, 30002, "&File");
     if (is_explorer) AddNewMails(*file.bar);
-    bar->Add(kPopup, kEditMenuId, "&Edit").bar->Add(kButton, kPasteId, "&Paste");
+    if (!has_ribbon) {
+      bar->Add(kPopup, kEditMenuId, "&Edit").bar->Add(kButton, kPasteId, "&Paste");
+    }
     bar->Add(kPopup, 30010, "&Help");
   }
   if (Bar* bar = bars_.Find("Standard")) bar->Add(kButton, 2617, "&Send");
@@ -441,8 +448,7 @@ void Inspector::Refresh() {
   frame_->Write({item.content.to, item.content.subject, item.content.body});
 }
 
-bool Inspector::RunBuiltIn(Control& control) {
-  if (control.id != kPasteId) return false;
+bool Inspector::Paste() {
   const std::size_t before = item.content.body.size();
   if (!frame_->Paste()) return false;
   // An HTML editor writes it into the HTML, too; here at the end, as the caret is there.

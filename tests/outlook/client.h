@@ -135,6 +135,7 @@ class Window : public Object {
 
  protected:
   virtual bool RunBuiltIn(Control& control) = 0;
+  virtual bool RunByName(std::string_view) { return false; }
   HRESULT BarsOf(Call& call) { return call.Return(&bars_); }
   HRESULT Application(Call& call);
   HRESULT Close(Call& call);
@@ -186,7 +187,9 @@ class Inspector final : public Window {
 
  private:
   static const Kind& KindOf();
-  bool RunBuiltIn(Control& control) override;
+  bool RunBuiltIn(Control& control) override { return control.id == kPasteId && Paste(); }
+  bool RunByName(std::string_view name) override { return name == "Paste" && Paste(); }
+  bool Paste();
   HRESULT CurrentItem(Call& call);
   HRESULT IsWordMail(Call& call);
   HRESULT EditorType(Call& call);
