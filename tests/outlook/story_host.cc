@@ -14,24 +14,26 @@
 namespace vespro::standin {
 namespace {
 
-// What the DLL starts while a story is told. Its calls carry nothing of ours with them, so this is
-// one for the process.
-struct Starts {
-  std::vector<std::string> lines;
+// What the DLL asks of the system while a story is told. Its calls carry nothing of ours with them,
+// so this is one for the process.
+struct System {
+  std::vector<std::string> started;
   bool can_start = true;
+  // By the clipboard's format, which call from now on fails.
+  std::map<UINT, int> failing_data;
 };
-Starts& TheStarts() {
-  static Starts starts;
-  return starts;
+System& TheSystem() {
+  static System system;
+  return system;
 }
 
 BOOL WINAPI NoteProcess(LPCWSTR, LPWSTR line, LPSECURITY_ATTRIBUTES, LPSECURITY_ATTRIBUTES, BOOL,
                         DWORD, LPVOID, LPCWSTR, LPSTARTUPINFOW, LPPROCESS_INFORMATION process) {
-  if (!TheStarts().can_start) {
+  if (!TheSystem().can_start) {
     SetLastError(ERROR_FILE_NOT_FOUND);
     return FALSE;
   }
-  TheStarts().lines.push_back(ModWide::ToUtf8(line));
+  TheSystem().started.push_back(ModWide::ToUtf8(line));
   // Handles that can be closed.
   process->hProcess = CreateEventW(nullptr, FALSE, FALSE, nullptr);
   process->hThread = CreateEventW(nullptr, FALSE, FALSE, nullptr);
@@ -40,9 +42,18 @@ BOOL WINAPI NoteProcess(LPCWSTR, LPWSTR line, LPSECURITY_ATTRIBUTES, LPSECURITY_
 
 HINSTANCE WINAPI NoteShell(HWND, LPCWSTR operation, LPCWSTR file, LPCWSTR, LPCWSTR, INT) {
   constexpr INT_PTR kDone = 42;
-  TheStarts().lines.push_back(ModWide::ToUtf8(operation == nullptr ? L"open" : operation) + " " +
-                              ModWide::ToUtf8(file));
+  TheSystem().started.push_back(ModWide::ToUtf8(operation == nullptr ? L"open" : operation) + " " +
+                                ModWide::ToUtf8(file));
   return reinterpret_cast<HINSTANCE>(kDone);
+}
+
+HANDLE WINAPI SetData(UINT format, HANDLE data) {
+  const auto failing = TheSystem().failing_data.find(format);
+  if (failing == TheSystem().failing_data.end() || --failing->second != 0) {
+    return SetClipboardData(format, data);
+  }
+  SetLastError(ERROR_ACCESS_DENIED);
+  return nullptr;
 }
 
 template <class Function>
@@ -176,7 +187,7 @@ Status OutlookStoryHost::Without(std::string_view what) {
   if (what == "deactivate") {
     client_->tells_deactivate = false;
   } else if (what == "engine") {
-    TheStarts().can_start = false;
+    TheSystem().can_start = false;
   } else if (what == "explorer") {
     return Run([](Client& client) {
       client.Quit();
@@ -189,6 +200,12 @@ Status OutlookStoryHost::Without(std::string_view what) {
 }
 
 Status OutlookStoryHost::Fail(std::string_view call, int n) {
+  static const std::map<std::string_view, UINT> kData = {
+      {"Desktop.SetClipboardText", CF_UNICODETEXT}, {"Desktop.SetClipboardPicture", CF_BITMAP}};
+  if (const auto data = kData.find(call); data != kData.end()) {
+    TheSystem().failing_data[data->second] = n;
+    return {};
+  }
   const std::string name = CallOfOutlook(call);
   if (name.empty()) return Status(Code::kUsage, "Outlook has no such call");
   client_->ledger.FailCall(name, n);
@@ -204,6 +221,7 @@ Status OutlookStoryHost::Connect(int mode) {
     loaded_ = std::move(loaded).value();
     Replace(loaded_->module(), "CreateProcessW", &NoteProcess);
     Replace(loaded_->module(), "ShellExecuteW", &NoteShell);
+    Replace(loaded_->module(), "SetClipboardData", &SetData);
     Custom custom;
     custom.first = mode;
     const HRESULT result = loaded_->Connect(client, custom);
@@ -343,7 +361,7 @@ std::vector<std::string> OutlookStoryHost::TakeCalls() {
 }
 
 std::vector<std::string> OutlookStoryHost::TakeStarted() {
-  return std::exchange(TheStarts().lines, {});
+  return std::exchange(TheSystem().started, {});
 }
 
 }  // namespace vespro::standin

@@ -24,13 +24,14 @@ mail A
 choose NAME
 mail A
     body: Dear #NAME#NAME
+# A button stays without its face, which could not be put there.
 clipboard "my own text"
-fail Desktop.SetClipboardPicture 1
+fail Desktop.SetClipboardPicture 2
 new B
 pasteboard
     nothing
 show B Standard
-    Standard / Vespro Attach: button, begins a group, style 1, face, action <!Vespro.Connect>, tooltip 'Vespro attachments for HTML email'
+    Standard / Vespro Attach: button, begins a group, style 1, action <!Vespro.Connect>, tooltip 'Vespro attachments for HTML email'
     Standard / Send Vespro: button, style 3, face, action <!Vespro.Connect>
     Standard / MailMerge with Vespro: box, action <!Vespro.Connect>, entries 'NAME' 'E-MAIL' 'Date & Time'
 quit

@@ -33,12 +33,6 @@ close
     shows: nothing
 command "Help File"
     started: hh.exe {home}/app/vespro.chm
-fail Desktop.Start 1
-command "Help File"
-    shows: Vespro
-    [!] Error 0x5: the system refuses
-answer OK
-    shows: nothing
 command About
     shows: About Vespro
 close
