@@ -1,5 +1,7 @@
 #include "support/diagnostic_report.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <memory>
 
 #include "base/code_page.h"
@@ -7,6 +9,7 @@
 #include "base/text.h"
 #include "host/desktop.h"
 #include "host/mail_client.h"
+#include "settings/account_file.h"
 #include "support/product.h"
 
 namespace vespro::ModDiagnostics {
@@ -41,10 +44,15 @@ std::string Number(const Result<int>& count) {
 // Other people's names may hold anything.
 std::string Line(const std::string& name) { return ModText::Printable(name, name.size()); }
 
+// In characters, not bytes.
+std::ptrdiff_t Length(std::string_view text) {
+  return std::count_if(text.begin(), text.end(),
+                       [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; });
+}
+
 // All of it, as it stands, without the blanks and line ends around.
 std::string AccountsText(const AddIn& add_in) {
-  const Result<std::string> bytes =
-      ModFiles::ReadAll(add_in.data_folder / (std::string(kModuleName) + ".db"));
+  const Result<std::string> bytes = ModFiles::ReadAll(AccountFileIn(add_in.data_folder));
   if (!bytes.ok()) return {};
   const std::string text = ModCodePage::ToUtf8(bytes.value());
   constexpr char kAround[] = " \r\n";
@@ -57,7 +65,7 @@ void AddVersions(Lines& lines, AddIn& add_in, SystemFacts& system) {
   lines.Add("Vespro Version: ", product::kVersion);
   lines.Add("Vespro.exe File Version: ",
             system.FileVersion(add_in.install_folder / add_in.engine_file));
-  const MailClient* client = add_in.mail_client.get();
+  const std::shared_ptr<MailClient> client = add_in.mail_client;  // it may end below
   lines.Add(client != nullptr ? ClientName(*client) : std::string(),
             " Version: " + (client != nullptr ? client->Version() : std::string()));
   const SystemFacts::Browser browser = system.BrowserFacts();
@@ -70,7 +78,7 @@ void AddVersions(Lines& lines, AddIn& add_in, SystemFacts& system) {
 }
 
 void AddWindows(Lines& lines, AddIn& add_in) {
-  MailClient* client = add_in.mail_client.get();
+  const std::shared_ptr<MailClient> client = add_in.mail_client;  // it may end below
   const std::shared_ptr<Inspectors> inspectors = client != nullptr ? client->Inspectors() : nullptr;
   lines.Add("Explorer Count: ", client != nullptr ? Number(client->ExplorerCount()) : "");
   lines.Add("Inspector Count: ", inspectors != nullptr ? Number(inspectors->Count()) : "");
@@ -113,7 +121,7 @@ std::string Report(AddIn& add_in, const Settings& settings, SystemFacts& system,
   lines.Add("");
   lines.Add("Running Applications: ");
   for (const std::string& name : system.RunningPrograms()) {
-    if (ModText::Trim(name).size() > 1) lines.Add(Line(name));
+    if (Length(ModText::Trim(name)) > 1) lines.Add(Line(name));
   }
   return std::move(lines.text());
 }

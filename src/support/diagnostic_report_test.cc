@@ -29,6 +29,29 @@ class Client final : public MailClient, public Inspectors {
   std::string name = "Outlook", version = "10.0.2627";
 };
 
+// One that is disconnected while it is asked.
+class LeavingClient final : public MailClient, public std::enable_shared_from_this<LeavingClient> {
+ public:
+  explicit LeavingClient(AddIn& add_in) : add_in_(add_in) {}
+  std::string Version() const override {
+    Leave();
+    return "10.0";
+  }
+  Result<int> ExplorerCount() const override {
+    Leave();
+    return 1;
+  }
+  std::shared_ptr<Inspector> ActiveInspector() override { return nullptr; }
+
+ private:
+  void Leave() const {
+    const std::weak_ptr<const LeavingClient> self = weak_from_this();
+    add_in_.mail_client = nullptr;
+    EXPECT_FALSE(self.expired());
+  }
+  AddIn& add_in_;
+};
+
 class DiagnosticReportTest : public testing::Test {
  protected:
   DiagnosticReportTest() {
@@ -109,6 +132,17 @@ TEST_F(DiagnosticReportTest, WhatIsNotThereIsEmptyBehindItsLabel) {
   EXPECT_TRUE(Says("Accounts: "));
   add_in_.mail_client = nullptr;
   EXPECT_TRUE(Says("Explorer Count: "));
+}
+
+TEST_F(DiagnosticReportTest, AClientThatLeavesMeanwhileIsHeld) {
+  add_in_.mail_client = std::make_shared<LeavingClient>(add_in_);
+  EXPECT_TRUE(Says("Outlook 2002 Version: 10.0"));
+  host_.on_do_events = [this] {
+    if (add_in_.mail_client != nullptr) return;
+    host_.on_do_events = nullptr;
+    add_in_.mail_client = std::make_shared<LeavingClient>(add_in_);
+  };
+  EXPECT_TRUE(Says("Explorer Count: 1"));
 }
 
 TEST_F(DiagnosticReportTest, TheMailClientByItsName) {

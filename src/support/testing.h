@@ -16,7 +16,7 @@ class SampleFacts final : public SystemFacts {
     return {"Outlook Toys", "Vespro for Outlook"};
   }
   std::vector<std::string> RunningPrograms() override {
-    return {"C:\\Windows\\explorer.exe", " x ", "C:\\Office\\outlook.exe"};
+    return {"C:\\Windows\\explorer.exe", " x ", " \xC3\xA9 ", "C:\\Office\\outlook.exe"};
   }
 };
 
