@@ -46,6 +46,7 @@ enum class PictureKind {
 };
 
 class FormScreen;
+class Hourglass;
 
 class Desktop {
  public:
@@ -65,7 +66,7 @@ class Desktop {
   virtual Status SetClipboardText(std::string_view) { return NoClipboard(); }
   // The resource of that name, in the size of a button's face.
   virtual Status SetClipboardPicture(std::string_view, PictureKind) { return NoClipboard(); }
-  // The mouse pointer while the user has to wait. Calls don't nest.
+  // The mouse pointer while the user has to wait. Calls don't nest; use host/hourglass.h.
   virtual void SetHourglass(bool on) = 0;
   // The program that edits text files, as Start's `executable` takes it.
   virtual std::string TextEditor() const { return "notepad.exe"; }
@@ -84,7 +85,10 @@ class Desktop {
   virtual void Log(std::string_view line) = 0;
 
  private:
+  friend class Hourglass;
   static Status NoClipboard() { return Status(Code::kUnavailable, "there is no clipboard here"); }
+
+  int hourglasses_ = 0;  // that live now
 };
 
 }  // namespace vespro
