@@ -6,6 +6,7 @@
 #include "base/files.h"
 #include "base/text.h"
 #include "host/add_in.h"
+#include "host/hourglass.h"
 #include "host/start_or_tell.h"
 #include "settings/frm_mail_setting.h"
 #include "settings/store_trimmed.h"
@@ -23,6 +24,14 @@ void SetTooltip(std::string_view tooltip, Label& label, TextBox& box) {
 MessageAnswer Ask(Desktop& desktop, std::string_view text, MessageIcon icon,
                   MessageButtons buttons = MessageButtons::kOk) {
   return desktop.MsgBox(text, icon, buttons, kModuleName);
+}
+
+// The number with which a stored mode begins, as text.
+std::string NumberOf(std::string_view stored) {
+  constexpr char kNumber[] = "+-.0123456789";
+  if (ModText::LeadingNumber(stored) == 0) return "0";
+  stored.remove_prefix(stored.find_first_of(kNumber));
+  return std::string(stored.substr(0, stored.find_first_not_of(kNumber)));
 }
 
 }  // namespace
@@ -89,7 +98,7 @@ void frmOptions::Form_Load() {
   TextSenderEmailAddress.set_text(settings_.Read(setting::kSenderEmail));
   TextReplyEmailAddress.set_text(settings_.Read(setting::kReplyEmail));
   TextBccTo.set_text(settings_.Read(setting::kCommonToField));
-  mode_ = ModText::LeadingInt16(settings_.Read(setting::kBccMode));
+  mode_ = NumberOf(settings_.Read(setting::kBccMode));
   std::string connections = settings_.Read(setting::kNumConnect);
   if (connections.empty()) connections = settings_.Read(setting::kDefaultNumConnect);
   TextNumConnection.set_text(connections);
@@ -113,9 +122,11 @@ void frmOptions::TabOptions_Click() {
   FrameLogFiles.set_visible(tab == kLogFile);
 }
 
+bool frmOptions::IsTurbo() const { return ModText::LeadingNumber(mode_) >= 1; }
+
 // The number stays as it is stored until the user chooses.
 void frmOptions::ShowMode() {
-  const bool turbo = mode_ >= 1;
+  const bool turbo = IsTurbo();
   (turbo ? OptionTurboMode : OptionPersonalisedMode).Choose();
   EnableCommonTo(turbo);
 }
@@ -126,17 +137,17 @@ void frmOptions::EnableCommonTo(bool enabled) {
 }
 
 void frmOptions::OptionPersonalisedMode_Click() {
-  mode_ = 0;
+  mode_ = "0";
   EnableCommonTo(false);
 }
 
 void frmOptions::OptionTurboMode_Click() {
   EnableCommonTo(true);
-  mode_ = ModText::LeadingInt16(settings_.Read(setting::kDefaultBccMode));
+  mode_ = std::to_string(ModText::LeadingInt16(settings_.Read(setting::kDefaultBccMode)));
 }
 
 Leave frmOptions::TextBccTo_Leave() {
-  if (asked_common_to_ || !TextBccTo.text().empty() || mode_ < 1) return Leave::kAllow;
+  if (asked_common_to_ || !TextBccTo.text().empty() || !IsTurbo()) return Leave::kAllow;
   const MessageAnswer wanted =
       Ask(desktop_,
           "Missing common To: field for operation in Turbo Mode.  Do you want to set this value?",
@@ -165,10 +176,13 @@ void frmOptions::CmdShowLogFiles_Click() {
   StartOrTell(desktop_, {explorer, {folder}, explorer + " \"" + folder + "\""});
 }
 
+Status frmOptions::DeleteLogFiles() {
+  const Hourglass hourglass(desktop_);
+  return links_.delete_log_files ? links_.delete_log_files() : Status();
+}
+
 void frmOptions::CmdDeleteTempFiles_Click() {
-  desktop_.SetHourglass(true);
-  const Status deleted = links_.delete_log_files ? links_.delete_log_files() : Status();
-  desktop_.SetHourglass(false);
+  const Status deleted = DeleteLogFiles();
   if (deleted.ok()) {
     Ask(desktop_, "Log files deleted", MessageIcon::kInformation);
     return;
@@ -182,7 +196,7 @@ void frmOptions::cmdOK_Click() {
   StoreTrimmed(desktop_, settings_, setting::kSenderEmail, TextSenderEmailAddress.text());
   StoreTrimmed(desktop_, settings_, setting::kReplyEmail, TextReplyEmailAddress.text());
   StoreTrimmed(desktop_, settings_, setting::kCommonToField, TextBccTo.text());
-  StoreTrimmed(desktop_, settings_, setting::kBccMode, std::to_string(mode_));
+  StoreTrimmed(desktop_, settings_, setting::kBccMode, mode_);
   StoreTrimmed(desktop_, settings_, setting::kNumConnect, TextNumConnection.text());
   if (links_.settings_changed) links_.settings_changed();
   Unload();

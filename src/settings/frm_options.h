@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <string>
 #include <string_view>
 
 #include "forms/form.h"
@@ -86,13 +87,15 @@ class frmOptions final : public Form {
   void CmdDeleteTempFiles_Click();
   void cmdOK_Click();
 
+  bool IsTurbo() const;
   void ShowMode();
   void EnableCommonTo(bool enabled);
+  Status DeleteLogFiles();
 
   Desktop& desktop_;
   Settings& settings_;
   const OptionsLinks links_;
-  int mode_ = 0;  // below 1: personalised; otherwise turbo
+  std::string mode_;  // a number: below 1 personalised, otherwise turbo
   int max_connections_ = 0;
   bool asked_common_to_ = false;  // and answered No
 };

@@ -201,7 +201,9 @@ void TheModeStaysAsStoredUntilAnOptionIsClicked(Story& story) {
                {"0", "personalised off silver", "0"},
                {"-3", "personalised off silver", "-3"},
                {"1", "turbo on", "1"},
-               {"40 or so", "turbo on", "40"}};
+               {"0.6", "personalised off silver", "0.6"},
+               {"40 or so", "turbo on", "40"},
+               {"70000", "turbo on", "70000"}};
   Desk desk(story);
   desk.backend.values["CommonToField"] = "All";
   for (const auto& c : cases) {
