@@ -29,8 +29,6 @@ using Phase = JobStatus::Phase;
 constexpr State kAllStates[] = {State::kSent, State::kRefused, State::kFailed, State::kSkipped,
                                 State::kUnknown};
 
-fs::path JobFileIn(const fs::path& folder) { return folder / (std::string(kModuleName) + ".cfg"); }
-
 // A job as people name it: its file, its session's folder, or the session's name.
 Result<fs::path> FindJob(const Home& home, const std::string& job) {
   std::error_code error;
@@ -38,7 +36,7 @@ Result<fs::path> FindJob(const Home& home, const std::string& job) {
   if (!fs::exists(file, error) && job.find_first_of("/\\") == std::string::npos) {
     file = ModSession::SessionsFolder(home.data_folder) / ModFiles::FromUtf8(job);
   }
-  if (ModFiles::IsFolder(file)) file = JobFileIn(file);
+  if (ModFiles::IsFolder(file)) file = ModSession::JobFileIn(file);
   if (ModFiles::IsFile(file)) return file;
   return Status(Code::kNotFound, "there is no job '" + ModFiles::ToUtf8(file) +
                                      "': give a session's folder or its Vespro.cfg; " +
@@ -150,7 +148,7 @@ std::vector<fs::path> Jobs(const Home& home) {
   const fs::path sessions = ModSession::SessionsFolder(home.data_folder);
   for (fs::directory_iterator entry(sessions, error), end; !error && entry != end;
        entry.increment(error)) {
-    const fs::path file = JobFileIn(entry->path());
+    const fs::path file = ModSession::JobFileIn(entry->path());
     if (ModFiles::IsFile(file)) jobs.push_back(file);
   }
   return jobs;

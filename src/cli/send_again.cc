@@ -4,7 +4,7 @@
 #include "base/files.h"
 #include "base/lines.h"
 #include "engine/job.h"
-#include "host/add_in.h"
+#include "send/session.h"
 #include "terminal/send_job.h"
 
 namespace vespro::cli {
@@ -43,7 +43,7 @@ Result<std::vector<std::string>> SenderOptions(const fs::path& message_file, boo
 }  // namespace
 
 Result<std::vector<std::string>> SendAgainArguments(const fs::path& folder, const fs::path& list) {
-  Result<engine::Job> job = engine::ReadJob(folder / (std::string(kModuleName) + ".cfg"));
+  Result<engine::Job> job = engine::ReadJob(ModSession::JobFileIn(folder));
   if (!job.ok()) return job.status();
   const bool turbo = job->bcc_mode >= 1;
   Result<std::vector<std::string>> sender = SenderOptions(job->message_file, turbo);

@@ -5,15 +5,15 @@
 #include <system_error>
 
 #include "base/files.h"
-#include "host/add_in.h"
 #include "reports/report_index.h"
+#include "send/session.h"
 
 namespace vespro::ModSessionFiles {
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string JobFile() { return std::string(kModuleName) + ".cfg"; }
+std::string JobFile() { return ModFiles::ToUtf8(ModSession::JobFileIn({})); }
 
 bool IsPage(std::string_view name) { return name.starts_with("report") && name.ends_with(".html"); }
 

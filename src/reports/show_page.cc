@@ -10,7 +10,6 @@ namespace vespro {
 namespace {
 
 constexpr int kAddressBox = 1740;  // the mail client's own number for it
-constexpr int kDefaultWindow = 10;
 
 Status NoWebBar() { return Status(Code::kUnavailable, "the main window has no Web bar"); }
 

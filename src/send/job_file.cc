@@ -53,14 +53,13 @@ Result<std::string> CreateConfigFile(SendContext& context, std::string_view dist
   if (!message_file.ok() || message_file.value().empty()) return message_file;
   job.message_file = message_file.value();
 
-  const std::string path = folder + "/" + kModuleName + ".cfg";
-  const std::filesystem::path file = ModFiles::FromUtf8(path);
+  const std::filesystem::path file = ModSession::JobFileIn(ModFiles::FromUtf8(folder));
   // The logins travel in it: for the user alone.
   Status written = ModFiles::ReplaceWith(file, FormatJobFile(job), Access::kPrivate);
   if (!written.ok()) return written;
   for (std::size_t i = 0; i < job.hosts.size(); ++i) context.desktop().DoEvents();
   ModFiles::SetHidden(file).Ignore();  // a job that can be seen is still a job
-  return path;
+  return ModSession::ForwardSlashes(file);
 }
 
 }  // namespace vespro::ModSend

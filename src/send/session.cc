@@ -7,6 +7,7 @@
 
 #include "base/files.h"
 #include "base/text.h"
+#include "host/add_in.h"
 
 namespace vespro::ModSession {
 namespace {
@@ -30,6 +31,10 @@ std::string SessionName(const LocalTime& now, int digit) {
 
 std::filesystem::path SessionsFolder(const std::filesystem::path& data_folder) {
   return data_folder / "session";
+}
+
+std::filesystem::path JobFileIn(const std::filesystem::path& session_folder) {
+  return session_folder / (std::string(kModuleName) + ".cfg");
 }
 
 Result<std::string> TakeSession(const std::filesystem::path& data_folder, const Clock& clock,

@@ -19,6 +19,9 @@ std::string SessionName(const LocalTime& now, int digit);
 // The folder below the data folder that holds every session.
 std::filesystem::path SessionsFolder(const std::filesystem::path& data_folder);
 
+// The job's file in a session's folder.
+std::filesystem::path JobFileIn(const std::filesystem::path& session_folder);
+
 // Names a session by the time of day and the next digit, and makes its folder; gives the name. A
 // folder that is there already belongs to a job, maybe of another program and on its way, so the
 // next digit is taken, and when all ten are taken the next second is waited for. Where a folder

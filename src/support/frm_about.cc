@@ -8,11 +8,6 @@
 #include "support/product.h"
 
 namespace vespro {
-namespace {
-
-constexpr int kDefaultWindow = 10;
-
-}  // namespace
 
 frmAbout::frmAbout(Desktop& desktop) : Form("frmAbout"), desktop_(desktop) {
   set_default(CmdClose);

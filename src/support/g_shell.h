@@ -12,6 +12,9 @@ namespace vespro {
 // Who raises the failure, for logs.
 inline constexpr char kGShellSource[] = "Vespro.GShell";
 
+// The show command of somebody who wants none: the system's default.
+inline constexpr int kDefaultWindow = 10;
+
 // Opens `file` with the program that is meant for it, and does not wait for that. A program is
 // started without a window of its own when it is given parameters or a folder; without these,
 // everything opens in a normal window. Fails with GShellError of what the shell says.

@@ -415,7 +415,7 @@ std::string WithFullPath(std::string_view before, const std::string& option) {
 void RemoveUnlessWritten(const Home& home, const std::string& session) {
   if (session.empty()) return;
   const fs::path folder = ModSession::SessionsFolder(home.data_folder) / session;
-  if (ModFiles::IsFile(folder / (std::string(kModuleName) + ".cfg"))) return;
+  if (ModFiles::IsFile(ModSession::JobFileIn(folder))) return;
   ModFiles::Remove(folder).Ignore();  // the failure that is told is the one before it
 }
 
