@@ -130,7 +130,7 @@ int PurgeVerb(const Globals& globals, bool all) {
          " finished sessions also the further pages, failed.csv, the journals and the jobs: nobody "
          "can be mailed again from these");
   }
-  const Status purged = ModReports::Purge(place.add_in());
+  const Status purged = ModReports::Purge(place.add_in()).status;
   if (purged.code() == Code::kCancelled) return ExitCode(purged.code());
   const int code = all ? CleanSessions(globals, sessions) : 0;
   // The user has been told already. Without reports there is nothing to do, which is no failure.

@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "base/files.h"
 #include "base/text.h"
 #include "host/desktop.h"
 #include "host/hourglass.h"
@@ -42,15 +41,26 @@ Result<std::vector<fs::path>> ListFolders(const AddIn& add_in) {
   return folders;
 }
 
-Status RemoveReports(const std::vector<fs::path>& folders) {
+Status RemoveReports(const std::vector<fs::path>& folders, const Remover& remove) {
   Status first;
   for (const fs::path& folder : folders) {
     for (const char* report : {ModReportIndex::kHtmlReport, ModReportIndex::kTextReport}) {
-      const Status removed = ModFiles::Remove(folder / report);
+      const Status removed = remove(folder / report);
       if (first.ok()) first = removed;
     }
   }
-  return first;
+  if (first.ok()) return first;
+  return Status(first.code(),
+                first.text() + ". Close the program that shows the report and purge again.",
+                first.native());
+}
+
+// The page after a purge that left something. A session that lost one of its reports is not
+// listed, so there may be nothing to list.
+Status WriteWhatIsLeft(AddIn& add_in) {
+  const Status written = MakeIndex(add_in).status();
+  if (written.code() != Code::kNotFound) return written;
+  return ModIndexPage::WriteEmpty(IndexFile(add_in));
 }
 
 }  // namespace
@@ -72,30 +82,31 @@ void ViewReports(AddIn& add_in) {
   Show(add_in, page.value());
 }
 
-Status Purge(AddIn& add_in) {
+Purged Purge(AddIn& add_in, const Remover& remove) {
   constexpr std::string_view kQuestion =
       "Are you sure you want to delete all HTML and TEXT reports?";
   if (add_in.desktop->MsgBox(kQuestion, MessageIcon::kQuestion, MessageButtons::kYesNo,
                              kModuleName) != MessageAnswer::kYes) {
-    return Status(Code::kCancelled, "nothing was deleted");
+    return {Status(Code::kCancelled, "nothing was deleted")};
   }
   const Result<std::vector<fs::path>> folders = ListFolders(add_in);
-  Status done = folders.ok() ? RemoveReports(folders.value()) : folders.status();
-  if (!done.ok()) {
-    TellFailure(add_in, done);
-    // What is left can be looked at. Where the page can't be written either, enough was said.
-    if (folders.ok()) MakeIndex(add_in).status().Ignore();
-    return done;
+  if (!folders.ok()) {
+    TellFailure(add_in, folders.status());
+    return {folders.status()};
+  }
+  if (Status removed = RemoveReports(folders.value(), remove); !removed.ok()) {
+    TellFailure(add_in, removed);
+    // Where the page can't be written either, enough was said.
+    return {removed, WriteWhatIsLeft(add_in).ok()};
   }
   Tell(add_in, "Reports purged", MessageIcon::kInformation);
-  done = ModIndexPage::WriteEmpty(IndexFile(add_in));
-  if (!done.ok()) TellFailure(add_in, done);
-  return done;
+  const Status written = ModIndexPage::WriteEmpty(IndexFile(add_in));
+  if (!written.ok()) TellFailure(add_in, written);
+  return {written, written.ok()};
 }
 
-void PurgeReports(AddIn& add_in) {
-  const Status done = Purge(add_in);
-  if (done.ok() || done.code() == Code::kCannotWrite) Show(add_in, IndexFile(add_in));
+void PurgeReports(AddIn& add_in, const Remover& remove) {
+  if (Purge(add_in, remove).has_page) Show(add_in, IndexFile(add_in));
 }
 
 Status SetPerPage(Settings& settings, std::string_view answer) {
@@ -108,7 +119,8 @@ Status SetPerPage(Settings& settings, std::string_view answer) {
   const std::string number = std::to_string(static_cast<int>(value));
   const Status stored = settings.Write(setting::kReportPerPage, number);
   if (stored.ok()) return {};
-  return Status(stored.code(), "Cannot set value to  " + number, stored.native());
+  return Status(stored.code(), "Cannot set value to  " + number + ": " + stored.text(),
+                stored.native());
 }
 
 void LimitPerPage(AddIn& add_in, Settings& settings) {

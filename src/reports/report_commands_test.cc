@@ -73,6 +73,18 @@ TEST_F(ReportCommandsTest, ViewShowsThePageInTheMainWindow) {
   EXPECT_EQ(page.find("3. "), std::string::npos) << "a session without a page is none";
 }
 
+TEST_F(ReportCommandsTest, WhoeverViewsMeanwhileDoesNotEndTheHourglass) {
+  AddSession("1", true, true);
+  host_.on_do_events = [this] {
+    host_.on_do_events = nullptr;
+    ModReports::ViewReports(add_in_);
+    host_.events.emplace_back("viewed");
+  };
+  ModReports::ViewReports(add_in_);
+  EXPECT_EQ(host_.events, (Events{"Hourglass on", "viewed", "Hourglass off"}));
+  EXPECT_EQ(window_->box->executed, 2);
+}
+
 TEST_F(ReportCommandsTest, WithoutReportsTheOldPageStays) {
   folder_.Write("index.html", "old");
   ModReports::ViewReports(add_in_);
@@ -123,6 +135,48 @@ TEST_F(ReportCommandsTest, PurgeTakesTheTwoReportsOfASessionAndNothingElse) {
   EXPECT_EQ(window_->box->executed, 1);
 }
 
+TEST_F(ReportCommandsTest, APurgeThatFailsShowsWhatIsLeft) {
+  constexpr char kFailure[] =
+      "MsgBox[x] Vespro: report in use. Close the program that shows the report and purge again.";
+  std::string stays;
+  const ModReports::Remover remove = [&stays](const std::filesystem::path& file) {
+    if (file.filename() == stays) return Status(Code::kCannotWrite, "report in use");
+    return ModFiles::Remove(file);
+  };
+  const auto page_has = [this](const char* text) {
+    return folder_.Read("index.html").find(text) != std::string::npos;
+  };
+  folder_.Write("index.html", "old");
+  AddSession("1", true, true);
+  stays = "report.html";
+  ModReports::PurgeReports(add_in_, remove);
+  EXPECT_EQ(host_.events.back(), kFailure);
+  EXPECT_FALSE(ModFiles::IsFile(folder_ / "session/1/report.txt"));
+  EXPECT_TRUE(page_has("No Vespro Delivery Reports")) << "half a report is not listed";
+  EXPECT_EQ(window_->box->executed, 1);
+
+  AddSession("1", true, true);
+  AddSession("2", true, true);
+  const ModReports::Remover only_second = [](const std::filesystem::path& file) {
+    if (file.parent_path().filename() == "1") return Status(Code::kCannotWrite, "report in use");
+    return ModFiles::Remove(file);
+  };
+  ModReports::PurgeReports(add_in_, only_second);
+  EXPECT_EQ(host_.events.back(), kFailure);
+  EXPECT_TRUE(page_has("1. 1<"));
+  EXPECT_FALSE(page_has("2. "));
+  EXPECT_EQ(window_->box->executed, 2);
+
+  // Nor can the page be written: the old one is not shown.
+  ASSERT_TRUE(ModFiles::Remove(folder_ / "index.html").ok());
+  ASSERT_TRUE(ModFiles::EnsureFolder(folder_ / "index.html"));
+  ModReports::PurgeReports(add_in_, only_second);
+  EXPECT_EQ(host_.events.back(), kFailure);
+  ModReports::PurgeReports(add_in_);
+  EXPECT_NE(host_.events.back().find("index.html"), std::string::npos) << host_.events.back();
+  EXPECT_EQ(window_->box->executed, 2);
+}
+
 TEST_F(ReportCommandsTest, PerPageIsFrom1To500) {
   const struct {
     const char *answer, *stored, *message;
@@ -149,6 +203,15 @@ TEST_F(ReportCommandsTest, PerPageIsFrom1To500) {
     if (row.message != nullptr) events.push_back("MsgBox[x] Vespro: " + std::string(row.message));
     EXPECT_EQ(host_.events, events) << row.answer;
   }
+}
+
+TEST_F(ReportCommandsTest, WhyANumberIsNotStored) {
+  ASSERT_TRUE(ModFiles::EnsureFolder(folder_ / "settings"));
+  const Status stored = ModReports::SetPerPage(settings_, "20");
+  EXPECT_EQ(stored.code(), Code::kCannotWrite);
+  EXPECT_TRUE(stored.text().starts_with("Cannot set value to  20: ")) << stored.text();
+  EXPECT_NE(stored.text().find(ModFiles::ToUtf8(folder_ / "settings")), std::string::npos)
+      << stored.text();
 }
 
 }  // namespace
