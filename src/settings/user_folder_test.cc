@@ -4,7 +4,6 @@
 
 #include "base/files.h"
 #include "base/testing.h"
-#include "base/user.h"
 
 namespace vespro {
 namespace {
@@ -30,12 +29,6 @@ TEST(UserFolderTest, IsNamedAfterTheUserOrUnknown) {
   }
   EXPECT_EQ(ModUserFolder::Ensure(folder / "nowhere", "x"), folder / "nowhere/unknown");
   EXPECT_FALSE(ModFiles::IsFolder(folder / "nowhere/unknown"));
-}
-
-TEST(UserTest, HasANameThatFitsAFolder) {
-  const std::string name = ModUser::Name();
-  EXPECT_LE(name.size(), 24u * 4);
-  EXPECT_EQ(ModFiles::LastName(name), name);
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 
@@ -30,6 +31,14 @@ TEST(FilesPosixTest, ReplacingKeepsPermissionsAndFollowsLinks) {
   EXPECT_EQ(ModeOf(path), 0640U);
 }
 
+TEST(FilesPosixTest, TheTimeOfMakingIsKnownWhereTheFileSystemTells) {
+  TemporaryFolder folder;
+  struct statx facts {};
+  ASSERT_EQ(statx(AT_FDCWD, folder.path().c_str(), 0, STATX_BTIME, &facts), 0);
+  EXPECT_EQ(ModFiles::EntryAt(folder.path()).created.has_value(),
+            (facts.stx_mask & STATX_BTIME) != 0);
+}
+
 TEST(FilesPosixTest, ALinkIsNoEntryOfItsTargetsKind) {
   TemporaryFolder folder;
   folder.Write("file", "");
@@ -46,9 +55,9 @@ TEST(FilesPosixTest, ReplacingKeepsWhoElseMayRead) {
   const fs::path path = folder.Write("list.txt", "old");
   // user::rw- user:65534:r-- group::--- mask::rw- other::---, as acl(5) and the kernel's
   // posix_acl_xattr.h lay it out.
-  const unsigned char list[] = {2, 0, 0, 0, 1,    0, 6, 0, 255, 255, 255, 255, 2,    0, 4,
-                                0, 254, 255, 0, 0, 4, 0, 0, 0, 255, 255, 255, 255, 16, 0,
-                                6, 0, 255, 255, 255, 255, 32, 0, 0, 0, 255, 255, 255, 255};
+  const unsigned char list[] = {2, 0,   0,   0,   1,   0,   6,  0, 255, 255, 255, 255, 2,   0,  4,
+                                0, 254, 255, 0,   0,   4,   0,  0, 0,   255, 255, 255, 255, 16, 0,
+                                6, 0,   255, 255, 255, 255, 32, 0, 0,   0,   255, 255, 255, 255};
   constexpr const char* kName = "system.posix_acl_access";
   if (setxattr(path.c_str(), kName, list, sizeof list, 0) != 0) {
     GTEST_SKIP() << "this file system has no access lists";

@@ -73,5 +73,10 @@ TEST(SystemProgramsTest, AreFoundWhereWindowsKeepsThem) {
             std::wstring::npos);
 }
 
+TEST(FilesWin32Test, TheTimeOfMakingIsKnown) {
+  TemporaryFolder folder;
+  EXPECT_TRUE(ModFiles::EntryAt(folder.path()).created.has_value());
+}
+
 }  // namespace
 }  // namespace vespro
