@@ -31,6 +31,16 @@ def command_line(*arguments):
     return [str(ROOT / "cmake" / "wine-run"), str(windows), *named]
 
 
+def windows_path(path):
+    return "Z:{}".format(path)
+
+
+def run_windows(program, *arguments):
+    """Runs a program for Windows with these arguments as they are."""
+    return subprocess.run([str(ROOT / "cmake" / "wine-run"), str(program), *arguments],
+                          capture_output=True, encoding="utf-8", timeout=SECONDS)
+
+
 class JobTest(unittest.TestCase):
     """A test with a home and a folder of its own; everything it starts ends with it."""
 

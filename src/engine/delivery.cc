@@ -138,6 +138,7 @@ class Delivery::Impl {
 
   DeliveryEnd Run(const std::function<void(const Progress&)>& on_tick);
   void RequestStop();
+  void Interrupt();
 
  private:
   class Session;
@@ -155,6 +156,7 @@ class Delivery::Impl {
   void PumpSoon();
   void Tick();
   void SetWake();
+  TimePoint GoesOn(bool due, TimePoint when) const;
   void OpenSessions();
   void AskForSecrets();
   void OnSecret(std::size_t target, const Result<std::string>& secret);
@@ -473,11 +475,7 @@ DeliveryEnd Delivery::Impl::Run(const std::function<void(const Progress&)>& on_t
   }
   host_name_ = QualifiedHostName();
   on_tick_ = on_tick;
-  network_.OnInterrupt([this] {
-    RequestStop();
-    if (++interrupts_ < 2) return;
-    for (const auto& session : sessions_) session->Abort();
-  });
+  network_.OnInterrupt([this] { Interrupt(); });
   Tick();
   PumpSoon();
   network_.Run();
@@ -492,14 +490,24 @@ void Delivery::Impl::RequestStop() {
   PumpSoon();
 }
 
+void Delivery::Impl::Interrupt() {
+  RequestStop();
+  if (++interrupts_ < 2) return;
+  for (const auto& session : sessions_) session->Abort();
+}
+
 // One timer for everything that time brings: the tick, waiting recipients, the next token.
 void Delivery::Impl::SetWake() {
-  TimePoint when = next_tick_;
+  TimePoint when = TimePoint::max();
   if (waits_for_token_) when = std::min(when, bucket_.NextAt(Now()));
   for (const TokenBucket& limit : limits_) {
     if (waits_for_limit_ && !limit.Ready(Now())) when = std::min(when, limit.NextAt(Now()));
   }
+  const bool may_begin = !waits_for_token_ && !waits_for_limit_ &&
+                         (!source_ended_ || next_fresh_ < fresh_.size() || !ready_.empty());
   if (const std::optional<TimePoint> due = waiting_.NextDue()) when = std::min(when, *due);
+  progress_.goes_on = in_hand_ > 0 || stopping_ ? TimePoint() : GoesOn(may_begin, when);
+  when = std::min(when, next_tick_);
   if (when >= wake_at_) return;
   wake_at_ = when;
   network_.WakeAt(when, [this] {
@@ -508,6 +516,17 @@ void Delivery::Impl::SetWake() {
     Tick();
     Pump();
   });
+}
+
+// When the next message can go out that is due at `when`, or already.
+TimePoint Delivery::Impl::GoesOn(bool due, TimePoint when) const {
+  TimePoint rested = TimePoint::max();
+  for (const Target& target : targets_) {
+    if (!target.out.ok()) continue;
+    rested = std::min(rested, std::max(target.rest_until, target.no_connection_until));
+  }
+  const TimePoint next = due ? rested : std::max(when, rested);
+  return next == TimePoint::max() ? TimePoint() : next;
 }
 
 void Delivery::Impl::Tick() {
@@ -1045,5 +1064,7 @@ DeliveryEnd Delivery::Run(const std::function<void(const Progress&)>& on_tick) {
 }
 
 void Delivery::RequestStop() { impl_->RequestStop(); }
+
+void Delivery::Interrupt() { impl_->Interrupt(); }
 
 }  // namespace vespro::engine

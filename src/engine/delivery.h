@@ -134,6 +134,8 @@ struct Progress {
   std::uint64_t sent = 0, refused = 0, failed = 0, unknown = 0;
   std::uint64_t waiting_for_retry = 0;
   std::size_t connections_open = 0;
+  // While nothing is on its way: about when something can be, if that is in the future.
+  std::chrono::steady_clock::time_point goes_on{};
 };
 
 struct AccountTally {
@@ -175,6 +177,8 @@ class Delivery {
 
   // Finish what is in hand, begin nothing. Call it from Run's thread (from on_tick or the sink).
   void RequestStop();
+  // What SIGTERM does, the second time too. From Run's thread.
+  void Interrupt();
 
  private:
   class Impl;

@@ -119,7 +119,8 @@ struct Job {
   DeliveryEnd Run() {
     Delivery delivery(options, accounts, source, renderer, ledger);
     running = &delivery;
-    DeliveryEnd end = delivery.Run([this](const Progress&) {
+    DeliveryEnd end = delivery.Run([this](const Progress& now) {
+      progress = now;
       if (on_tick) on_tick();
     });
     // Whoever has no verdict was put back.
@@ -139,6 +140,7 @@ struct Job {
   std::vector<Account> accounts;
   Delivery* running = nullptr;
   std::function<void()> on_tick;
+  Progress progress;  // of the last tick
 };
 
 const std::vector<std::string> kOffers[] = {
@@ -514,20 +516,54 @@ TEST(DeliveryTest, StopsWhenAskedOrInterrupted) {
   }
 }
 
-TEST(DeliveryTest, ASecondSignalEndsItAtOnce) {
-  TestServer server({{},
-                     [](const std::string& command) -> std::string {
-                       return command == "." ? TestServer::kSilence : "";
-                     },
-                     {}});
-  Job job(10);
-  job.To(server.port);
-  job.on_tick = [&, ticks = 0]() mutable {
-    if (++ticks == 5 || ticks == 7) std::raise(SIGTERM);
-  };
-  EXPECT_EQ(job.Run().reason, Reason::kStopped);
-  EXPECT_EQ(job.ledger.outcomes.size(), 3U);
-  EXPECT_EQ(job.ledger.Count(State::kUnknown), 3U) << "the server may have them";
+TEST(DeliveryTest, ASecondInterruptEndsItAtOnce) {
+  for (const bool by_signal : {false, true}) {
+    TestServer server({{},
+                       [](const std::string& command) -> std::string {
+                         return command == "." ? TestServer::kSilence : "";
+                       },
+                       {}});
+    Job job(10);
+    job.To(server.port);
+    job.on_tick = [&, ticks = 0]() mutable {
+      if (++ticks != 5 && ticks != 7) return;
+      if (by_signal) {
+        std::raise(SIGTERM);
+      } else {
+        job.running->Interrupt();
+      }
+    };
+    EXPECT_EQ(job.Run().reason, Reason::kStopped);
+    EXPECT_EQ(job.ledger.outcomes.size(), 3U);
+    EXPECT_EQ(job.ledger.Count(State::kUnknown), 3U) << "the server may have them";
+  }
+}
+
+TEST(DeliveryTest, TellsWhenItGoesOn) {
+  enum class Cause { kRate, kServerRate, kRetry };
+  for (const Cause cause : {Cause::kRate, Cause::kServerRate, Cause::kRetry}) {
+    SCOPED_TRACE(static_cast<int>(cause));
+    TestServer server({{},
+                       [cause](const std::string& command) -> std::string {
+                         const bool later = cause == Cause::kRetry && command == ".";
+                         return later ? "451 later" : "";
+                       },
+                       {}});
+    Job job(cause == Cause::kRetry ? 1 : 3);
+    if (cause == Cause::kRate) job.options.messages_per_second = 1.0 / 60;
+    if (cause == Cause::kServerRate) job.options.account_rates = {{"127.0.0.1", 1.0 / 60}};
+    job.options.retry_delay = std::chrono::seconds(60);
+    job.To(server.port);
+    std::chrono::duration<double> ahead{};
+    job.on_tick = [&, ticks = 0]() mutable {
+      if (++ticks != 10) return;
+      ahead = job.progress.goes_on - std::chrono::steady_clock::now();
+      job.running->RequestStop();
+    };
+    EXPECT_EQ(job.Run().reason, Reason::kStopped);
+    EXPECT_GT(ahead.count(), 20);
+    EXPECT_LT(ahead.count(), 90);
+  }
 }
 
 TEST(DeliveryTest, NothingIsSentThatCantBeNoted) {

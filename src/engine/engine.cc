@@ -115,6 +115,7 @@ class Run {
  private:
   void Say(const std::string& text) {
     world_.err.Write("vespro-engine: " + text + "\n").Ignore();  // nobody is left to tell
+    if (world_.watcher != nullptr) world_.watcher->OnSay(text);
   }
 
   Status Prepare() {
@@ -272,6 +273,9 @@ class Run {
     if (options_.json) {
       events_.Start(ModFiles::ToUtf8(options_.job_file), template_->subject(), job_.connections);
     }
+    if (world_.watcher != nullptr) {
+      world_.watcher->OnStart(template_->subject(), ModFiles::FromUtf8(job_.list.path));
+    }
     if (Status status = SettleDoubts(); !status.ok()) return status;
     if (journal_->damaged() > 0) Say(WhatDamageHides());
     before_ = RecordedBefore();
@@ -376,6 +380,8 @@ class Run {
                                                events_.Show(progress, Left(progress), now);
                                              if (!options_.quiet)
                                                line.Show(progress, Left(progress), now);
+                                             if (world_.watcher != nullptr)
+                                               world_.watcher->OnProgress(progress, Left(progress));
                                            });
     line.Finish();
     events_.Flush();
@@ -454,6 +460,9 @@ class Run {
       facts.result += "; but the verdicts do not add up to the recipients, see the journal";
     }
     Status written = WriteReports(folder_, list_, facts, counts.value());
+    if (written.ok() && world_.watcher != nullptr) {
+      world_.watcher->OnReport(InWords(counts.value()), folder_ / "report.html");
+    }
     if (!written.ok()) {
       Say(written.text() +
           "; the journal is whole; write its report with: " + RunCommand(options_.job_file));
@@ -516,6 +525,17 @@ class Run {
     return counts.Total() <= expected;
   }
 
+  static std::string InWords(const ReportCounts& counts) {
+    std::string text;
+    for (State state :
+         {State::kSent, State::kRefused, State::kFailed, State::kSkipped, State::kUnknown}) {
+      if (state != State::kSent && counts.Of(state) == 0) continue;
+      if (state != State::kSent) text += ", ";
+      (text += std::to_string(counts.Of(state)) + " ").append(StateName(state));
+    }
+    return text;
+  }
+
   void Summarise(const ReportCounts& counts, int exit) {
     const bool nothing_new = source_->given() == 0 && source_->skipped() == 0 && before_ > 0;
     if (options_.json) {
@@ -544,13 +564,7 @@ class Run {
     std::string text;
     if (nothing_new && result_ == kResultFinished)
       text = "this job was finished before; nobody is left\n";
-    for (State state :
-         {State::kSent, State::kRefused, State::kFailed, State::kSkipped, State::kUnknown}) {
-      if (state != State::kSent && counts.Of(state) == 0) continue;
-      if (state != State::kSent) text += ", ";
-      (text += std::to_string(counts.Of(state)) + " ").append(StateName(state));
-    }
-    text += "; report: " + ModFiles::ToUtf8(folder_ / "report.html") + "\n";
+    text += InWords(counts) + "; report: " + ModFiles::ToUtf8(folder_ / "report.html") + "\n";
     if (counts.Of(State::kUnknown) > 0) {
       text +=
           "unknown: the message may have arrived; they are mailed again, and maybe twice, with: " +

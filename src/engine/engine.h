@@ -54,6 +54,20 @@ using DeliverFunction = std::function<DeliveryEnd(
     const DeliveryOptions& options, const std::vector<Account>& accounts, WorkSource& source,
     Renderer& renderer, ResultSink& results, const std::function<void(const Progress&)>& on_tick)>;
 
+// Told what a person wants to see of a run, on its thread.
+class RunWatcher {
+ public:
+  virtual ~RunWatcher() = default;
+  // The job is in order and begins, or goes on. Text is as the author wrote it.
+  virtual void OnStart(const std::string& subject, const std::filesystem::path& list) = 0;
+  // About ten times a second. `left`: how many have no verdict yet, as far as the list is known.
+  virtual void OnProgress(const Progress& progress, std::uint64_t left) = 0;
+  // A warning, or why the job ends.
+  virtual void OnSay(const std::string& text) = 0;
+  // Once, when the report is written: what became of everybody so far.
+  virtual void OnReport(const std::string& counts, const std::filesystem::path& page) = 0;
+};
+
 // What a run needs from outside.
 struct EngineWorld {
   const Clock& clock;
@@ -62,6 +76,7 @@ struct EngineWorld {
   ByteSink& err;
   bool err_is_terminal = false;
   DeliverFunction deliver;
+  RunWatcher* watcher = nullptr;
 };
 
 // Says what went wrong in one line on `err`. Returns an ExitCode.

@@ -1,4 +1,5 @@
 // vespro-engine: sends one job and writes its reports.
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -8,6 +9,7 @@
 #include "base/command_line.h"
 #include "engine/delivery.h"
 #include "engine/engine.h"
+#include "engine/front.h"
 #include "engine/options.h"
 
 namespace vespro::engine {
@@ -28,17 +30,31 @@ class StandardStream final : public ByteSink {
   std::FILE* stream_;
 };
 
-DeliveryEnd DeliverOverTheWire(const DeliveryOptions& options, const std::vector<Account>& accounts,
-                               WorkSource& source, Renderer& renderer, ResultSink& results,
-                               const std::function<void(const Progress&)>& on_tick) {
-  Delivery delivery(options, accounts, source, renderer, results);
-  return delivery.Run(on_tick);
+// Stops when it is asked to.
+DeliverFunction OverTheWire(const std::atomic<int>& stops) {
+  return [&stops](const DeliveryOptions& options, const std::vector<Account>& accounts,
+                  WorkSource& source, Renderer& renderer, ResultSink& results,
+                  const std::function<void(const Progress&)>& on_tick) {
+    Delivery delivery(options, accounts, source, renderer, results);
+    int taken = 0;
+    return delivery.Run([&](const Progress& progress) {
+      on_tick(progress);
+      for (; taken < stops; ++taken) delivery.Interrupt();
+    });
+  };
 }
 
-int Main(std::vector<std::string> command_line) {
+int Main(std::vector<std::string> command_line, const Front& front) {
   if (!command_line.empty()) command_line.erase(command_line.begin());  // the program's name
   const ParsedOptions parsed = ParseOptions(command_line);
+  SystemClock clock;
   if (parsed.exit.has_value()) {
+    if (front.alone()) {
+      return front.Show(clock, [&](RunWatcher* watcher, const std::atomic<int>&) {
+        watcher->OnSay(parsed.text);
+        return *parsed.exit;
+      });
+    }
     std::fputs(parsed.text.c_str(), *parsed.exit == kExitAllSent ? stdout : stderr);
     return *parsed.exit;
   }
@@ -46,12 +62,13 @@ int Main(std::vector<std::string> command_line) {
   // Whoever reads what is printed may go; the mail is still to be sent.
   std::signal(SIGPIPE, SIG_IGN);
 #endif
-  SystemClock clock;
   SystemRandomness randomness;
   StandardStream out(stdout), err(stderr);
   const bool watched = ModCommandLine::IsTerminal(ModCommandLine::Stream::kError);
-  EngineWorld world{clock, randomness, out, err, watched, DeliverOverTheWire};
-  return RunEngine(parsed.options, world);
+  return front.Show(clock, [&](RunWatcher* watcher, const std::atomic<int>& stops) {
+    EngineWorld world{clock, randomness, out, err, watched, OverTheWire(stops), watcher};
+    return RunEngine(parsed.options, world);
+  });
 }
 
 }  // namespace
@@ -59,7 +76,8 @@ int Main(std::vector<std::string> command_line) {
 
 int main(int argc, char** argv) {
   try {
-    return vespro::engine::Main(vespro::ModCommandLine::Begin(argc, argv));
+    const vespro::engine::Front front;
+    return vespro::engine::Main(vespro::ModCommandLine::Begin(argc, argv), front);
   } catch (const std::exception& error) {
     // Only running out of memory is expected here; the journal has everything that was done.
     std::fprintf(stderr, "vespro-engine: %s; run the job again to go on\n", error.what());

@@ -176,8 +176,10 @@ Status Win32Desktop::Start(const CommandLine& command) {
   start.dwFlags = STARTF_USESHOWWINDOW;
   start.wShowWindow = SW_SHOWNORMAL;
   PROCESS_INFORMATION process{};
-  if (!CreateProcessW(program_path.c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr,
-                      nullptr, &start, &process)) {
+  // A console program would get a console, a black box on the screen. Without one the engine knows
+  // that it has to show itself.
+  if (!CreateProcessW(program_path.c_str(), line.data(), nullptr, nullptr, FALSE, DETACHED_PROCESS,
+                      nullptr, nullptr, &start, &process)) {
     const DWORD error = GetLastError();
     return Status(
         Code::kUnavailable,

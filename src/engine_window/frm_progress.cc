@@ -1,0 +1,115 @@
+#include "engine_window/frm_progress.h"
+
+#include <string>
+
+#include "host/desktop.h"
+
+namespace vespro::engine {
+namespace {
+
+constexpr int kColumns = 64;
+constexpr int kLeastForSuccess = 32;  // ShellExecute's numbers up to it are failures
+
+std::string HowItEnded(int exit) {
+  switch (exit) {
+    case kExitAllSent:
+      return "Finished. Everybody was served.";
+    case kExitSomeNotSent:
+      return "Finished, but not everybody was served. The report says who.";
+    case kExitInterrupted:
+      return "Stopped. Nothing is lost; the job can go on.";
+    case kExitRunAgain:
+      return "Stopped before the end. The job can go on.";
+    default:
+      return "The job could not be done.";
+  }
+}
+
+// A caption has access keys, a text has not.
+std::string AsCaption(const std::string& text) {
+  std::string caption;
+  for (const char c : text) caption.append(c == '&' ? 2 : 1, c);
+  return caption;
+}
+
+// Otherwise every tick would be a new layout.
+void SetCaption(Label& label, const std::string& text) {
+  const std::string caption = AsCaption(text);
+  if (label.caption() != caption) label.set_caption(caption);
+}
+
+void SetVisible(Control& control, bool visible) {
+  if (control.visible() != visible) control.set_visible(visible);
+}
+
+}  // namespace
+
+frmProgress::frmProgress(Desktop& desktop, std::function<void()> stop)
+    : Form("frmProgress", "Vespro"), desktop_(desktop), stop_(std::move(stop)) {
+  for (Label* label : {&LabelSubject, &LabelList, &LabelCounts, &LabelState, &LabelSaid}) {
+    label->set_size(kColumns);
+  }
+  LabelSaid.set_visible(false);
+  CmdReport.set_visible(false);
+  CmdClose.set_visible(false);
+  CmdReport.OnClick([this] { CmdReport_Click(); });
+  CmdStop.OnClick([this] { CmdStop_Click(); });
+  CmdClose.OnClick([this] { Unload(); });
+}
+
+Layout frmProgress::Arrange() {
+  return Rows({LabelSubject, LabelList, LabelCounts, LabelState, LabelSaid,
+               Columns({Space(), CmdReport, CmdStop, CmdClose})});
+}
+
+void frmProgress::Set(const RunLook& look) {
+  look_ = look;
+  if (!look.subject.empty()) SetCaption(LabelSubject, look.subject);
+  if (!look.list.empty()) SetCaption(LabelList, "To: " + look.list);
+  SetCaption(LabelCounts, look.counts);
+  std::string said;
+  for (const std::string& line : look.said) said += (said.empty() ? "" : "\n") + line;
+  SetCaption(LabelSaid, said);
+  SetVisible(LabelSaid, !said.empty());
+  if (!look.exit.has_value()) {
+    std::string state = look.subject.empty() ? "Getting ready..." : "Sending...";
+    if (!look.goes_on.empty()) state = "Waiting; goes on at " + look.goes_on + ".";
+    if (stops_ > 0) state = "Stopping: what is under way is finished first.";
+    SetCaption(LabelState, state);
+    return;
+  }
+  if (leaving_) return Unload();
+  SetCaption(LabelState, HowItEnded(*look.exit));
+  if (CmdStop.visible()) {
+    CmdStop.set_visible(false);
+    CmdReport.set_visible(!look.report.empty());
+    CmdClose.set_visible(true);
+    SetFocus(CmdClose);
+  }
+}
+
+bool frmProgress::Form_CloseByFrame() {
+  if (look_.exit.has_value()) return true;
+  leaving_ = true;
+  CmdStop_Click();
+  return false;
+}
+
+void frmProgress::CmdStop_Click() {
+  ++stops_;
+  if (stops_ > 2) return;
+  stop_();
+  // Whoever is impatient may have it at once: who is in doubt then is unknown in the report.
+  if (stops_ == 1) CmdStop.set_caption("&Stop at once");
+  if (stops_ == 2) CmdStop.set_enabled(false);
+  Set(RunLook(look_));
+}
+
+void frmProgress::CmdReport_Click() {
+  const std::string page = ModFiles::ToUtf8(look_.report);
+  if (desktop_.Shell({"open", page}) > kLeastForSuccess) return;
+  desktop_.MsgBox("The report can't be opened: " + page, MessageIcon::kCritical,
+                  MessageButtons::kOk, "Vespro");
+}
+
+}  // namespace vespro::engine
