@@ -336,7 +336,8 @@ void Win32View::MoveTo(HWND control, const Rectangle& where) {
   MapWindowPoints(nullptr, window(), reinterpret_cast<POINT*>(&now), 2);
   const RECT wanted = {where.x, where.y, where.x + where.width, where.y + where.height};
   if (IsShown(control) && EqualRect(&now, &wanted)) return;
-  Move(control, where, SWP_NOZORDER | SWP_NOACTIVATE | SWP_SHOWWINDOW);
+  // What was drawn for another width may have been broken into other lines.
+  Move(control, where, SWP_NOZORDER | SWP_NOACTIVATE | SWP_SHOWWINDOW | SWP_NOCOPYBITS);
 }
 
 void Win32View::Move(HWND control, const Rectangle& where, UINT flags) {
