@@ -29,10 +29,12 @@ std::string ReadLine() {
   return ArgumentText(line);
 }
 
-std::string ReadAnswer() {
+std::string Ask(std::string_view prompt) {
   stopped = 0;
   const ModSignals::Handled signals(NoteStop);
   for (const int signal : ModSignals::kEndings) platform::EndReadsOn(signal);
+  // Only now: whoever sees it may press Ctrl-C at once.
+  std::cerr << prompt << std::flush;
   std::string answer = ReadLine();
   if (stopped == 0) return answer;
   std::cin.setstate(std::ios::failbit);  // a line may have come as well

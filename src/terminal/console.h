@@ -21,9 +21,9 @@ bool CanAsk();
 std::string ArgumentText(const std::string& text);
 // A line from standard input without its line end; empty at its end.
 std::string ReadLine();
-// The same, but what asks the program to end, such as Ctrl-C, ends the input instead: whoever has
-// asked can put things in order.
-std::string ReadAnswer();
+// The same after `prompt` on standard error, but what asks the program to end, such as Ctrl-C, ends
+// the input instead: whoever has asked can put things in order.
+std::string Ask(std::string_view prompt);
 
 }  // namespace ModConsole
 

@@ -29,8 +29,7 @@ MessageAnswer TerminalHost::MsgBox(std::string_view text, MessageIcon, MessageBu
     return MessageAnswer::kNo;
   }
   for (;;) {
-    std::cerr << " [y/n] " << std::flush;
-    const std::string answer = ModText::LowerAscii(ModConsole::ReadAnswer());
+    const std::string answer = ModText::LowerAscii(ModConsole::Ask(" [y/n] "));
     if (answer == "y" || answer == "yes") return MessageAnswer::kYes;
     // An ended input answers nothing more: that is a No.
     if (answer == "n" || answer == "no") return MessageAnswer::kNo;
