@@ -18,6 +18,7 @@
 #include "outlook/outlook_driver.h"
 #include "settings/account_file.h"
 #include "win32/owned.h"
+#include "win32/win32_renderer.h"
 
 namespace vespro::standin {
 namespace {
@@ -92,6 +93,9 @@ bool Await(Condition condition) {
   }
   return true;
 }
+
+// The engine's window, which stays until its user closes it.
+HWND EngineWindow() { return FindWindowW(Win32Renderer::kWindowClass, nullptr); }
 
 TEST(RoadTest, FromTheComposeWindowToTheReport) {
   Installed installed("whole road");
@@ -187,6 +191,13 @@ TEST(RoadTest, FromTheComposeWindowToTheReport) {
     EXPECT_EQ(client->ledger.refusals(), std::vector<std::string>());
     client = nullptr;
   });
+
+  ASSERT_TRUE(Await([] { return EngineWindow() != nullptr; }));
+  EXPECT_TRUE(Await([] {
+    const HWND window = EngineWindow();
+    if (window != nullptr) PostMessageW(window, WM_CLOSE, 0, 0);
+    return window == nullptr;
+  }));
 }
 
 }  // namespace
