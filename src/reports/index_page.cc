@@ -121,8 +121,13 @@ std::string LinkTarget(const fs::path& path) {
     }
     while (end < text.size() && ContinuesCharacter(text[end])) ++end;
     const std::string_view character = std::string_view(text).substr(at, end - at);
-    if (ModText::IsUtf8(character) && ModCodePage::CanHold(character)) {
-      target += ModCodePage::FromUtf8(character);
+    // The page names no charset, and browsers take it for a code page; that it is UTF-8 they can
+    // only guess, and then and now guess wrong.
+    const std::string bytes = ModCodePage::FromUtf8(character);
+    const bool can_be_read =
+        ModText::IsUtf8(character) && ModCodePage::CanHold(character) && bytes != character;
+    if (can_be_read) {
+      target += bytes;
     } else {
       AppendPercent(target, character);
     }

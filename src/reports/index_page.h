@@ -22,7 +22,8 @@ Status Write(const std::filesystem::path& page,
 Status WriteEmpty(const std::filesystem::path& page);
 
 // A path as the target of a link, in the code page. What would end or redirect the link is
-// percent-encoded, and so is what the code page does not have (as UTF-8); the rest stands as it is.
+// percent-encoded, and so is, as UTF-8, what the code page does not have; where that is UTF-8
+// itself, all but ASCII. The rest stands as it is.
 std::string LinkTarget(const std::filesystem::path& path);
 
 }  // namespace vespro::ModIndexPage
