@@ -2,13 +2,13 @@
 
 #include <string>
 
+#include "host/add_in.h"
 #include "host/desktop.h"
 
 namespace vespro::engine {
 namespace {
 
 constexpr int kColumns = 64;
-constexpr int kLeastForSuccess = 32;  // ShellExecute's numbers up to it are failures
 
 std::string HowItEnded(int exit) {
   switch (exit) {
@@ -25,16 +25,9 @@ std::string HowItEnded(int exit) {
   }
 }
 
-// A caption has access keys, a text has not.
-std::string AsCaption(const std::string& text) {
-  std::string caption;
-  for (const char c : text) caption.append(c == '&' ? 2 : 1, c);
-  return caption;
-}
-
 // Otherwise every tick would be a new layout.
 void SetCaption(Label& label, const std::string& text) {
-  const std::string caption = AsCaption(text);
+  const std::string caption = ModCaption::Literal(text);
   if (label.caption() != caption) label.set_caption(caption);
 }
 
@@ -45,7 +38,7 @@ void SetVisible(Control& control, bool visible) {
 }  // namespace
 
 frmProgress::frmProgress(Desktop& desktop, std::function<void()> stop)
-    : Form("frmProgress", "Vespro"), desktop_(desktop), stop_(std::move(stop)) {
+    : Form("frmProgress", kModuleName), desktop_(desktop), stop_(std::move(stop)) {
   for (Label* label : {&LabelSubject, &LabelList, &LabelCounts, &LabelState, &LabelSaid}) {
     label->set_size(kColumns);
   }
@@ -107,9 +100,9 @@ void frmProgress::CmdStop_Click() {
 
 void frmProgress::CmdReport_Click() {
   const std::string page = ModFiles::ToUtf8(look_.report);
-  if (desktop_.Shell({"open", page}) > kLeastForSuccess) return;
+  if (ShellSucceeded(desktop_.Shell({"open", page}))) return;
   desktop_.MsgBox("The report can't be opened: " + page, MessageIcon::kCritical,
-                  MessageButtons::kOk, "Vespro");
+                  MessageButtons::kOk, kModuleName);
 }
 
 }  // namespace vespro::engine

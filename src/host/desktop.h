@@ -39,6 +39,9 @@ struct ShellRequest {
   int show = 1;  // how its window begins: 0 hidden, 1 normal, 10 as the program thinks best
 };
 
+// Whether Desktop::Shell has opened it; the numbers up to 32 are failures.
+constexpr bool ShellSucceeded(int result) { return result > 32; }
+
 // How a picture of the add-in's own goes to the clipboard.
 enum class PictureKind {
   kBitmap,  // a bitmap, as a bitmap
@@ -78,8 +81,8 @@ class Desktop {
   // Starts the program in a normal window and does not wait for it.
   virtual Status Start(const CommandLine& command) = 0;
   // Has the system open something with the program that is meant for it, and does not wait for it.
-  // Above 32: done. Otherwise what ShellExecute would say: 2 file not found, 3 path not found, 31
-  // no program for it, ...
+  // ShellSucceeded, or what ShellExecute would say: 2 file not found, 3 path not found, 31 no
+  // program for it, ...
   virtual int Shell(const ShellRequest&) { return 31; }
   // A line for the host's log: what went wrong where nothing may interrupt the user. No secrets.
   virtual void Log(std::string_view line) = 0;

@@ -10,7 +10,6 @@ namespace vespro {
 namespace {
 
 constexpr int kHidden = 0, kNormal = 1;
-constexpr int kLastFailure = 32;
 
 // Numbers that have none of their own begin behind those of the object model's errors.
 constexpr std::uint32_t kDefaultBase = 0x80040000 + 1048;
@@ -71,7 +70,7 @@ Status GShell(Desktop& desktop, std::string_view file, int show_command,
     request.show = program ? kHidden : show_command;
   }
   const int result = desktop.Shell(request);
-  return result > kLastFailure ? Status() : GShellError(std::max(result, 0));
+  return ShellSucceeded(result) ? Status() : GShellError(std::max(result, 0));
 }
 
 }  // namespace vespro
