@@ -2,6 +2,7 @@
 // as the add-in's files and settings have always meant it; a tab is not a blank.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -39,13 +40,16 @@ bool ParseUnsigned(std::string_view text, std::uint64_t max, std::uint64_t* valu
 // Whether the bytes are well-formed UTF-8 (RFC 3629: no surrogates, no overlong forms).
 bool IsUtf8(std::string_view bytes);
 bool IsAscii(std::string_view bytes);
+// How many characters a text of UTF-8 has.
+std::size_t CountCharacters(std::string_view text);
 // A code point, at most U+10FFFF, as UTF-8.
 void AppendUtf8(std::string& out, std::uint32_t c);
 // Whether there is a control character (below U+0020, or U+007F) in the text.
 bool HasControls(std::string_view text);
 
 // For messages and reports: control characters, those that turn the direction of writing round, and
-// bytes that are no UTF-8 shown as "?", at most `max_bytes` long and cut at a character's edge, with
+// bytes that are no UTF-8 shown as "?", at most `max_bytes` long and cut at a character's edge,
+// with
 // "..." where it was cut.
 std::string Printable(std::string_view text, std::size_t max_bytes = 200);
 

@@ -26,9 +26,6 @@ using engine::JobStatus;
 using engine::State;
 using Phase = JobStatus::Phase;
 
-constexpr State kAllStates[] = {State::kSent, State::kRefused, State::kFailed, State::kSkipped,
-                                State::kUnknown};
-
 // A job as people name it: its file, its session's folder, or the session's name.
 Result<fs::path> FindJob(const Home& home, const std::string& job) {
   std::error_code error;
@@ -78,7 +75,7 @@ nlohmann::ordered_json ToJson(const KnownJob& job) {
   row["job"] = ModFiles::ToUtf8(job.file);
   row["phase"] = PhaseName(job.status.phase);
   row["subject"] = job.status.subject;
-  for (const State state : kAllStates) {
+  for (const State state : engine::kStateOrder) {
     row[std::string(engine::StateName(state))] = job.status.Of(state);
   }
   row["in_doubt"] = job.status.in_doubt;
@@ -180,11 +177,7 @@ Result<JobStatus> StatusOf(const fs::path& job_file) {
 std::string StatusText(const JobStatus& status) {
   std::string text = status.left.has_value() ? std::to_string(*status.left) + " left"
                                              : "the list has changed since";
-  for (const State state : kAllStates) {
-    if (state != State::kSent && status.Of(state) == 0) continue;
-    text += ", " + std::to_string(status.Of(state)) + " ";
-    text += engine::StateName(state);
-  }
+  text += ", " + engine::CountsText(status.counts);
   if (status.in_doubt > 0) text += ", " + std::to_string(status.in_doubt) + " on the way";
   return text;
 }

@@ -17,40 +17,24 @@ namespace vespro::cli {
 namespace {
 
 namespace fs = std::filesystem;
+using engine::CountsText;
 using engine::ReportHead;
 using engine::ReportReader;
 using engine::ReportRow;
 using engine::State;
 using engine::StateName;
+using engine::ModReportRows::kProblemsFirst;
 
 constexpr char kFailedList[] = "failed.csv";
 
-// In the order of the pages: who still has to be looked at comes first.
-constexpr State kProblemsFirst[] = {State::kRefused, State::kFailed, State::kUnknown,
-                                    State::kSkipped, State::kSent};
-
 std::string Shown(std::string_view text) { return ModText::Printable(text, text.size()); }
 
-// Characters, not bytes, so that columns stay straight.
-std::size_t Width(std::string_view text) {
-  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
-    return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
-  }));
-}
+using ModText::CountCharacters;
 
+// In characters, not bytes, so that columns stay straight.
 std::string Padded(std::string text, std::size_t width) {
-  const std::size_t now = Width(text);
+  const std::size_t now = CountCharacters(text);
   return now < width ? text.append(width - now, ' ') : text;
-}
-
-std::string CountsText(const ReportHead& head) {
-  std::string text;
-  for (const State state : engine::ModReportRows::kStateOrder) {
-    if (state != State::kSent && head.Of(state) == 0) continue;
-    text += (text.empty() ? "" : ", ") + std::to_string(head.Of(state)) + " ";
-    text += StateName(state);
-  }
-  return text;
 }
 
 struct KnownReport {
@@ -110,7 +94,7 @@ nlohmann::ordered_json ToJson(const KnownReport& report) {
   row["ended"] = report.head.ended;
   row["result"] = report.head.result;
   row["recipients"] = report.head.Total();
-  for (const State state : engine::ModReportRows::kStateOrder) {
+  for (const State state : engine::kStateOrder) {
     row[std::string(StateName(state))] = report.head.Of(state);
   }
   row["report"] = report.File(ModReportIndex::kHtmlReport);
@@ -137,13 +121,14 @@ int ListReports(const Globals& globals) {
   constexpr std::size_t kMinutes = 16;  // "2026-11-24 20:15"
   std::size_t session = 0, counts = 0;
   for (const KnownReport& report : reports) {
-    session = std::max(session, Width(report.Session()));
-    counts = std::max(counts, CountsText(report.head).size());
+    session = std::max(session, CountCharacters(report.Session()));
+    counts = std::max(counts, CountsText(report.head.by_state).size());
   }
   for (const KnownReport& report : reports) {
     std::cout << Padded(report.head.started.substr(0, kMinutes), kMinutes) << "  "
               << Padded(Shown(report.Session()), session) << "  "
-              << Padded(CountsText(report.head), counts) << "  " << report.head.subject << "\n";
+              << Padded(CountsText(report.head.by_state), counts) << "  " << report.head.subject
+              << "\n";
   }
   if (reports.empty()) Note(NoReports().text());
   return 0;
@@ -200,8 +185,8 @@ struct Columns {
 
   void Fit(const ReportRow& row) {
     constexpr std::size_t kWidest = 44;  // longer ones push the rest of their line
-    address = std::max(address, std::min(Width(row.address), kWidest));
-    server = std::max(server, std::min(Width(row.server), kWidest));
+    address = std::max(address, std::min(CountCharacters(row.address), kWidest));
+    server = std::max(server, std::min(CountCharacters(row.server), kWidest));
   }
   void Print(std::string_view who, std::string_view state, std::string_view attempts,
              std::string_view where, std::string_view reply) const {
@@ -223,7 +208,7 @@ void PrintHead(const KnownReport& report) {
   line("Ended", head.ended);
   line("Result", head.result);
   for (const auto& [name, value] : head.accounts) line(name, value);
-  line("Recipients", std::to_string(head.Total()) + ": " + CountsText(head));
+  line("Recipients", std::to_string(head.Total()) + ": " + CountsText(head.by_state));
   line("Page", Shown(report.File(ModReportIndex::kHtmlReport)));
   line("Text", Shown(report.File(ModReportIndex::kTextReport)));
   if (report.HasFailed()) line("To correct", Shown(report.File(kFailedList)));

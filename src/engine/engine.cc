@@ -461,7 +461,7 @@ class Run {
     }
     Status written = WriteReports(folder_, list_, facts, counts.value());
     if (written.ok() && world_.watcher != nullptr) {
-      world_.watcher->OnReport(InWords(counts.value()), folder_ / "report.html");
+      world_.watcher->OnReport(CountsText(counts->by_state), folder_ / "report.html");
     }
     if (!written.ok()) {
       Say(written.text() +
@@ -525,17 +525,6 @@ class Run {
     return counts.Total() <= expected;
   }
 
-  static std::string InWords(const ReportCounts& counts) {
-    std::string text;
-    for (State state :
-         {State::kSent, State::kRefused, State::kFailed, State::kSkipped, State::kUnknown}) {
-      if (state != State::kSent && counts.Of(state) == 0) continue;
-      if (state != State::kSent) text += ", ";
-      (text += std::to_string(counts.Of(state)) + " ").append(StateName(state));
-    }
-    return text;
-  }
-
   void Summarise(const ReportCounts& counts, int exit) {
     const bool nothing_new = source_->given() == 0 && source_->skipped() == 0 && before_ > 0;
     if (options_.json) {
@@ -564,7 +553,8 @@ class Run {
     std::string text;
     if (nothing_new && result_ == kResultFinished)
       text = "this job was finished before; nobody is left\n";
-    text += InWords(counts) + "; report: " + ModFiles::ToUtf8(folder_ / "report.html") + "\n";
+    text += CountsText(counts.by_state) + "; report: " + ModFiles::ToUtf8(folder_ / "report.html") +
+            "\n";
     if (counts.Of(State::kUnknown) > 0) {
       text +=
           "unknown: the message may have arrived; they are mailed again, and maybe twice, with: " +

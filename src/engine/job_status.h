@@ -22,8 +22,8 @@ struct JobStatus {
     kFinished,
   };
   Phase phase = Phase::kNotBegun;
-  std::array<std::uint64_t, kStates> counts{};  // by State, of all runs
-  std::uint64_t in_doubt = 0;                   // on the wire when the journal was read
+  StateCounts counts{};        // of all runs
+  std::uint64_t in_doubt = 0;  // on the wire when the journal was read
   // Recipients without a verdict, without those in doubt. Nothing when the list is not the one that
   // the job was begun with, or can't be read.
   std::optional<std::uint64_t> left;

@@ -368,6 +368,17 @@ Status CutOff(const fs::path& path, std::uint64_t bytes) {
 
 std::string_view StateName(State state) { return kStateNames[static_cast<std::size_t>(state)]; }
 
+std::string CountsText(const StateCounts& counts) {
+  std::string text;
+  for (const State state : kStateOrder) {
+    const std::uint64_t count = counts[static_cast<std::size_t>(state)];
+    if (state != State::kSent && count == 0) continue;
+    text += (text.empty() ? "" : ", ") + std::to_string(count) + " ";
+    text += StateName(state);
+  }
+  return text;
+}
+
 Result<ListIdentity> IdentifyList(const fs::path& path, std::uint64_t at_most) {
   Result<File> file = File::Open(path, File::Mode::kRead);
   if (!file.ok()) return file.status();

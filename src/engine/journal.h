@@ -36,6 +36,13 @@ Result<ListIdentity> IdentifyList(const std::filesystem::path& path,
 // "sent", "refused", "failed", "skipped", "unknown".
 std::string_view StateName(State state);
 constexpr std::size_t kStates = 5;
+// In which order states are named.
+inline constexpr std::array<State, kStates> kStateOrder = {
+    State::kSent, State::kRefused, State::kFailed, State::kSkipped, State::kUnknown};
+
+using StateCounts = std::array<std::uint64_t, kStates>;
+// "188 sent, 2 refused": those of which there are any, and "sent" always.
+std::string CountsText(const StateCounts& counts);
 
 // How a run ended that came to the end of its list, as the journal says it.
 inline constexpr char kResultFinished[] = "finished";

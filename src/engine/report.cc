@@ -11,7 +11,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using ModReportRows::ForEach;
-using ModReportRows::kStateOrder;
 using ModReportRows::LocalTimeText;
 using ModReportRows::Value;
 using ModReportRows::Who;

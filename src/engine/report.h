@@ -32,8 +32,6 @@ struct ReportFacts {
   std::size_t entries_per_page = 100;
 };
 
-using StateCounts = std::array<std::uint64_t, kStates>;
-
 struct ReportCounts {
   StateCounts by_state{};
   std::map<std::string, StateCounts> by_server;

@@ -14,15 +14,11 @@ namespace {
 
 namespace fs = std::filesystem;
 using ModReportRows::ForFirst;
-using ModReportRows::kStateOrder;
+using ModReportRows::kProblemsFirst;
 using ModReportRows::LocalTimeText;
 using ModReportRows::Value;
 using ModReportRows::Who;
 using ModReportRows::Words;
-
-// Who still has to be looked at comes first.
-constexpr std::array<State, kStates> kUrgency = {State::kRefused, State::kFailed, State::kUnknown,
-                                                 State::kSkipped, State::kSent};
 
 // Every colour stands out from its ground by 4.5:1 at least, in the light and in the dark look.
 constexpr std::string_view kStyle =
@@ -139,7 +135,7 @@ class PagePlan {
   PagePlan(const ReportCounts& counts, std::uint64_t per_page) : per_page_(per_page) {
     const std::uint64_t others = counts.Of(State::kSkipped) - counts.skipped_to_mend;
     const std::uint64_t skipped_others = std::min(others, kMaxOthers);
-    for (const State state : kUrgency) {
+    for (const State state : kProblemsFirst) {
       std::uint64_t shown = counts.Of(state);
       if (state == State::kSkipped) shown = counts.skipped_to_mend + skipped_others;
       if (state == State::kSent) shown = std::min(shown, kMaxOthers - skipped_others);
@@ -372,7 +368,7 @@ Status WritePages(const fs::path& folder, const LineStates& states, const Report
     return ForFirst(folder, states, at_most, wanted,
                     [&](const JournalEvent& event) { return pages.Add(event); });
   };
-  for (const State state : kUrgency) {
+  for (const State state : kProblemsFirst) {
     std::uint64_t left = pages.plan().shown(state);
     if (state == State::kSkipped) {
       const std::uint64_t to_mend = counts.skipped_to_mend;

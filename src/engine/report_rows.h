@@ -14,9 +14,9 @@
 
 namespace vespro::engine::ModReportRows {
 
-// In which order states are named.
-inline constexpr std::array<State, kStates> kStateOrder = {
-    State::kSent, State::kRefused, State::kFailed, State::kSkipped, State::kUnknown};
+// In the order of the pages: who still has to be looked at comes first.
+inline constexpr std::array<State, kStates> kProblemsFirst = {
+    State::kRefused, State::kFailed, State::kUnknown, State::kSkipped, State::kSent};
 
 using Wanted = std::function<bool(const JournalEvent&)>;
 using Take = std::function<Status(const JournalEvent&)>;

@@ -1,7 +1,5 @@
 #include "support/diagnostic_report.h"
 
-#include <algorithm>
-#include <cstddef>
 #include <memory>
 
 #include "base/code_page.h"
@@ -43,12 +41,6 @@ std::string Number(const Result<int>& count) {
 
 // Other people's names may hold anything.
 std::string Line(const std::string& name) { return ModText::Printable(name, name.size()); }
-
-// In characters, not bytes.
-std::ptrdiff_t Length(std::string_view text) {
-  return std::count_if(text.begin(), text.end(),
-                       [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; });
-}
 
 // All of it, as it stands, without the blanks and line ends around.
 std::string AccountsText(const AddIn& add_in) {
@@ -121,7 +113,7 @@ std::string Report(AddIn& add_in, const Settings& settings, SystemFacts& system,
   lines.Add("");
   lines.Add("Running Applications: ");
   for (const std::string& name : system.RunningPrograms()) {
-    if (Length(ModText::Trim(name)) > 1) lines.Add(Line(name));
+    if (ModText::CountCharacters(ModText::Trim(name)) > 1) lines.Add(Line(name));
   }
   return std::move(lines.text());
 }
