@@ -190,6 +190,17 @@ Status ReplaceWith(const fs::path& path, std::string_view bytes, Access access) 
   return file->Commit();
 }
 
+std::vector<fs::path> PathsIn(const fs::path& folder, std::error_code* error) {
+  std::error_code failed;
+  std::vector<fs::path> paths;
+  for (fs::directory_iterator entry(folder, failed), end; !failed && entry != end;
+       entry.increment(failed)) {
+    paths.push_back(entry->path());
+  }
+  if (error != nullptr) *error = failed;
+  return paths;
+}
+
 bool IsFile(const fs::path& path) {
   std::error_code error;
   return fs::is_regular_file(path, error);

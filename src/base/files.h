@@ -12,6 +12,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
+#include <vector>
 
 #include "base/random.h"
 #include "base/status.h"
@@ -160,6 +162,10 @@ struct Entry {
 };
 // Nothing there, or not to be seen: an Entry that is neither.
 Entry EntryAt(const std::filesystem::path& path);
+// What is directly in a folder, in the file system's order. Where it can't be read on, `error` (if
+// wanted) says why, and the rest is missing.
+std::vector<std::filesystem::path> PathsIn(const std::filesystem::path& folder,
+                                           std::error_code* error = nullptr);
 
 // Makes the folder (not its parents) unless it is there; then says whether it is. An empty name
 // does nothing and gives false. kPrivate folders are 0700.

@@ -121,7 +121,7 @@ int ShowStatus(const Globals& globals, const std::string& name) {
   if (globals.json) {
     nlohmann::ordered_json rows = nlohmann::ordered_json::array();
     for (const KnownJob& job : jobs) rows.push_back(ToJson(job));
-    std::cout << rows.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
+    std::cout << JsonText(rows) << "\n";
     return 0;
   }
   for (const KnownJob& job : jobs) Print(job);
@@ -141,11 +141,8 @@ int RunVerb(const Globals& globals, const std::string& name) {
 
 std::vector<fs::path> Jobs(const Home& home) {
   std::vector<fs::path> jobs;
-  std::error_code error;
-  const fs::path sessions = ModSession::SessionsFolder(home.data_folder);
-  for (fs::directory_iterator entry(sessions, error), end; !error && entry != end;
-       entry.increment(error)) {
-    const fs::path file = ModSession::JobFileIn(entry->path());
+  for (const fs::path& session : ModFiles::PathsIn(ModSession::SessionsFolder(home.data_folder))) {
+    const fs::path file = ModSession::JobFileIn(session);
     if (ModFiles::IsFile(file)) jobs.push_back(file);
   }
   return jobs;

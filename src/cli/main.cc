@@ -69,6 +69,10 @@ void PrintJson(const nlohmann::json& data) {
   std::cout << data.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
 }
 
+std::string JsonText(const nlohmann::ordered_json& data, int indent) {
+  return data.dump(indent, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
 void Note(std::string_view text) {
   // Files and servers have odd names.
   std::cerr << "vespro: " << ModText::Printable(text, text.size()) << "\n";

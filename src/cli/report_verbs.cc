@@ -104,10 +104,6 @@ nlohmann::ordered_json ToJson(const KnownReport& report) {
   return row;
 }
 
-std::string Dump(const nlohmann::ordered_json& data, int indent) {
-  return data.dump(indent, ' ', false, nlohmann::json::error_handler_t::replace);
-}
-
 int ListReports(const Globals& globals) {
   Result<Home> home = OpenHome(globals.home);
   if (!home.ok()) return Fail(home.status());
@@ -115,7 +111,7 @@ int ListReports(const Globals& globals) {
   if (globals.json) {
     nlohmann::ordered_json rows = nlohmann::ordered_json::array();
     for (const KnownReport& report : reports) rows.push_back(ToJson(report));
-    std::cout << Dump(rows, 2) << "\n";
+    std::cout << JsonText(rows) << "\n";
     return 0;
   }
   constexpr std::size_t kMinutes = 16;  // "2026-11-24 20:15"
@@ -158,7 +154,7 @@ Status ForRows(const KnownReport& report, std::uint64_t at_most, const Take& tak
 
 // Everybody, in the file's order, as a stream: a report may be longer than the memory.
 int ShowAsJson(const KnownReport& report, const ShowArguments& arguments) {
-  std::string head = Dump(ToJson(report), 2);
+  std::string head = JsonText(ToJson(report));
   head.resize(head.rfind("\n}"));
   std::cout << head << ",\n  \"rows\": [";
   const char* before = "\n    ";
@@ -172,7 +168,7 @@ int ShowAsJson(const KnownReport& report, const ShowArguments& arguments) {
     data["attempts"] = attempts;
     data["server"] = row.server;
     data["reply"] = row.reply;
-    std::cout << before << Dump(data, -1);
+    std::cout << before << JsonText(data, -1);
     before = ",\n    ";
     return true;
   });

@@ -31,6 +31,8 @@ int ExitCode(Code code);
 int Fail(const Status& status);
 // Data on standard output. Bytes that are no UTF-8 become U+FFFD.
 void PrintJson(const nlohmann::json& data);
+// The same, its names in their order, as text; on one line where `indent` is -1.
+std::string JsonText(const nlohmann::ordered_json& data, int indent = 2);
 // A command to be copied, for the same home.
 std::string CommandFor(const Globals& globals, std::vector<std::string> words);
 // Puts "SERVER=COMMAND" for what `--password-command` takes, since a password may stand in it.

@@ -77,8 +77,7 @@ class Deduplicator {
     const ModRow::Found found = ModRow::AddressOf(line, list_.kind, list_.column, address_);
     if (found != ModRow::Found::kAddress) {
       address_.clear();
-      // Spreadsheets write rows of nothing but commas behind the last one.
-      if (line.find_first_not_of(" ,\"'") == std::string_view::npos) return true;
+      if (!ModRow::HoldsSomething(line)) return true;
     } else if (!keep_odd_rows_ || ModRow::LooksLikeAddress(address_)) {
       return rows_.Add(line, address_);
     }

@@ -225,9 +225,7 @@ Result<Filtered> KeepOthers(ListBlocks blocks, const Distribution& list, const U
       }
       const std::string_view key = KeyOf(row, list, bare);
       if (list.kind == ListKind::kCsv && !stays && !ModRow::LooksLikeAddress(ModText::Trim(key))) {
-        if (row.find_first_not_of(" ,\"'") != std::string_view::npos) {
-          filtered.odd_rows.Add(line_number, ModText::Trim(key));
-        }
+        if (ModRow::HoldsSomething(row)) filtered.odd_rows.Add(line_number, ModText::Trim(key));
         stays = keep_odd_rows;
       }
       if (!key.empty() && !stays && unwanted.Has(key)) {

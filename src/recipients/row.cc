@@ -90,6 +90,10 @@ Found AddressOf(std::string_view line, ListKind kind, std::int16_t column, std::
   return Found::kAddress;
 }
 
+bool HoldsSomething(std::string_view row) {
+  return row.find_first_not_of(" ,\"'") != std::string_view::npos;
+}
+
 bool LooksLikeAddress(std::string_view address) {
   if (address.size() < 3 || address.back() == '@') return false;
   if (address.find('@', 1) == std::string_view::npos) return false;

@@ -43,6 +43,10 @@ enum class Found {
 // the answer is kAddress. Whether it is an e-mail address at all is not looked at.
 Found AddressOf(std::string_view line, ListKind kind, std::int16_t column, std::string& address);
 
+// Whether a row has more than empty cells. Spreadsheets write rows of nothing but commas behind the
+// last one.
+bool HoldsSomething(std::string_view row);
+
 // Whether an address as AddressOf gives it could be one at all: "local@domain" with nothing in it
 // that only a cell of another column has. Not whether a server would take it.
 bool LooksLikeAddress(std::string_view address);

@@ -1,6 +1,6 @@
 #include "reports/report_index.h"
 
-#include <system_error>
+#include <utility>
 
 #include "base/files.h"
 #include "base/text.h"
@@ -19,13 +19,10 @@ constexpr char kFieldEnds[] = ",\r\n";
 
 std::vector<fs::path> ReportFolders(const fs::path& sessions_folder) {
   std::vector<fs::path> folders;
-  std::error_code error;
-  for (fs::directory_iterator entry(sessions_folder, error), end; !error && entry != end;
-       entry.increment(error)) {
-    const fs::path& folder = entry->path();
+  for (fs::path& folder : ModFiles::PathsIn(sessions_folder)) {
     if (ModFiles::EntryAt(folder / kHtmlReport).is_file &&
         ModFiles::EntryAt(folder / kTextReport).is_file && ModFiles::EntryAt(folder).is_folder) {
-      folders.push_back(folder);
+      folders.push_back(std::move(folder));
     }
   }
   return folders;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <string_view>
-#include <system_error>
 
 #include "base/files.h"
 #include "reports/report_index.h"
@@ -24,10 +23,8 @@ bool IsResult(std::string_view name) {
 
 std::vector<std::string> NamesIn(const fs::path& folder) {
   std::vector<std::string> names;
-  std::error_code error;
-  for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
-       entry.increment(error)) {
-    names.push_back(ModFiles::ToUtf8(entry->path().filename()));
+  for (const fs::path& path : ModFiles::PathsIn(folder)) {
+    names.push_back(ModFiles::ToUtf8(path.filename()));
   }
   std::sort(names.begin(), names.end());
   // The job first, whatever comes next.

@@ -19,10 +19,7 @@ Status Failure(const fs::path& path, const std::string& reason, Code code = Code
 
 Result<std::vector<fs::path>> List(const fs::path& folder) {
   std::error_code error;
-  std::vector<fs::path> paths;
-  for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
-    paths.push_back(it->path());
-  }
+  std::vector<fs::path> paths = ModFiles::PathsIn(folder, &error);
   if (error) return Failure(folder, error.message());
   return paths;
 }

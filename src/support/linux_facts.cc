@@ -160,11 +160,9 @@ const std::vector<LinuxFacts::Package>& LinuxFacts::Packages() {
 
 std::vector<std::string> LinuxFacts::RunningPrograms() {
   std::vector<std::string> programs;
-  std::error_code error;
-  for (fs::directory_iterator entry(root_ / "proc", error), end; !error && entry != end;
-       entry.increment(error)) {
-    if (!IsNumber(ModFiles::ToUtf8(entry->path().filename()))) continue;
-    std::string program = ProgramOf(entry->path());
+  for (const fs::path& process : ModFiles::PathsIn(root_ / "proc")) {
+    if (!IsNumber(ModFiles::ToUtf8(process.filename()))) continue;
+    std::string program = ProgramOf(process);
     if (!program.empty()) programs.push_back(std::move(program));
   }
   return programs;
