@@ -6,6 +6,7 @@
 #include "base/text.h"
 #include "host/desktop.h"
 #include "host/mail_client.h"
+#include "host/tell_user.h"
 
 namespace vespro {
 
@@ -68,16 +69,14 @@ void frmAttachFile::CmdAddAttach_Click() {
   if (path.empty()) return;
   // The list parts paths by commas: this one would be looked for in two pieces, and be missing.
   if (path.find(',') != std::string::npos) {
-    desktop.MsgBox(path +
-                       " can't be attached, since its path has a comma in it. Rename the file, or "
-                       "copy it to another folder, and add that one.",
-                   MessageIcon::kExclamation, MessageButtons::kOk, kModuleName);
-    return;
+    return TellUser(desktop,
+                    path +
+                        " can't be attached, since its path has a comma in it. Rename the file, or "
+                        "copy it to another folder, and add that one.",
+                    MessageIcon::kExclamation);
   }
   if (ListViewDisplay.FindKey(ModFiles::PathKey(path)) >= 0) {
-    desktop.MsgBox(path + " is already attached", MessageIcon::kInformation, MessageButtons::kOk,
-                   kModuleName);
-    return;
+    return TellUser(desktop, path + " is already attached", MessageIcon::kInformation);
   }
   AddItem(path);
   EnableButtons();

@@ -5,6 +5,7 @@
 #include "addin/frm_attach_file.h"
 #include "base/files.h"
 #include "host/start_or_tell.h"
+#include "host/tell_user.h"
 #include "merge/frm_mail_merge.h"
 #include "merge/merge_list.h"
 #include "recipients/dlg_select_file.h"
@@ -47,8 +48,7 @@ void Name(CommandBarControl& control, const std::string& caption, const std::str
 }  // namespace
 
 void TellNoUserProfile(Desktop& desktop) {
-  desktop.MsgBox("Cannot create user profile", MessageIcon::kCritical, MessageButtons::kOk,
-                 kModuleName);
+  TellUser(desktop, "Cannot create user profile", MessageIcon::kCritical);
 }
 
 void MyAddIn::ThisInspector(std::shared_ptr<Inspector> window) {
@@ -354,7 +354,7 @@ void MyAddIn::CmdSend_Click() {
                       services_.randomness, {}};
   const Status sent = ModSend::CmdSend_Click(context);
   if (sent.ok()) return;
-  desktop().MsgBox(sent.text(), MessageIcon::kCritical, MessageButtons::kOk, kModuleName);
+  TellUser(desktop(), sent.text(), MessageIcon::kCritical);
 }
 
 void MyAddIn::CmdMergeDataList_Change() {

@@ -4,6 +4,7 @@
 
 #include "host/add_in.h"
 #include "host/desktop.h"
+#include "host/tell_user.h"
 
 namespace vespro::engine {
 namespace {
@@ -101,8 +102,7 @@ void frmProgress::CmdStop_Click() {
 void frmProgress::CmdReport_Click() {
   const std::string page = ModFiles::ToUtf8(look_.report);
   if (ShellSucceeded(desktop_.Shell({"open", page}))) return;
-  desktop_.MsgBox("The report can't be opened: " + page, MessageIcon::kCritical,
-                  MessageButtons::kOk, kModuleName);
+  TellUser(desktop_, "The report can't be opened: " + page, MessageIcon::kCritical);
 }
 
 }  // namespace vespro::engine

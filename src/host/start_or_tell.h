@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <string>
 
-#include "host/add_in.h"
 #include "host/desktop.h"
+#include "host/tell_user.h"
 
 namespace vespro {
 
@@ -16,8 +16,8 @@ inline void StartOrTell(Desktop& desktop, const CommandLine& command) {
   if (started.ok()) return;
   std::array<char, 16> number;
   std::snprintf(number.data(), number.size(), "0x%X", started.native());
-  desktop.MsgBox(std::string("Error ") + number.data() + ": " + started.text(),
-                 MessageIcon::kExclamation, MessageButtons::kOk, kModuleName);
+  TellUser(desktop, std::string("Error ") + number.data() + ": " + started.text(),
+           MessageIcon::kExclamation);
 }
 
 }  // namespace vespro

@@ -7,6 +7,7 @@
 #include "host/add_in.h"
 #include "host/desktop.h"
 #include "host/start_or_tell.h"
+#include "host/tell_user.h"
 #include "recipients/distribution.h"
 #include "recipients/dlg_map_csv.h"
 #include "recipients/list_tasks.h"
@@ -130,10 +131,10 @@ void DlgSelectFile::CmdFilter_Click() {
 void DlgSelectFile::CmdOk_Click() {
   const std::string path = PathIn(TextSelectedFile);
   if (path.empty()) {
-    return ModListTasks::Tell(desktop_, "No file selected ", MessageIcon::kExclamation);
+    return TellUser(desktop_, "No file selected ", MessageIcon::kExclamation);
   }
   if (!ModFiles::IsFile(ModFiles::FromUtf8(path))) {
-    return ModListTasks::Tell(desktop_, ModDistribution::kNoSuchFile, MessageIcon::kExclamation);
+    return TellUser(desktop_, ModDistribution::kNoSuchFile, MessageIcon::kExclamation);
   }
   if (path != changed_path_ && !Store(path)) return;
   if (list_changed_) list_changed_();
@@ -162,7 +163,7 @@ bool DlgSelectFile::Store(const std::string& path) {
       DlgMapCSV(desktop_, settings_).ShowModal(desktop_);
       break;
     case ListKind::kUnknown:
-      ModListTasks::Tell(desktop_, ModListTasks::kUnknownKind, MessageIcon::kExclamation);
+      TellUser(desktop_, ModListTasks::kUnknownKind, MessageIcon::kExclamation);
       break;
   }
   return true;

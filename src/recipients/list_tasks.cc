@@ -5,6 +5,7 @@
 
 #include "base/files.h"
 #include "host/add_in.h"
+#include "host/tell_user.h"
 #include "recipients/dlg_map_csv.h"
 #include "recipients/frm_list_box.h"
 #include "recipients/frm_wait.h"
@@ -89,21 +90,17 @@ std::string FilterSummary(std::uint64_t removed) {
 // Rows of a table that its new file does not have any more, and nobody removed.
 void TellLeftOut(Desktop& desktop, std::uint64_t rows) {
   if (rows == 0) return;
-  Tell(desktop,
-       std::to_string(rows) + (rows == 1 ? " row" : " rows") +
-           " without an address left out of the file",
-       MessageIcon::kExclamation);
+  TellUser(desktop,
+           std::to_string(rows) + (rows == 1 ? " row" : " rows") +
+               " without an address left out of the file",
+           MessageIcon::kExclamation);
 }
 
 }  // namespace
 
-void Tell(Desktop& desktop, std::string_view text, MessageIcon icon) {
-  desktop.MsgBox(text, icon, MessageButtons::kOk, kModuleName);
-}
-
 void TellFailure(Desktop& desktop, const Status& failure) {
   const bool blank = failure.text() == ModRecipients::kBlankFile;
-  Tell(desktop, failure.text(), blank ? MessageIcon::kExclamation : MessageIcon::kCritical);
+  TellUser(desktop, failure.text(), blank ? MessageIcon::kExclamation : MessageIcon::kCritical);
 }
 
 void RemoveDuplicates(Desktop& desktop, const Distribution& list) {
@@ -119,7 +116,7 @@ void RemoveDuplicates(Desktop& desktop, const Distribution& list) {
   const Result<ModRecipients::Loaded> loaded = RemoveDuplicatesSilently(desktop, list);
   if (!loaded.ok()) return TellFailure(desktop, loaded.status());
   if (loaded.value().duplicates == 0) {
-    return Tell(desktop, "No email duplicates found", MessageIcon::kInformation);
+    return TellUser(desktop, "No email duplicates found", MessageIcon::kInformation);
   }
   FrmListBox window;
   window.Fill(loaded.value());
@@ -131,7 +128,7 @@ void Merge(Desktop& desktop, std::string_view current, std::string_view second) 
   Status merged = ModRecipients::CheckMerge(current, second);
   if (merged.ok()) merged = MergeSilently(desktop, current, second);
   if (!merged.ok()) return TellFailure(desktop, merged);
-  Tell(desktop, "File Merged into the current distribution file", MessageIcon::kInformation);
+  TellUser(desktop, "File Merged into the current distribution file", MessageIcon::kInformation);
 }
 
 bool Filter(Desktop& desktop, Settings& settings, std::string_view current,
@@ -142,7 +139,7 @@ bool Filter(Desktop& desktop, Settings& settings, std::string_view current,
     return false;
   }
   if (list.kind == ListKind::kUnknown) {
-    Tell(desktop, kUnknownKind, MessageIcon::kExclamation);
+    TellUser(desktop, kUnknownKind, MessageIcon::kExclamation);
     return false;
   }
   const std::string before = settings.Read(setting::kMailList);
@@ -159,7 +156,7 @@ bool Filter(Desktop& desktop, Settings& settings, std::string_view current,
   const Status stored = settings.Write(setting::kMailList, ModDistribution::Compose(list));
   if (!stored.ok()) TellFailure(desktop, stored);
   if (cleared->loaded.rewritten) TellLeftOut(desktop, cleared->loaded.without_address.count);
-  Tell(desktop, FilterSummary(cleared->filtered.removed), MessageIcon::kInformation);
+  TellUser(desktop, FilterSummary(cleared->filtered.removed), MessageIcon::kInformation);
   return stored.ok();
 }
 

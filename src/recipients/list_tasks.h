@@ -16,8 +16,6 @@ namespace vespro::ModListTasks {
 // What is said of a file whose name tells no kind.
 inline constexpr std::string_view kUnknownKind = "Unknown file type";
 
-// A message box under the module's name.
-void Tell(Desktop& desktop, std::string_view text, MessageIcon icon);
 // A failure that has no words of its own here.
 void TellFailure(Desktop& desktop, const Status& failure);
 

@@ -6,6 +6,7 @@
 #include "base/text.h"
 #include "host/desktop.h"
 #include "host/hourglass.h"
+#include "host/tell_user.h"
 #include "reports/index_page.h"
 #include "reports/report_index.h"
 #include "reports/show_page.h"
@@ -16,21 +17,18 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void Tell(AddIn& add_in, std::string_view text, MessageIcon icon) {
-  add_in.desktop->MsgBox(text, icon, MessageButtons::kOk, kModuleName);
-}
-
 // That there are no reports is no failure to the user.
 void TellFailure(AddIn& add_in, const Status& status) {
   const bool none = status.code() == Code::kNotFound;
-  Tell(add_in, status.text(), none ? MessageIcon::kInformation : MessageIcon::kCritical);
+  TellUser(*add_in.desktop, status.text(),
+           none ? MessageIcon::kInformation : MessageIcon::kCritical);
 }
 
 fs::path IndexFile(const AddIn& add_in) { return add_in.data_folder / "index.html"; }
 
 void Show(AddIn& add_in, const fs::path& page) {
   const Status shown = ShowPage(add_in, page);
-  if (!shown.ok()) Tell(add_in, shown.text(), MessageIcon::kCritical);
+  if (!shown.ok()) TellUser(*add_in.desktop, shown.text(), MessageIcon::kCritical);
 }
 
 // kNotFound when there are none.
@@ -99,7 +97,7 @@ Purged Purge(AddIn& add_in, const Remover& remove) {
     // Where the page can't be written either, enough was said.
     return {removed, WriteWhatIsLeft(add_in).ok()};
   }
-  Tell(add_in, "Reports purged", MessageIcon::kInformation);
+  TellUser(*add_in.desktop, "Reports purged", MessageIcon::kInformation);
   const Status written = ModIndexPage::WriteEmpty(IndexFile(add_in));
   if (!written.ok()) TellFailure(add_in, written);
   return {written, written.ok()};
@@ -133,7 +131,7 @@ void LimitPerPage(AddIn& add_in, Settings& settings) {
       ModText::Trim(settings.Read(setting::kReportPerPage)));
   if (answer.empty()) return;
   const Status stored = SetPerPage(settings, answer);
-  if (!stored.ok()) Tell(add_in, stored.text(), MessageIcon::kCritical);
+  if (!stored.ok()) TellUser(*add_in.desktop, stored.text(), MessageIcon::kCritical);
 }
 
 }  // namespace vespro::ModReports

@@ -3,6 +3,7 @@
 #include "base/code_page.h"
 #include "base/files.h"
 #include "base/text.h"
+#include "host/tell_user.h"
 #include "merge/custom_words.h"
 #include "send/body_export.h"
 
@@ -24,8 +25,7 @@ std::string SenderEmail(SendContext& context) {
   address = ModText::Trim(
       context.desktop().InputBox(kAskSender, std::string(kModuleName) + kAskSenderTitle, ""));
   if (address.empty()) {
-    context.desktop().MsgBox(kSenderRequired, MessageIcon::kExclamation, MessageButtons::kOk,
-                             kModuleName);
+    TellUser(context.desktop(), kSenderRequired, MessageIcon::kExclamation);
     return address;
   }
   // A failed write only means that the question comes again next time.

@@ -6,6 +6,7 @@
 #include "base/text.h"
 #include "host/add_in.h"
 #include "host/desktop.h"
+#include "host/tell_user.h"
 
 namespace vespro {
 namespace {
@@ -156,7 +157,7 @@ void frmMailSetting::CmdClose_Click() {
 }
 
 void frmMailSetting::Say(const Status& refusal) {
-  desktop_.MsgBox(refusal.text(), MessageIcon::kExclamation, MessageButtons::kOk, kModuleName);
+  TellUser(desktop_, refusal.text(), MessageIcon::kExclamation);
 }
 
 }  // namespace vespro

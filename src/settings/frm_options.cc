@@ -8,6 +8,7 @@
 #include "host/add_in.h"
 #include "host/hourglass.h"
 #include "host/start_or_tell.h"
+#include "host/tell_user.h"
 #include "settings/frm_mail_setting.h"
 #include "settings/store_trimmed.h"
 
@@ -19,11 +20,6 @@ enum Tab { kOperatingMode, kSenderInfo, kMailServer, kLogFile };
 void SetTooltip(std::string_view tooltip, Label& label, TextBox& box) {
   label.set_tooltip(tooltip);
   box.set_tooltip(tooltip);
-}
-
-MessageAnswer Ask(Desktop& desktop, std::string_view text, MessageIcon icon,
-                  MessageButtons buttons = MessageButtons::kOk) {
-  return desktop.MsgBox(text, icon, buttons, kModuleName);
 }
 
 // The number with which a stored mode begins, as text.
@@ -148,10 +144,9 @@ void frmOptions::OptionTurboMode_Click() {
 
 Leave frmOptions::TextBccTo_Leave() {
   if (asked_common_to_ || !TextBccTo.text().empty() || !IsTurbo()) return Leave::kAllow;
-  const MessageAnswer wanted =
-      Ask(desktop_,
-          "Missing common To: field for operation in Turbo Mode.  Do you want to set this value?",
-          MessageIcon::kQuestion, MessageButtons::kYesNo);
+  const MessageAnswer wanted = desktop_.MsgBox(
+      "Missing common To: field for operation in Turbo Mode.  Do you want to set this value?",
+      MessageIcon::kQuestion, MessageButtons::kYesNo, kModuleName);
   if (wanted == MessageAnswer::kYes) return Leave::kKeepFocus;
   asked_common_to_ = true;
   return Leave::kAllow;
@@ -160,7 +155,7 @@ Leave frmOptions::TextBccTo_Leave() {
 Leave frmOptions::TextNumConnection_Leave() {
   const Status valid = CheckConnections(TextNumConnection.text(), max_connections_);
   if (valid.ok()) return Leave::kAllow;
-  Ask(desktop_, valid.text(), MessageIcon::kExclamation);
+  TellUser(desktop_, valid.text(), MessageIcon::kExclamation);
   return Leave::kKeepFocus;
 }
 
@@ -184,11 +179,12 @@ Status frmOptions::DeleteLogFiles() {
 void frmOptions::CmdDeleteTempFiles_Click() {
   const Status deleted = DeleteLogFiles();
   if (deleted.ok()) {
-    Ask(desktop_, "Log files deleted", MessageIcon::kInformation);
+    TellUser(desktop_, "Log files deleted", MessageIcon::kInformation);
     return;
   }
-  Ask(desktop_, deleted.text() + "\r\nMake sure " + kModuleName + ", or explorer is not running.",
-      MessageIcon::kExclamation);
+  TellUser(desktop_,
+           deleted.text() + "\r\nMake sure " + kModuleName + ", or explorer is not running.",
+           MessageIcon::kExclamation);
 }
 
 void frmOptions::cmdOK_Click() {

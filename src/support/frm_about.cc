@@ -4,6 +4,7 @@
 
 #include "host/add_in.h"
 #include "host/desktop.h"
+#include "host/tell_user.h"
 #include "support/g_shell.h"
 #include "support/product.h"
 
@@ -37,7 +38,7 @@ void frmAbout::LabelWeb_Click() {
   const Status opened = GShell(desktop_, product::kWebAddress, kDefaultWindow, "", "", "open");
   if (opened.ok()) return;
   desktop_.Log(std::string(kGShellSource) + ": " + opened.text());
-  desktop_.MsgBox(opened.text(), MessageIcon::kCritical, MessageButtons::kOk, kModuleName);
+  TellUser(desktop_, opened.text(), MessageIcon::kCritical);
 }
 
 }  // namespace vespro
