@@ -432,6 +432,18 @@ HRESULT Object::Arguments(const Member& member, WORD way, const DISPPARAMS& para
   return S_OK;
 }
 
+// As a line of the ledger's has it.
+std::string Object::Described(const Variant& argument) const {
+  if (argument.type() == VT_ERROR) return "-";
+  if (Call::Fits(argument, Takes::kObject)) {
+    const Result<ComPtr<IDispatch>> given = argument.ToObject();
+    const Object* object = given.ok() ? ledger_.Find(given.value().get()) : nullptr;
+    return object == nullptr ? "Nothing" : object->name();
+  }
+  const Result<std::string> text = argument.ToText();
+  return text.ok() ? text.value() : "?";
+}
+
 STDMETHODIMP Object::Invoke(DISPID id, REFIID iid, LCID, WORD flags, DISPPARAMS* parameters,
                             VARIANT* result, EXCEPINFO* exception, UINT* wrong_argument) {
   return AtComEdge("Invoke", [&]() -> HRESULT {
@@ -454,6 +466,7 @@ STDMETHODIMP Object::Invoke(DISPID id, REFIID iid, LCID, WORD flags, DISPPARAMS*
     std::vector<Variant> arguments;
     const HRESULT fitting = Arguments(*found, way, *parameters, arguments, wrong_argument);
     if (FAILED(fitting)) return fitting;
+    for (const Variant& argument : arguments) ledger_.AddToCall(" " + Described(argument));
     if (result != nullptr) VariantInit(result);
     Call call(ledger_, way, std::move(arguments), result, exception, wrong_argument);
     const HRESULT done = found->handler(*this, call);

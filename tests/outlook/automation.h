@@ -151,6 +151,7 @@ class Object : public IDispatch, public IConnectionPointContainer {
   // What `what` comes to before it is done; S_OK: go on.
   HRESULT Admit(std::string_view what, bool only_asks_for_name = false);
   HRESULT Refuse(HRESULT code, const std::string& what, const char* why) const;
+  std::string Described(const Variant& argument) const;
   HRESULT Arguments(const Member& member, WORD way, const DISPPARAMS& parameters,
                     std::vector<Variant>& into, UINT* wrong_argument) const;
 

@@ -38,10 +38,10 @@ void Ledger::FailCall(std::string_view name, int n) {
 }
 
 bool Ledger::CountCall(const Object& object, std::string_view what, bool only_asks_for_name) {
-  ++calls_;
   const std::string call = object.name() + "." + std::string(what);
+  call_lines_.push_back((only_asks_for_name ? "? " : "") + call);
   const bool is_named = failing_in_ > 0 && !only_asks_for_name && call == failing_name_;
-  const bool fails = calls_ == failing_call_ || (is_named && --failing_in_ == 0);
+  const bool fails = calls() == failing_call_ || (is_named && --failing_in_ == 0);
   if (fails) failed_call_ = call;
   return fails;
 }

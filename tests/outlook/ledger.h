@@ -53,8 +53,12 @@ class Ledger {
   const std::vector<std::string>& refusals() const { return refusals_; }
   std::vector<std::string> TakeRefusals() { return std::exchange(refusals_, {}); }
 
-  // Calls by the add-in so far.
-  int calls() const { return calls_; }
+  // Calls by the add-in so far, and one line for each, such as "CommandBarButton.Caption About":
+  // the arguments follow, the value of a put last. "? " before what only asks for a name's number.
+  int calls() const { return static_cast<int>(call_lines_.size()); }
+  const std::vector<std::string>& call_lines() const { return call_lines_; }
+  // More of the call that is being made.
+  void AddToCall(const std::string& text) { call_lines_.back() += text; }
   // The call of that number, from 1, fails, once; 0: none.
   void FailCall(int number) { failing_call_ = number; }
   // The n-th call from now on, from 1, of that object's kind and member fails, once.
@@ -83,7 +87,7 @@ class Ledger {
   const DWORD thread_ = GetCurrentThreadId();
   std::vector<std::unique_ptr<Object>> objects_;
   std::vector<std::string> events_, faults_, gone_, refusals_;
-  int calls_ = 0;
+  std::vector<std::string> call_lines_;
   int failing_call_ = 0;
   std::string failing_name_;
   int failing_in_ = 0;  // calls of that name; 0: none is to fail

@@ -354,6 +354,18 @@ std::vector<std::string> OutlookStoryHost::Held() {
   return lines;
 }
 
+std::vector<std::string> OutlookStoryHost::Calls() {
+  std::string home = ModFiles::ToUtf8(Home());
+  home = ModText::ReplaceAll(home, "\\", "/");
+  std::vector<std::string> lines;
+  for (const std::string& call : client_->ledger.call_lines()) {
+    // Folders are parted in one way, line ends are shown.
+    const std::string line = ModText::ReplaceAll(ModText::ReplaceAll(call, "\r\n", "|"), "\\", "/");
+    lines.push_back(ModText::ReplaceAll(line, home, "{home}"));
+  }
+  return lines;
+}
+
 std::vector<std::string> OutlookStoryHost::TakeCalls() {
   std::vector<std::string> lines;
   for (const std::string& event : client_->ledger.TakeEvents()) lines.push_back("> " + event);

@@ -23,6 +23,8 @@ class OutlookStoryHost final : public StoryHost {
   OutlookStoryHost();
   ~OutlookStoryHost() override;
 
+  // The add-in's calls, as the ledger has them, with {home} for the story's folder.
+  std::vector<std::string> Calls();
   // Why there is no add-in to be had, if there is none.
   const Status& status() const { return installed_.status(); }
 

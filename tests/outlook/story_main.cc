@@ -13,8 +13,12 @@ namespace {
 
 int Run(const std::vector<std::string>& arguments) {
   const bool check = arguments.size() == 3 && arguments[1] == "--check";
-  if (arguments.size() != 2 && !check) {
-    std::fputs("usage: outlook-story [--check] FILE\n", stderr);
+  const bool calls = arguments.size() == 4 && arguments[1] == "--calls";
+  if (arguments.size() != 2 && !check && !calls) {
+    std::fputs(
+        "usage: outlook-story [--check] FILE\n"
+        "       outlook-story --calls VERSION FILE    every call that the add-in makes then\n",
+        stderr);
     return 2;
   }
   const Result<std::string> story = ModFiles::ReadAll(ModFiles::FromUtf8(arguments.back()));
@@ -27,7 +31,12 @@ int Run(const std::vector<std::string>& arguments) {
     std::fprintf(stderr, "%s\n", host.status().text().c_str());
     return 2;
   }
+  if (calls) host.SetVersion(arguments[2]).Ignore();  // nothing is connected yet
   const std::string told = TellStory(host, story.value());
+  if (calls) {
+    for (const std::string& line : host.Calls()) std::printf("%s\n", line.c_str());
+    return 0;
+  }
   if (!check) {
     std::fputs(told.c_str(), stdout);
     return 0;
