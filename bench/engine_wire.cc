@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "engine/delivery.h"
+#include "engine/delivery/delivery.h"
 
 namespace {
 

@@ -13,7 +13,7 @@
 #include "base/files.h"
 #include "base/random.h"
 #include "base/status.h"
-#include "engine/delivery.h"
+#include "engine/delivery/delivery.h"
 #include "engine/list_source.h"
 #include "engine/unsubscribe.h"
 

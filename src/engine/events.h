@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "base/files.h"
-#include "engine/delivery.h"
+#include "engine/delivery/delivery.h"
 
 namespace vespro::engine {
 

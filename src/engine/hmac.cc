@@ -5,7 +5,7 @@
 
 #include <array>
 
-#include "engine/net_system.h"
+#include "engine/net/system.h"
 
 namespace vespro::engine {
 

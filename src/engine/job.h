@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "base/status.h"
-#include "engine/delivery.h"
+#include "engine/message.h"
 #include "recipients/distribution.h"
 
 namespace vespro::engine {

@@ -17,7 +17,7 @@
 #include "base/files.h"
 #include "base/lines.h"
 #include "base/status.h"
-#include "engine/delivery.h"
+#include "engine/work.h"
 
 namespace vespro::engine {
 

@@ -13,8 +13,8 @@
 #include "base/lines.h"
 #include "base/random.h"
 #include "base/status.h"
-#include "engine/delivery.h"
 #include "engine/hash.h"
+#include "engine/work.h"
 #include "recipients/distribution.h"
 
 namespace vespro::engine {

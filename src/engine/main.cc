@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "base/command_line.h"
-#include "engine/delivery.h"
+#include "engine/delivery/delivery.h"
 #include "engine/engine.h"
 #include "engine/front.h"
 #include "engine/options.h"

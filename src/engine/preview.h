@@ -9,7 +9,7 @@
 #include "base/clock.h"
 #include "base/random.h"
 #include "base/status.h"
-#include "engine/delivery.h"
+#include "engine/work.h"
 #include "recipients/distribution.h"
 
 namespace vespro::engine {

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "base/files.h"
-#include "engine/delivery.h"
+#include "engine/delivery/delivery.h"
 
 namespace vespro::engine {
 

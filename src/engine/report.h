@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "base/status.h"
-#include "engine/delivery.h"
+#include "engine/delivery/delivery.h"
 #include "engine/journal.h"
 #include "recipients/distribution.h"
 

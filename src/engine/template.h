@@ -13,7 +13,7 @@
 #include "base/clock.h"
 #include "base/random.h"
 #include "base/status.h"
-#include "engine/delivery.h"
+#include "engine/work.h"
 #include "engine/merge_words.h"
 #include "engine/qp_writer.h"
 #include "engine/unsubscribe.h"

@@ -1,10 +1,10 @@
 # The wire half of the engine: the SMTP dialogue, portable and without sockets, and what carries it.
 include(${PROJECT_SOURCE_DIR}/cmake/openssl.cmake)
 if(WIN32)
-  set(system net_win32.cc)
+  set(system net/system_win32.cc)
 else()
-  set(system net_posix.cc)
-  set(system_tests delivery_test.cc)  # its server wakes its threads as only POSIX does
+  set(system net/system_posix.cc)
+  set(system_tests delivery/delivery_test.cc)  # its server wakes its threads as only POSIX does
 endif()
 # What OpenSSL does for us beside TLS itself.
 vespro_room(engine_crypto
@@ -13,17 +13,21 @@ vespro_room(engine_crypto
   LIBRARIES vespro_openssl)
 
 vespro_room(engine_smtp
-  SOURCES policy.cc sasl.cc scheduler.cc secret_traces.cc smtp_client.cc smtp_reply.cc
-  TESTS policy_test.cc sasl_test.cc scheduler_test.cc secret_traces_test.cc smtp_client_test.cc
-        smtp_reply_test.cc
+  SOURCES smtp/client.cc smtp/policy.cc smtp/reply.cc smtp/sasl.cc smtp/secret_traces.cc
+  TESTS smtp/client_test.cc smtp/policy_test.cc smtp/reply_test.cc smtp/sasl_test.cc
+        smtp/secret_traces_test.cc
   USES base mime engine_crypto)
 
-vespro_room(engine_wire
-  SOURCES delivery.cc net_asio.cc
-  TESTS ${system_tests}
+vespro_room(engine_net
+  SOURCES net/asio_network.cc
   USES engine_smtp
   LIBRARIES vespro_asio vespro_openssl)
+
+vespro_room(engine_delivery
+  SOURCES delivery/delivery.cc delivery/scheduler.cc
+  TESTS delivery/scheduler_test.cc ${system_tests}
+  USES engine_net)
 if(NOT WIN32)
   add_executable(engine_wire_bench ${PROJECT_SOURCE_DIR}/bench/engine_wire.cc)
-  target_link_libraries(engine_wire_bench PRIVATE vespro_engine_wire)
+  target_link_libraries(engine_wire_bench PRIVATE vespro_engine_delivery)
 endif()

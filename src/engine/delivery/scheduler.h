@@ -1,5 +1,5 @@
-// engine/scheduler.h - who sends what next: the shares of the servers, the recipients that wait for
-// another attempt, the ceiling on messages a second. Pure: time is passed in. One thread.
+// engine/delivery/scheduler.h - who sends what next: the shares of the servers, the recipients that
+// wait for another attempt, the ceiling on messages a second. Pure: time is passed in. One thread.
 #pragma once
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/delivery.h"
+#include "engine/message.h"
 
 namespace vespro::engine {
 

@@ -1,4 +1,4 @@
-// engine/sasl.h - the client's side of a login (RFC 4954): which mechanism of those that a server
+// engine/smtp/sasl.h - the client's side of a login (RFC 4954): which mechanism of those that a server
 // offers is used, and what is said in it. PLAIN (RFC 4616), LOGIN, CRAM-MD5 (RFC 2195) and XOAUTH2
 // (as Google and Microsoft document it). Pure: it neither sends nor waits. One thread per object.
 #pragma once

@@ -1,4 +1,4 @@
-#include "engine/smtp_reply.h"
+#include "engine/smtp/reply.h"
 
 #include <gtest/gtest.h>
 

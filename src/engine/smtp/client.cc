@@ -1,4 +1,4 @@
-#include "engine/smtp_client.h"
+#include "engine/smtp/client.h"
 
 #include <algorithm>
 #include <cassert>

@@ -1,4 +1,4 @@
-#include "engine/delivery.h"
+#include "engine/delivery/delivery.h"
 
 #include <algorithm>
 #include <cassert>
@@ -6,9 +6,9 @@
 #include <limits>
 
 #include "base/shell.h"
-#include "engine/net.h"
-#include "engine/scheduler.h"
-#include "engine/smtp_client.h"
+#include "engine/net/network.h"
+#include "engine/delivery/scheduler.h"
+#include "engine/smtp/client.h"
 
 namespace vespro::engine {
 namespace {

@@ -1,4 +1,4 @@
-#include "engine/sasl.h"
+#include "engine/smtp/sasl.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-// engine/secret_traces.h - finds out whether a server's words repeat a secret: whole, over two
+// engine/smtp/secret_traces.h - finds out whether a server's words repeat a secret: whole, over two
 // lines, or cut off. A reply costs the same however long the secrets are. One thread per object.
 #pragma once
 

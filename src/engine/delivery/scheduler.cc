@@ -1,4 +1,4 @@
-#include "engine/scheduler.h"
+#include "engine/delivery/scheduler.h"
 
 #include <algorithm>
 #include <cassert>

@@ -1,4 +1,4 @@
-// engine/policy.h - what a failure means. Everything that goes wrong between a session and a server
+// engine/smtp/policy.h - what a failure means. Everything that goes wrong between a session and a server
 // comes here as a Failure, and nobody else decides what follows from it. Pure: any thread.
 //
 // The questions, in the order in which they matter:
@@ -9,7 +9,7 @@
 // The table in policy.cc answers them row by row; the first row that fits wins.
 #pragma once
 
-#include "engine/smtp_reply.h"
+#include "engine/smtp/reply.h"
 
 namespace vespro::engine {
 

@@ -1,4 +1,4 @@
-// engine/smtp_client.h - the client's side of one SMTP session (RFC 5321) as a state machine:
+// engine/smtp/client.h - the client's side of one SMTP session (RFC 5321) as a state machine:
 // events in, bytes and wishes out. It has no socket and no clock; its owner brings the bytes and
 // keeps the time. Uses STARTTLS (RFC 3207), AUTH (RFC 4954, see sasl.h), PIPELINING (RFC 2920),
 // CHUNKING (RFC 3030), SIZE (RFC 1870), 8BITMIME (RFC 6152), SMTPUTF8 (RFC 6531) and LIMITS (RFC
@@ -22,11 +22,11 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/delivery.h"
-#include "engine/policy.h"
-#include "engine/sasl.h"
-#include "engine/secret_traces.h"
-#include "engine/smtp_reply.h"
+#include "engine/message.h"
+#include "engine/smtp/policy.h"
+#include "engine/smtp/reply.h"
+#include "engine/smtp/sasl.h"
+#include "engine/smtp/secret_traces.h"
 
 namespace vespro::engine {
 

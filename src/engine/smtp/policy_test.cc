@@ -1,4 +1,4 @@
-#include "engine/policy.h"
+#include "engine/smtp/policy.h"
 
 #include <gtest/gtest.h>
 

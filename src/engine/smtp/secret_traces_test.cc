@@ -1,4 +1,4 @@
-#include "engine/secret_traces.h"
+#include "engine/smtp/secret_traces.h"
 
 #include <gtest/gtest.h>
 

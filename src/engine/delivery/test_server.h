@@ -1,5 +1,5 @@
-// engine/test_server.h - for tests only: an SMTP server on a loopback port, a thread a connection,
-// that does as it is told and remembers what it accepted.
+// engine/delivery/test_server.h - for tests only: an SMTP server on a loopback port, a thread a
+// connection, that does as it is told and remembers what it accepted.
 #pragma once
 
 #include <openssl/x509v3.h>

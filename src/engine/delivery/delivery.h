@@ -1,7 +1,7 @@
-// engine/delivery.h - what the sending side of the engine needs from the rest, and what it gives.
-// Delivery takes recipients from a WorkSource, has their message made by a Renderer, brings it to
-// the servers, and tells a ResultSink what became of each recipient, exactly once. It knows neither
-// lists nor files. Everything runs on the thread that calls Run. Text is UTF-8.
+// engine/delivery/delivery.h - brings a job to its recipients: takes them from a WorkSource, has
+// their message made by a Renderer, brings it to the servers, and tells a ResultSink what became of
+// each recipient, exactly once. It knows neither lists nor files. Everything runs on the thread
+// that calls Run. Text is UTF-8.
 #pragma once
 
 #include <chrono>
@@ -16,85 +16,10 @@
 
 #include "base/status.h"
 #include "base/text.h"
+#include "engine/message.h"
+#include "engine/work.h"
 
 namespace vespro::engine {
-
-// One "HOST=" line of the job. Equal lines are kept apart: each is one share of the work.
-struct Account {
-  std::string server;
-  std::uint16_t port = 25;
-  std::string login;     // empty: no authentication
-  std::string password;  // decoded; never printed
-};
-
-// One person of the list.
-struct Recipient {
-  std::uint64_t line = 0;  // where the list has it, from 1
-  std::string address;     // normalised
-  std::string row;         // a CSV row's bytes as read; empty for a list of plain addresses
-};
-
-enum class State { kSent, kRefused, kFailed, kSkipped, kUnknown };
-
-// What became of one recipient.
-struct Outcome {
-  State state = State::kSent;
-  int attempts = 0;
-  std::string server;  // "name:port" of the last attempt
-  std::string reply;   // the server's own words, or ours where no server spoke; one line
-};
-
-// A message ready for the wire, without dot-stuffing: lines end in CR LF, the last one too.
-struct RenderedMessage {
-  // In order. They point into `own` and into what the Renderer keeps for the whole job.
-  std::vector<std::string_view> pieces;
-  std::string own;
-  std::uint64_t bytes = 0;  // the pieces' sizes added up
-};
-
-class WorkSource {
- public:
-  virtual ~WorkSource() = default;
-  // The next recipients, at most `max`, fewer only near the end of the list; none at its end.
-  virtual Result<std::vector<Recipient>> Next(std::size_t max) = 0;
-};
-
-class Renderer {
- public:
-  virtual ~Renderer() = default;
-  // The address for MAIL FROM.
-  virtual const std::string& sender() const = 0;
-  // How many recipients one message may carry: 1 for personalised mail, more for one copy to many.
-  virtual std::size_t recipients_per_message() const = 0;
-  // No message has fewer bytes, whoever it is for.
-  virtual std::uint64_t least_bytes() const { return 0; }
-  // `out` is the caller's own and is overwritten; its memory is reused from message to message.
-  virtual void Render(std::span<const Recipient> recipients, RenderedMessage& out) = 0;
-};
-
-// Told of everything that happens, in order. Calls may be gathered until Commit.
-class ResultSink {
- public:
-  virtual ~ResultSink() = default;
-  // The end of the message to these recipients goes out behind the next Commit: from then on
-  // `server` may accept it.
-  virtual Status Sending(std::span<const Recipient> recipients, std::string_view server) = 0;
-  // After Sending, when the server certainly has not taken the message (an answer to try again
-  // later, a connection that broke before the end of the data): these recipients wait for another
-  // attempt. A job that is stopped before it would otherwise have to call them kUnknown.
-  virtual Status PutBack(std::span<const Recipient> recipients) {
-    static_cast<void>(recipients);
-    return {};
-  }
-  // The verdict on one recipient, once. After a failure nothing further is sent.
-  virtual Status Record(const Recipient& recipient, const Outcome& outcome) = 0;
-  // What was told until now must outlive the process when this returns. Called before any end of a
-  // message goes out, after every group of answers, and on every tick. After a failure nothing
-  // further is sent.
-  virtual Status Commit() { return {}; }
-};
-
-enum class TlsUse { kAuto, kRequired, kOff };
 
 // What is said of one server: of all accounts that `server`, "name" or "name:port", names.
 struct ServerRate {

@@ -14,8 +14,8 @@
 
 #include "base/files.h"
 #include "base/text.h"
-#include "engine/net.h"
-#include "engine/net_system.h"
+#include "engine/net/network.h"
+#include "engine/net/system.h"
 
 namespace vespro::engine {
 namespace {

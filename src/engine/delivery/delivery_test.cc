@@ -1,4 +1,4 @@
-#include "engine/delivery.h"
+#include "engine/delivery/delivery.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <set>
 
 #include "base/testing.h"
-#include "engine/test_server.h"
+#include "engine/delivery/test_server.h"
 
 namespace vespro::engine {
 namespace {

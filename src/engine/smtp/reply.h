@@ -1,4 +1,4 @@
-// engine/smtp_reply.h - a server's replies out of a stream of bytes (RFC 5321, section 4.2), with
+// engine/smtp/reply.h - a server's replies out of a stream of bytes (RFC 5321, section 4.2), with
 // the enhanced status codes of RFC 3463. Pure: any thread.
 #pragma once
 

@@ -1,4 +1,4 @@
-#include "engine/net_system.h"
+#include "engine/net/system.h"
 
 namespace vespro::engine::platform {
 

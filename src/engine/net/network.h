@@ -1,4 +1,4 @@
-// engine/net.h - one connection to a server, asynchronous: TCP, then TLS when asked. Everything
+// engine/net/network.h - one connection to a server, asynchronous: TCP, then TLS when asked. Everything
 // runs on the thread that runs the Network; the events come from its loop, never from within a
 // call.
 //
@@ -20,7 +20,7 @@
 #include <string_view>
 
 #include "base/status.h"
-#include "engine/policy.h"
+#include "engine/smtp/policy.h"
 
 namespace vespro::engine {
 

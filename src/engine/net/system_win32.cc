@@ -1,7 +1,7 @@
 #include <openssl/err.h>
 #include <openssl/x509.h>
 
-#include "engine/net_system.h"
+#include "engine/net/system.h"
 // After OpenSSL: wincrypt.h takes some of its names for macros.
 #include <winsock2.h>
 // After winsock2.h, on which they depend.

@@ -1,4 +1,4 @@
-// engine/net_system.h - what the wire wants of the operating system beyond sockets.
+// engine/net/system.h - what the wire wants of the operating system beyond sockets.
 #pragma once
 
 #include <openssl/ssl.h>
