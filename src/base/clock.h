@@ -31,6 +31,6 @@ namespace ModClock {
 LocalTime ToLocal(std::chrono::system_clock::time_point moment);
 // Date and time as the user's regional settings show them. UTF-8.
 std::string RegionalText(const LocalTime& time);
-}
+}  // namespace ModClock
 
 }  // namespace vespro

@@ -25,7 +25,9 @@ TEST(CodePageTest, CaseFollowsTheCodePage) {
 }
 
 TEST(CodePageTest, ConvertsThereAndBack) {
-  const std::string text = "Gr\xC3\xBC\xC3\x9F" "e, \xE2\x82\xAC";
+  const std::string text =
+      "Gr\xC3\xBC\xC3\x9F"
+      "e, \xE2\x82\xAC";
   EXPECT_EQ(ModCodePage::ToUtf8(ModCodePage::FromUtf8(text)), text);
   EXPECT_TRUE(ModCodePage::CanHold(text));
 }

@@ -9,8 +9,8 @@
 namespace vespro::ModCommandLine {
 
 // The arguments of main as UTF-8, the program's name first; on Windows they come from the system,
-// not from `argv`. Standard streams that are closed lead nowhere from here on. What is written to the standard streams from here on arrives byte for byte, and
-// a terminal takes it for UTF-8.
+// not from `argv`. Standard streams that are closed lead nowhere from here on. What is written to
+// the standard streams from here on arrives byte for byte, and a terminal takes it for UTF-8.
 std::vector<std::string> Begin(int argc, char** argv);
 
 enum class Stream { kInput, kOutput, kError };

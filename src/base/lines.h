@@ -1,5 +1,6 @@
-// base/lines.h - lines of a byte stream. CR LF, a lone CR and a lone LF each end a line; what stands
-// behind the last line end is a line too, unless it is empty. Bytes, never text: nothing is decoded.
+// base/lines.h - lines of a byte stream. CR LF, a lone CR and a lone LF each end a line; what
+// stands behind the last line end is a line too, unless it is empty. Bytes, never text: nothing is
+// decoded.
 #pragma once
 
 #include <cstdint>
@@ -15,8 +16,8 @@ namespace vespro {
 // Takes the first line off `rest`. False when there is none left. Views into the same bytes.
 bool NextLine(std::string_view& rest, std::string_view& line);
 
-// Reads a file's lines in blocks, so that a file of any length takes the memory of its longest line.
-// What is appended to the file after it was opened is not read.
+// Reads a file's lines in blocks, so that a file of any length takes the memory of its longest
+// line. What is appended to the file after it was opened is not read.
 class LineReader {
  public:
   // A line longer than `max_line_bytes` is given cut to that many bytes, with `overlong` set.
@@ -44,9 +45,9 @@ class LineReader {
   std::uint64_t file_bytes_;
   std::size_t max_line_bytes_;
   std::string block_;
-  std::string_view rest_;   // what is not yet given of block_
-  std::string line_;        // a line that began in an earlier block
-  bool skip_lf_ = false;    // the last block ended in CR
+  std::string_view rest_;  // what is not yet given of block_
+  std::string line_;       // a line that began in an earlier block
+  bool skip_lf_ = false;   // the last block ended in CR
   bool overlong_ = false;
   std::uint64_t line_number_ = 0;
   std::uint64_t bytes_read_ = 0;

@@ -10,7 +10,8 @@ using std::chrono::milliseconds;
 constexpr milliseconds kLong{60'000};
 
 // The first is known to one shell, in whose place it stands and to which the rest is a comment, the
-// second to the other. None starts a program: under Wine one whose parent is killed meanwhile hangs.
+// second to the other. None starts a program: under Wine one whose parent is killed meanwhile
+// hangs.
 constexpr const char* kEndless = "exec sleep 60 # || for /L %i in (1,0,2) do @rem";
 
 TEST(ShellTest, GivesTheFirstLineOrSaysWhyNot) {

@@ -53,7 +53,7 @@ class [[nodiscard]] Status {
 template <class T>
 class [[nodiscard]] Result {
  public:
-  Result(T value) : value_(std::move(value)) {}  // NOLINT: implicit on purpose
+  Result(T value) : value_(std::move(value)) {}         // NOLINT: implicit on purpose
   Result(Status status) : status_(std::move(status)) {  // NOLINT: implicit on purpose
     assert(!status_.ok() && "a Result without a value needs a reason");
   }

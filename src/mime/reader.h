@@ -57,8 +57,8 @@ Result<std::string> DecodedBytes(const MimePart& part);
 // they are, and so do the line breaks inside the paragraphs of format=flowed.
 Result<std::string> DecodedText(const MimePart& part);
 
-// Whether two messages differ in nothing but the boundaries of their multiparts, which are made anew
-// for each message that is written.
+// Whether two messages differ in nothing but the boundaries of their multiparts, which are made
+// anew for each message that is written.
 bool SameButForBoundaries(std::string_view a, std::string_view b);
 
 }  // namespace vespro

@@ -283,9 +283,8 @@ Status WriteMime(const Composition& composition, Randomness& randomness, ByteSin
     }
   }
   Writer writer(composition, randomness, sink);
-  const std::string start =
-      "MIME-Version: 1.0\r\n" + ModHeader::Field("Subject", composition.subject) +
-      composition.fields;
+  const std::string start = "MIME-Version: 1.0\r\n" +
+                            ModHeader::Field("Subject", composition.subject) + composition.fields;
   if (Status status = writer.Put(start); !status.ok()) return status;
   return writer.Message();
 }

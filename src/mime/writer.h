@@ -32,12 +32,13 @@ struct Composition {
   std::vector<MimeFile> attachments;
 };
 
-// Writes MIME-Version, Subject, the further fields and the Content fields, an empty line, and the body; the fields of
-// who, whom and when are for others to put in front. The text part is left out beside HTML when it
-// is empty. Lines of bodies have at most 76 characters and end in CR LF; a text that is the whole
-// message and has no last line end gets one. Files are read in blocks, never whole. All files are
-// opened once before the first byte is written: kNotFound or kBadInput names the one that can't be.
-// kUsage for a content id that can't stand in a header. Else what the sink says.
+// Writes MIME-Version, Subject, the further fields and the Content fields, an empty line, and the
+// body; the fields of who, whom and when are for others to put in front. The text part is left out
+// beside HTML when it is empty. Lines of bodies have at most 76 characters and end in CR LF; a text
+// that is the whole message and has no last line end gets one. Files are read in blocks, never
+// whole. All files are opened once before the first byte is written: kNotFound or kBadInput names
+// the one that can't be. kUsage for a content id that can't stand in a header. Else what the sink
+// says.
 Status WriteMime(const Composition& composition, Randomness& randomness, ByteSink& sink);
 
 // By the ending of the name, in any case; application/octet-stream when the ending says nothing.

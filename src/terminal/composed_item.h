@@ -20,8 +20,8 @@ struct ComposeRequest {
   std::filesystem::path html_file = {};
   std::vector<std::filesystem::path> attach = {};  // ordinary attachments
   std::vector<std::filesystem::path> embed =
-      {};                               // pictures, referenced as "cid:" and the file's name
-  std::filesystem::path eml_file = {};  // a whole message instead of the bodies
+      {};                                // pictures, referenced as "cid:" and the file's name
+  std::filesystem::path eml_file = {};   // a whole message instead of the bodies
   std::vector<std::string> fields = {};  // further header fields, "Name: value", UTF-8
 };
 

@@ -36,10 +36,18 @@ Result<File> File::Open(const fs::path& path, Mode mode, Access access) {
   int flags = O_CLOEXEC;
   switch (mode) {
     // Without O_NONBLOCK, opening a named pipe would wait for its writer.
-    case Mode::kRead: flags |= O_RDONLY | O_NONBLOCK; break;
-    case Mode::kReplace: flags |= O_WRONLY | O_CREAT | O_TRUNC; break;
-    case Mode::kCreateNew: flags |= O_WRONLY | O_CREAT | O_EXCL; break;
-    case Mode::kAppend: flags |= O_WRONLY | O_CREAT | O_APPEND; break;
+    case Mode::kRead:
+      flags |= O_RDONLY | O_NONBLOCK;
+      break;
+    case Mode::kReplace:
+      flags |= O_WRONLY | O_CREAT | O_TRUNC;
+      break;
+    case Mode::kCreateNew:
+      flags |= O_WRONLY | O_CREAT | O_EXCL;
+      break;
+    case Mode::kAppend:
+      flags |= O_WRONLY | O_CREAT | O_APPEND;
+      break;
   }
   const bool reading = mode == Mode::kRead;
   const int fd = open(path.c_str(), flags, access == Access::kPrivate ? 0600 : 0666);
@@ -52,8 +60,8 @@ Result<File> File::Open(const fs::path& path, Mode mode, Access access) {
     struct stat info {};
     if (fstat(fd, &info) != 0) return Fail(Code::kNotFound, "cannot read", path);
     if (!S_ISREG(info.st_mode)) {
-      return Status(Code::kBadInput, "'" + ModFiles::ToUtf8(path) + "' is " +
-                                         KindOf(info.st_mode) + ", not a file");
+      return Status(Code::kBadInput,
+                    "'" + ModFiles::ToUtf8(path) + "' is " + KindOf(info.st_mode) + ", not a file");
     }
   }
   return file;
@@ -114,7 +122,8 @@ Result<std::uint64_t> File::Size() const {
 }
 
 bool File::IsInPlace() const {
-  struct stat open {}, there {};
+  struct stat open {
+  }, there{};
   return fstat(Fd(handle_), &open) == 0 && stat(path_.c_str(), &there) == 0 &&
          open.st_dev == there.st_dev && open.st_ino == there.st_ino;
 }

@@ -9,9 +9,7 @@ namespace vespro::ModCodePage::platform {
 
 std::string ToUtf8(std::string_view ansi) { return ModWide::ToUtf8(ModWide::From(ansi, CP_ACP)); }
 
-std::string FromUtf8(std::string_view text) {
-  return ModWide::To(ModWide::FromUtf8(text), CP_ACP);
-}
+std::string FromUtf8(std::string_view text) { return ModWide::To(ModWide::FromUtf8(text), CP_ACP); }
 
 bool MapCase(std::string& ansi, Case to) {
   std::wstring wide = ModWide::From(ansi, CP_ACP);

@@ -76,8 +76,7 @@ Value ReadValue(Root root, std::string_view path, std::string_view name) {
   const std::wstring wide_name = ModWide::FromUtf8(name);
   DWORD type = 0;
   DWORD size = 0;
-  LSTATUS status =
-      RegQueryValueExW(key.get(), wide_name.c_str(), nullptr, &type, nullptr, &size);
+  LSTATUS status = RegQueryValueExW(key.get(), wide_name.c_str(), nullptr, &type, nullptr, &size);
   if (status != ERROR_SUCCESS) return {"", static_cast<std::int32_t>(status)};
   if (type != REG_SZ && type != REG_DWORD) return {"", -1};
   std::vector<BYTE> bytes(size);
@@ -102,8 +101,8 @@ std::vector<std::string> ListValues(Root root, std::string_view path) {
   Key key;
   if (key.Open(root, path, KEY_ALL_ACCESS) != ERROR_SUCCESS) return names;
   DWORD count = 0;
-  RegQueryInfoKeyW(key.get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &count,
-                   nullptr, nullptr, nullptr, nullptr);
+  RegQueryInfoKeyW(key.get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &count, nullptr,
+                   nullptr, nullptr, nullptr);
   std::wstring name(16384, L'\0');  // the registry's longest value name and its NUL
   for (DWORD i = 0; i < count; ++i) {
     auto length = static_cast<DWORD>(name.size());

@@ -21,8 +21,7 @@ inline std::wstring From(std::string_view bytes, UINT code_page) {
 inline std::string To(std::wstring_view wide, UINT code_page) {
   if (wide.empty()) return {};
   const int in = static_cast<int>(wide.size());
-  const int size =
-      WideCharToMultiByte(code_page, 0, wide.data(), in, nullptr, 0, nullptr, nullptr);
+  const int size = WideCharToMultiByte(code_page, 0, wide.data(), in, nullptr, 0, nullptr, nullptr);
   std::string bytes(static_cast<std::size_t>(size), '\0');
   WideCharToMultiByte(code_page, 0, wide.data(), in, bytes.data(), size, nullptr, nullptr);
   return bytes;
