@@ -2,7 +2,7 @@
 // holds every byte back for half a round trip on its way there and on its way back.
 //   delay_proxy LISTEN_PORT TARGET_PORT ROUND_TRIP_MS
 // The rate is not limited: what arrives together leaves together, later. In front of each end up to
-// kMostHeld bytes are on their way in each direction, as on a long line; then the sender waits.
+// kMaxHeldBytes bytes are on their way in each direction, as on a long line; then the sender waits.
 #include <asio.hpp>
 #include <chrono>
 #include <cstdio>
@@ -19,7 +19,7 @@ using asio::ip::tcp;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kBlock = 64 * 1024;
-constexpr std::size_t kMostHeld = 16 * 1024 * 1024;
+constexpr std::size_t kMaxHeldBytes = 16 * 1024 * 1024;
 
 // One direction of a connection.
 struct Line {
@@ -62,7 +62,7 @@ awaitable<void> Fill(std::shared_ptr<Pair> pair, tcp::socket& from, Line& line,
     line.bytes_held += size;
     line.held.push_back({Clock::now() + delay, std::move(block)});
     line.arrived.cancel();
-    while (!error && line.bytes_held > kMostHeld) co_await WaitFor(line.room);
+    while (!error && line.bytes_held > kMaxHeldBytes) co_await WaitFor(line.room);
   }
 }
 

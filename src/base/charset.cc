@@ -142,7 +142,7 @@ std::string RepairedUtf8(std::string_view bytes) {
            (static_cast<unsigned char>(bytes[i + length]) & 0xC0) == 0x80) {
       ++length;
     }
-    // The longest prefix that is one valid character; stray bytes behind it count on their own.
+    // The longest prefix that is one valid character; stray bytes after it count on their own.
     std::size_t valid = length;
     while (valid > 0 && !ModText::IsUtf8(bytes.substr(i, valid))) --valid;
     out += valid > 0 ? bytes.substr(i, valid) : kReplacement;

@@ -20,7 +20,7 @@ bool IsTerminal(Stream stream);
 // A word as a person types it into the system's shell: quoted where it has to be. UTF-8.
 std::string ForShell(std::string_view word);
 
-// A command of the command line with these arguments, to be copied into a shell. The program stands
+// A command of the command line with these arguments, to be copied into a shell. The program is
 // there with its folder unless the shell finds it without.
 std::string VesproCommand(const std::vector<std::string>& arguments);
 

@@ -13,8 +13,8 @@ TEST(CommandLineTest, WordsForTheShellComeBackFromIt) {
   // Each must reach a program as it is here.
   for (const std::string word :
        {"plain", "/home/ann/session/2411260000001", "two words", "a&b", "$HOME"}) {
-    const Result<std::string> echoed =
-        ModShell::FirstLine("echo " + ModCommandLine::ForShell(word), std::chrono::minutes(1), go);
+    const Result<std::string> echoed = ModShell::RunForFirstLine(
+        "echo " + ModCommandLine::ForShell(word), std::chrono::minutes(1), go);
     ASSERT_TRUE(echoed.ok()) << echoed.status().text();
     std::string got = echoed.value();
     if (got == "\"" + word + "\"") got = word;  // the echo of Windows' shell keeps quotes

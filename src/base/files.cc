@@ -14,7 +14,7 @@ namespace platform = ModFiles::platform;
 
 namespace {
 constexpr std::size_t kBufferBytes = 256 * 1024;
-constexpr std::size_t kMostOfName = 200;  // file systems take 255
+constexpr std::size_t kMaxNameBytes = 200;  // file systems take 255
 }  // namespace
 
 Status BufferedWriter::Write(std::string_view bytes) {
@@ -71,7 +71,7 @@ Result<AtomicFile> AtomicFile::Create(const fs::path& path, Access access) {
                 static_cast<unsigned long long>(randomness.Next()));
   // Beside the target and called like it, as far as a name may be long.
   fs::path::string_type name = target.filename().native();
-  name.resize(std::min(name.size(), kMostOfName));
+  name.resize(std::min(name.size(), kMaxNameBytes));
   fs::path temporary = target.parent_path() / name;
   temporary += suffix.data();
   // Nobody else reads it before it has the old one's permissions.
@@ -125,7 +125,7 @@ std::string LastName(std::string_view name) {
 }
 
 std::string SafeName(std::string_view name) {
-  std::string safe = LastName(name).substr(0, kMostOfName);
+  std::string safe = LastName(name).substr(0, kMaxNameBytes);
   for (char& c : safe) {
     if (std::string_view(":*?\"<>|").find(c) != std::string_view::npos) c = '_';
   }

@@ -47,7 +47,7 @@ class File {
     kRead,       // regular files only
     kReplace,    // made, or emptied
     kCreateNew,  // fails when something of that name is there
-    kAppend,     // made, or written to behind its end
+    kAppend,     // made, or written to after its end
   };
   static Result<File> Open(const std::filesystem::path& path, Mode mode,
                            Access access = Access::kShared);
@@ -153,7 +153,7 @@ Status ReplaceWith(const std::filesystem::path& path, std::string_view bytes,
 bool IsFile(const std::filesystem::path& path);
 bool IsFolder(const std::filesystem::path& path);
 
-// What stands at a path itself: a link is neither file nor folder.
+// What is at a path itself: a link is neither file nor folder.
 struct Entry {
   bool is_file = false;
   bool is_folder = false;

@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::size_t kBlockBytes = 256 * 1024;
 
-// Where the first CR or LF stands; npos when nowhere. memchr twice beats one byte-wise loop, and
+// Where the first CR or LF is; npos when nowhere. memchr twice beats one byte-wise loop, and
 // the second search is bounded by the first's hit.
 std::size_t FindLineEnd(std::string_view text) {
   const std::size_t lf = text.find('\n');

@@ -1,5 +1,5 @@
 // base/lines.h - lines of a byte stream. CR LF, a lone CR and a lone LF each end a line; what
-// stands behind the last line end is a line too, unless it is empty. Bytes, never text: nothing is
+// is after the last line end is a line too, unless it is empty. Bytes, never text: nothing is
 // decoded.
 #pragma once
 

@@ -15,7 +15,7 @@ namespace vespro::ModShell {
 // line end. kUnavailable when it can't be started, ends with another status than 0, or writes
 // nothing; kTimedOut when it takes longer than `limit`; kCancelled soon after `stop` is set; in
 // both cases it is killed. No failure's text repeats the command or its output. Any thread; blocks.
-Result<std::string> FirstLine(const std::string& command, std::chrono::milliseconds limit,
-                              const std::atomic<bool>& stop);
+Result<std::string> RunForFirstLine(const std::string& command, std::chrono::milliseconds limit,
+                                    const std::atomic<bool>& stop);
 
 }  // namespace vespro::ModShell

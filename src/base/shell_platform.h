@@ -11,9 +11,10 @@
 
 namespace vespro::ModShell::platform {
 
-inline constexpr std::size_t kMostBytes = 64 * 1024;
+inline constexpr std::size_t kMaxBytes = 64 * 1024;
 
-// As FirstLine in shell.h, but gives all that was written, and some more than kMostBytes at most.
+// As RunForFirstLine in shell.h, but gives all that was written, and some more than kMaxBytes at
+// most.
 Result<std::string> Output(const std::string& command, std::chrono::milliseconds limit,
                            const std::atomic<bool>& stop);
 

@@ -9,7 +9,7 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kLong{60'000};
 
-// The first is known to one shell, in whose place it stands and to which the rest is a comment, the
+// The first is known to one shell, in whose place it is and to which the rest is a comment, the
 // second to the other. None starts a program: under Wine one whose parent is killed meanwhile
 // hangs.
 constexpr const char* kEndless = "exec sleep 60 # || for /L %i in (1,0,2) do @rem";
@@ -28,7 +28,7 @@ TEST(ShellTest, GivesTheFirstLineOrSaysWhyNot) {
       {"echo \"a b\"", nullptr, Code::kOk},  // the shells differ in what they leave of the quotes
   };
   for (const auto& one : cases) {
-    const Result<std::string> line = ModShell::FirstLine(one.command, kLong, go);
+    const Result<std::string> line = ModShell::RunForFirstLine(one.command, kLong, go);
     ASSERT_EQ(line.ok() ? Code::kOk : line.status().code(), one.code) << one.command;
     if (one.line != nullptr) {
       EXPECT_EQ(line.ok() ? line.value() : line.status().text(), one.line) << one.command;
@@ -40,9 +40,10 @@ TEST(ShellTest, GivesTheFirstLineOrSaysWhyNot) {
 
 TEST(ShellTest, EndsWhatTakesTooLongOrIsNotWantedAnyMore) {
   std::atomic<bool> stop{false};
-  EXPECT_EQ(ModShell::FirstLine(kEndless, milliseconds(50), stop).status().code(), Code::kTimedOut);
+  EXPECT_EQ(ModShell::RunForFirstLine(kEndless, milliseconds(50), stop).status().code(),
+            Code::kTimedOut);
   stop = true;
-  EXPECT_EQ(ModShell::FirstLine(kEndless, kLong, stop).status().code(), Code::kCancelled);
+  EXPECT_EQ(ModShell::RunForFirstLine(kEndless, kLong, stop).status().code(), Code::kCancelled);
 }
 
 }  // namespace

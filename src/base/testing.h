@@ -22,7 +22,7 @@ class TemporaryFolder {
             ModFiles::FromUtf8("vespro \xC5\x82 " + std::to_string(SystemRandomness().Next()));
     std::filesystem::create_directories(path_);
   }
-  ~TemporaryFolder() { ModFiles::Remove(path_).Ignore(); }  // the test's verdict stands already
+  ~TemporaryFolder() { ModFiles::Remove(path_).Ignore(); }  // the test's verdict is known already
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 

@@ -17,7 +17,7 @@ std::string_view Trim(std::string_view text);
 std::string LowerAscii(std::string_view text);
 bool EqualsIgnoringAsciiCase(std::string_view a, std::string_view b);
 bool StartsWithIgnoringAsciiCase(std::string_view text, std::string_view prefix);
-// Where `needle` (any case) first stands in `text` at or after `from`; npos when nowhere.
+// Where `needle` (any case) first is in `text` at or after `from`; npos when nowhere.
 std::size_t FindIgnoringAsciiCase(std::string_view text, std::string_view needle,
                                   std::size_t from = 0);
 
@@ -33,7 +33,7 @@ double LeadingNumber(std::string_view text);
 // LeadingNumber rounded to a whole number, halves to the even neighbour, and kept within 16 bits.
 std::int16_t LeadingInt16(std::string_view text);
 
-// A whole decimal number without sign, blanks or anything behind it, at most `max`; false
+// A whole decimal number without sign, blanks or anything after it, at most `max`; false
 // otherwise.
 bool ParseUnsigned(std::string_view text, std::uint64_t max, std::uint64_t* value);
 

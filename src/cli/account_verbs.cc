@@ -131,7 +131,7 @@ Status TakeServer(const Globals& globals, const AccountArguments& arguments, std
   }
   if (brackets || ModText::HasControls(name) ||
       name.find_first_of(" \t/\\@:?#<>") != std::string_view::npos) {
-    // It is not shown: a password may stand in it.
+    // It is not shown: a password may be in it.
     return Refusal("that is no server's name; your mail provider tells it, and it looks like this",
                    AddCommand(globals, arguments, "smtp.example.org", arguments.port));
   }

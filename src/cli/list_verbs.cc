@@ -207,10 +207,10 @@ std::string Count(std::uint64_t count, const char* one, const char* many) {
 // written anew.
 void NoteOddRows(const ModRecipients::OddRows& rows, const ListArguments& arguments,
                  bool rewritten) {
-  constexpr std::size_t kMostNamed = 20;
+  constexpr std::size_t kMaxNamed = 20;
   const bool go = rewritten && arguments.shifted_rows;
   const std::string fate = go ? "; the row goes" : "; the row stays";
-  const std::size_t named = std::min(kMostNamed, rows.first.size());
+  const std::size_t named = std::min(kMaxNamed, rows.first.size());
   for (std::size_t i = 0; i < named; ++i) {
     const ModRecipients::OddRows::Row& row = rows.first[i];
     const bool repeats_only = go && !row.found.empty();

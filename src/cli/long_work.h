@@ -38,7 +38,7 @@ class LongWork {
   bool terminal_;
   std::uint64_t lines_ = 0;
   Clock::time_point shown_;
-  std::size_t width_ = 0;  // of what stands on the terminal
+  std::size_t width_ = 0;  // of what is on the terminal
   std::optional<ModSignals::Handled> signals_;
 };
 

@@ -121,7 +121,7 @@ std::string WithEngineOptionsLast(CLI::App& app, const std::vector<std::string>&
 
 int Run(std::vector<std::string> arguments) {
   Globals globals;
-  // What stands behind "--" is for the engine and none of our business.
+  // What is after "--" is for the engine and none of our business.
   const auto dashes = std::find(arguments.begin(), arguments.end(), "--");
   if (dashes != arguments.end()) {
     globals.engine_options.assign(dashes + 1, arguments.end());
@@ -168,7 +168,7 @@ int Run(std::vector<std::string> arguments) {
     return app.exit(error) == 0 ? 0 : ExitCode(Code::kUsage);
   }
   if (!action) {
-    std::cerr << app.help();  // of a group, when its name stands alone
+    std::cerr << app.help();  // of a group, when its name is alone
     return ExitCode(Code::kUsage);
   }
   const int code = action();

@@ -12,7 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What stands before the message in a message file, as options of "send".
+// What is before the message in a message file, as options of "send".
 Result<std::vector<std::string>> SenderOptions(const fs::path& message_file, bool turbo) {
   Result<LineReader> lines = LineReader::Open(message_file, std::size_t{64} * 1024);
   if (!lines.ok()) return lines.status();

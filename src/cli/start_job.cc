@@ -322,7 +322,7 @@ int StartJob(const Globals& globals, const fs::path& job_file, const CommandLine
   if (wait) {
     if (globals.json) arguments.push_back("--json");
     std::cout.flush();
-    Result<int> code = ModProcess::Become(program, arguments);
+    Result<int> code = ModProcess::Exec(program, arguments);
     return code.ok() ? code.value() : Fail(code.status());
   }
   const fs::path folder = job_file.parent_path();

@@ -34,7 +34,7 @@ struct UnfinishedJob {
   std::string servers;        // for a person
   bool same_servers = false;  // as those of the new job
   std::string other_list;     // its list's path where that is another one; the bytes were the same
-  bool list_is_gone = false;  // what stands at that path is not the list any more
+  bool list_is_gone = false;  // what is at that path is not the list any more
 };
 // A failure as well where such a job may have sent something that can't be read any more.
 Result<std::optional<UnfinishedJob>> FindUnfinished(const Home& home,

@@ -14,12 +14,12 @@
 
 namespace vespro::cli {
 
-// What stands before or behind any verb.
+// What is before or after any verb.
 struct Globals {
   std::string home;
   bool json = false;
   ConsoleRules rules;
-  std::vector<std::string> engine_options;  // what stands behind "--"
+  std::vector<std::string> engine_options;  // what is after "--"
 };
 
 // The chosen verb's work, run once the whole command line was understood; gives the exit code.
@@ -35,7 +35,7 @@ void PrintJson(const nlohmann::json& data);
 std::string JsonText(const nlohmann::ordered_json& data, int indent = 2);
 // A command to be copied, for the same home.
 std::string CommandFor(const Globals& globals, std::vector<std::string> words);
-// Puts "SERVER=COMMAND" for what `--password-command` takes, since a password may stand in it.
+// Puts "SERVER=COMMAND" for what `--password-command` takes, since a password may be in it.
 // Whether there was any.
 bool HidePasswordCommands(std::vector<std::string>& words);
 // A remark on standard error.

@@ -97,7 +97,7 @@ class Control {
 
   ControlKind kind() const { return kind_; }
   const std::string& name() const { return name_; }
-  // The frame or tab strip that it stands in; nullptr: directly on the form. Known once the form is
+  // The frame or tab strip that it is in; nullptr: directly on the form. Known once the form is
   // loaded.
   const Control* parent() const { return parent_; }
   bool IsInside(const Control& outer) const;
@@ -117,7 +117,7 @@ class Control {
   // Its own flag. What is not visible takes no room, except in Pages.
   bool visible() const { return visible_; }
   void set_visible(bool visible);
-  // Together with all that it stands in. This is what a renderer shows.
+  // Together with all that it is in. This is what a renderer shows.
   bool IsEnabled() const;
   bool IsVisible() const;
 

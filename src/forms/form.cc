@@ -192,9 +192,9 @@ bool Form::Do(const UserAction& action) {
   if (MayUse(action)) {
     const Running running(*this);
     if (Act(action)) return true;
-    PutRight(action);
+    ResyncView(action);
   } else {
-    PutRight(action);
+    ResyncView(action);
     if (running_ == 0) AfterEvent();
   }
   return false;
@@ -224,7 +224,7 @@ bool Form::Act(const UserAction& action) {
   return false;
 }
 
-void Form::PutRight(const UserAction& action) {
+void Form::ResyncView(const UserAction& action) {
   if (!view_ || action.control == nullptr) return;
   focus_stale_ = true;
   const ControlKind kind = action.control->kind();
@@ -482,7 +482,7 @@ bool Form::IsTabStop(const Control& control) const {
 Control* Form::NextStop(std::size_t from, bool back) const {
   const std::size_t count = controls_.size();
   for (std::size_t i = 1; i <= count; ++i) {
-    // From behind the last control the first comes next.
+    // From after the last control the first comes next.
     const std::size_t forward = from == count ? i - 1 : (from + i) % count;
     const std::size_t index = back ? (from + count - i) % count : forward;
     if (IsTabStop(*controls_[index])) return controls_[index];

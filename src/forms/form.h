@@ -150,7 +150,7 @@ class Form {
   bool MayUse(const UserAction& action) const;
   bool Act(const UserAction& action);
   // Shows again what the form knows, where the user's action had no effect.
-  void PutRight(const UserAction& action);
+  void ResyncView(const UserAction& action);
   bool MayLeave();
   bool MoveFocus(Control& control, bool asks = true);
   bool EditText(Control& control, const std::string& text);

@@ -171,7 +171,7 @@ class Placer {
          area.height - borders.top - borders.bottom});
   }
 
-  // A single part in its cell. What does not grow stands in the middle of a line's height; a
+  // A single part in its cell. What does not grow is in the middle of a line's height; a
   // picture keeps its width, too.
   void PutCell(const Layout& part, Rectangle cell) {
     if (part.kind() == Layout::Kind::kControl) {

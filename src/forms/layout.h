@@ -1,4 +1,4 @@
-// forms/layout.h - where the controls of a form stand, said without pixels, and the arithmetic that
+// forms/layout.h - where the controls of a form are, said without pixels, and the arithmetic that
 // turns it into rectangles. A renderer measures single controls in its own unit; the rest is done
 // here, once for all of them.
 //
@@ -6,7 +6,7 @@
 //                Columns({Fill(TextSelectedFile), CmdFileSelect}),
 //                Columns({Space(), CmdOk, CmdCancel})});
 //
-// The order in which the controls stand there is the order of Tab. Pure: any thread.
+// The order in which the controls are there is the order of Tab. Pure: any thread.
 #pragma once
 
 #include <initializer_list>
@@ -22,7 +22,7 @@ class Layout {
   enum class Kind { kControl, kInside, kRows, kColumns, kGrid, kPages, kIndent, kSpace };
 
   Layout() = default;
-  // A control where it stands in the layout.
+  // A control where it is in the layout.
   Layout(Control& control);  // NOLINT: implicit on purpose
 
   Kind kind() const { return kind_; }
@@ -49,7 +49,7 @@ class Layout {
 // Below each other; each part is as wide as the widest.
 Layout Rows(std::initializer_list<Layout> parts);
 // Beside each other. Lists, frames and boxes of several lines are as high as the highest part; the
-// others stand in the middle.
+// others are in the middle.
 Layout Columns(std::initializer_list<Layout> parts);
 // Row by row, with columns that are as wide as their widest part. A column with a Fill gets the
 // room that is left over.
@@ -59,7 +59,7 @@ Layout Pages(std::initializer_list<Layout> parts);
 Layout Inside(Frame& frame, Layout part);
 // The pages of a tab strip, which are enclosed by it: Inside(TabOptions, Pages({...})).
 Layout Inside(TabStrip& tabs, Layout pages);
-// Somewhat to the right of what stands above.
+// Somewhat to the right of what is above.
 Layout Indent(Layout part);
 // In Rows, Columns and Grid: gets the room that is left over, together with the other Fills.
 Layout Fill(Layout part);
@@ -121,7 +121,7 @@ struct Placed {
 
 // The smallest size in which everything visible has its room. No margin around it.
 Size NaturalSize(const Layout& layout, const Measure& measure);
-// Where everything visible stands, frames before what is in them. An `area` smaller than the
+// Where everything visible is, frames before what is in them. An `area` smaller than the
 // natural size lets controls stand over its edge.
 std::vector<Placed> Place(const Layout& layout, const Measure& measure, const Rectangle& area);
 

@@ -7,7 +7,7 @@
 //     control's properties. Sizes and places come from Place() in forms/layout.h, which asks a
 //     Measure of the renderer's for single controls.
 //  2. Whatever a handler changes afterwards comes as FormView::Update, at once. Where everything
-//     stands may wait until the program lets events run, so that many changes are one layout.
+//     is may wait until the program lets events run, so that many changes are one layout.
 //  3. Whatever the user does goes to Form::Do, and nowhere else: it knows who may be used, moves
 //     the focus, asks who must be asked, and raises the events. False means that nothing happened;
 //     what the native control shows by then was put right through Update and SetFocus before.

@@ -46,7 +46,7 @@ std::string Fit(std::string_view text, int width, std::string_view filler = " ")
   return fitted + (wanted < 2 ? "" : "..");
 }
 
-// The access key's letter is shown behind a "_".
+// The access key's letter is shown after a "_".
 std::string WithAccessKey(std::string_view caption) {
   std::string shown;
   for (std::size_t i = 0; i < caption.size(); ++i) {

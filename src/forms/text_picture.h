@@ -7,7 +7,7 @@
 //   |  [=_Close=]   [ _Add ]   (TIP)       |   default button, access keys, a picture by its name
 //   +--------------------------------------+
 //
-// What stands in lists is marked "*" when it is selected. Any thread, as long as the form rests.
+// What is in lists is marked "*" when it is selected. Any thread, as long as the form rests.
 #pragma once
 
 #include <functional>

@@ -22,7 +22,7 @@ Status Check(std::string_view field);
 // The whole field with its last CR LF. The value is UTF-8; `field` must have passed Check.
 std::string Format(std::string_view field);
 
-// "Name: value" with its last CR LF, folded at blanks, the value (ASCII, unfolded) as it stands.
+// "Name: value" with its last CR LF, folded at blanks, the value (ASCII, unfolded) as it is.
 // Empty when it can't be: a line would be longer than 998 characters, or it is not ASCII.
 std::string Folded(std::string_view name, std::string_view value);
 

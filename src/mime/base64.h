@@ -23,7 +23,7 @@ std::string Encode(std::string_view bytes);
 Result<std::string> Decode(std::string_view text);
 
 // What a message's body holds, as well as it can be read: other characters are skipped, padding may
-// be missing, and text may go on behind it. Never fails.
+// be missing, and text may go on after it. Never fails.
 std::string DecodeLenient(std::string_view text);
 
 // Appends the bytes as lines of 76 characters, each ended by CR LF, the last one too.
@@ -39,7 +39,7 @@ class Base64LineEncoder {
   explicit Base64LineEncoder(ByteSink& sink) : sink_(sink) {}
   // Both fail only as the sink does; nothing may be called afterwards.
   Status Write(std::string_view bytes);
-  // The last, short line. Call once, behind the last Write.
+  // The last, short line. Call once, after the last Write.
   Status Finish();
 
  private:

@@ -40,7 +40,7 @@ std::string_view TrimBlanks(std::string_view text) {
   return text;
 }
 
-// The byte behind `text[at]`, written as two hexadecimal digits; -1 when they aren't.
+// The byte after `text[at]`, written as two hexadecimal digits; -1 when they aren't.
 int HexByte(std::string_view text, std::size_t at) {
   if (at + 2 >= text.size()) return -1;
   const int high = ModText::HexValue(text[at + 1]);
@@ -228,7 +228,7 @@ std::string FromPercent(std::string_view text) {
   return out;
 }
 
-// A parameter as it stands in the field: "name*0*=..." is piece 0 of `name`, extended.
+// A parameter as it is in the field: "name*0*=..." is piece 0 of `name`, extended.
 struct Piece {
   std::string name;
   bool extended = false;
@@ -259,7 +259,7 @@ class ParameterScanner {
  public:
   explicit ParameterScanner(std::string_view text) : text_(text) {}
 
-  // What stands in front of the first ";".
+  // What is in front of the first ";".
   std::string Value() { return Until(";"); }
 
   bool Next(Piece* piece) {
@@ -414,7 +414,7 @@ std::string Parameter(std::string_view name, std::string_view value) {
   for (std::size_t number = 0; !rest.empty(); ++number) {
     out += start + "*" + std::to_string(number) + "*=";
     if (number == 0) out += kCharset;
-    out += TakePercent(&rest, room - 6 - kCharset.size());  // "*999*", and the ";" behind it
+    out += TakePercent(&rest, room - 6 - kCharset.size());  // "*999*", and the ";" after it
   }
   return out;
 }
@@ -422,8 +422,8 @@ std::string Parameter(std::string_view name, std::string_view value) {
 std::string FileNameParameter(std::string_view file_name) {
   const std::string exact = Parameter("filename", file_name);
   if (!exact.starts_with(";" + std::string(kFold) + "filename*")) return exact;
-  constexpr std::size_t kMost = 50;
-  constexpr std::size_t kMostOfEnding = 10;
+  constexpr std::size_t kMaxLength = 50;
+  constexpr std::size_t kMaxEnding = 10;
   std::string plain;
   for (std::string_view rest = file_name; !rest.empty();) {
     const std::size_t size = CharacterSize(rest);
@@ -433,10 +433,10 @@ std::string FileNameParameter(std::string_view file_name) {
     plain += stays ? c : '_';
     rest.remove_prefix(size);
   }
-  if (plain.size() > kMost) {
+  if (plain.size() > kMaxLength) {
     const std::size_t dot = plain.rfind('.');
-    const bool ends = dot != std::string::npos && plain.size() - dot <= kMostOfEnding;
-    plain = plain.substr(0, kMost - kMostOfEnding) + (ends ? plain.substr(dot) : "");
+    const bool ends = dot != std::string::npos && plain.size() - dot <= kMaxEnding;
+    plain = plain.substr(0, kMaxLength - kMaxEnding) + (ends ? plain.substr(dot) : "");
   }
   return exact + Parameter("filename", plain);
 }

@@ -32,15 +32,15 @@ namespace ModHeader {
 // no text gives a longer line.
 std::string Field(std::string_view name, std::string_view text);
 
-// A display name, as it stands in front of an address: atoms, a quoted string, or encoded words.
-// `column` is how many characters already stand on the line.
+// A display name, as it is in front of an address: atoms, a quoted string, or encoded words.
+// `column` is how many characters already are on the line.
 std::string Phrase(std::string_view name, std::size_t column);
 
 // "Name <address>", or the address alone when the name is empty; folded as Phrase is. The address
-// is written as it stands; who needs ASCII checks it before.
+// is written as it is; who needs ASCII checks it before.
 std::string Mailbox(std::string_view name, std::string_view address, std::size_t column);
 
-// "; name=value" with a line break behind the ";" and everything that RFC 2231 has for values that
+// "; name=value" with a line break after the ";" and everything that RFC 2231 has for values that
 // are long or not ASCII.
 std::string Parameter(std::string_view name, std::string_view value);
 // The "filename" of a Content-Disposition field. A name that needs RFC 2231 is followed by an

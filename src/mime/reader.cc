@@ -48,7 +48,7 @@ std::string_view FieldName(std::string_view line) {
   return printable ? name : std::string_view();
 }
 
-// Reads the header lines into `part`, and sets its head and body. The body begins behind the first
+// Reads the header lines into `part`, and sets its head and body. The body begins after the first
 // empty line, or at the first line that can't be of a header.
 void SplitHead(std::string_view bytes, MimePart* part) {
   std::string_view rest = bytes;
@@ -57,11 +57,11 @@ void SplitHead(std::string_view bytes, MimePart* part) {
   const char* const head = rest.data();
   std::size_t head_size = 0;
   while (!rest.empty()) {
-    std::string_view behind = rest;
-    const std::string_view line = WithoutLineEnd(TakeLine(&behind));
+    std::string_view after = rest;
+    const std::string_view line = WithoutLineEnd(TakeLine(&after));
     const std::string_view name = FieldName(line);
     if (line.empty()) {
-      rest = behind;
+      rest = after;
       break;
     }
     if (IsBlank(line.front()) && !part->headers.empty()) {
@@ -71,8 +71,8 @@ void SplitHead(std::string_view bytes, MimePart* part) {
     } else {
       break;
     }
-    head_size = static_cast<std::size_t>(behind.data() - head);
-    rest = behind;
+    head_size = static_cast<std::size_t>(after.data() - head);
+    rest = after;
   }
   part->head = std::string_view(head, head_size);
   part->body = rest;
@@ -108,14 +108,14 @@ void ReadContentFields(MimePart* part) {
 
 enum class Delimiter { kNone, kNext, kLast };
 
-// What stands at `body[at]`, where "--" and the boundary were found: a boundary line or some text.
-// `behind` is set to where the line ends.
+// What is at `body[at]`, where "--" and the boundary were found: a boundary line or some text.
+// `after` is set to the line's end.
 Delimiter ReadDelimiter(std::string_view body, std::size_t at, std::size_t size,
-                        std::size_t* behind) {
+                        std::size_t* after) {
   if (at > 0 && body[at - 1] != '\n') return Delimiter::kNone;
   std::string_view rest = body.substr(at + size);
   std::string_view line = TakeLine(&rest);
-  *behind = body.size() - rest.size();
+  *after = body.size() - rest.size();
   line = WithoutLineEnd(line);
   const bool last = line.substr(0, 2) == "--";
   if (last) line.remove_prefix(2);
@@ -124,19 +124,19 @@ Delimiter ReadDelimiter(std::string_view body, std::size_t at, std::size_t size,
 }
 
 // The bytes of the parts between the boundary lines, each without the line end that belongs to the
-// boundary line behind it. One more than `max` shows that there are too many.
+// boundary line after it. One more than `max` shows that there are too many.
 std::vector<std::string_view> SplitParts(std::string_view body, const std::string& boundary,
                                          std::size_t max) {
   const std::string delimiter = "--" + boundary;
   std::vector<std::string_view> parts;
   bool inside = false;
   std::size_t begin = 0;
-  std::size_t behind = 0;
+  std::size_t after = 0;
   for (std::size_t at = body.find(delimiter); at != std::string_view::npos && parts.size() <= max;
-       at = body.find(delimiter, behind)) {
-    const Delimiter kind = ReadDelimiter(body, at, delimiter.size(), &behind);
+       at = body.find(delimiter, after)) {
+    const Delimiter kind = ReadDelimiter(body, at, delimiter.size(), &after);
     if (kind == Delimiter::kNone) {
-      behind = at + 2;
+      after = at + 2;
       continue;
     }
     if (inside) {
@@ -144,7 +144,7 @@ std::vector<std::string_view> SplitParts(std::string_view body, const std::strin
       parts.push_back(WithoutLineEnd(part));
     }
     inside = kind == Delimiter::kNext;
-    begin = behind;
+    begin = after;
     if (!inside) break;
   }
   if (inside && begin < body.size()) parts.push_back(body.substr(begin));

@@ -12,7 +12,7 @@
 namespace vespro {
 
 struct HeaderField {
-  std::string name;   // as it stands in the message
+  std::string name;   // as it is in the message
   std::string value;  // unfolded, outer blanks dropped; ModHeader::Decode gives it as UTF-8
 };
 
@@ -23,13 +23,13 @@ struct MimePart {
   std::vector<HeaderParameter> parameters;  // of Content-Type
   std::string encoding;     // Content-Transfer-Encoding, lower case; empty when there is none
   std::string disposition;  // lower case; empty when there is none
-  // UTF-8, and no more than a name: what stands in front of a "/" or "\" and all control characters
+  // UTF-8, and no more than a name: what is in front of a "/" or "\" and all control characters
   // are dropped. Empty when there is none.
   std::string file_name;
-  std::string content_id;  // without its angle brackets
-  std::string_view head;   // the header lines with their line ends
-  std::string_view body;   // as it stands, without the line end that belongs to the boundary
-  std::string boundary;    // of a multipart
+  std::string content_id;          // without its angle brackets
+  std::string_view head;           // the header lines with their line ends
+  std::string_view body;           // as it is, without the line end that belongs to the boundary
+  std::string boundary;            // of a multipart
   std::vector<MimePart> children;  // of a multipart
 
   bool Is(std::string_view wanted_type, std::string_view wanted_subtype) const {
@@ -38,7 +38,7 @@ struct MimePart {
   bool IsMultipart() const { return type == "multipart"; }
 };
 
-// Lines may end in CR LF or LF. What stands in front of the first and behind the last boundary line
+// Lines may end in CR LF or LF. What is in front of the first and after the last boundary line
 // is dropped, and a missing last boundary line is no fault. A message in a message (message/rfc822)
 // stays one part. kBadInput for a multipart without a usable boundary, more than 50 levels, or more
 // than 1,000 parts.

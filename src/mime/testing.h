@@ -57,7 +57,7 @@ class TestNumbers {
   std::uint64_t state_;
 };
 
-// The length of the longest line, CR LF not counted; SIZE_MAX when a CR or LF stands alone.
+// The length of the longest line, CR LF not counted; SIZE_MAX when a CR or LF is alone.
 inline std::size_t LongestLine(const std::string& text) {
   std::size_t longest = 0;
   std::size_t begin = 0;

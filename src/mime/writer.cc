@@ -236,7 +236,7 @@ class Writer {
 
   // The header is put out with what follows it.
   std::string StartMultipart(std::string_view subtype, const std::string& parameters) {
-    // "=_" stands in neither Base64 nor quoted-printable, and plain text that holds it is encoded.
+    // "=_" is in neither Base64 nor quoted-printable, and plain text that holds it is encoded.
     std::string boundary = "=_";
     for (int i = 0; i < 2; ++i) {
       std::array<char, 20> digits;

@@ -37,7 +37,7 @@ struct Composition {
 // beside HTML when it is empty. Lines of bodies have at most 76 characters and end in CR LF; a text
 // that is the whole message and has no last line end gets one. Files are read in blocks, never
 // whole. All files are opened once before the first byte is written: kNotFound or kBadInput names
-// the one that can't be. kUsage for a content id that can't stand in a header. Else what the sink
+// the one that can't be. kUsage for a content id that can't be in a header. Else what the sink
 // says.
 Status WriteMime(const Composition& composition, Randomness& randomness, ByteSink& sink);
 

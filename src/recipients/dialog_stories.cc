@@ -384,7 +384,7 @@ void WhatFailsIsToldAndTheDialogStays(Story& story) {
   story.SeesWindows({kSelectTitle});
   EXPECT_EQ(desk.folder.Read("list.txt"), "ann@example.org\r\n");
 
-  // A folder stands where the settings should.
+  // A folder is where the settings should be.
   std::filesystem::create_directories(desk.folder / "settings");
   story.Click("CmdOk");
   EXPECT_EQ(story.Of("ImageIcon").icon.name, "X");

@@ -164,7 +164,7 @@ Result<Mapping> ProposeMapping(std::string_view first, std::string_view second) 
     return mapping;
   }
   mapping.header = true;
-  // A cell of the second row may stand where the first has no column.
+  // A cell of the second row may be where the first has no column.
   std::vector<std::string_view> values = ModText::Split(second, ',');
   values.resize(std::min(values.size(), cells.size()));
   mapping.candidates = AllWithAt(values);

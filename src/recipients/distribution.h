@@ -17,7 +17,7 @@ namespace vespro {
 struct Distribution {
   std::string path;  // empty: no distribution file has been chosen
   ListKind kind = ListKind::kUnknown;
-  std::int16_t column = 0;  // CSV: where the address stands, from 0; negative: nowhere
+  std::int16_t column = 0;  // CSV: where the address is, from 0; negative: nowhere
   bool header = false;      // CSV: the first row holds column names
 };
 
@@ -26,18 +26,18 @@ namespace ModDistribution {
 // The text of a CSV table whose first line is blank.
 inline constexpr std::string_view kIncorrectCsv = "Incorrect CSV file format";
 
-// By the name alone: "txt" or "text", then "csv", anywhere behind the first dot of the whole path.
+// By the name alone: "txt" or "text", then "csv", anywhere after the first dot of the whole path.
 ListKind KindOf(std::string_view path);
 // "TEXT", "CSV" or "".
 std::string_view KindName(ListKind kind);
 
 // The value of `MailList`: "path,TEXT" or "path,CSV,column,HEADER|VALUE". The path is trimmed; a
-// comma in it is not escaped, and Parse takes what stands before it for the path.
+// comma in it is not escaped, and Parse takes what is before it for the path.
 std::string Compose(const Distribution& distribution);
 Distribution Parse(std::string_view mail_list);
 // Whether a setting that is not empty says all that Compose writes: kBadInput with what it lacks.
 Status CheckSetting(std::string_view mail_list);
-// Whether a path comes back from the setting as it went in, and can stand in a job: kBadInput with
+// Whether a path comes back from the setting as it went in, and can be in a job: kBadInput with
 // the reason and what to do otherwise. Parse would give a part of it: somebody else's list, maybe.
 Status CheckPath(std::string_view path);
 // What is said where a file is to be chosen and there is none of that name.

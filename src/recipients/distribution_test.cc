@@ -53,7 +53,7 @@ TEST(DistributionTest, OddSettings) {
   EXPECT_EQ(ModDistribution::Parse("a.csv,CSV,99999,HEADER").column, 32767);
   EXPECT_EQ(ModDistribution::Parse("a.csv,CSV,x,header").column, 0);
   EXPECT_FALSE(ModDistribution::Parse("a.csv,CSV,1,header").header);
-  // A comma in the path: what stands before it is taken, and no kind is made up.
+  // A comma in the path: what is before it is taken, and no kind is made up.
   const Distribution torn = ModDistribution::Parse("C:\\a, b.csv,CSV,1,HEADER");
   EXPECT_EQ(torn.path, "C:\\a");
   EXPECT_EQ(torn.kind, ListKind::kUnknown);

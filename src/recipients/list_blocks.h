@@ -1,5 +1,5 @@
 // recipients/list_blocks.h - a distribution file in large blocks of whole lines, for the operations
-// that go through all of it. Bytes as they stand in the file. One thread per object.
+// that go through all of it. Bytes as they are in the file. One thread per object.
 #pragma once
 
 #include <algorithm>

@@ -88,7 +88,7 @@ std::string FilterSummary(std::uint64_t removed) {
 }
 
 // Rows of a table that its new file does not have any more, and nobody removed.
-void TellLeftOut(Desktop& desktop, std::uint64_t rows) {
+void ShowSkippedRows(Desktop& desktop, std::uint64_t rows) {
   if (rows == 0) return;
   TellUser(desktop,
            std::to_string(rows) + (rows == 1 ? " row" : " rows") +
@@ -121,7 +121,7 @@ void RemoveDuplicates(Desktop& desktop, const Distribution& list) {
   FrmListBox window;
   window.Fill(loaded.value());
   window.ShowModal(desktop);
-  TellLeftOut(desktop, loaded.value().without_address.count);
+  ShowSkippedRows(desktop, loaded.value().without_address.count);
 }
 
 void Merge(Desktop& desktop, std::string_view current, std::string_view second) {
@@ -155,7 +155,7 @@ bool Filter(Desktop& desktop, Settings& settings, std::string_view current,
   }
   const Status stored = settings.Write(setting::kMailList, ModDistribution::Compose(list));
   if (!stored.ok()) TellFailure(desktop, stored);
-  if (cleared->loaded.rewritten) TellLeftOut(desktop, cleared->loaded.without_address.count);
+  if (cleared->loaded.rewritten) ShowSkippedRows(desktop, cleared->loaded.without_address.count);
   TellUser(desktop, FilterSummary(cleared->filtered.removed), MessageIcon::kInformation);
   return stored.ok();
 }

@@ -21,7 +21,7 @@ struct Loaded {
   std::uint64_t duplicates = 0;
   // The duplicates' addresses in the order found, each ended by LF; walk them with NextLine.
   std::string duplicate_addresses;
-  // CSV rows in which something stands, but no address, or too few fields for it. They count as
+  // CSV rows that hold something, but no address, or too few fields for it. They count as
   // neither, and a rewritten file does not have them, unless they are kept.
   OddRows without_address;
   bool rewritten = false;
@@ -33,12 +33,12 @@ struct LoadGuards {
   // `duplicate_addresses`; a failure ends the operation and comes back from it.
   std::function<Status(const Loaded&)> confirm = {};
   // A table's rows without an address stay where they are, and so does whatever has something else
-  // in the address's place (ModRow::LooksLikeAddress): cells that stand in a wrong column tell
+  // in the address's place (ModRow::LooksLikeAddress): cells that are in a wrong column tell
   // people apart badly.
   bool keep_odd_rows = false;
 };
 
-// Reads the list and, when an address stands in it twice, replaces the file: a TEXT list by its
+// Reads the list and, when an address is in it twice, replaces the file: a TEXT list by its
 // addresses as compared, a CSV table by its header row (unless that is empty) and the first row of
 // each address as read. Order is kept, lines end in CR LF, a byte-order mark stays. Without
 // duplicates the file is not touched. kNotFound, or kBadInput: a folder, a device, no text, a line

@@ -1,5 +1,5 @@
 // recipients/long_rows.h - rows of a table with more cells than its first row. A spreadsheet writes
-// "Doe, John" in quotes; every comma separates here, so such a row's cells stand one column
+// "Doe, John" in quotes; every comma separates here, so such a row's cells are one column
 // further.
 #pragma once
 

@@ -1,4 +1,4 @@
-// recipients/odd_rows.h - rows of a table in which something stands, but no address where it should
+// recipients/odd_rows.h - rows of a table that hold something, but no address where it should
 // be: people without one, and rows whose cells a comma has shifted.
 #pragma once
 
@@ -16,13 +16,13 @@ struct OddRows {
     std::uint64_t line = 0;  // from 1
     std::string found;       // in the address's place, UTF-8; empty: nothing
   };
-  static constexpr std::size_t kMostTold = 1000;
+  static constexpr std::size_t kMaxRows = 1000;
 
   std::uint64_t count = 0;
-  std::vector<Row> first;  // at most kMostTold
+  std::vector<Row> first;  // at most kMaxRows
 
   void Add(std::uint64_t line, std::string_view found) {
-    if (count++ < kMostTold) first.push_back({line, ListText(found)});
+    if (count++ < kMaxRows) first.push_back({line, ListText(found)});
   }
 };
 

@@ -92,7 +92,7 @@ class Appender {
   fs::path path_;
   File file_;
   std::uint64_t size_before_;
-  std::uint64_t size_;  // all of it ours behind size_before_
+  std::uint64_t size_;  // all of it ours after size_before_
 };
 
 // How many lines the block has, if all of them end in CR LF; otherwise 0.
@@ -265,7 +265,7 @@ Status Merge(std::string_view current, std::string_view second, const OnLine& on
 
 Status CheckFilter(std::string_view current, std::string_view unwanted) {
   if (IsSameFile(current, unwanted)) return Status(Code::kUsage, std::string(kSameFile));
-  // To its end: a line that is too long may stand anywhere.
+  // To its end: a line that is too long may be anywhere.
   Result<ListBlocks> blocks = ListBlocks::Open(unwanted);
   if (!blocks.ok()) return blocks.status();
   for (;;) {

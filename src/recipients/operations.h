@@ -1,5 +1,5 @@
 // recipients/operations.h - what is done to the current distribution file with a second file:
-// merging appends it, filtering takes the addresses that stand in it out. Paths are UTF-8. Both are
+// merging appends it, filtering takes the addresses that are in it out. Paths are UTF-8. Both are
 // linear in the files. One thread per call.
 #pragma once
 
@@ -22,7 +22,7 @@ inline constexpr std::string_view kDifferentFormats = "Cannot merge two differen
 // kBadInput with kDifferentFormats when their names tell different kinds.
 Status CheckMerge(std::string_view current, std::string_view second);
 
-// Appends an empty line and the lines of `second` as they stand, each ended by CR LF, without its
+// Appends an empty line and the lines of `second` as they are, each ended by CR LF, without its
 // byte-order mark. What CheckMerge says; kNotFound or kBadInput when one of them can't be read as a
 // list; kCannotWrite; kResumable when another program put a new file into the current one's place
 // meanwhile. Bytes that were in `current` are never touched. When the disk fails, the
@@ -40,7 +40,7 @@ struct Filtered {
   // The keys of the removed rows in their order, each ended by LF; walk them with NextLine.
   std::string removed_addresses;
   // Lines of the unwanted file that match no key, since keys are in lower case and trimmed at the
-  // row's ends: with capitals or blanks at an end. The first of them, as they stand.
+  // row's ends: with capitals or blanks at an end. The first of them, as they are.
   std::uint64_t unmatchable = 0;
   std::string first_unmatchable;
   // A table's rows that have something else for a key. They stay when they are to be kept.
@@ -51,7 +51,7 @@ struct Filtered {
 // lower case, without blanks around them and without empty lines. The key of a TEXT row is all of
 // it, that of a CSV row the field at the address column without quotes and apostrophes, blanks
 // kept; a row without that field, or with nothing in it, has no key and stays. Keys are in lower
-// case; the lines of `unwanted` are compared as they stand, so one with capitals removes nothing.
+// case; the lines of `unwanted` are compared as they are, so one with capitals removes nothing.
 // The header row is read like any other and stays in its place. Duplicates are not looked for. What
 // CheckFilter says; kNotFound, kBadInput, kCannotWrite and kCancelled as in LoadAndDeduplicate;
 // `current` is as it was then.

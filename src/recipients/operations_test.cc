@@ -105,7 +105,7 @@ TEST_F(OperationsTest, AgreeWithTheirSlowTwins) {
 TEST_F(OperationsTest, FilterComparesLinesAsTheyStand) {
   const Distribution list{Write("l.csv", "Name,Mail,\n A,'A@b' ,\nB\nC,\nD,c@D,\nE,,\nF,Mail\n"),
                           ListKind::kCsv, 1, true};
-  // A blank behind the field counts, capitals and blanks in the list do, an empty line matches
+  // A blank after the field counts, capitals and blanks in the list do, an empty line matches
   // none.
   Result<Filtered> removed = Filter(list, Write("u.txt", "a@b\nC@D\nc@d \n\n  \nx,c@d\nmail"));
   ASSERT_TRUE(removed.ok()) << removed.status().text();

@@ -1,5 +1,5 @@
 // recipients/row.h - one line of a distribution file: its fields and its address. Bytes as they
-// stand in the file; nothing is decoded. Cheap enough for every line of a list of millions: no
+// are in the file; nothing is decoded. Cheap enough for every line of a list of millions: no
 // memory is taken beyond the caller's reusable string. Pure: any thread.
 #pragma once
 
@@ -35,7 +35,7 @@ void LowerRow(std::string& row, ListKind kind);
 
 enum class Found {
   kAddress,
-  kEmpty,     // a line of blanks, or nothing where the address stands
+  kEmpty,     // a line of blanks, or nothing where the address is
   kShortRow,  // fewer fields than `column`, or `column` is negative
 };
 // The address in the form in which addresses are compared: lower case, no blanks around it, and for
@@ -43,7 +43,7 @@ enum class Found {
 // the answer is kAddress. Whether it is an e-mail address at all is not looked at.
 Found AddressOf(std::string_view line, ListKind kind, std::int16_t column, std::string& address);
 
-// Whether a row has more than empty cells. Spreadsheets write rows of nothing but commas behind the
+// Whether a row has more than empty cells. Spreadsheets write rows of nothing but commas after the
 // last one.
 bool HoldsSomething(std::string_view row);
 

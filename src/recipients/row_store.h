@@ -23,7 +23,7 @@ class RowStore {
   // kept once. False when the system has no memory for them.
   bool Add(std::string_view row, std::string_view key);
 
-  // Once, behind the last Add.
+  // Once, after the last Add.
   struct Count {
     std::uint64_t duplicates = 0;
     std::size_t duplicate_key_bytes = 0;

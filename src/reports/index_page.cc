@@ -80,7 +80,7 @@ std::string EntryHtml(std::size_t number, const fs::path& folder, const std::str
 }
 
 // Whether an ASCII character of a path would end or redirect a link. Browsers take a backslash for
-// a slash, and "|" behind a letter for a drive's colon.
+// a slash, and "|" after a letter for a drive's colon.
 bool MisleadsLink(char c, char next) {
   constexpr std::string_view kAlways = "\"<>%#?|";
   if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) return true;

@@ -23,7 +23,7 @@ Status WriteEmpty(const std::filesystem::path& page);
 
 // A path as the target of a link, in the code page. What would end or redirect the link is
 // percent-encoded, and so is, as UTF-8, what the code page does not have; where that is UTF-8
-// itself, all but ASCII. The rest stands as it is.
+// itself, all but ASCII. The rest is as it is.
 std::string LinkTarget(const std::filesystem::path& path);
 
 }  // namespace vespro::ModIndexPage

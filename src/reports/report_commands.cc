@@ -108,9 +108,9 @@ void PurgeReports(AddIn& add_in, const Remover& remove) {
 }
 
 Status SetPerPage(Settings& settings, std::string_view answer) {
-  const std::string most = std::to_string(kMostPerPage);
+  const std::string most = std::to_string(kMaxPerPage);
   const double value = ModText::LeadingNumber(answer);
-  if (value >= kMostPerPage + 1) {
+  if (value >= kMaxPerPage + 1) {
     return Status(Code::kUsage, "Cannot display more than  " + most + " status per page");
   }
   if (value < 1) return Status(Code::kUsage, "Cannot set value to  " + std::string(answer));
@@ -125,7 +125,7 @@ void LimitPerPage(AddIn& add_in, Settings& settings) {
   const std::string name = kModuleName;
   const std::string answer = add_in.desktop->InputBox(
       "Enter the number of delivery status shown per page.\r\nMaximum allow: " +
-          std::to_string(kMostPerPage) +
+          std::to_string(kMaxPerPage) +
           "\r\n\r\nThis setting will be effective the next time you run " + name,
       name + " - No. of entries per report page",
       ModText::Trim(settings.Read(setting::kReportPerPage)));

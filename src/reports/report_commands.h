@@ -14,7 +14,7 @@
 namespace vespro::ModReports {
 
 // The greatest number of recipients on a page.
-inline constexpr int kMostPerPage = 500;
+inline constexpr int kMaxPerPage = 500;
 
 // Writes the page that leads to all reports and gives its path; lets events run after each entry.
 // kNotFound when there are none, and the old page stays; kCannotWrite.
@@ -38,7 +38,7 @@ Purged Purge(AddIn& add_in, const Remover& remove = ModFiles::Remove);
 void PurgeReports(AddIn& add_in, const Remover& remove = ModFiles::Remove);
 
 // Stores the number with which `answer` begins. kUsage, with nothing stored, when it is none of 1
-// to kMostPerPage; kCannotWrite, with the reason. The texts are for a message box.
+// to kMaxPerPage; kCannotWrite, with the reason. The texts are for a message box.
 Status SetPerPage(Settings& settings, std::string_view answer);
 // Asks for the number and stores it.
 void LimitPerPage(AddIn& add_in, Settings& settings);

@@ -10,7 +10,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A title stands in the first line; nobody's line is longer than this for a good reason.
+// A title is in the first line; nobody's line is longer than this for a good reason.
 constexpr std::size_t kHeadBytes = 64 * 1024;
 constexpr std::size_t kBlockBytes = 1024;
 constexpr char kFieldEnds[] = ",\r\n";

@@ -15,7 +15,7 @@ inline constexpr char kTextReport[] = "report.txt";
 // order. A folder that can't be read holds none. Links are not followed: they may lead anywhere.
 std::vector<std::filesystem::path> ReportFolders(const std::filesystem::path& sessions_folder);
 
-// The title of a report's page, its bytes as they stand there: the text between the first <title>
+// The title of a report's page, its bytes as they are there: the text between the first <title>
 // and the first </title> (any case) of its first field, which ends at a comma or a line end. Empty
 // when there is none.
 std::string TitleOf(std::string_view html);

@@ -21,7 +21,7 @@ namespace vespro::ModBodyExport {
 Status Export(SendContext& context, const std::filesystem::path& outbox, ByteSink& sink);
 
 // The content id under which a file of this name is embedded. It is the name itself, with every
-// byte that could not stand both in a Content-ID field and in a "cid:" address as "_" and its two
+// byte that could not be both in a Content-ID field and in a "cid:" address as "_" and its two
 // hexadecimal digits.
 std::string ContentIdOf(std::string_view file_name);
 

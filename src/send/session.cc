@@ -12,7 +12,7 @@
 namespace vespro::ModSession {
 namespace {
 
-constexpr int kMostTries = 300;
+constexpr int kMaxTries = 300;
 constexpr std::chrono::milliseconds kPause{50};
 
 }  // namespace
@@ -41,7 +41,7 @@ Result<std::string> TakeSession(const std::filesystem::path& data_folder, const 
                                 int& session_counter) {
   const std::filesystem::path sessions = SessionsFolder(data_folder);
   ModFiles::EnsureFolder(sessions);
-  for (int tries = 0; tries < kMostTries; ++tries) {
+  for (int tries = 0; tries < kMaxTries; ++tries) {
     if (tries > 0 && tries % 10 == 0) std::this_thread::sleep_for(kPause);
     const std::string name =
         SessionName(ModClock::ToLocal(clock.Now()), NextDigit(session_counter));

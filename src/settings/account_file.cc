@@ -20,11 +20,11 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::uint64_t kMaxFileBytes = 256 * 1024 * 1024;
-constexpr std::string_view kTearsALine("\r\n\0", 3);
+constexpr std::string_view kLineBreakers("\r\n\0", 3);
 
-// One field off `rest`, with the comma behind it; `more` says whether there was one. A quoted field
-// is what stands between its quotes, an unquoted one ends at the comma. False when the closing
-// quote is missing or something else stands behind it.
+// One field off `rest`, with the comma after it; `more` says whether there was one. A quoted field
+// is what is between its quotes, an unquoted one ends at the comma. False when the closing
+// quote is missing or something else is after it.
 bool TakeField(std::string_view& rest, std::string& field, bool& more) {
   rest.remove_prefix(std::min(rest.find_first_not_of(' '), rest.size()));
   std::string_view text;
@@ -155,7 +155,7 @@ void AppendLine(std::string& file, const AccountEntry& entry) {
 }
 
 bool TearsItsLine(std::string_view text) {
-  return text.find_first_of(kTearsALine) != std::string_view::npos;
+  return text.find_first_of(kLineBreakers) != std::string_view::npos;
 }
 
 }  // namespace

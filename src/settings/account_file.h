@@ -1,5 +1,5 @@
 // settings/account_file.h - the user's mail servers and the file that keeps them. Entries are never
-// merged or sorted: a server that stands in the list twice is meant to get twice the mail. Format:
+// merged or sorted: a server that is in the list twice is meant to get twice the mail. Format:
 // docs/formats/account-file.md. Text is UTF-8 here and the code page in the file. Any thread.
 #pragma once
 
@@ -30,7 +30,7 @@ struct AccountEntry {
   std::string encoded_password;
 
   // A line that is no entry, or whose login or password can't be decoded. `damage` says why,
-  // without secrets; `raw_line` is written back as it stands.
+  // without secrets; `raw_line` is written back as it is.
   bool damaged = false;
   std::string damage;
   std::string raw_line;
@@ -90,7 +90,7 @@ class AccountList {
               const std::function<void(const Status&)>& refused = {});
   // `index` from 0; nothing happens when there is no such row.
   void Remove(std::size_t index);
-  // Does to the file as it stands now what was added and removed since it was loaded, so that what
+  // Does to the file as it is now what was added and removed since it was loaded, so that what
   // others did meanwhile stays; under the file's lock. Of equal entries it is the one in the same
   // place among them that goes. A failure leaves the file as it was.
   Status SaveChanges(const std::filesystem::path& path) const;

@@ -172,7 +172,7 @@ std::string Quote(std::string_view value) {
   return out + "\"";
 }
 
-// The text of an escape behind its backslash, taken off `rest`. False when it is none.
+// The text of an escape after its backslash, taken off `rest`. False when it is none.
 bool TakeEscape(std::string_view& rest, std::string& value) {
   constexpr std::string_view kLetters = "\"\\rnt";
   constexpr std::string_view kMeanings = "\"\\\r\n\t";
@@ -192,7 +192,7 @@ bool TakeEscape(std::string_view& rest, std::string& value) {
   return true;
 }
 
-// `rest` begins behind the opening quote; nothing may follow the closing one.
+// `rest` begins after the opening quote; nothing may follow the closing one.
 bool Unquote(std::string_view rest, std::string& value) {
   while (!rest.empty()) {
     const char c = rest.front();

@@ -39,7 +39,7 @@ Status WriteInstallerDefaults(SettingsBackend& backend, const std::filesystem::p
 namespace ModSettingsFile {
 
 struct Line {
-  std::string raw;   // as it stands, without its line end
+  std::string raw;   // as it is, without its line end
   std::string name;  // empty: a comment, a blank line, or a line that makes no sense
   std::string value;
 };

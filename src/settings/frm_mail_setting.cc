@@ -13,7 +13,7 @@ namespace {
 
 constexpr char kUsualPort[] = "25";
 
-// The cells behind the second are carried along and not shown.
+// The cells after the second are carried along and not shown.
 enum Cell { kPort, kLogin, kPassword };
 
 }  // namespace

@@ -42,7 +42,7 @@ std::string Number(const Result<int>& count) {
 // Other people's names may hold anything.
 std::string Line(const std::string& name) { return ModText::Printable(name, name.size()); }
 
-// All of it, as it stands, without the blanks and line ends around.
+// All of it, as it is, without the blanks and line ends around.
 std::string AccountsText(const AddIn& add_in) {
   const Result<std::string> bytes = ModFiles::ReadAll(AccountFileIn(add_in.data_folder));
   if (!bytes.ok()) return {};

@@ -15,7 +15,7 @@ namespace vespro::ModDiagnostics {
 enum class Accounts { kIncluded, kLeftOut };
 
 // The report, UTF-8, its lines joined with CR LF. Lets events run between its sections. What can't
-// be had is empty behind its label.
+// be had is empty after its label.
 std::string Report(AddIn& add_in, const Settings& settings, SystemFacts& system,
                    Accounts accounts = Accounts::kIncluded);
 

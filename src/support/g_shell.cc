@@ -11,7 +11,7 @@ namespace {
 
 constexpr int kHidden = 0, kNormal = 1;
 
-// Numbers that have none of their own begin behind those of the object model's errors.
+// Numbers that have none of their own begin after those of the object model's errors.
 constexpr std::uint32_t kDefaultBase = 0x80040000 + 1048;
 constexpr std::uint32_t kDefault = 0;
 

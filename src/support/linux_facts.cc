@@ -33,7 +33,7 @@ std::string FirstLineOf(const fs::path& path) {
 }
 
 // A value as the shell takes it: with or without quotes, and a backslash before what is meant as
-// it stands.
+// it is.
 std::string Unquoted(std::string_view value) {
   const char quote = !value.empty() && (value[0] == '"' || value[0] == '\'') ? value[0] : '\0';
   if (quote != '\0') value.remove_prefix(1);
@@ -105,7 +105,7 @@ OsRecord LinuxFacts::Os() {
 std::string LinuxFacts::FileVersion(const fs::path& program) {
   if (!ModFiles::IsFile(program)) return {};
   const std::atomic<bool> stop{false};
-  const Result<std::string> line = ModShell::FirstLine(
+  const Result<std::string> line = ModShell::RunForFirstLine(
       ModCommandLine::ForShell(ModFiles::ToUtf8(program)) + " --version 2>/dev/null", kVersionLimit,
       stop);
   if (!line.ok()) return {};

@@ -52,7 +52,7 @@ class CatchSession {
 
  private:
   enum class State { kCommand, kOverlong, kData, kChunk, kLogin, kPassword, kPlain, kFinished };
-  // Where in a line of DATA we stand; only CR LF ends one.
+  // Where in a line of DATA we are; only CR LF ends one.
   enum class Line { kStart, kMiddle, kCr, kDot, kDotCr };
 
   std::size_t TakeLine(std::string_view bytes, std::string& out);

@@ -268,7 +268,7 @@ class ComposedItem::EmlReader {
     return {};
   }
 
-  // Calls `on_reference` with each content id that the HTML names, decoded, and where it stands.
+  // Calls `on_reference` with each content id that the HTML names, decoded, and where it is.
   template <class Function>
   void ForEachReference(const Function& on_reference) const {
     constexpr std::string_view kCid = "cid:";

@@ -16,7 +16,7 @@ namespace ModConsole {
 
 // Whether a person can be asked: standard input and standard error are a terminal.
 bool CanAsk();
-// A text of the command line as UTF-8: as it stands where it is UTF-8, else from the locale's
+// A text of the command line as UTF-8: as it is where it is UTF-8, else from the locale's
 // charset. Not for paths, whose bytes name a file.
 std::string ArgumentText(const std::string& text);
 // A line from standard input without its line end; empty at its end.

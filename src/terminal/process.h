@@ -14,7 +14,7 @@ namespace vespro::ModProcess {
 // The program takes this one's place: same terminal, same signals, and its exit code is ours. On
 // Linux it returns only when it could not be started (kUnavailable); on Windows the program runs
 // beside us and its exit code is the value.
-Result<int> Become(const std::filesystem::path& program, const std::vector<std::string>& arguments);
+Result<int> Exec(const std::filesystem::path& program, const std::vector<std::string>& arguments);
 
 // A program that runs on its own. Dropping the object leaves it running.
 class Detached {

@@ -63,8 +63,7 @@ class Child final : public Detached {
 
 }  // namespace
 
-Result<int> Become(const std::filesystem::path& program,
-                   const std::vector<std::string>& arguments) {
+Result<int> Exec(const std::filesystem::path& program, const std::vector<std::string>& arguments) {
   std::vector<std::string> words = Words(program, arguments);
   execv(program.c_str(), Argv(words).data());
   return CannotStart(program, errno);

@@ -8,7 +8,7 @@ namespace vespro::ModProcess {
 namespace {
 
 // One argument as the C runtime takes it apart again: quoted, and backslashes doubled where they
-// stand before a quote.
+// are before a quote.
 std::wstring Quoted(const std::wstring& argument) {
   std::wstring out = L"\"";
   std::size_t backslashes = 0;
@@ -78,8 +78,7 @@ class Process final : public Detached {
 
 }  // namespace
 
-Result<int> Become(const std::filesystem::path& program,
-                   const std::vector<std::string>& arguments) {
+Result<int> Exec(const std::filesystem::path& program, const std::vector<std::string>& arguments) {
   Process process;
   // Ctrl+C is for the program; we wait for what it makes of it.
   SetConsoleCtrlHandler(nullptr, TRUE);

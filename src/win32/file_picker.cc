@@ -17,7 +17,7 @@ constexpr std::size_t kLongestPath = 32768;  // characters, as the system counts
 
 std::wstring SystemFilter(std::string_view filter) {
   std::vector<std::string_view> parts = ModText::Split(filter, '|');
-  if (!parts.empty() && parts.back().empty()) parts.pop_back();  // behind the last "|"
+  if (!parts.empty() && parts.back().empty()) parts.pop_back();  // after the last "|"
   if (parts.size() % 2 != 0) parts.push_back("*.*");
   std::wstring system;
   for (const std::string_view part : parts) {

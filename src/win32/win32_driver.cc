@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kPatience{30000};
 constexpr std::chrono::milliseconds kButtonHeld{50};
-constexpr UINT kAreYouAtRest = WM_APP + 1;
+constexpr UINT kIdleQuery = WM_APP + 1;
 constexpr UINT kHoldKeys = WM_APP + 2;  // Shift, Ctrl
 constexpr UINT kDoWork = WM_APP + 3;    // a function
 constexpr int kPickerCombo = 0x47C;     // the box for the file's name, cmb13 or edt1
@@ -403,7 +403,7 @@ void Win32Driver::RunProgram(const std::function<void()>& program) {
 
 LRESULT CALLBACK Win32Driver::Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
   auto* driver = reinterpret_cast<Win32Driver*>(GetWindowLongPtrW(window, GWLP_USERDATA));
-  if (message == kAreYouAtRest) {
+  if (message == kIdleQuery) {
     const DWORD waiting = HIWORD(GetQueueStatus(QS_POSTMESSAGE | QS_SENDMESSAGE | QS_INPUT));
     const std::lock_guard lock(driver->mutex_);
     driver->at_rest_ = waiting == 0 && driver->IsWaiting();
@@ -431,7 +431,7 @@ Status Win32Driver::Settle(std::chrono::milliseconds patience) {
   std::unique_lock lock(mutex_);
   while (!ended_ && std::chrono::steady_clock::now() < limit) {
     const int question = ++asked_;
-    PostMessageW(helper_, kAreYouAtRest, static_cast<WPARAM>(question), 0);
+    PostMessageW(helper_, kIdleQuery, static_cast<WPARAM>(question), 0);
     changed_.wait_until(lock, limit, [&] { return ended_ || answered_ == question; });
     if (answered_ == question && at_rest_) return {};
     if (!ended_) changed_.wait_for(lock, std::chrono::milliseconds(1), [this] { return ended_; });

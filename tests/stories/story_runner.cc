@@ -29,7 +29,7 @@ std::vector<std::string_view> Lines(std::string_view text) {
   return lines;
 }
 
-// What stands behind each `mark` up to `end` becomes `shown`.
+// What is after each `mark` up to `end` becomes `shown`.
 std::string Masked(std::string text, std::string_view mark, char end, std::string_view shown) {
   std::size_t at = 0;
   while ((at = text.find(mark, at)) != std::string::npos) {
@@ -64,7 +64,7 @@ class Teller {
  private:
   using Words = std::vector<std::string>;
   struct Verb {
-    std::size_t words;  // behind it, at least
+    std::size_t words;  // after it, at least
     std::function<Status(const Words&, const std::string& text)> act;
   };
 

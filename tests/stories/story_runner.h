@@ -9,7 +9,7 @@
 
 namespace vespro {
 
-// Does the steps of the story and gives the story as it happened: comments and steps as they stand,
+// Does the steps of the story and gives the story as it happened: comments and steps as they are,
 // with what followed each. Lines end in LF.
 std::string TellStory(StoryHost& host, std::string_view story);
 

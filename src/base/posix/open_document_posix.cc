@@ -22,7 +22,7 @@ constexpr int kPatienceMilliseconds = 1000;
 
 constexpr unsigned char kCannotRun = 127;
 
-// From here on to OpenDocument's fork: only calls that are safe behind one.
+// From here on to OpenDocument's fork: only calls that are safe after one.
 
 [[noreturn]] void Exec(const char* file) {
   // What it says does not belong on our terminal.

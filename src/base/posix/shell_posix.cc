@@ -100,7 +100,7 @@ Result<std::string> Output(const std::string& command, milliseconds limit,
     const ssize_t count = read(ends[0], block.data(), block.size());
     if (count < 0 && errno == EINTR) continue;
     open = count > 0;
-    if (open && output.size() < kMostBytes) {
+    if (open && output.size() < kMaxBytes) {
       output.append(block.data(), static_cast<std::size_t>(count));
     }
   }

@@ -50,7 +50,7 @@ TEST_F(RegistryTest, TextSurvives) {
 }
 
 TEST_F(RegistryTest, ValuesOfOtherPrograms) {
-  // Behind the three letters no NUL: Windows would take it for the forgotten end and write it too.
+  // After the three letters no NUL: Windows would take it for the forgotten end and write it too.
   WriteRaw(L"Unterminated", REG_SZ, L"abcd", 3 * sizeof(wchar_t));
   EXPECT_EQ(Read("Unterminated").text, "ab");
   const DWORD number = 4294967295U;

@@ -38,7 +38,7 @@ Status Failure(const char* what) {
                 std::string(what) + " (Windows error " + std::to_string(error) + ")", error);
 }
 
-// cmd.exe takes everything between the outer quotes as it stands.
+// cmd.exe takes everything between the outer quotes as it is.
 std::wstring ShellLine(const std::wstring& shell, const std::string& command) {
   return L"\"" + shell + L"\" /d /s /c \"" + ModWide::FromUtf8(command) + L"\"";
 }
@@ -52,7 +52,7 @@ bool ReadSome(HANDLE pipe, std::string& output) {
     if (waiting == 0) return true;
     const DWORD wanted = std::min<DWORD>(waiting, static_cast<DWORD>(block.size()));
     if (!ReadFile(pipe, block.data(), wanted, &count, nullptr)) return false;
-    if (output.size() < kMostBytes) output.append(block.data(), count);
+    if (output.size() < kMaxBytes) output.append(block.data(), count);
   }
 }
 

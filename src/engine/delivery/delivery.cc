@@ -6,8 +6,8 @@
 #include <limits>
 
 #include "base/shell.h"
-#include "engine/net/network.h"
 #include "engine/delivery/scheduler.h"
+#include "engine/net/network.h"
 #include "engine/smtp/client.h"
 
 namespace vespro::engine {
@@ -973,7 +973,7 @@ void Delivery::Impl::AskForSecrets() {
     const auto answer = std::make_shared<Result<std::string>>(std::string());
     network_.Background(
         [answer, command = target.command](const std::atomic<bool>& stop) {
-          *answer = ModShell::FirstLine(command, kCommandLimit, stop);
+          *answer = ModShell::RunForFirstLine(command, kCommandLimit, stop);
         },
         [this, answer, i] { OnSecret(i, *answer); });
   }
