@@ -189,8 +189,8 @@ class Delivery::Impl {
   void PutBack(Item item, milliseconds delay);
   bool AnyoneLeftFor(const History& history) const;
   void OnSessionFailed(const Session& session, bool was_used, const Failure& failure,
-                       const std::string& text);
-  void TakeOut(std::size_t target, const Verdict& verdict, const std::string& text);
+                       const Disposition& disposition, const std::string& text);
+  void TakeOut(std::size_t target, const Disposition& disposition, const std::string& text);
   void SettleHopeless();
   void Rest(Target& target, milliseconds first, int& times, const std::string& why);
   void Fail(const Status& status);
@@ -325,8 +325,9 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     }
     if (impl_.in_hand_ == 0) impl_.PumpSoon();
   }
-  void OnSessionFailed(const Failure& failure, const std::string& text) override {
-    impl_.OnSessionFailed(*this, begun_ > 0, failure, text);
+  void OnSessionFailed(const Failure& failure, const Disposition& disposition,
+                       const std::string& text) override {
+    impl_.OnSessionFailed(*this, begun_ > 0, failure, disposition, text);
   }
 
  private:
@@ -363,8 +364,8 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
   void CheckSize() {
     const std::uint64_t least = impl_.renderer_.least_bytes(), limit = client_.max_size();
     if (limit == 0 || least <= limit) return;
-    const Verdict too_large{
-        .scope = Scope::kAccount, .action = Action::kTakeOut, .too_large = true};
+    const Disposition too_large{
+        .scope = Scope::kAccount, .action = Action::kDisableServer, .too_large = true};
     impl_.TakeOut(target_, too_large,
                   "the message has at least " + std::to_string(least) +
                       " bytes, the server takes at most " + std::to_string(limit));
@@ -423,12 +424,12 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
       writing_ = true;
       connection_->Write(wire_.pieces);
     }
-    switch (client_.want()) {
-      case SmtpClient::Want::kNothing:
+    switch (client_.next_action()) {
+      case SmtpClient::NextAction::kNothing:
         break;
-      case SmtpClient::Want::kClose:
+      case SmtpClient::NextAction::kClose:
         return connection_->Close();
-      case SmtpClient::Want::kStartTls:
+      case SmtpClient::NextAction::kStartTls:
         if (!tls_started_) connection_->StartTls(impl_.targets_[target_].account.server);
         tls_started_ = true;
     }
@@ -440,7 +441,7 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     for (const std::size_t index : wire_.ended) {
       Slot& slot = slots_[index];
       for (std::size_t i = 0; i < slot.recipients.size(); ++i) {
-        if (!client_.MayReach(index, i)) continue;
+        if (!client_.MayStillAccept(index, i)) continue;
         slot.histories[i].announced = true;
         Status noted =
             impl_.results_.Sending({&slot.recipients[i], 1}, impl_.targets_[target_].name);
@@ -852,36 +853,36 @@ void Delivery::Impl::OnAnswer(std::size_t index_of_target, Slot& slot, std::size
     return Record(index_of_target, recipient, history, State::kSent, answer.reply);
   }
   const Failure& failure = answer.failure;
-  Verdict verdict = Judge(failure);
-  if (verdict.action == Action::kRetryNow && verdict.scope == Scope::kRecipient) {
+  Disposition disposition = answer.disposition;
+  if (disposition.action == Action::kRequeue && disposition.scope == Scope::kRecipient) {
     if (slot.split++ == 0) slot.first_split = index;
-    if (++history.splits > kMostSplits) verdict.action = Action::kRetryLater;
+    if (++history.splits > kMostSplits) disposition.action = Action::kDefer;
   }
   history.last_reply = answer.reply;
   if (failure.fault != Fault::kReply && failure.stage >= Stage::kMail) {
     history.last_reply += std::string(" (at ") + StageName(failure.stage) + ")";
   }
-  if (verdict.pause) Rest(target, kFirstRest, target.pauses, history.last_reply);
+  if (disposition.throttle) Rest(target, kFirstRest, target.pauses, history.last_reply);
   milliseconds delay{0};
-  switch (verdict.action) {
-    case Action::kRefuse:
+  switch (disposition.action) {
+    case Action::kBounce:
       return Record(index_of_target, recipient, history, State::kRefused, history.last_reply);
     case Action::kUnknown:
       return Record(index_of_target, recipient, history, State::kUnknown, history.last_reply);
-    case Action::kElsewhere:
+    case Action::kTryOtherServer:
       history.refused_by.push_back(index_of_target);
       if (!AnyoneLeftFor(history)) {
         return Record(index_of_target, recipient, history, State::kRefused, history.last_reply);
       }
       break;
-    case Action::kTakeOut:
+    case Action::kDisableServer:
       --history.attempts;
-      TakeOut(index_of_target, verdict, history.last_reply);
+      TakeOut(index_of_target, disposition, history.last_reply);
       break;
-    case Action::kRetryNow:
+    case Action::kRequeue:
       --history.attempts;
       break;
-    case Action::kRetryLater:
+    case Action::kDefer:
       if (history.attempts >= options_.retry) {
         return Record(index_of_target, recipient, history, State::kFailed, history.last_reply);
       }
@@ -932,16 +933,15 @@ bool Delivery::Impl::AnyoneLeftFor(const History& history) const {
 }
 
 void Delivery::Impl::OnSessionFailed(const Session& session, bool was_used, const Failure& failure,
-                                     const std::string& text) {
+                                     const Disposition& disposition, const std::string& text) {
   Target& target = targets_[session.target()];
-  const Verdict verdict = Judge(failure);
-  if (verdict.login && RenewSecret(target, session.secret_number())) return;
-  if (verdict.action == Action::kTakeOut) {
+  if (disposition.login && RenewSecret(target, session.secret_number())) return;
+  if (disposition.action == Action::kDisableServer) {
     if (failure.fault == Fault::kUntrusted) {
       target.tally.remedy = AccountTally::Remedy::kTrustAnchor;
     }
     if (failure.fault == Fault::kMisnamed) target.tally.remedy = AccountTally::Remedy::kAnotherJob;
-    return TakeOut(session.target(), verdict, text);
+    return TakeOut(session.target(), disposition, text);
   }
   if (was_used || ending_) return;
   // A server that takes us in and throws us out again must not be called on without end.
@@ -982,7 +982,8 @@ void Delivery::Impl::AskForSecrets() {
 void Delivery::Impl::OnSecret(std::size_t index, const Result<std::string>& secret) {
   Target& target = targets_[index];
   if (!secret.ok()) {
-    const Verdict no_login{.scope = Scope::kAccount, .action = Action::kTakeOut, .login = true};
+    const Disposition no_login{
+        .scope = Scope::kAccount, .action = Action::kDisableServer, .login = true};
     return TakeOut(index, no_login,
                    "the command for its password gave none: " + secret.status().text());
   }
@@ -1017,16 +1018,17 @@ void Delivery::Impl::Rest(Target& target, milliseconds first, int& times, const 
   target.rest_until = now + std::clamp(delay, kShortestRest, kLongestRest);
 }
 
-void Delivery::Impl::TakeOut(std::size_t index, const Verdict& verdict, const std::string& text) {
+void Delivery::Impl::TakeOut(std::size_t index, const Disposition& disposition,
+                             const std::string& text) {
   Target& target = targets_[index];
   if (!target.out.ok()) return;
-  target.out = Status(verdict.login       ? Code::kLogin
-                      : verdict.too_large ? Code::kBadInput
-                      : verdict.unusable  ? Code::kConfig
-                                          : Code::kUnavailable,
+  target.out = Status(disposition.login       ? Code::kLogin
+                      : disposition.too_large ? Code::kBadInput
+                      : disposition.unusable  ? Code::kConfig
+                                              : Code::kUnavailable,
                       text);
-  (verdict.login ? target.tally.login_refused : target.tally.taken_out) = text;
-  if (verdict.too_large) target.tally.remedy = AccountTally::Remedy::kAnotherJob;
+  (disposition.login ? target.tally.login_refused : target.tally.taken_out) = text;
+  if (disposition.too_large) target.tally.remedy = AccountTally::Remedy::kAnotherJob;
   SettleHopeless();
   PumpSoon();
 }

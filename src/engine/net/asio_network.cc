@@ -197,7 +197,7 @@ class AsioConnection : public std::enable_shared_from_this<AsioConnection> {
         host, std::to_string(port), tcp::resolver::numeric_service,
         [self = shared_from_this(), host](asio::error_code failed, const auto& found) {
           if (self->losing_) return;
-          if (failed) return self->Lose(Fault::kNoName, host + ": " + failed.message());
+          if (failed) return self->Lose(Fault::kDnsFailure, host + ": " + failed.message());
           for (const auto& entry : found) {
             if (self->addresses_.size() < kMaxAddresses) {
               self->addresses_.push_back(entry.endpoint());

@@ -16,7 +16,7 @@ using std::chrono::seconds;
 // Smaller pieces of a message are copied next to the commands: one long write is cheaper than many
 // short ones, above all under TLS. Attachments are longer and stay where they are.
 constexpr std::size_t kCopyBelow = 8 * 1024;
-// Behind this many bytes of the path a command line could be longer than any server takes.
+// With more bytes of the path than this a command line could be longer than any server takes.
 constexpr std::size_t kMaxPathBytes = 400;
 
 // RFC 5321, section 4.5.3.2; it names none for the rest.
@@ -27,7 +27,7 @@ seconds LimitOf(Stage stage) {
   switch (stage) {
     case Stage::kData:
       return kDataLimit;
-    case Stage::kEnd:
+    case Stage::kEndOfData:
       return kEndLimit;
     case Stage::kQuit:
       return kQuitLimit;
@@ -49,7 +49,7 @@ bool HasHighBit(std::string_view bytes) {
 }
 
 // The last gate before the wire, whatever was checked before: nothing may end the path or the line.
-bool MayStandInCommand(std::string_view address) {
+bool IsSafeInCommand(std::string_view address) {
   if (address.size() > kMaxPathBytes || ModText::HasControls(address)) return false;
   if (address.find_first_of("<>") != std::string_view::npos) return false;
   return ModText::IsUtf8(address);
@@ -64,7 +64,7 @@ std::string_view TakeWord(std::string_view& text) {
   return word;
 }
 
-void Save(const Reply& reply, std::string text, auto& saved) {
+void Store(const Reply& reply, std::string text, auto& saved) {
   saved.fault = Fault::kReply;
   saved.code = reply.code;
   saved.enhanced = reply.enhanced;
@@ -95,15 +95,15 @@ void SmtpClient::TlsEstablished() {
   secure_ = true;
   state_ = State::kSetUp;
   // What was said before the handshake counts for nothing (RFC 3207, section 4.2).
-  if (!options_.tls_from_start) SayHello("EHLO ");
+  if (!options_.tls_from_start) SendEhlo("EHLO ");
 }
 
 void SmtpClient::Received(std::string_view bytes) {
   while (state_ != State::kOver) {
-    const ReplyParser::Got got = parser_.Feed(bytes);
-    if (got == ReplyParser::Got::kMore) return;
-    if (got == ReplyParser::Got::kGarbage) {
-      return Derail("the server sent something that is no SMTP reply");
+    const ReplyParser::ParseResult got = parser_.Feed(bytes);
+    if (got == ReplyParser::ParseResult::kMore) return;
+    if (got == ReplyParser::ParseResult::kProtocolError) {
+      return ProtocolError("the server sent something that is no SMTP reply");
     }
     OnReply(parser_.reply());
     if (state_ == State::kHandshake && !bytes.empty()) {
@@ -117,7 +117,7 @@ void SmtpClient::Received(std::string_view bytes) {
 void SmtpClient::Written(std::uint64_t bytes) {
   written_ += bytes;
   assert(written_ <= taken_);
-  Proceed();
+  Advance();
 }
 
 void SmtpClient::Lost(Fault fault, std::string_view text) {
@@ -126,7 +126,7 @@ void SmtpClient::Lost(Fault fault, std::string_view text) {
     state_ = State::kOver;  // everything is finished, the farewell is a courtesy
     return;
   }
-  // As announced: what stood behind the 421 was not looked at.
+  // The close announced by 421: later commands were not processed.
   if (closing_at_ == replies_ && fault != Fault::kTimeout) {
     return SessionOver(drain_failure_, drain_text_);
   }
@@ -141,10 +141,10 @@ void SmtpClient::Lost(Fault fault, std::string_view text) {
   FailSession(stage, fault, std::string(text));
 }
 
-// Our own decision to end the session: of a write that is under way, all may have arrived.
-void SmtpClient::Derail(std::string_view text) {
-  taken_counts_ = true;
-  Lost(Fault::kGarbage, text);
+// Our own decision to end the session: assume that a write in progress was delivered.
+void SmtpClient::ProtocolError(std::string_view text) {
+  count_queued_as_sent_ = true;
+  Lost(Fault::kProtocolError, text);
 }
 
 // The dialogue up to the first message
@@ -153,9 +153,9 @@ void SmtpClient::OnReply(const Reply& reply) {
   ++replies_;
   if (expected_.empty()) {
     if (reply.code == 421) return On421({Stage::kReset, 0, 0}, reply);
-    return Derail("the server answered what was not asked: " + Masked(reply));
+    return ProtocolError("the server answered what was not asked: " + Redacted(reply));
   }
-  const Expected expected = expected_.front();
+  const PendingReply expected = expected_.front();
   expected_.pop_front();
   if (expected.stage == Stage::kQuit) {
     state_ = State::kOver;
@@ -170,21 +170,21 @@ void SmtpClient::OnReply(const Reply& reply) {
 
 void SmtpClient::OnSetUpReply(Stage stage, const Reply& reply) {
   const auto fail = [&] {
-    SessionOver({.stage = stage, .code = reply.code, .enhanced = reply.enhanced}, Masked(reply));
+    SessionOver({.stage = stage, .code = reply.code, .enhanced = reply.enhanced}, Redacted(reply));
   };
   switch (stage) {
     case Stage::kGreeting:
-      return reply.code == 220 ? SayHello("EHLO ") : fail();
-    case Stage::kHello:
-      return reply.klass() == 2 || reply.klass() == 5 ? OnHello(reply) : fail();
+      return reply.code == 220 ? SendEhlo("EHLO ") : fail();
+    case Stage::kEhlo:
+      return reply.severity() == 2 || reply.severity() == 5 ? OnEhlo(reply) : fail();
     case Stage::kAuth:
       // Offered and not known, or too weak for this account. Any other refusal is the password's,
       // and trying it again in another way would only lock the account.
       if (reply.code == 504 || reply.code == 534) {
-        sasl_.GiveUpMechanism();
-        if (std::string command; sasl_.Begin(HowPrivate(), command)) return SayAuth(command);
+        sasl_.RejectMechanism();
+        if (std::string command; sasl_.Begin(channel_security(), command)) return SendAuth(command);
       }
-      return reply.klass() == 2 || reply.klass() == 3 ? OnAuth(reply) : fail();
+      return reply.severity() == 2 || reply.severity() == 3 ? OnAuth(reply) : fail();
     case Stage::kStartTls:
       if (reply.code != 220) return fail();  // never on without TLS where it was offered
       parser_.Reset();
@@ -195,26 +195,26 @@ void SmtpClient::OnSetUpReply(Stage stage, const Reply& reply) {
   }
 }
 
-void SmtpClient::SayHello(std::string_view verb) {
+void SmtpClient::SendEhlo(std::string_view verb) {
   starttls_ = pipelining_ = chunking_ = eight_bit_ = utf8_ = false;
   size_ = false;
   sasl_.Forget();
   max_size_ = max_recipients_ = max_messages_ = 0;
-  Say(verb);
-  Say(hello_name_);
-  Say("\r\n");
-  Expect(Stage::kHello);
+  AppendCommand(verb);
+  AppendCommand(hello_name_);
+  AppendCommand("\r\n");
+  Expect(Stage::kEhlo);
   said_helo_ = verb.front() == 'H';
 }
 
-void SmtpClient::OnHello(const Reply& reply) {
-  if (reply.klass() == 5) {
-    if (!said_helo_) return SayHello("HELO ");
-    return SessionOver({.stage = Stage::kHello, .code = reply.code, .enhanced = reply.enhanced},
-                       Masked(reply));
+void SmtpClient::OnEhlo(const Reply& reply) {
+  if (reply.severity() == 5) {
+    if (!said_helo_) return SendEhlo("HELO ");
+    return SessionOver({.stage = Stage::kEhlo, .code = reply.code, .enhanced = reply.enhanced},
+                       Redacted(reply));
   }
   if (!said_helo_) ReadExtensions(reply.text);
-  AfterHello();
+  AfterEhlo();
 }
 
 void SmtpClient::ReadExtensions(std::string_view text) {
@@ -259,9 +259,9 @@ void SmtpClient::ReadMechanisms(std::string_view value) {
   }
 }
 
-void SmtpClient::AfterHello() {
+void SmtpClient::AfterEhlo() {
   if (!secure_ && options_.tls != TlsUse::kOff && starttls_) {
-    Say("STARTTLS\r\n");
+    AppendCommand("STARTTLS\r\n");
     return Expect(Stage::kStartTls);
   }
   if (!secure_ && options_.tls == TlsUse::kRequired) {
@@ -272,47 +272,47 @@ void SmtpClient::AfterHello() {
   was_ready_ = true;
 }
 
-Privacy SmtpClient::HowPrivate() const {
-  if (secure_ || loopback_) return Privacy::kPrivate;
-  return options_.insecure_auth ? Privacy::kClearAllowed : Privacy::kClear;
+ChannelSecurity SmtpClient::channel_security() const {
+  if (secure_ || loopback_) return ChannelSecurity::kSecure;
+  return options_.insecure_auth ? ChannelSecurity::kInsecureAllowed : ChannelSecurity::kInsecure;
 }
 
 void SmtpClient::StartLogin() {
   std::string command;
-  if (sasl_.Begin(HowPrivate(), command)) return SayAuth(command);
+  if (sasl_.Begin(channel_security(), command)) return SendAuth(command);
   FailSession(Stage::kAuth, Fault::kNoAuth,
-              HowPrivate() != Privacy::kClear || !sasl_.OffersAny()
+              channel_security() != ChannelSecurity::kInsecure || !sasl_.OffersAny()
                   ? "the server offers no way to log in that we know (" + sasl_.Known() + ")"
                   : "the server does not offer TLS, and a password is not sent over a clear "
                     "connection");
 }
 
-void SmtpClient::SayAuth(std::string_view command) {
-  Say("AUTH ");
-  Say(command);
-  Say("\r\n");
+void SmtpClient::SendAuth(std::string_view command) {
+  AppendCommand("AUTH ");
+  AppendCommand(command);
+  AppendCommand("\r\n");
   Expect(Stage::kAuth);
-  secrets_ = SecretTraces(sasl_.Secrets());
+  secrets_ = SecretScanner(sasl_.Secrets());
 }
 
 void SmtpClient::OnAuth(const Reply& reply) {
-  if (reply.klass() == 2) {
+  if (reply.severity() == 2) {
     state_ = State::kReady;
     was_ready_ = true;
     return;
   }
   const std::optional<std::string> answer = sasl_.Answer(reply.text);
-  if (!answer) return Derail("the server asked for more than its way to log in has");
-  secrets_ = SecretTraces(sasl_.Secrets());
-  Say(*answer);
-  Say("\r\n");
+  if (!answer) return ProtocolError("the server asked for more than its way to log in has");
+  secrets_ = SecretScanner(sasl_.Secrets());
+  AppendCommand(*answer);
+  AppendCommand("\r\n");
   Expect(Stage::kAuth);
 }
 
 // Some servers repeat what they were sent. A trace of the login is enough for the reply's text to
 // be left out.
-std::string SmtpClient::Masked(const Reply& reply) const {
-  if (!secrets_.In(reply.text)) return OneLine(reply);
+std::string SmtpClient::Redacted(const Reply& reply) const {
+  if (!secrets_.FoundIn(reply.text)) return ReplyLine(reply);
   return std::to_string(reply.code) + " (the server's words repeat the login and are left out)";
 }
 
@@ -321,70 +321,70 @@ std::string SmtpClient::Masked(const Reply& reply) const {
 bool SmtpClient::CanBegin() const {
   if (state_ != State::kReady || draining_ || quit_asked_) return false;
   if (order_.empty()) return true;
-  if (!pipelining_ || active_[order_.back()].next != Step::kIssued) return false;
+  if (!pipelining_ || active_[order_.back()].next != Step::kAllSent) return false;
   if (!chunking_) return order_.size() < std::min<std::size_t>(2, active_.size());
   return order_.size() < active_.size() && bytes_in_hand_ < options_.window_bytes;
 }
 
 std::size_t SmtpClient::FreeSlot() const {
   const auto free = std::find_if(active_.begin(), active_.end(),
-                                 [](const Active& active) { return !active.used; });
+                                 [](const TransactionState& active) { return !active.used; });
   assert(free != active_.end() && "ask CanBegin first");
   return static_cast<std::size_t>(free - active_.begin());
 }
 
 void SmtpClient::Begin(std::size_t slot, const Transaction& transaction) {
   assert(CanBegin() && !active_[slot].used && !transaction.recipients.empty());
-  Active& active = active_[slot];
+  TransactionState& active = active_[slot];
   active.used = true;
   active.job = transaction;
   active.next = Step::kMail;
   active.next_recipient = active.awaited = active.accepted = active.possible = 0;
   active.reset = active.body_sent = active.utf8 = active.eight_bit = false;
   active.end = 0;
-  for (Saved* saved : {&active.mail, &active.data, &active.body}) *saved = Saved();
+  for (StoredReply* saved : {&active.mail, &active.data, &active.body}) *saved = StoredReply();
   if (active.recipients.size() < transaction.recipients.size()) {
     active.recipients.resize(transaction.recipients.size());
   }
-  for (std::size_t i = 0; i < transaction.recipients.size(); ++i) active.recipients[i] = Saved();
+  for (std::size_t i = 0; i < transaction.recipients.size(); ++i)
+    active.recipients[i] = StoredReply();
   order_.push_back(slot);
   bytes_in_hand_ += transaction.message->bytes;
-  if (!CheckEnvelope(active)) active.next = Step::kIssued;
-  Proceed();
+  if (!CheckEnvelope(active)) active.next = Step::kAllSent;
+  Advance();
 }
 
-// What is concluded makes room, and may be the last before QUIT; what comes to its turn may turn
-// out to be refused already.
-void SmtpClient::Proceed() {
-  ConcludeFinished();
+// Completing one frees the pipeline; the next may already have failed locally, so complete again.
+void SmtpClient::Advance() {
+  CompleteFinished();
   Pump();
-  if (ConcludeFinished()) Pump();
+  if (CompleteFinished()) Pump();
   if (closing_at_ && expected_.empty()) SessionOver(drain_failure_, drain_text_);
 }
 
 // False when nothing of it can be sent to this server; mail or the recipients then say why.
-bool SmtpClient::CheckEnvelope(Active& active) {
-  const auto refuse = [](Saved& saved, Fault fault, std::string_view text) {
+bool SmtpClient::CheckEnvelope(TransactionState& active) {
+  const auto refuse = [](StoredReply& saved, Fault fault, std::string_view text) {
     saved.fault = fault;
     saved.text = text;
     return false;
   };
-  if (!MayStandInCommand(active.job.sender)) {
-    return refuse(active.mail, Fault::kBadAddress, "the sender's address can't be used");
+  if (!IsSafeInCommand(active.job.sender)) {
+    return refuse(active.mail, Fault::kUnsafeAddress, "the sender's address can't be used");
   }
   for (const std::string_view piece : active.job.message->pieces) {
     active.eight_bit = active.eight_bit || HasHighBit(piece);
   }
   active.utf8 = !ModText::IsAscii(active.job.sender);
-  if (const std::string why = WhyNotCarried(active); !why.empty()) {
-    return refuse(active.mail, Fault::kCannotCarry, why);
+  if (const std::string why = MissingExtension(active); !why.empty()) {
+    return refuse(active.mail, Fault::kUnsupported, why);
   }
   for (std::size_t i = 0; i < active.job.recipients.size(); ++i) {
     const std::string& address = active.job.recipients[i].address;
-    if (address.empty() || !MayStandInCommand(address)) {
-      refuse(active.recipients[i], Fault::kBadAddress, "the address can't be used");
+    if (address.empty() || !IsSafeInCommand(address)) {
+      refuse(active.recipients[i], Fault::kUnsafeAddress, "the address can't be used");
     } else if (!utf8_ && !ModText::IsAscii(address)) {
-      refuse(active.recipients[i], Fault::kCannotCarry,
+      refuse(active.recipients[i], Fault::kUnsupported,
              "the server takes no addresses with letters outside ASCII (SMTPUTF8)");
     } else {
       ++active.possible;
@@ -394,7 +394,7 @@ bool SmtpClient::CheckEnvelope(Active& active) {
   return active.possible > 0;
 }
 
-std::string SmtpClient::WhyNotCarried(const Active& active) const {
+std::string SmtpClient::MissingExtension(const TransactionState& active) const {
   const std::uint64_t bytes = active.job.message->bytes;
   if (max_size_ > 0 && bytes > max_size_) {
     return "the message has " + std::to_string(bytes) + " bytes, the server takes at most " +
@@ -411,30 +411,30 @@ std::string SmtpClient::WhyNotCarried(const Active& active) const {
 void SmtpClient::Pump() {
   if (state_ != State::kReady || closing_at_) return;
   for (const std::size_t slot : order_) {
-    Active& active = active_[slot];
-    while (active.next != Step::kIssued) {
+    TransactionState& active = active_[slot];
+    while (active.next != Step::kAllSent) {
       if (!IssueNext(slot, active)) return;
     }
   }
   if (order_.empty() && expected_.empty() && quit_asked_) {
-    Say("QUIT\r\n");
+    AppendCommand("QUIT\r\n");
     Expect(Stage::kQuit);
     state_ = State::kQuitting;
   }
 }
 
 // False when an answer has to come first.
-bool SmtpClient::IssueNext(std::size_t slot, Active& active) {
-  if (awaiting_go_ahead_ || (!pipelining_ && !expected_.empty())) return false;
+bool SmtpClient::IssueNext(std::size_t slot, TransactionState& active) {
+  if (awaiting_354_ || (!pipelining_ && !expected_.empty())) return false;
   switch (active.next) {
     case Step::kMail:
-      // Behind a BDAT that may yet be refused the server's state is uncertain: no message may
+      // After a BDAT that may yet be refused the server's state is uncertain: no message may
       // inherit an envelope (RFC 3030, section 2).
-      if (!active.reset && (unclean_ || (chunking_ && !expected_.empty()))) {
-        Say("RSET\r\n");
+      if (!active.reset && (needs_rset_ || (chunking_ && !expected_.empty()))) {
+        AppendCommand("RSET\r\n");
         Expect(Stage::kReset);
         active.reset = true;
-        unclean_ = false;
+        needs_rset_ = false;
         return true;
       }
       IssueMail(slot, active);
@@ -443,28 +443,28 @@ bool SmtpClient::IssueNext(std::size_t slot, Active& active) {
       return IssueRecipient(slot, active);
     case Step::kData:
       return IssueBody(slot, active);
-    case Step::kIssued:
+    case Step::kAllSent:
       break;
   }
   return true;
 }
 
-void SmtpClient::IssueMail(std::size_t slot, Active& active) {
-  Say("MAIL FROM:<");
-  Say(active.job.sender);
-  Say(">");
-  if (size_) Say(" SIZE=" + std::to_string(active.job.message->bytes));
-  if (active.eight_bit) Say(" BODY=8BITMIME");
-  if (active.utf8) Say(" SMTPUTF8");
-  Say("\r\n");
+void SmtpClient::IssueMail(std::size_t slot, TransactionState& active) {
+  AppendCommand("MAIL FROM:<");
+  AppendCommand(active.job.sender);
+  AppendCommand(">");
+  if (size_) AppendCommand(" SIZE=" + std::to_string(active.job.message->bytes));
+  if (active.eight_bit) AppendCommand(" BODY=8BITMIME");
+  if (active.utf8) AppendCommand(" SMTPUTF8");
+  AppendCommand("\r\n");
   Expect(Stage::kMail, slot);
   ++active.awaited;
   active.next = Step::kRcpt;
 }
 
-bool SmtpClient::IssueRecipient(std::size_t slot, Active& active) {
+bool SmtpClient::IssueRecipient(std::size_t slot, TransactionState& active) {
   if (active.mail.failed()) {
-    active.next = Step::kIssued;
+    active.next = Step::kAllSent;
     return true;
   }
   while (active.next_recipient < active.job.recipients.size() &&
@@ -475,57 +475,58 @@ bool SmtpClient::IssueRecipient(std::size_t slot, Active& active) {
     active.next = Step::kData;
     return true;
   }
-  Say("RCPT TO:<");
-  Say(active.job.recipients[active.next_recipient].address);
-  Say(">\r\n");
+  AppendCommand("RCPT TO:<");
+  AppendCommand(active.job.recipients[active.next_recipient].address);
+  AppendCommand(">\r\n");
   Expect(Stage::kRcpt, slot, active.next_recipient++);
   ++active.awaited;
   return true;
 }
 
-bool SmtpClient::IssueBody(std::size_t slot, Active& active) {
-  active.next = Step::kIssued;
+bool SmtpClient::IssueBody(std::size_t slot, TransactionState& active) {
+  active.next = Step::kAllSent;
   if (active.awaited == 0 && active.accepted == 0) return true;  // all refused, nothing to send
   ++active.awaited;
   if (!chunking_) {
-    Say("DATA\r\n");
+    AppendCommand("DATA\r\n");
     Expect(Stage::kData, slot);
-    awaiting_go_ahead_ = true;
+    awaiting_354_ = true;
     return true;
   }
-  Say("BDAT " + std::to_string(active.job.message->bytes) + " LAST\r\n");
+  AppendCommand("BDAT " + std::to_string(active.job.message->bytes) + " LAST\r\n");
   for (const std::string_view piece : active.job.message->pieces) AddPiece(piece);
-  Expect(Stage::kEnd, slot);
+  Expect(Stage::kEndOfData, slot);
   active.body_sent = true;
   active.end = queued_;
   return true;
 }
 
-void SmtpClient::OnTransactionReply(const Expected& expected, const Reply& reply) {
-  if (bdat_in_doubt_ && !SettleBdat(reply)) return;
+void SmtpClient::OnTransactionReply(const PendingReply& expected, const Reply& reply) {
+  if (bdat_in_doubt_ && !ResolveBdatDoubt(reply)) return;
   if (expected.stage == Stage::kReset) {
-    if (reply.klass() != 2 && reply.code != 421) {
-      return Derail("RSET was refused: " + Masked(reply));
+    if (reply.severity() != 2 && reply.code != 421) {
+      return ProtocolError("RSET was refused: " + Redacted(reply));
     }
-    return Proceed();
+    return Advance();
   }
-  Active& active = active_[expected.slot];
-  const bool go_ahead = expected.stage == Stage::kData && reply.klass() == 3;
-  const bool out_of_place = reply.klass() == 3 && !go_ahead;
-  // Both a copy lost and a second copy may come from guessing what became of a message.
-  if (out_of_place || (expected.stage == Stage::kEnd && reply.contradictory)) {
+  TransactionState& active = active_[expected.slot];
+  const bool go_ahead = expected.stage == Stage::kData && reply.severity() == 3;
+  const bool out_of_place = reply.severity() == 3 && !go_ahead;
+  // A wrong guess here loses or duplicates a message.
+  if (out_of_place || (expected.stage == Stage::kEndOfData && reply.contradictory)) {
     expected_.push_front(expected);  // it is not answered
-    return Derail((out_of_place ? "an answer out of place: " : "an answer that says yes and no: ") +
-                  Masked(reply));
+    return ProtocolError(
+        (out_of_place ? "an answer out of place: " : "an answer that says yes and no: ") +
+        Redacted(reply));
   }
   --active.awaited;
   switch (expected.stage) {
     case Stage::kMail:
-      Save(reply, Masked(reply), active.mail);
+      Store(reply, Redacted(reply), active.mail);
       break;
     case Stage::kRcpt:
-      Save(reply, Masked(reply), active.recipients[expected.index]);
-      if (reply.klass() == 2) ++active.accepted;
+      Store(reply, Redacted(reply), active.recipients[expected.index]);
+      if (reply.severity() == 2) ++active.accepted;
       break;
     case Stage::kData:
       OnDataReply(active, reply);
@@ -534,14 +535,14 @@ void SmtpClient::OnTransactionReply(const Expected& expected, const Reply& reply
       OnEndReply(expected.slot, reply);
       break;
   }
-  Proceed();
+  Advance();
 }
 
 // "Command not known", to a BDAT, may be about the command or about the message. About the command:
 // then its message was read as commands, and its first line is answered in the same way.
 void SmtpClient::OnEndReply(std::size_t slot, const Reply& reply) {
-  Active& active = active_[slot];
-  Save(reply, Masked(reply), active.body);
+  TransactionState& active = active_[slot];
+  Store(reply, Redacted(reply), active.body);
   if (active.body.accepted() && active.accepted > 0) ++messages_accepted_;
   const bool of_a_command = reply.enhanced == EnhancedCode{} ||
                             reply.enhanced == EnhancedCode{5, 5, 1} ||
@@ -549,13 +550,13 @@ void SmtpClient::OnEndReply(std::size_t slot, const Reply& reply) {
   if (!chunking_ || messages_accepted_ > 0 || !of_a_command) return;
   if (reply.code != 500 && reply.code != 502) return;
   bdat_in_doubt_ = slot;
-  if (expected_.empty()) GiveUpBdat();  // nothing behind it will tell, and nothing can get lost
+  if (expected_.empty()) DisableChunking();  // no later answer will tell, and nothing can get lost
 }
 
-// The answer behind the doubtful one. False when the session has ended.
-bool SmtpClient::SettleBdat(const Reply& reply) {
-  if (reply.klass() == 5) {
-    GiveUpBdat();
+// The answer after the doubtful one. False when the session has ended.
+bool SmtpClient::ResolveBdatDoubt(const Reply& reply) {
+  if (reply.severity() == 5) {
+    DisableChunking();
     return false;
   }
   bdat_in_doubt_.reset();  // it was the message
@@ -563,47 +564,48 @@ bool SmtpClient::SettleBdat(const Reply& reply) {
 }
 
 // Nothing that was sent by BDAT can have been accepted where BDAT is not known.
-void SmtpClient::GiveUpBdat() {
+void SmtpClient::DisableChunking() {
   chunking_failed_ = true;
-  active_[*bdat_in_doubt_].body.fault = Fault::kGarbage;
+  active_[*bdat_in_doubt_].body.fault = Fault::kProtocolError;
   for (const std::size_t slot : order_) active_[slot].body_sent = false;
   bdat_in_doubt_.reset();
-  Derail("the server offers CHUNKING and does not know BDAT");
+  ProtocolError("the server offers CHUNKING and does not know BDAT");
 }
 
-void SmtpClient::OnDataReply(Active& active, const Reply& reply) {
-  awaiting_go_ahead_ = false;
-  if (reply.klass() != 3) {
+void SmtpClient::OnDataReply(TransactionState& active, const Reply& reply) {
+  awaiting_354_ = false;
+  if (reply.severity() != 3) {
     // 2xx to DATA says nothing that makes sense; it counts as no.
-    Save(reply, Masked(reply), active.data);
-    if (active.data.accepted()) active.data.fault = Fault::kGarbage;
+    Store(reply, Redacted(reply), active.data);
+    if (active.data.accepted()) active.data.fault = Fault::kProtocolError;
     return;
   }
   active.data.code = 250;
   const auto slot = static_cast<std::size_t>(&active - active_.data());
   ++active.awaited;
   if (active.accepted == 0 || !active.mail.accepted()) {
-    Say(".\r\n");  // the server took DATA without a recipient: an empty end (RFC 2920, section 3.1)
-    Expect(Stage::kEnd, slot);
+    AppendCommand(
+        ".\r\n");  // the server took DATA without a recipient: an empty end (RFC 2920, section 3.1)
+    Expect(Stage::kEndOfData, slot);
     return;
   }
   AddStuffed(*active.job.message);
-  Expect(Stage::kEnd, slot);
+  Expect(Stage::kEndOfData, slot);
   active.body_sent = true;
   active.end = queued_;
 }
 
-// The server closes the connection behind this reply (RFC 5321, section 3.8). One that does not,
-// and answers what stands behind it, is listened to: it may yet accept a message.
-void SmtpClient::On421(const Expected& expected, const Reply& reply) {
+// The server closes the connection after this reply (RFC 5321, section 3.8). One that does not,
+// and answers what was sent after it, is listened to: it may yet accept a message.
+void SmtpClient::On421(const PendingReply& expected, const Reply& reply) {
   const Failure failure{.stage = expected.stage, .code = 421, .enhanced = reply.enhanced};
   if (expected.stage < Stage::kMail || state_ != State::kReady) {
-    return SessionOver(failure, Masked(reply));
+    return SessionOver(failure, Redacted(reply));
   }
   if (!closing_at_) {
     draining_ = true;
     drain_failure_ = failure;
-    drain_text_ = Masked(reply);
+    drain_text_ = Redacted(reply);
   }
   closing_at_ = replies_;
   OnTransactionReply(expected, reply);
@@ -616,40 +618,39 @@ void SmtpClient::Quit() {
 
 // Results
 
-bool SmtpClient::IsFinished(const Active& active) const {
-  return active.next == Step::kIssued && active.awaited == 0 && written_ >= active.end;
+bool SmtpClient::IsFinished(const TransactionState& active) const {
+  return active.next == Step::kAllSent && active.awaited == 0 && written_ >= active.end;
 }
 
-bool SmtpClient::MayHaveEnded(const Active& active) const {
-  return active.body_sent && (taken_counts_ ? taken_ : written_) >= active.end;
+bool SmtpClient::MayHaveEnded(const TransactionState& active) const {
+  return active.body_sent && (count_queued_as_sent_ ? taken_ : written_) >= active.end;
 }
 
-// Whether there was one.
-bool SmtpClient::ConcludeFinished() {
+// Returns whether any completed.
+bool SmtpClient::CompleteFinished() {
   if (bdat_in_doubt_) return false;
   bool any = false;
   while (!order_.empty() && IsFinished(active_[order_.front()])) {
-    Conclude(order_.front(), nullptr, {});
+    Complete(order_.front(), nullptr, {});
     any = true;
   }
   if (draining_ && order_.empty() && state_ == State::kReady) {
-    state_ = State::kOver;
-    events_.OnSessionFailed(drain_failure_, drain_text_);
+    EndSession(drain_failure_, drain_text_);
   }
   return any;
 }
 
 // Tells every recipient's answer. `lost` is set when the session ended before the transaction did.
-void SmtpClient::Conclude(std::size_t slot, const Failure* lost, const std::string& lost_text) {
-  Active& active = active_[slot];
+void SmtpClient::Complete(std::size_t slot, const Failure* lost, const std::string& lost_text) {
+  TransactionState& active = active_[slot];
   const bool taken = active.body_sent && active.body.accepted();
   const bool ended = MayHaveEnded(active);
-  const bool in_front = order_.front() == slot;
+  const bool head_of_line = order_.front() == slot;
   order_.erase(std::find(order_.begin(), order_.end(), slot));
   bytes_in_hand_ -= active.job.message->bytes;
-  if (!taken && active.mail.accepted()) unclean_ = true;
+  if (!taken && active.mail.accepted()) needs_rset_ = true;
 
-  Saved open;  // for what was not answered
+  StoredReply open;  // for what was not answered
   if (lost != nullptr) {
     open.fault = lost->fault;
     open.code = lost->code;
@@ -657,46 +658,47 @@ void SmtpClient::Conclude(std::size_t slot, const Failure* lost, const std::stri
     open.text = lost_text;
   }
   for (std::size_t i = 0; i < active.job.recipients.size(); ++i) {
-    const Saved& recipient = active.recipients[i];
+    const StoredReply& recipient = active.recipients[i];
     const bool local = recipient.fault != Fault::kReply;
     if (!local && active.mail.failed() && !(taken && recipient.accepted())) {
-      Tell(slot, i, active.mail, Stage::kMail, in_front);
+      Report(slot, i, active.mail, Stage::kMail, head_of_line);
     } else if (recipient.failed()) {
-      Tell(slot, i, recipient, Stage::kRcpt, in_front);
+      Report(slot, i, recipient, Stage::kRcpt, head_of_line);
     } else if (taken && recipient.accepted()) {
-      Tell(slot, i, active.body, Stage::kEnd, in_front);
+      Report(slot, i, active.body, Stage::kEndOfData, head_of_line);
     } else if (active.data.failed()) {
-      Tell(slot, i, active.data, Stage::kData, in_front);
+      Report(slot, i, active.data, Stage::kData, head_of_line);
     } else if (active.body.failed()) {
-      Tell(slot, i, active.body, Stage::kEnd, in_front);
+      Report(slot, i, active.body, Stage::kEndOfData, head_of_line);
     } else {
-      const Stage stage = ended                ? Stage::kEnd
+      const Stage stage = ended                ? Stage::kEndOfData
                           : active.mail.open() ? Stage::kMail
                           : recipient.open()   ? Stage::kRcpt
                                                : Stage::kData;
-      Tell(slot, i, open, stage, in_front);
+      Report(slot, i, open, stage, head_of_line);
     }
   }
   active.used = false;
   events_.OnFinished(slot);
 }
 
-void SmtpClient::Tell(std::size_t slot, std::size_t index, const Saved& saved, Stage stage,
-                      bool in_front) {
-  const Active& active = active_[slot];
+void SmtpClient::Report(std::size_t slot, std::size_t index, const StoredReply& saved, Stage stage,
+                        bool head_of_line) {
+  const TransactionState& active = active_[slot];
   Answer answer;
   answer.reply = saved.text;
-  answer.accepted = stage == Stage::kEnd && saved.accepted();
+  answer.accepted = stage == Stage::kEndOfData && saved.accepted();
   if (!answer.accepted) {
     answer.failure = {.stage = stage,
                       .fault = saved.fault,
                       .code = saved.fault == Fault::kReply ? saved.code : 0,
                       .enhanced = saved.enhanced,
                       .others_accepted = active.accepted > 0,
-                      .proved = messages_accepted_ > 0,
-                      .message_ended = MayHaveEnded(active),
-                      .in_front = in_front};
-    if (state_ == State::kReady && Judge(answer.failure).renew && !draining_) {
+                      .delivered_before = messages_accepted_ > 0,
+                      .end_of_data_sent = MayHaveEnded(active),
+                      .head_of_line = head_of_line};
+    answer.disposition = Classify(answer.failure);
+    if (state_ == State::kReady && answer.disposition.close_connection && !draining_) {
       draining_ = true;
       drain_failure_ = answer.failure;
       drain_text_ = saved.text;
@@ -720,12 +722,17 @@ void SmtpClient::SessionOver(const Failure& failure, const std::string& text) {
   text_.clear();
   parts_.clear();
   queued_ = taken_;
-  // The first is in front, the others were waiting behind it; they keep that mark.
+  // Backwards, so that only the oldest one is head of line.
   const std::vector<std::size_t> slots = order_;
-  for (std::size_t i = slots.size(); i-- > 0;) Conclude(slots[i], &failure, text);
+  for (std::size_t i = slots.size(); i-- > 0;) Complete(slots[i], &failure, text);
   Failure last = failure;
-  last.proved = messages_accepted_ > 0;
-  events_.OnSessionFailed(last, text);
+  last.delivered_before = messages_accepted_ > 0;
+  EndSession(last, text);
+}
+
+void SmtpClient::EndSession(const Failure& failure, const std::string& text) {
+  state_ = State::kOver;
+  events_.OnSessionFailed(failure, Classify(failure), text);
 }
 
 // Output
@@ -734,7 +741,7 @@ void SmtpClient::Expect(Stage stage, std::size_t slot, std::size_t index) {
   expected_.push_back({stage, slot, index});
 }
 
-void SmtpClient::Say(std::string_view text) { Add(text); }
+void SmtpClient::AppendCommand(std::string_view text) { Add(text); }
 
 void SmtpClient::Add(std::string_view bytes) {
   queued_ += bytes.size();
@@ -792,13 +799,13 @@ bool SmtpClient::TakeOutput(WireBytes& out) {
   return true;
 }
 
-bool SmtpClient::MayReach(std::size_t slot, std::size_t index) const {
+bool SmtpClient::MayStillAccept(std::size_t slot, std::size_t index) const {
   return !active_[slot].mail.failed() && !active_[slot].recipients[index].failed();
 }
 
-SmtpClient::Want SmtpClient::want() const {
-  if (state_ == State::kOver) return Want::kClose;
-  return state_ == State::kHandshake ? Want::kStartTls : Want::kNothing;
+SmtpClient::NextAction SmtpClient::next_action() const {
+  if (state_ == State::kOver) return NextAction::kClose;
+  return state_ == State::kHandshake ? NextAction::kStartTls : NextAction::kNothing;
 }
 
 milliseconds SmtpClient::Scaled(seconds limit) const {

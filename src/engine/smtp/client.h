@@ -1,17 +1,17 @@
 // engine/smtp/client.h - the client's side of one SMTP session (RFC 5321) as a state machine:
-// events in, bytes and wishes out. It has no socket and no clock; its owner brings the bytes and
-// keeps the time. Uses STARTTLS (RFC 3207), AUTH (RFC 4954, see sasl.h), PIPELINING (RFC 2920),
-// CHUNKING (RFC 3030), SIZE (RFC 1870), 8BITMIME (RFC 6152), SMTPUTF8 (RFC 6531) and LIMITS (RFC
-// 9422) where the server offers them.
+// events in, bytes and the next action out. It has no socket and no clock; its owner brings the
+// bytes and keeps the time. Uses STARTTLS (RFC 3207), AUTH (RFC 4954, see sasl.h), PIPELINING (RFC
+// 2920), CHUNKING (RFC 3030), SIZE (RFC 1870), 8BITMIME (RFC 6152), SMTPUTF8 (RFC 6531) and LIMITS
+// (RFC 9422) where the server offers them.
 //
 // The owner's loop, after every event:
 //   while CanBegin() and there is a message: render it, Begin(FreeSlot(), ...)
 //   TakeOutput() and write it, unless a write is under way
-//   do what want() says; restart the time limit of TimeLimit()
+//   do what next_action() says; restart the time limit of TimeLimit()
 //
 // With PIPELINING and CHUNKING the next transaction is on the wire before the last one is answered:
 // up to `window_messages` at a time. With PIPELINING alone, MAIL, RCPT and DATA go out in one
-// piece, behind the end of the message before. Otherwise every command waits for its answer.
+// piece, after the end of the message before. Otherwise every command waits for its answer.
 #pragma once
 
 #include <chrono>
@@ -26,7 +26,7 @@
 #include "engine/smtp/policy.h"
 #include "engine/smtp/reply.h"
 #include "engine/smtp/sasl.h"
-#include "engine/smtp/secret_traces.h"
+#include "engine/smtp/secret_scanner.h"
 
 namespace vespro::engine {
 
@@ -52,7 +52,9 @@ struct Transaction {
 // What became of one recipient.
 struct Answer {
   bool accepted = false;
-  Failure failure;         // when it was not accepted
+  // When it was not accepted: what went wrong, and what follows from it.
+  Failure failure;
+  Disposition disposition;
   std::string_view reply;  // one printable line: the server's words, or ours where it said nothing
 };
 
@@ -65,7 +67,8 @@ class ClientEvents {
   // After all its recipients: the slot and the transaction's memory are the owner's again.
   virtual void OnFinished(std::size_t slot) = 0;
   // The session ended otherwise than by Quit, all transactions are finished. Once, the last call.
-  virtual void OnSessionFailed(const Failure& failure, const std::string& text) = 0;
+  virtual void OnSessionFailed(const Failure& failure, const Disposition& disposition,
+                               const std::string& text) = 0;
 };
 
 // Bytes for the wire. `pieces` points into `text` and into messages; the owner keeps it unchanged
@@ -78,7 +81,7 @@ struct WireBytes {
 
 class SmtpClient {
  public:
-  enum class Want {
+  enum class NextAction {
     kNothing,
     kStartTls,  // begin the handshake, read nothing else before
     kClose,     // once the output is written
@@ -107,8 +110,8 @@ class SmtpClient {
   // What is to be done now.
   bool TakeOutput(WireBytes& out);  // false when there is nothing
   // Whether the message in this slot can still be accepted for the recipient at `index`.
-  bool MayReach(std::size_t slot, std::size_t index) const;
-  Want want() const;
+  bool MayStillAccept(std::size_t slot, std::size_t index) const;
+  NextAction next_action() const;
   // How long the owner may wait for the next event; zero when for ever.
   std::chrono::milliseconds TimeLimit() const;
 
@@ -131,10 +134,10 @@ class SmtpClient {
 
  private:
   enum class State { kNew, kSetUp, kHandshake, kReady, kQuitting, kOver };
-  enum class Step { kMail, kRcpt, kData, kIssued };
+  enum class Step { kMail, kRcpt, kData, kAllSent };
 
   // A reply that is kept, or what we have to say ourselves.
-  struct Saved {
+  struct StoredReply {
     Fault fault = Fault::kReply;
     int code = 0;  // 0 with kReply: not answered yet
     EnhancedCode enhanced;
@@ -145,7 +148,7 @@ class SmtpClient {
     bool failed() const { return !open() && !accepted(); }
   };
 
-  struct Active {
+  struct TransactionState {
     bool used = false;
     Transaction job;
     Step next = Step::kMail;
@@ -157,11 +160,11 @@ class SmtpClient {
     bool body_sent = false;
     bool utf8 = false, eight_bit = false;
     std::uint64_t end = 0;  // the output's length up to the end of the message
-    Saved mail, data, body;
-    std::vector<Saved> recipients;  // never shrinks
+    StoredReply mail, data, body;
+    std::vector<StoredReply> recipients;  // never shrinks
   };
 
-  struct Expected {
+  struct PendingReply {
     Stage stage;
     std::size_t slot = 0;
     std::size_t index = 0;
@@ -175,45 +178,47 @@ class SmtpClient {
 
   void OnReply(const Reply& reply);
   void OnSetUpReply(Stage stage, const Reply& reply);
-  void OnHello(const Reply& reply);
-  void AfterHello();
+  void OnEhlo(const Reply& reply);
+  void AfterEhlo();
   void StartLogin();
-  void SayAuth(std::string_view command);
+  void SendAuth(std::string_view command);
   void OnAuth(const Reply& reply);
-  void OnTransactionReply(const Expected& expected, const Reply& reply);
-  void OnDataReply(Active& active, const Reply& reply);
+  void OnTransactionReply(const PendingReply& expected, const Reply& reply);
+  void OnDataReply(TransactionState& active, const Reply& reply);
   void OnEndReply(std::size_t slot, const Reply& reply);
-  bool SettleBdat(const Reply& reply);
-  void GiveUpBdat();
-  void On421(const Expected& expected, const Reply& reply);
+  bool ResolveBdatDoubt(const Reply& reply);
+  void DisableChunking();
+  void On421(const PendingReply& expected, const Reply& reply);
 
-  void SayHello(std::string_view verb);
+  void SendEhlo(std::string_view verb);
   void ReadExtensions(std::string_view text);
   void ReadLimits(std::string_view value);
   void ReadMechanisms(std::string_view value);
-  Privacy HowPrivate() const;
+  ChannelSecurity channel_security() const;
 
-  bool CheckEnvelope(Active& active);
-  std::string WhyNotCarried(const Active& active) const;
+  bool CheckEnvelope(TransactionState& active);
+  std::string MissingExtension(const TransactionState& active) const;
   void Pump();
-  bool IssueNext(std::size_t slot, Active& active);
-  void IssueMail(std::size_t slot, Active& active);
-  bool IssueRecipient(std::size_t slot, Active& active);
-  bool IssueBody(std::size_t slot, Active& active);
+  bool IssueNext(std::size_t slot, TransactionState& active);
+  void IssueMail(std::size_t slot, TransactionState& active);
+  bool IssueRecipient(std::size_t slot, TransactionState& active);
+  bool IssueBody(std::size_t slot, TransactionState& active);
   void Expect(Stage stage, std::size_t slot = 0, std::size_t index = 0);
 
-  void Proceed();
-  bool ConcludeFinished();
-  bool IsFinished(const Active& active) const;
-  void Conclude(std::size_t slot, const Failure* lost, const std::string& lost_text);
-  void Tell(std::size_t slot, std::size_t index, const Saved& saved, Stage stage, bool in_front);
+  void Advance();
+  bool CompleteFinished();
+  bool IsFinished(const TransactionState& active) const;
+  void Complete(std::size_t slot, const Failure* lost, const std::string& lost_text);
+  void Report(std::size_t slot, std::size_t index, const StoredReply& saved, Stage stage,
+              bool head_of_line);
   void SessionOver(const Failure& failure, const std::string& text);
-  void Derail(std::string_view text);
-  bool MayHaveEnded(const Active& active) const;
+  void EndSession(const Failure& failure, const std::string& text);
+  void ProtocolError(std::string_view text);
+  bool MayHaveEnded(const TransactionState& active) const;
   void FailSession(Stage stage, Fault fault, const std::string& text);
-  std::string Masked(const Reply& reply) const;
+  std::string Redacted(const Reply& reply) const;
 
-  void Say(std::string_view text);
+  void AppendCommand(std::string_view text);
   void Add(std::string_view bytes);
   void AddPiece(std::string_view piece);
   void AddStuffed(const RenderedMessage& message);
@@ -228,11 +233,11 @@ class SmtpClient {
   std::string hello_name_;
 
   ReplyParser parser_;
-  std::deque<Expected> expected_;
+  std::deque<PendingReply> expected_;
   std::uint64_t replies_ = 0;
   bool said_helo_ = false;
   Sasl sasl_;
-  SecretTraces secrets_;  // never to be shown
+  SecretScanner secrets_;  // never to be shown
 
   // What the server offers.
   bool starttls_ = false, pipelining_ = false, chunking_ = false, eight_bit_ = false, utf8_ = false;
@@ -242,13 +247,13 @@ class SmtpClient {
   std::optional<std::size_t> bdat_in_doubt_;
   std::uint64_t max_size_ = 0, max_recipients_ = 0, max_messages_ = 0;
 
-  std::vector<Active> active_;
+  std::vector<TransactionState> active_;
   std::vector<std::size_t> order_;   // slots in use, in the order of the wire
   std::uint64_t bytes_in_hand_ = 0;  // of the messages in use
   std::uint64_t messages_accepted_ = 0;
-  bool awaiting_go_ahead_ = false;  // DATA is out, nothing may follow before its answer
-  bool unclean_ = false;            // the server may still hold a transaction that failed
-  Failure drain_failure_;           // why draining_ is set
+  bool awaiting_354_ = false;  // DATA is out, nothing may follow before its answer
+  bool needs_rset_ = false;    // the server may still hold a transaction that failed
+  Failure drain_failure_;      // why draining_ is set
   std::string drain_text_;
   // How many replies there were with the 421 that announced the end; nothing is begun from then on.
   std::optional<std::uint64_t> closing_at_;
@@ -256,7 +261,7 @@ class SmtpClient {
   std::string text_;
   std::vector<Part> parts_;
   std::uint64_t queued_ = 0, taken_ = 0, written_ = 0;
-  bool taken_counts_ = false;  // the session broke while a write was under way
+  bool count_queued_as_sent_ = false;  // the session broke while a write was under way
 };
 
 }  // namespace vespro::engine

@@ -16,15 +16,15 @@ using Lines = std::vector<std::string>;
 
 const char* ActionName(Action action) {
   switch (action) {
-    case Action::kRefuse:
+    case Action::kBounce:
       return "refuse";
-    case Action::kElsewhere:
+    case Action::kTryOtherServer:
       return "elsewhere";
-    case Action::kRetryLater:
+    case Action::kDefer:
       return "later";
-    case Action::kRetryNow:
+    case Action::kRequeue:
       return "now";
-    case Action::kTakeOut:
+    case Action::kDisableServer:
       return "takeout";
     case Action::kUnknown:
       return "unknown";
@@ -79,25 +79,23 @@ class Play final : public ClientEvents {
   void OnRecipient(std::size_t slot, std::size_t index, const Answer& answer) override {
     ++told_recipients_;
     std::string line = envelopes_.at(slot)->at(index).address + " ";
-    const Verdict verdict = Judge(answer.failure);
-    line += answer.accepted ? "sent" : ActionName(verdict.action);
+    line += answer.accepted ? "sent" : ActionName(answer.disposition.action);
     results.push_back(line + ": " + std::string(answer.reply));
   }
   void OnFinished(std::size_t slot) override {
     ++finished_messages_;
     envelopes_.at(slot).reset();  // a later look at it is found by the sanitizer
   }
-  void OnSessionFailed(const Failure& failure, const std::string& text) override {
+  void OnSessionFailed(const Failure& failure, const Disposition&,
+                       const std::string& text) override {
     ++session_failures_;
     session_failed = std::string(StageName(failure.stage)) + ": " + text;
-    session_verdict = Judge(failure);
   }
 
   std::string sender = "s@x";
   bool loopback = true;
   Lines results;
   std::string session_failed;
-  Verdict session_verdict;
   std::string all_output;
   SmtpClient& client() { return client_; }
   RenderedMessage& message() { return message_; }
@@ -159,7 +157,7 @@ class Play final : public ClientEvents {
       begun_recipients_ += envelopes_[slot]->size();
       client_.Begin(slot, {sender, *envelopes_[slot], &message_});
     } else if (step == "tls") {
-      EXPECT_EQ(client_.want(), SmtpClient::Want::kStartTls);
+      EXPECT_EQ(client_.next_action(), SmtpClient::NextAction::kStartTls);
       client_.TlsEstablished();
     } else if (step == "hangup") {
       client_.Lost(Fault::kClosed, "closed");
@@ -301,7 +299,7 @@ TEST(SmtpClientTest, LockStep) {
        kPlain + "+ a@x\nC: MAIL FROM:<s@x>\nS: 503 nested MAIL\n",
        {"a@x later: 503 nested MAIL"},
        "MAIL FROM: 503 nested MAIL"},
-      {"an answer that nobody asked for",
+      {"a reply when none is due",
        kPlain + "S: 250 hello\n",
        {},
        "RSET: the server answered what was not asked: 250 hello"},
@@ -390,19 +388,19 @@ TEST(SmtpClientTest, Window) {
            "S: 250 ok\nS: 250 ok\nS: 250 ok\nS: 452 full\n",
        {"a@x takeout: 550 not you", "a@x refuse: 550 no", "a@x later: 452 full"},
        ""},
-      {"a hang-up: what was answered stands, what was sent is unknown",
+      {"a hang-up: what was answered counts, what was sent is unknown",
        kWindow + "+ a@x\n" + one +
            "+ a@x b@x\nC: RSET\nC: MAIL FROM:<s@x>\nC: RCPT TO:<a@x>\n"
            "C: RCPT TO:<b@x>\n" +
            kChunk + "S: 250 ok\nS: 250 ok\nS: 250 one\nS: 250 ok\nS: 250 ok\nS: 550 no\nhangup\n",
        {"a@x sent: 250 one", "a@x refuse: 550 no", "b@x unknown: closed"},
        "RCPT TO: closed"},
-      {"421: the server looks at nothing behind it",
+      {"421: the server processes nothing after it",
        kWindow + "+ a@x\n" + one + "+ a@x\n" + next + "+ a@x\n" + next +
            "S: 250 ok\nS: 250 ok\nS: 250 one\nS: 250 ok\nS: 421 enough\nhangup\n",
        {"a@x sent: 250 one", "a@x now: 421 enough", "a@x now: 421 enough"},
        "MAIL FROM: 421 enough"},
-      {"421, and the server goes on: what it takes behind it was taken",
+      {"421, and the server goes on: what it accepts after it was accepted",
        kWindow + "+ a@x b@x\nC: MAIL FROM:<s@x>\nC: RCPT TO:<a@x>\nC: RCPT TO:<b@x>\n" + kChunk +
            "+ c@x\nC: RSET\nC: MAIL FROM:<s@x>\nC: RCPT TO:<c@x>\n" + kChunk +
            "S: 250 ok\nS: 250 ok\nS: 421 enough\nS: 250 one\nS: 250 ok\nS: 250 ok\nS: 250 ok\n"
@@ -422,12 +420,12 @@ TEST(SmtpClientTest, Window) {
        kWindow + "+ a@x\n" + one + "S: 250 ok\nS: 250 ok\nS: 502 what\n",
        {"a@x later: 502 what"},
        "RSET: the server offers CHUNKING and does not know BDAT"},
-      {"and what went out behind it by BDAT can't have been accepted",
+      {"and what went out after it by BDAT can't have been accepted",
        kWindow + "+ a@x\n" + one + "+ a@x\n" + next +
            "S: 250 ok\nS: 250 ok\nS: 502 what\nS: 500 what is a Subject\n",
        {"a@x now: the server offers CHUNKING and does not know BDAT", "a@x later: 502 what"},
        "MAIL FROM: the server offers CHUNKING and does not know BDAT"},
-      {"the message is meant, not BDAT: what stands behind it is looked at",
+      {"the message is meant, not BDAT: what follows it is processed",
        kWindow + "+ a@x\n" + one + "+ a@x\n" + next +
            "S: 250 ok\nS: 250 ok\nS: 500 spam\nS: 250 ok\nS: 250 ok\nS: 250 ok\nS: 250 two\n",
        {"a@x refuse: 500 spam", "a@x sent: 250 two"},
@@ -485,7 +483,7 @@ TEST(SmtpClientTest, EveryStageAnswers421OrHangsUp) {
         play.Run(1);
         EXPECT_EQ(play.results, scene.results);
         EXPECT_NE(play.session_failed, "");
-        EXPECT_EQ(play.client().want(), SmtpClient::Want::kClose);
+        EXPECT_EQ(play.client().next_action(), SmtpClient::NextAction::kClose);
         play.CheckAccounts();
       }
     }
@@ -569,7 +567,7 @@ TEST(SmtpClientTest, Tls) {
   Play injected(options, offer + "C: STARTTLS\nS: 220 go\nS: 250 injected\n");
   injected.Run(1000);
   EXPECT_NE(injected.session_failed.find("meddling"), std::string::npos);
-  EXPECT_EQ(injected.client().want(), SmtpClient::Want::kClose);
+  EXPECT_EQ(injected.client().next_action(), SmtpClient::NextAction::kClose);
 
   options.tls = TlsUse::kRequired;
   const Scene required[] = {{"stripped", kPlain, {}, "STARTTLS: the server does not offer TLS"}};
@@ -810,7 +808,7 @@ class Storm final : public ClientEvents {
     sent_ += answer.accepted;
   }
   void OnFinished(std::size_t) override { ++finished_; }
-  void OnSessionFailed(const Failure&, const std::string&) override {}
+  void OnSessionFailed(const Failure&, const Disposition&, const std::string&) override {}
 
  private:
   bool Chance(unsigned one_in) { return random_() % one_in == 0; }

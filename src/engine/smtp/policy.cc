@@ -8,75 +8,92 @@ namespace {
 using enum Action;
 
 // A condition on the failure beside its stage, fault and code.
-enum class If { kAlways, kEnded, kBehind, kTooMany, kProved, kSlowDown, kThisMessage };
+enum class Condition {
+  kAlways,
+  kEndOfDataSent,
+  kNotHeadOfLine,
+  kTooMany,
+  kDeliveredBefore,
+  kSlowDown,
+  kMessageSpecific
+};
 
 struct Row {
   Stage first_stage, last_stage;
   Fault first_fault, last_fault;
   int first_code, last_code;
-  If condition;
-  Verdict verdict;
+  Condition condition;
+  Disposition disposition;
 };
 
 constexpr Stage kFirstSession = Stage::kConnect, kLastSession = Stage::kAuth;
 constexpr Fault kAnswer = Fault::kReply;
 
-constexpr Verdict kUncertain{.scope = Scope::kMessage, .action = kUnknown, .renew = true};
-constexpr Verdict kBroken{.scope = Scope::kConnection, .action = kRetryLater, .renew = true};
-constexpr Verdict kNotItsFault{.scope = Scope::kConnection, .action = kRetryNow, .renew = true};
-constexpr Verdict kServerBusy{
-    .scope = Scope::kConnection, .action = kRetryLater, .renew = true, .pause = true};
-constexpr Verdict kNoLoginHere{
-    .scope = Scope::kAccount, .action = kTakeOut, .renew = true, .login = true};
-constexpr Verdict kUseless{
-    .scope = Scope::kAccount, .action = kTakeOut, .renew = true, .unusable = true};
+constexpr Disposition kUncertain{
+    .scope = Scope::kMessage, .action = kUnknown, .close_connection = true};
+constexpr Disposition kBroken{
+    .scope = Scope::kConnection, .action = kDefer, .close_connection = true};
+constexpr Disposition kRequeueUnharmed{
+    .scope = Scope::kConnection, .action = kRequeue, .close_connection = true};
+constexpr Disposition kServerBusy{
+    .scope = Scope::kConnection, .action = kDefer, .close_connection = true, .throttle = true};
+constexpr Disposition kNoLoginHere{
+    .scope = Scope::kAccount, .action = kDisableServer, .close_connection = true, .login = true};
+constexpr Disposition kServerUnusable{
+    .scope = Scope::kAccount, .action = kDisableServer, .close_connection = true, .unusable = true};
 // What is on the wire still gets its answer.
-constexpr Verdict kSenderNotWanted{.scope = Scope::kAccount, .action = kTakeOut};
-constexpr Verdict kMessageLater{.scope = Scope::kMessage, .action = kRetryLater};
-constexpr Verdict kMessageNever{.scope = Scope::kMessage, .action = kRefuse};
-constexpr Verdict kOtherAccounts{.scope = Scope::kMessage, .action = kElsewhere};
-constexpr Verdict kPersonLater{.scope = Scope::kRecipient, .action = kRetryLater};
-constexpr Verdict kPersonNever{.scope = Scope::kRecipient, .action = kRefuse};
-constexpr Verdict kSplit{.scope = Scope::kRecipient, .action = kRetryNow};
+constexpr Disposition kSenderRejected{.scope = Scope::kAccount, .action = kDisableServer};
+constexpr Disposition kMessageLater{.scope = Scope::kMessage, .action = kDefer};
+constexpr Disposition kMessageNever{.scope = Scope::kMessage, .action = kBounce};
+constexpr Disposition kOtherAccounts{.scope = Scope::kMessage, .action = kTryOtherServer};
+constexpr Disposition kDeferRecipient{.scope = Scope::kRecipient, .action = kDefer};
+constexpr Disposition kBounceRecipient{.scope = Scope::kRecipient, .action = kBounce};
+constexpr Disposition kSplit{.scope = Scope::kRecipient, .action = kRequeue};
 
 constexpr Row kRows[] = {
     // What we found out ourselves.
-    {kFirstSession, Stage::kQuit, Fault::kUntrusted, Fault::kNoTls, 0, 0, If::kAlways, kUseless},
-    {kFirstSession, Stage::kQuit, Fault::kNoAuth, Fault::kNoAuth, 0, 0, If::kAlways, kUseless},
+    {kFirstSession, Stage::kQuit, Fault::kUntrusted, Fault::kNoTls, 0, 0, Condition::kAlways,
+     kServerUnusable},
+    {kFirstSession, Stage::kQuit, Fault::kNoAuth, Fault::kNoAuth, 0, 0, Condition::kAlways,
+     kServerUnusable},
     {Stage::kRcpt,
      Stage::kRcpt,
-     Fault::kCannotCarry,
-     Fault::kCannotCarry,
+     Fault::kUnsupported,
+     Fault::kUnsupported,
      0,
      0,
-     If::kAlways,
-     {.scope = Scope::kRecipient, .action = kElsewhere}},
-    {Stage::kMail, Stage::kEnd, Fault::kCannotCarry, Fault::kCannotCarry, 0, 0, If::kAlways,
-     kOtherAccounts},
-    {Stage::kMail, Stage::kEnd, Fault::kBadAddress, Fault::kBadAddress, 0, 0, If::kAlways,
-     kPersonNever},
+     Condition::kAlways,
+     {.scope = Scope::kRecipient, .action = kTryOtherServer}},
+    {Stage::kMail, Stage::kEndOfData, Fault::kUnsupported, Fault::kUnsupported, 0, 0,
+     Condition::kAlways, kOtherAccounts},
+    {Stage::kMail, Stage::kEndOfData, Fault::kUnsafeAddress, Fault::kUnsafeAddress, 0, 0,
+     Condition::kAlways, kBounceRecipient},
 
     // No usable answer. Once the message's end is out, the server may have it.
-    {Stage::kMail, Stage::kEnd, Fault::kTimeout, Fault::kTls, 0, 0, If::kEnded, kUncertain},
-    {Stage::kMail, Stage::kEnd, Fault::kTimeout, Fault::kTls, 0, 0, If::kBehind, kNotItsFault},
-    {kFirstSession, Stage::kQuit, Fault::kTimeout, Fault::kTls, 0, 0, If::kAlways, kBroken},
+    {Stage::kMail, Stage::kEndOfData, Fault::kTimeout, Fault::kTls, 0, 0, Condition::kEndOfDataSent,
+     kUncertain},
+    {Stage::kMail, Stage::kEndOfData, Fault::kTimeout, Fault::kTls, 0, 0, Condition::kNotHeadOfLine,
+     kRequeueUnharmed},
+    {kFirstSession, Stage::kQuit, Fault::kTimeout, Fault::kTls, 0, 0, Condition::kAlways, kBroken},
 
     // 421 closes the connection. After accepted messages that is how servers limit a connection,
-    // and no failure. What stood behind it on the wire was not looked at.
-    {Stage::kMail, Stage::kEnd, kAnswer, kAnswer, 421, 421, If::kBehind, kNotItsFault},
-    {Stage::kMail, Stage::kData, kAnswer, kAnswer, 421, 421, If::kProved, kNotItsFault},
-    {kFirstSession, Stage::kQuit, kAnswer, kAnswer, 421, 421, If::kAlways, kServerBusy},
+    // and no failure. Later commands on the wire were not processed.
+    {Stage::kMail, Stage::kEndOfData, kAnswer, kAnswer, 421, 421, Condition::kNotHeadOfLine,
+     kRequeueUnharmed},
+    {Stage::kMail, Stage::kData, kAnswer, kAnswer, 421, 421, Condition::kDeliveredBefore,
+     kRequeueUnharmed},
+    {kFirstSession, Stage::kQuit, kAnswer, kAnswer, 421, 421, Condition::kAlways, kServerBusy},
 
     // Before the first message.
-    {Stage::kAuth, Stage::kAuth, kAnswer, kAnswer, 500, 599, If::kAlways, kNoLoginHere},
-    {Stage::kAuth, Stage::kAuth, kAnswer, kAnswer, 400, 499, If::kAlways, kServerBusy},
-    {kFirstSession, kLastSession, kAnswer, kAnswer, 400, 599, If::kAlways, kBroken},
+    {Stage::kAuth, Stage::kAuth, kAnswer, kAnswer, 500, 599, Condition::kAlways, kNoLoginHere},
+    {Stage::kAuth, Stage::kAuth, kAnswer, kAnswer, 400, 499, Condition::kAlways, kServerBusy},
+    {kFirstSession, kLastSession, kAnswer, kAnswer, 400, 599, Condition::kAlways, kBroken},
 
     // 530 asks for a login (RFC 4954, section 6) or for STARTTLS (RFC 3207, section 4).
-    {Stage::kMail, Stage::kData, kAnswer, kAnswer, 530, 530, If::kAlways, kNoLoginHere},
+    {Stage::kMail, Stage::kData, kAnswer, kAnswer, 530, 530, Condition::kAlways, kNoLoginHere},
     // The two sides are out of step, or a command that was offered is not known after all.
-    {Stage::kMail, Stage::kEnd, kAnswer, kAnswer, 503, 503, If::kAlways, kBroken},
-    {Stage::kData, Stage::kData, kAnswer, kAnswer, 500, 502, If::kAlways, kBroken},
+    {Stage::kMail, Stage::kEndOfData, kAnswer, kAnswer, 503, 503, Condition::kAlways, kBroken},
+    {Stage::kData, Stage::kData, kAnswer, kAnswer, 500, 502, Condition::kAlways, kBroken},
 
     {Stage::kMail,
      Stage::kMail,
@@ -84,22 +101,25 @@ constexpr Row kRows[] = {
      kAnswer,
      400,
      499,
-     If::kSlowDown,
-     {.scope = Scope::kMessage, .action = kRetryLater, .pause = true}},
-    {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 400, 499, If::kAlways, kMessageLater},
-    // A sender refused, a quota used up: it would go like that with everybody on the list, so
-    // nobody is to blame for it, and the rest of the list waits for better times.
-    {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 500, 599, If::kThisMessage, kOtherAccounts},
-    {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 500, 599, If::kAlways, kSenderNotWanted},
+     Condition::kSlowDown,
+     {.scope = Scope::kMessage, .action = kDefer, .throttle = true}},
+    {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 400, 499, Condition::kAlways, kMessageLater},
+    // A sender refused, a quota used up: it would fail alike for every recipient, so the account is
+    // disabled and no recipient blamed.
+    {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 500, 599, Condition::kMessageSpecific,
+     kOtherAccounts},
+    {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 500, 599, Condition::kAlways, kSenderRejected},
 
     // Too many recipients: 452, and 552 from old servers (RFC 5321, section 4.5.3.1.10).
-    {Stage::kRcpt, Stage::kRcpt, kAnswer, kAnswer, 452, 452, If::kTooMany, kSplit},
-    {Stage::kRcpt, Stage::kRcpt, kAnswer, kAnswer, 552, 552, If::kTooMany, kSplit},
-    {Stage::kRcpt, Stage::kRcpt, kAnswer, kAnswer, 400, 499, If::kAlways, kPersonLater},
-    {Stage::kRcpt, Stage::kRcpt, kAnswer, kAnswer, 500, 599, If::kAlways, kPersonNever},
+    {Stage::kRcpt, Stage::kRcpt, kAnswer, kAnswer, 452, 452, Condition::kTooMany, kSplit},
+    {Stage::kRcpt, Stage::kRcpt, kAnswer, kAnswer, 552, 552, Condition::kTooMany, kSplit},
+    {Stage::kRcpt, Stage::kRcpt, kAnswer, kAnswer, 400, 499, Condition::kAlways, kDeferRecipient},
+    {Stage::kRcpt, Stage::kRcpt, kAnswer, kAnswer, 500, 599, Condition::kAlways, kBounceRecipient},
 
-    {Stage::kData, Stage::kEnd, kAnswer, kAnswer, 400, 499, If::kAlways, kMessageLater},
-    {Stage::kData, Stage::kEnd, kAnswer, kAnswer, 500, 599, If::kAlways, kMessageNever},
+    {Stage::kData, Stage::kEndOfData, kAnswer, kAnswer, 400, 499, Condition::kAlways,
+     kMessageLater},
+    {Stage::kData, Stage::kEndOfData, kAnswer, kAnswer, 500, 599, Condition::kAlways,
+     kMessageNever},
 };
 
 // X.7.x is policy, X.3.2 "not accepting network messages" (RFC 3463); 454 has been used for rates.
@@ -114,22 +134,22 @@ bool MeansTooMany(const EnhancedCode& enhanced) {
   return enhanced == EnhancedCode{} || (enhanced.subject == 5 && enhanced.detail == 3);
 }
 
-bool Holds(If condition, const Failure& failure) {
+bool Holds(Condition condition, const Failure& failure) {
   switch (condition) {
-    case If::kAlways:
+    case Condition::kAlways:
       return true;
-    case If::kEnded:
-      return failure.message_ended;
-    case If::kBehind:
-      return !failure.in_front;
-    case If::kTooMany:
+    case Condition::kEndOfDataSent:
+      return failure.end_of_data_sent;
+    case Condition::kNotHeadOfLine:
+      return !failure.head_of_line;
+    case Condition::kTooMany:
       return failure.others_accepted && MeansTooMany(failure.enhanced);
-    case If::kThisMessage:
+    case Condition::kMessageSpecific:
       return failure.code == 552 || failure.enhanced == EnhancedCode{5, 3, 4} ||
              failure.enhanced == EnhancedCode{5, 6, 7};
-    case If::kProved:
-      return failure.proved;
-    case If::kSlowDown:
+    case Condition::kDeliveredBefore:
+      return failure.delivered_before;
+    case Condition::kSlowDown:
       return AsksToSlowDown(failure);
   }
   return false;
@@ -144,12 +164,12 @@ bool Fits(const Row& row, const Failure& failure) {
 
 }  // namespace
 
-Verdict Judge(const Failure& failure) {
+Disposition Classify(const Failure& failure) {
   for (const Row& row : kRows) {
-    if (Fits(row, failure)) return row.verdict;
+    if (Fits(row, failure)) return row.disposition;
   }
   // A reply that does not belong to its command: the two sides are out of step.
-  return failure.message_ended ? kUncertain : kBroken;
+  return failure.end_of_data_sent ? kUncertain : kBroken;
 }
 
 const char* StageName(Stage stage) {
@@ -158,7 +178,7 @@ const char* StageName(Stage stage) {
       return "connecting";
     case Stage::kGreeting:
       return "the greeting";
-    case Stage::kHello:
+    case Stage::kEhlo:
       return "EHLO";
     case Stage::kStartTls:
       return "STARTTLS";
@@ -170,7 +190,7 @@ const char* StageName(Stage stage) {
       return "RCPT TO";
     case Stage::kData:
       return "DATA";
-    case Stage::kEnd:
+    case Stage::kEndOfData:
       return "the message";
     case Stage::kReset:
       return "RSET";

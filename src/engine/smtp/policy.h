@@ -1,5 +1,5 @@
-// engine/smtp/policy.h - what a failure means. Everything that goes wrong between a session and a server
-// comes here as a Failure, and nobody else decides what follows from it. Pure: any thread.
+// engine/smtp/policy.h - what a failure means. Everything that goes wrong between a session and a
+// server comes here as a Failure, and nobody else decides what follows from it. Pure: any thread.
 //
 // The questions, in the order in which they matter:
 //   May the server have the message? Then nothing is sent again: kUnknown.
@@ -13,48 +13,48 @@
 
 namespace vespro::engine {
 
-// Where in the dialogue it happened. kEnd is the end of the message: whoever fails there may have
-// been heard.
+// Where in the dialogue it happened. kEndOfData is the end of the message (RFC 5321, section
+// 4.1.1.4): after it the server may have accepted the message.
 enum class Stage {
   kConnect,
   kGreeting,
-  kHello,
+  kEhlo,
   kStartTls,
   kAuth,  // the session's
   kMail,
   kRcpt,
   kData,
-  kEnd,  // a transaction's
+  kEndOfData,  // a transaction's
   kReset,
   kQuit,
 };
 
 enum class Fault {
-  kReply,        // the server answered, see code
-  kTimeout,      // no answer in time
-  kClosed,       // the connection ended or broke
-  kGarbage,      // what came was no reply, or one that does not belong here
-  kNoName,       // the server's name has no address
-  kUnreachable,  // no connection to any of its addresses
-  kTls,          // TLS could not be agreed on
-  kUntrusted,    // nobody whom we trust vouches for the server; one more trust anchor would mend it
-  kMisnamed,     // its certificate is for another name than the account's
-  kCertificate,  // the server could not prove who it is in another way
-  kNoTls,        // TLS is required and not offered
-  kNoAuth,       // no login that we could use: not offered, or only over a clear connection
-  kCannotCarry,  // the message needs an extension or a size that this server does not have
-  kBadAddress,   // an address that may not stand in a command
+  kReply,          // the server answered, see code
+  kTimeout,        // no answer in time
+  kClosed,         // the connection ended or broke
+  kProtocolError,  // what came was no reply, or one that does not belong here
+  kDnsFailure,     // the server's name has no address
+  kUnreachable,    // no connection to any of its addresses
+  kTls,            // TLS could not be agreed on
+  kUntrusted,      // no trusted issuer vouches for the server; another trust anchor would help
+  kMisnamed,       // its certificate is for another name than the account's
+  kCertificate,    // the server could not prove who it is in another way
+  kNoTls,          // TLS is required and not offered
+  kNoAuth,         // no login that we could use: not offered, or only over a clear connection
+  kUnsupported,    // the message needs an extension or a size that this server does not have
+  kUnsafeAddress,  // an address that is not safe in a command
 };
 
 enum class Scope { kAccount, kConnection, kMessage, kRecipient };
 
 enum class Action {
-  kRefuse,      // final
-  kElsewhere,   // final at this account; another one may take it
-  kRetryLater,  // again after a delay; an attempt was used up
-  kRetryNow,    // again at once, no attempt used up: nothing was wrong with the recipient
-  kTakeOut,     // the account takes no further part; what was in hand goes to the others
-  kUnknown,     // the server may have the message
+  kBounce,          // final
+  kTryOtherServer,  // final at this account; another one may take it
+  kDefer,           // again after a delay; an attempt was used up
+  kRequeue,         // again at once, no attempt used up: nothing was wrong with the recipient
+  kDisableServer,   // the account takes no further part; what was in hand goes to the others
+  kUnknown,         // the server may have the message
 };
 
 struct Failure {
@@ -62,23 +62,23 @@ struct Failure {
   Fault fault = Fault::kReply;
   int code = 0;  // of the reply, with kReply
   EnhancedCode enhanced;
-  bool others_accepted = false;  // at kRcpt: another recipient of the same message was taken
-  bool proved = false;           // a message was accepted on this connection before
-  bool message_ended = false;    // the whole message may have reached the server
-  bool in_front = true;          // the server was at work on this one, not on one before it
+  bool others_accepted = false;   // at kRcpt: another recipient of the same message was taken
+  bool delivered_before = false;  // a message was accepted on this connection before
+  bool end_of_data_sent = false;  // the whole message may have reached the server
+  bool head_of_line = true;       // the server was at work on this one, not on one before it
 };
 
-struct Verdict {
+struct Disposition {
   Scope scope = Scope::kConnection;
-  Action action = Action::kRetryLater;
-  bool renew = false;      // the connection can't be used again
-  bool pause = false;      // the server asks us to slow down: nothing to this account for a while
-  bool login = false;      // with kTakeOut: it was the login
-  bool unusable = false;   // with kTakeOut: only another account or option helps
-  bool too_large = false;  // with kTakeOut: no message of this job is small enough
+  Action action = Action::kDefer;
+  bool close_connection = false;  // it can't be used again
+  bool throttle = false;   // the server asks us to slow down: nothing to this account for a while
+  bool login = false;      // with kDisableServer: it was the login
+  bool unusable = false;   // with kDisableServer: only another account or option helps
+  bool too_large = false;  // with kDisableServer: no message of this job is small enough
 };
 
-Verdict Judge(const Failure& failure);
+Disposition Classify(const Failure& failure);
 
 // "MAIL FROM", for messages.
 const char* StageName(Stage stage);

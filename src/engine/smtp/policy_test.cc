@@ -13,7 +13,7 @@ Failure Local(Stage stage, Fault fault, bool ended = false) {
   Failure failure;
   failure.stage = stage;
   failure.fault = fault;
-  failure.message_ended = ended;
+  failure.end_of_data_sent = ended;
   return failure;
 }
 
@@ -23,92 +23,97 @@ TEST(PolicyTest, WhatAFailureMeans) {
     Failure failure;
     Scope scope;
     Action action;
-    bool renew;
+    bool close_connection;
   } rows[] = {
       {"nobody there", Local(Stage::kConnect, Fault::kUnreachable), Scope::kConnection,
-       Action::kRetryLater, true},
-      {"a name without address", Local(Stage::kConnect, Fault::kNoName), Scope::kConnection,
-       Action::kRetryLater, true},
+       Action::kDefer, true},
+      {"a name without address", Local(Stage::kConnect, Fault::kDnsFailure), Scope::kConnection,
+       Action::kDefer, true},
       {"a bad certificate", Local(Stage::kStartTls, Fault::kCertificate), Scope::kAccount,
-       Action::kTakeOut, true},
+       Action::kDisableServer, true},
       {"the same on port 465", Local(Stage::kGreeting, Fault::kCertificate), Scope::kAccount,
-       Action::kTakeOut, true},
+       Action::kDisableServer, true},
       {"an unknown issuer", Local(Stage::kStartTls, Fault::kUntrusted), Scope::kAccount,
-       Action::kTakeOut, true},
+       Action::kDisableServer, true},
       {"TLS required, none there", Local(Stage::kStartTls, Fault::kNoTls), Scope::kAccount,
-       Action::kTakeOut, true},
+       Action::kDisableServer, true},
       {"a greeting that says no", Answered(Stage::kGreeting, 554), Scope::kConnection,
-       Action::kRetryLater, true},
-      {"wrong password", Answered(Stage::kAuth, 535), Scope::kAccount, Action::kTakeOut, true},
-      {"mechanism too weak", Answered(Stage::kAuth, 534), Scope::kAccount, Action::kTakeOut, true},
-      {"encryption required", Answered(Stage::kAuth, 538), Scope::kAccount, Action::kTakeOut, true},
-      {"login not possible now", Answered(Stage::kAuth, 454), Scope::kConnection,
-       Action::kRetryLater, true},
-      {"login wanted", Answered(Stage::kMail, 530), Scope::kAccount, Action::kTakeOut, true},
-      {"sender refused", Answered(Stage::kMail, 550), Scope::kAccount, Action::kTakeOut, false},
-      {"quota used up", Answered(Stage::kMail, 550, {5, 7, 0}), Scope::kAccount, Action::kTakeOut,
+       Action::kDefer, true},
+      {"wrong password", Answered(Stage::kAuth, 535), Scope::kAccount, Action::kDisableServer,
+       true},
+      {"mechanism too weak", Answered(Stage::kAuth, 534), Scope::kAccount, Action::kDisableServer,
+       true},
+      {"encryption required", Answered(Stage::kAuth, 538), Scope::kAccount, Action::kDisableServer,
+       true},
+      {"login not possible now", Answered(Stage::kAuth, 454), Scope::kConnection, Action::kDefer,
+       true},
+      {"login wanted", Answered(Stage::kMail, 530), Scope::kAccount, Action::kDisableServer, true},
+      {"sender refused", Answered(Stage::kMail, 550), Scope::kAccount, Action::kDisableServer,
        false},
-      {"message too large", Answered(Stage::kMail, 552), Scope::kMessage, Action::kElsewhere,
+      {"quota used up", Answered(Stage::kMail, 550, {5, 7, 0}), Scope::kAccount,
+       Action::kDisableServer, false},
+      {"message too large", Answered(Stage::kMail, 552), Scope::kMessage, Action::kTryOtherServer,
        false},
-      {"sender later", Answered(Stage::kMail, 451), Scope::kMessage, Action::kRetryLater, false},
-      {"recipient refused", Answered(Stage::kRcpt, 550), Scope::kRecipient, Action::kRefuse, false},
-      {"greylisted", Answered(Stage::kRcpt, 450), Scope::kRecipient, Action::kRetryLater, false},
-      {"out of step", Answered(Stage::kRcpt, 503), Scope::kConnection, Action::kRetryLater, true},
-      {"content refused", Answered(Stage::kEnd, 554), Scope::kMessage, Action::kRefuse, false},
-      {"content later", Answered(Stage::kEnd, 451), Scope::kMessage, Action::kRetryLater, false},
+      {"sender later", Answered(Stage::kMail, 451), Scope::kMessage, Action::kDefer, false},
+      {"recipient refused", Answered(Stage::kRcpt, 550), Scope::kRecipient, Action::kBounce, false},
+      {"greylisted", Answered(Stage::kRcpt, 450), Scope::kRecipient, Action::kDefer, false},
+      {"out of step", Answered(Stage::kRcpt, 503), Scope::kConnection, Action::kDefer, true},
+      {"content refused", Answered(Stage::kEndOfData, 554), Scope::kMessage, Action::kBounce,
+       false},
+      {"content later", Answered(Stage::kEndOfData, 451), Scope::kMessage, Action::kDefer, false},
       {"hang-up before the end", Local(Stage::kData, Fault::kClosed), Scope::kConnection,
-       Action::kRetryLater, true},
-      {"hang-up after the end", Local(Stage::kEnd, Fault::kClosed, true), Scope::kMessage,
+       Action::kDefer, true},
+      {"hang-up after the end", Local(Stage::kEndOfData, Fault::kClosed, true), Scope::kMessage,
        Action::kUnknown, true},
-      {"silence after the end", Local(Stage::kEnd, Fault::kTimeout, true), Scope::kMessage,
+      {"silence after the end", Local(Stage::kEndOfData, Fault::kTimeout, true), Scope::kMessage,
        Action::kUnknown, true},
-      {"TLS breaks after the end", Local(Stage::kEnd, Fault::kTls, true), Scope::kMessage,
+      {"TLS breaks after the end", Local(Stage::kEndOfData, Fault::kTls, true), Scope::kMessage,
        Action::kUnknown, true},
-      {"too large for this server", Local(Stage::kMail, Fault::kCannotCarry), Scope::kMessage,
-       Action::kElsewhere, false},
-      {"421 at the first message", Answered(Stage::kMail, 421), Scope::kConnection,
-       Action::kRetryLater, true},
-      {"421 in the place of an acceptance", Answered(Stage::kEnd, 421), Scope::kConnection,
-       Action::kRetryLater, true},
+      {"too large for this server", Local(Stage::kMail, Fault::kUnsupported), Scope::kMessage,
+       Action::kTryOtherServer, false},
+      {"421 at the first message", Answered(Stage::kMail, 421), Scope::kConnection, Action::kDefer,
+       true},
+      {"421 in the place of an acceptance", Answered(Stage::kEndOfData, 421), Scope::kConnection,
+       Action::kDefer, true},
   };
   for (const auto& row : rows) {
-    const Verdict verdict = Judge(row.failure);
-    EXPECT_EQ(verdict.scope, row.scope) << row.why;
-    EXPECT_EQ(verdict.action, row.action) << row.why;
-    EXPECT_EQ(verdict.renew, row.renew) << row.why;
+    const Disposition disposition = Classify(row.failure);
+    EXPECT_EQ(disposition.scope, row.scope) << row.why;
+    EXPECT_EQ(disposition.action, row.action) << row.why;
+    EXPECT_EQ(disposition.close_connection, row.close_connection) << row.why;
   }
 }
 
 TEST(PolicyTest, CircumstancesCount) {
   Failure busy = Answered(Stage::kMail, 421);
-  busy.proved = true;
-  EXPECT_EQ(Judge(busy).action, Action::kRetryNow) << "421 after accepted messages is ordinary";
-  EXPECT_FALSE(Judge(busy).pause);
-  busy.proved = false;
-  EXPECT_TRUE(Judge(busy).pause);
+  busy.delivered_before = true;
+  EXPECT_EQ(Classify(busy).action, Action::kRequeue) << "421 after accepted messages is ordinary";
+  EXPECT_FALSE(Classify(busy).throttle);
+  busy.delivered_before = false;
+  EXPECT_TRUE(Classify(busy).throttle);
 
   for (const int code : {452, 552}) {
     Failure many = Answered(Stage::kRcpt, code);
-    const Action alone = Judge(many).action;
+    const Action alone = Classify(many).action;
     many.others_accepted = true;
-    EXPECT_EQ(Judge(many).action, Action::kRetryNow) << code;
-    EXPECT_NE(alone, Action::kRetryNow) << code;
+    EXPECT_EQ(Classify(many).action, Action::kRequeue) << code;
+    EXPECT_NE(alone, Action::kRequeue) << code;
     many.enhanced = {code / 100, 5, 3};
-    EXPECT_EQ(Judge(many).action, Action::kRetryNow) << code;
+    EXPECT_EQ(Classify(many).action, Action::kRequeue) << code;
     many.enhanced = {code / 100, 2, 2};
-    EXPECT_EQ(Judge(many).action, alone) << "a full mailbox is that mailbox's trouble";
+    EXPECT_EQ(Classify(many).action, alone) << "a full mailbox is that mailbox's trouble";
   }
 
   Failure behind = Local(Stage::kMail, Fault::kClosed);
-  behind.in_front = false;
-  EXPECT_EQ(Judge(behind).action, Action::kRetryNow) << "it was not this message that broke it";
+  behind.head_of_line = false;
+  EXPECT_EQ(Classify(behind).action, Action::kRequeue) << "it was not this message that broke it";
 
-  EXPECT_TRUE(Judge(Answered(Stage::kMail, 450, {4, 7, 1})).pause);
-  EXPECT_TRUE(Judge(Answered(Stage::kMail, 454)).pause);
-  EXPECT_FALSE(Judge(Answered(Stage::kMail, 451, {4, 3, 0})).pause);
+  EXPECT_TRUE(Classify(Answered(Stage::kMail, 450, {4, 7, 1})).throttle);
+  EXPECT_TRUE(Classify(Answered(Stage::kMail, 454)).throttle);
+  EXPECT_FALSE(Classify(Answered(Stage::kMail, 451, {4, 3, 0})).throttle);
 
-  EXPECT_TRUE(Judge(Answered(Stage::kAuth, 535)).login);
-  EXPECT_FALSE(Judge(Local(Stage::kStartTls, Fault::kCertificate)).login);
+  EXPECT_TRUE(Classify(Answered(Stage::kAuth, 535)).login);
+  EXPECT_FALSE(Classify(Local(Stage::kStartTls, Fault::kCertificate)).login);
 }
 
 // Whatever a server may answer anywhere: it is never sent again once it may have been accepted, and
@@ -116,17 +121,17 @@ TEST(PolicyTest, CircumstancesCount) {
 TEST(PolicyTest, NoCodeFallsThrough) {
   for (int stage = 0; stage <= static_cast<int>(Stage::kQuit); ++stage) {
     for (int code = 400; code < 600; ++code) {
-      const Verdict verdict = Judge(Answered(static_cast<Stage>(stage), code));
-      EXPECT_NE(verdict.action, Action::kUnknown) << stage << " " << code;
+      const Disposition disposition = Classify(Answered(static_cast<Stage>(stage), code));
+      EXPECT_NE(disposition.action, Action::kUnknown) << stage << " " << code;
       if (code < 500) {
-        EXPECT_NE(verdict.action, Action::kRefuse) << stage << " " << code;
-        EXPECT_NE(verdict.action, Action::kTakeOut) << stage << " " << code;
+        EXPECT_NE(disposition.action, Action::kBounce) << stage << " " << code;
+        EXPECT_NE(disposition.action, Action::kDisableServer) << stage << " " << code;
       }
     }
     for (int fault = 1; fault <= static_cast<int>(Fault::kTls); ++fault) {
       const Stage at = static_cast<Stage>(stage);
-      if (at < Stage::kMail || at > Stage::kEnd) continue;
-      EXPECT_EQ(Judge(Local(at, static_cast<Fault>(fault), true)).action, Action::kUnknown);
+      if (at < Stage::kMail || at > Stage::kEndOfData) continue;
+      EXPECT_EQ(Classify(Local(at, static_cast<Fault>(fault), true)).action, Action::kUnknown);
     }
   }
 }

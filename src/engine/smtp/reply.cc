@@ -44,8 +44,8 @@ bool TakeDot(std::string_view& text) {
 // None unless it is well-formed and of the reply code's own class.
 EnhancedCode EnhancedOf(std::string_view text, int reply_class) {
   EnhancedCode code;
-  code.klass = TakeNumber(text);
-  if (code.klass != reply_class || !TakeDot(text)) return {};
+  code.severity = TakeNumber(text);
+  if (code.severity != reply_class || !TakeDot(text)) return {};
   code.subject = TakeNumber(text);
   if (code.subject < 0 || !TakeDot(text)) return {};
   code.detail = TakeNumber(text);
@@ -55,7 +55,7 @@ EnhancedCode EnhancedOf(std::string_view text, int reply_class) {
 
 }  // namespace
 
-std::string OneLine(const Reply& reply) {
+std::string ReplyLine(const Reply& reply) {
   std::string line = std::to_string(reply.code);
   if (!reply.text.empty()) {
     line += ' ';
@@ -74,7 +74,7 @@ void ReplyParser::Reset() {
   finished_ = true;
 }
 
-ReplyParser::Got ReplyParser::Feed(std::string_view& bytes) {
+ReplyParser::ParseResult ReplyParser::Feed(std::string_view& bytes) {
   while (!garbage_ && !bytes.empty()) {
     const std::size_t lf = bytes.find('\n');
     const std::string_view piece = bytes.substr(0, lf);
@@ -91,18 +91,18 @@ ReplyParser::Got ReplyParser::Feed(std::string_view& bytes) {
       break;
     }
     bytes.remove_prefix(lf + 1);
-    const Got got = EndLine();
-    if (got != Got::kMore) return got;
+    const ParseResult got = EndLine();
+    if (got != ParseResult::kMore) return got;
   }
-  return garbage_ ? Got::kGarbage : Got::kMore;
+  return garbage_ ? ParseResult::kProtocolError : ParseResult::kMore;
 }
 
-ReplyParser::Got ReplyParser::EndLine() {
+ReplyParser::ParseResult ReplyParser::EndLine() {
   const std::string_view line = WithoutCr(line_);
   const int code = CodeOf(line);
   if (code == 0) {
     garbage_ = true;
-    return Got::kGarbage;
+    return ParseResult::kProtocolError;
   }
   if (finished_) {
     reply_.text.clear();
@@ -110,7 +110,7 @@ ReplyParser::Got ReplyParser::EndLine() {
     finished_ = false;
   } else {
     reply_.text += '\n';
-    reply_.contradictory = reply_.contradictory || code / 100 != reply_.klass();
+    reply_.contradictory = reply_.contradictory || code / 100 != reply_.severity();
   }
   const std::string_view text = line.size() > 4 ? line.substr(4) : std::string_view();
   reply_.text += text;
@@ -118,10 +118,10 @@ ReplyParser::Got ReplyParser::EndLine() {
   reply_.enhanced = EnhancedOf(text, code / 100);
   const bool more = line.size() > 3 && line[3] == '-';
   line_.clear();
-  if (more) return Got::kMore;
+  if (more) return ParseResult::kMore;
   finished_ = true;
   bytes_ = 0;
-  return Got::kReply;
+  return ParseResult::kReply;
 }
 
 }  // namespace vespro::engine

@@ -10,7 +10,7 @@ namespace vespro::engine {
 
 // "5.1.1". All zero where the server gave none.
 struct EnhancedCode {
-  int klass = 0, subject = 0, detail = 0;
+  int severity = 0, subject = 0, detail = 0;
   bool operator==(const EnhancedCode&) const = default;
 };
 
@@ -23,27 +23,27 @@ struct Reply {
   // Bytes as the server sent them: hostile, of any charset.
   std::string text;
 
-  int klass() const { return code / 100; }
+  int severity() const { return code / 100; }
 };
 
 // "550 5.1.1 no such user": one line, printable, at most 400 bytes of the text.
-std::string OneLine(const Reply& reply);
+std::string ReplyLine(const Reply& reply);
 
 // Takes bytes however they are cut. A line may end in a lone LF. What a line has beyond 64 KiB is
 // dropped; a reply of more than 1 MiB, or a line that begins with no reply code, is garbage.
 class ReplyParser {
  public:
-  enum class Got { kMore, kReply, kGarbage };
+  enum class ParseResult { kMore, kReply, kProtocolError };
 
   // Takes bytes off `bytes` up to the end of one reply. After kGarbage it gives nothing else.
-  Got Feed(std::string_view& bytes);
+  ParseResult Feed(std::string_view& bytes);
   // The reply that Feed just found, valid until the next Feed.
   const Reply& reply() const { return reply_; }
   // Forgets half a reply; for the start of TLS.
   void Reset();
 
  private:
-  Got EndLine();
+  ParseResult EndLine();
 
   Reply reply_;
   std::string line_;       // a line that began in earlier bytes

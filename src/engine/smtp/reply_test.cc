@@ -15,13 +15,13 @@ std::string Parse(std::string_view bytes, std::size_t size) {
     std::string_view piece = bytes.substr(0, size);
     bytes.remove_prefix(piece.size());
     for (;;) {
-      const ReplyParser::Got got = parser.Feed(piece);
-      if (got == ReplyParser::Got::kMore) break;
-      if (got == ReplyParser::Got::kGarbage) return seen + "garbage";
+      const ReplyParser::ParseResult got = parser.Feed(piece);
+      if (got == ReplyParser::ParseResult::kMore) break;
+      if (got == ReplyParser::ParseResult::kProtocolError) return seen + "garbage";
       const EnhancedCode& code = parser.reply().enhanced;
-      seen += OneLine(parser.reply());
-      if (code.klass != 0) {
-        seen += " {" + std::to_string(code.klass) + "," + std::to_string(code.subject) + "," +
+      seen += ReplyLine(parser.reply());
+      if (code.severity != 0) {
+        seen += " {" + std::to_string(code.severity) + "," + std::to_string(code.subject) + "," +
                 std::to_string(code.detail) + "}";
       }
       seen += '\n';
@@ -64,21 +64,22 @@ TEST(SmtpReplyTest, LongLinesAreCutAndEndlessRepliesEnd) {
   ReplyParser parser;
   std::string line = "250 " + std::string(100'000, 'x') + "\r\n250 next\r\n";
   std::string_view bytes = line;
-  ASSERT_EQ(parser.Feed(bytes), ReplyParser::Got::kReply);
+  ASSERT_EQ(parser.Feed(bytes), ReplyParser::ParseResult::kReply);
   EXPECT_EQ(parser.reply().text.size(), 64 * 1024 - 4);
-  ASSERT_EQ(parser.Feed(bytes), ReplyParser::Got::kReply);
+  ASSERT_EQ(parser.Feed(bytes), ReplyParser::ParseResult::kReply);
   EXPECT_EQ(parser.reply().text, "next");
 
   std::size_t lines = 0;
-  ReplyParser::Got got = ReplyParser::Got::kMore;
-  for (; got == ReplyParser::Got::kMore && lines < 1'000'000; ++lines) {
+  ReplyParser::ParseResult got = ReplyParser::ParseResult::kMore;
+  for (; got == ReplyParser::ParseResult::kMore && lines < 1'000'000; ++lines) {
     bytes = "250-and on\r\n";
     got = parser.Feed(bytes);
   }
-  EXPECT_EQ(got, ReplyParser::Got::kGarbage);
+  EXPECT_EQ(got, ReplyParser::ParseResult::kProtocolError);
   EXPECT_LT(lines, 100'000U);
   bytes = "250 ok\r\n";
-  EXPECT_EQ(parser.Feed(bytes), ReplyParser::Got::kGarbage) << "it goes on after garbage";
+  EXPECT_EQ(parser.Feed(bytes), ReplyParser::ParseResult::kProtocolError)
+      << "it goes on after garbage";
 }
 
 }  // namespace

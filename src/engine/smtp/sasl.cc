@@ -43,17 +43,18 @@ std::string Sasl::Known() const {
   return known;
 }
 
-Sasl::Mechanism Sasl::Choose(Privacy privacy) const {
-  if (privacy != Privacy::kPrivate && CanUse(Mechanism::kCramMd5)) return Mechanism::kCramMd5;
-  if (privacy == Privacy::kClear) return Mechanism::kNone;
+Sasl::Mechanism Sasl::Choose(ChannelSecurity channel) const {
+  if (channel != ChannelSecurity::kSecure && CanUse(Mechanism::kCramMd5))
+    return Mechanism::kCramMd5;
+  if (channel == ChannelSecurity::kInsecure) return Mechanism::kNone;
   for (const Name& name : kNames) {
     if (CanUse(name.mechanism)) return name.mechanism;
   }
   return Mechanism::kNone;
 }
 
-bool Sasl::Begin(Privacy privacy, std::string& command) {
-  current_ = Choose(privacy);
+bool Sasl::Begin(ChannelSecurity channel, std::string& command) {
+  current_ = Choose(channel);
   answers_ = 0;
   if (current_ == Mechanism::kNone) return false;
   for (const Name& name : kNames) {
@@ -109,7 +110,7 @@ std::string Sasl::CramMd5(std::string_view challenge) {
   return digest_.empty() ? "*" : ModBase64::Encode(credentials_.login + " " + digest_);
 }
 
-void Sasl::GiveUpMechanism() { std::erase(offered_, current_); }
+void Sasl::RejectMechanism() { std::erase(offered_, current_); }
 
 std::vector<std::string> Sasl::Secrets() const {
   std::vector<std::string> secrets;

@@ -1,6 +1,7 @@
-// engine/smtp/sasl.h - the client's side of a login (RFC 4954): which mechanism of those that a server
-// offers is used, and what is said in it. PLAIN (RFC 4616), LOGIN, CRAM-MD5 (RFC 2195) and XOAUTH2
-// (as Google and Microsoft document it). Pure: it neither sends nor waits. One thread per object.
+// engine/smtp/sasl.h - the client's side of a login (RFC 4954): which mechanism of those that a
+// server offers is used, and what is said in it. PLAIN (RFC 4616), LOGIN, CRAM-MD5 (RFC 2195) and
+// XOAUTH2 (as Google and Microsoft document it). Pure: it neither sends nor waits. One thread per
+// object.
 #pragma once
 
 #include <array>
@@ -17,11 +18,11 @@ struct Credentials {
   bool token = false;  // `secret` is an OAuth 2 access token
 };
 
-// Who else may hear what is said on a connection.
-enum class Privacy {
-  kPrivate,       // nobody: TLS, or a server on this machine
-  kClearAllowed,  // others, and the user lets the secret cross all the same
-  kClear,         // others
+// Whether others can read what is sent on a connection.
+enum class ChannelSecurity {
+  kSecure,           // they can't: TLS, or a server on this machine
+  kInsecureAllowed,  // they can, and the user allows the secret to be sent all the same
+  kInsecure,         // they can
 };
 
 class Sasl {
@@ -34,15 +35,15 @@ class Sasl {
   void Offer(std::string_view mechanism);
 
   // Begins with the best mechanism that is left; false when there is none. `command` is what
-  // follows "AUTH ". Where others may hear it CRAM-MD5 comes first, which does not say the secret,
-  // and without the user's leave nothing else; otherwise it comes last, since servers that keep
-  // passwords hashed can't do it.
-  bool Begin(Privacy privacy, std::string& command);
+  // follows "AUTH ". Where others can read it CRAM-MD5 comes first, which does not send the secret,
+  // and without the user's permission nothing else is used; otherwise it comes last, since servers
+  // that keep passwords hashed can't do it.
+  bool Begin(ChannelSecurity channel, std::string& command);
   // The answer to "334 " and `challenge`, which may be anything, without its line end; nothing when
   // the mechanism has no further answer.
   std::optional<std::string> Answer(std::string_view challenge);
   // The server does not know the mechanism that was begun, although it offers it.
-  void GiveUpMechanism();
+  void RejectMechanism();
 
   // "PLAIN, LOGIN", for messages: what could be used with these credentials.
   std::string Known() const;
@@ -63,7 +64,7 @@ class Sasl {
                                                   {"XOAUTH2", Mechanism::kXoauth2}}};
   bool Fits(Mechanism mechanism) const;
   bool CanUse(Mechanism mechanism) const;
-  Mechanism Choose(Privacy privacy) const;
+  Mechanism Choose(ChannelSecurity channel) const;
   std::string CramMd5(std::string_view challenge);
 
   const Credentials& credentials_;

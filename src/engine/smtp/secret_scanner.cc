@@ -1,4 +1,4 @@
-#include "engine/smtp/secret_traces.h"
+#include "engine/smtp/secret_scanner.h"
 
 #include <algorithm>
 #include <cstring>
@@ -22,7 +22,7 @@ std::uint64_t PieceAt(const std::string& text, std::size_t at) {
 
 }  // namespace
 
-SecretTraces::SecretTraces(const std::vector<std::string>& secrets) {
+SecretScanner::SecretScanner(const std::vector<std::string>& secrets) {
   for (const std::string& secret : secrets) {
     const std::string bare = Bare(secret);
     if (bare.size() < kLeast) continue;
@@ -34,7 +34,7 @@ SecretTraces::SecretTraces(const std::vector<std::string>& secrets) {
   std::sort(pieces_.begin(), pieces_.end());
 }
 
-bool SecretTraces::In(std::string_view text) const {
+bool SecretScanner::FoundIn(std::string_view text) const {
   if (pieces_.empty() && short_.empty()) return false;
   const std::string bare = Bare(text);
   for (const std::string& secret : short_) {

@@ -1,12 +1,12 @@
-#include "engine/smtp/secret_traces.h"
+#include "engine/smtp/secret_scanner.h"
 
 #include <gtest/gtest.h>
 
 namespace vespro::engine {
 namespace {
 
-TEST(SecretTracesTest, FindsWhatRepeatsASecret) {
-  const SecretTraces traces({"correct horse battery staple", "s3cret", "abc", ""});
+TEST(SecretScannerTest, FindsWhatRepeatsASecret) {
+  const SecretScanner scanner({"correct horse battery staple", "s3cret", "abc", ""});
   const struct {
     const char* text;
     bool found;
@@ -20,9 +20,9 @@ TEST(SecretTracesTest, FindsWhatRepeatsASecret) {
               {"s3c ret", true},
               {"too short to be one: abc", false},
               {"", false}};
-  for (const auto& row : rows) EXPECT_EQ(traces.In(row.text), row.found) << row.text;
-  EXPECT_FALSE(SecretTraces().In("anything"));
-  EXPECT_FALSE(SecretTraces({"abc"}).In("abc"));
+  for (const auto& row : rows) EXPECT_EQ(scanner.FoundIn(row.text), row.found) << row.text;
+  EXPECT_FALSE(SecretScanner().FoundIn("anything"));
+  EXPECT_FALSE(SecretScanner({"abc"}).FoundIn("abc"));
 }
 
 }  // namespace
