@@ -24,8 +24,10 @@ vespro_room(engine_net
   LIBRARIES vespro_asio vespro_openssl)
 
 vespro_room(engine_delivery
-  SOURCES delivery/delivery.cc delivery/scheduler.cc
-  TESTS delivery/scheduler_test.cc ${system_tests}
+  SOURCES delivery/backoff.cc delivery/delivery.cc delivery/fair_share.cc delivery/rate_limit.cc
+          delivery/retry_policy.cc delivery/scheduler.cc delivery/server_quirks.cc
+  TESTS delivery/backoff_test.cc delivery/fair_share_test.cc delivery/rate_limit_test.cc
+        delivery/retry_policy_test.cc delivery/scheduler_test.cc ${system_tests}
   USES engine_net)
 if(NOT WIN32)
   add_executable(engine_wire_bench ${PROJECT_SOURCE_DIR}/bench/engine_wire.cc)

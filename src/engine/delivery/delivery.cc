@@ -6,7 +6,12 @@
 #include <limits>
 
 #include "base/shell.h"
+#include "engine/delivery/backoff.h"
+#include "engine/delivery/fair_share.h"
+#include "engine/delivery/rate_limit.h"
+#include "engine/delivery/retry_policy.h"
 #include "engine/delivery/scheduler.h"
+#include "engine/delivery/server_quirks.h"
 #include "engine/net/network.h"
 #include "engine/smtp/client.h"
 
@@ -23,9 +28,6 @@ constexpr std::size_t kWindowRecipients = 200;  // on the wire of one connection
 // Where there are more servers than connections, a connection sends this many messages to one
 // before it makes room for the next.
 constexpr double kStay = 10;
-// So often a recipient is told that there is no room beside the others before that counts as
-// trouble of its own.
-constexpr int kMostSplits = 3;
 // A server that is being connected to holds up the others' shares no longer than this.
 constexpr std::chrono::seconds kPatience{3};
 // Failures in a row, on every server, after which the job is stopped and left for later.
@@ -33,11 +35,8 @@ constexpr int kMostConnectFailures = 8, kMostFirstFailures = 3, kMostPauses = 50
 // For a person to answer the question of a password store.
 constexpr milliseconds kCommandLimit{120'000};
 constexpr std::string_view kTokenMark = "Bearer ";
-// A server that has hung up without a word while several messages were on their way gets one after
-// the other until it has taken so many; twice as many after the next time.
-constexpr std::uint64_t kCarefulMessages = 200;
-constexpr milliseconds kFirstRest{1000}, kReconnectRest{5000}, kLongestRest{60'000},
-    kShortestRest{10};
+constexpr milliseconds kInitialBackoff{1000}, kReconnectBackoff{5000}, kMaxBackoff{60'000},
+    kMinBackoff{10};
 
 // A server with the login that goes with it: all equal lines of the job.
 struct Target {
@@ -49,17 +48,11 @@ struct Target {
   Status out;                       // why it takes no further part
   std::size_t open = 0, ready = 0;  // sessions; the ready ones are among the open ones
   bool reached = false;
-  int connect_failures = 0, pauses = 0;  // in a row
+  Backoff connect_backoff, throttle_backoff;
   std::string last_trouble;
-  TimePoint rest_until{};           // no message and no connection before
   TimePoint no_connection_until{};  // it takes no more at a time than are open
   TimePoint connecting_since{};     // the first session that is not ready yet
-  bool use_chunking = true;
-  std::uint64_t careful_left = 0, careful_next = kCarefulMessages;  // messages
-  std::size_t max_recipients = 0;  // learnt from 452; 0 when nothing was learnt
-  // How many messages a connection had taken when the server hung up without a word, and how many
-  // it takes before it does: twice the same. 0 when nothing was learnt.
-  std::uint64_t lost_after = 0, max_messages = 0;
+  ServerQuirks quirks;
 
   // The password, where a command gives it.
   enum class Secret { kThere, kWanted, kAskedFor };
@@ -69,15 +62,20 @@ struct Target {
   unsigned secret_number = 0;  // of those that the command gave
   bool secret_worked = false;
 
-  std::size_t limit = kNoLimit;  // an index into the limits
-  static constexpr std::size_t kNoLimit = SIZE_MAX;
+  std::size_t rate_limit = RateLimits::kUnlimited;
 
+  // No message and no connection before.
+  TimePoint backoff_until() const {
+    return std::max(connect_backoff.release_time(), throttle_backoff.release_time());
+  }
   // It serves, as far as is known.
-  bool IsWell() const { return out.ok() && connect_failures == 0 && pauses == 0; }
+  bool IsWell() const {
+    return out.ok() && connect_backoff.failures() == 0 && throttle_backoff.failures() == 0;
+  }
   // It has failed so often in a row that it counts as gone.
   bool IsOutOfReach() const {
     const int most = reached ? kMostConnectFailures : kMostFirstFailures;
-    return connect_failures >= most || pauses >= kMostPauses;
+    return connect_backoff.failures() >= most || throttle_backoff.failures() >= kMostPauses;
   }
 };
 
@@ -120,12 +118,13 @@ class Delivery::Impl {
         results_(results),
         targets_(TargetsOf(accounts)),
         shares_(WeightsOf(targets_)),
-        bucket_(options_.messages_per_second, steady_clock::now()) {
+        limits_(options_.messages_per_second, steady_clock::now()),
+        retry_policy_{options_.retry, options_.retry_delay} {
     for (const ServerRate& rate : options_.account_rates) {
+      const std::size_t limit = limits_.Add(rate.messages_per_second, steady_clock::now());
       for (Target& target : targets_) {
-        if (Names(rate.server, target.account)) target.limit = limits_.size();
+        if (Names(rate.server, target.account)) target.rate_limit = limit;
       }
-      limits_.emplace_back(rate.messages_per_second, steady_clock::now());
     }
     for (const ServerCommand& command : options_.password_commands) {
       for (Target& target : targets_) {
@@ -144,7 +143,7 @@ class Delivery::Impl {
   class Session;
   struct Slot {
     std::vector<Recipient> recipients;
-    std::vector<History> histories;
+    std::vector<AttemptState> histories;
     RenderedMessage message;
     // Recipients for whom the server had no room in this message, and the first of them.
     std::size_t split = 0, first_split = 0;
@@ -161,8 +160,6 @@ class Delivery::Impl {
   void AskForSecrets();
   void OnSecret(std::size_t target, const Result<std::string>& secret);
   bool RenewSecret(Target& target, unsigned refused);
-  bool WithinLimit(const Target& target, TimePoint now) const;
-  bool MayConnect(const Target& target, TimePoint now) const;
   std::size_t NextTarget();
   void MakeRoom();
   void RemoveLostSessions();
@@ -175,7 +172,7 @@ class Delivery::Impl {
   Take TakeWork(std::size_t target, Slot& slot, std::size_t limit_of_server);
   bool HasFresh();
   bool HasWorkFor(std::size_t target);
-  bool MayHave(std::size_t target, const History& history) const;
+  bool MayHave(std::size_t target, const AttemptState& history) const;
   bool TakeReady(std::size_t target, bool elsewhere_first, Slot& slot);
   void TakeFresh(Slot& slot);
   double Slack(std::size_t target) const;
@@ -184,15 +181,16 @@ class Delivery::Impl {
 
   // Verdicts.
   void OnAnswer(std::size_t target, Slot& slot, std::size_t index, const Answer& answer);
-  void Record(std::size_t target, const Recipient& recipient, const History& history, State state,
-              std::string_view reply);
+  void Record(std::size_t target, const Recipient& recipient, const AttemptState& history,
+              State state, std::string_view reply);
   void PutBack(Item item, milliseconds delay);
-  bool AnyoneLeftFor(const History& history) const;
+  bool AnyoneLeftFor(const AttemptState& history,
+                     std::size_t without = AttemptState::kNoServer) const;
   void OnSessionFailed(const Session& session, bool was_used, const Failure& failure,
                        const Disposition& disposition, const std::string& text);
   void TakeOut(std::size_t target, const Disposition& disposition, const std::string& text);
   void SettleHopeless();
-  void Rest(Target& target, milliseconds first, int& times, const std::string& why);
+  void BackOff(Target& target, Backoff& backoff, milliseconds initial, const std::string& why);
   void Fail(const Status& status);
   bool NobodyCanBeServed();
   TimePoint Now() const { return steady_clock::now(); }
@@ -204,9 +202,9 @@ class Delivery::Impl {
 
   Network network_;
   std::vector<Target> targets_;
-  Shares shares_;
-  TokenBucket bucket_;
-  std::vector<TokenBucket> limits_;  // of servers
+  FairShare shares_;
+  RateLimits limits_;
+  RetryPolicy retry_policy_;
   std::string host_name_;
   std::vector<std::unique_ptr<Session>> sessions_;
 
@@ -216,7 +214,6 @@ class Delivery::Impl {
   std::deque<Item> ready_;  // waited long enough
   RetryQueue waiting_;
   std::size_t in_hand_ = 0;  // recipients in sessions
-  bool waits_for_token_ = false, waits_for_limit_ = false;
 
   bool stopping_ = false, left_behind_ = false, pump_posted_ = false, ending_ = false;
   int interrupts_ = 0;
@@ -237,7 +234,7 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
       : impl_(impl),
         target_(target),
         secret_number_(impl.targets_[target].secret_number),
-        careful_(impl.targets_[target].careful_left > 0),
+        lock_step_(impl.targets_[target].quirks.lock_step()),
         client_(OptionsFor(impl, target), *this),
         slots_(OptionsFor(impl, target).window_messages),
         connection_(impl.network_.NewConnection(*this)) {
@@ -299,17 +296,13 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
   void OnLost(Fault fault, const std::string& text) override {
     Target& target = impl_.targets_[target_];
     if (IsLostOnTheWay()) {
-      if (target.careful_left == 0) target.careful_next *= 2;
-      target.careful_left = target.careful_next / 2;
-      const std::uint64_t taken = client_.messages_accepted();
-      if (taken == target.lost_after) target.max_messages = taken;
-      target.lost_after = taken;
+      target.quirks.OnDropped(client_.messages_accepted());
     }
     client_.Lost(fault, text);
     lost_ = true;
     --target.open;
     if (counted_ready_) --target.ready;
-    if (client_.chunking_failed()) target.use_chunking = false;
+    if (client_.chunking_failed()) target.quirks.OnChunkingFailed();
     impl_.PumpSoon();
   }
 
@@ -321,7 +314,7 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     impl_.in_hand_ -= done.recipients.size();
     // A limit cuts the end off; a single full mailbox stands anywhere.
     if (done.split > 0 && done.first_split + done.split == done.recipients.size()) {
-      impl_.targets_[target_].max_recipients = done.recipients.size() - done.split;
+      impl_.targets_[target_].quirks.OnRecipientLimit(done.recipients.size() - done.split);
     }
     if (impl_.in_hand_ == 0) impl_.PumpSoon();
   }
@@ -338,8 +331,8 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     options.tls = impl.options_.tls;
     options.tls_from_start = target.account.port == kTlsPort && impl.options_.tls != TlsUse::kOff;
     options.insecure_auth = impl.options_.insecure_auth;
-    options.use_chunking = target.use_chunking;
-    options.use_pipelining = target.careful_left == 0;
+    options.use_chunking = target.quirks.chunking_works();
+    options.use_pipelining = !target.quirks.lock_step();
     // Whoever is in the window when the power fails is unknown afterwards: few, also in turbo mode.
     options.window_messages = std::clamp<std::size_t>(
         kWindowRecipients / std::max<std::size_t>(1, impl.renderer_.recipients_per_message()), 2,
@@ -354,7 +347,7 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     Target& target = impl_.targets_[target_];
     ++target.ready;
     target.reached = true;
-    target.connect_failures = 0;
+    target.connect_backoff.Succeeded();
     if (secret_number_ == target.secret_number) target.secret_worked = true;
     CheckSize();
     impl_.PumpSoon();
@@ -376,13 +369,13 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
   // command goes after the other, any.
   bool IsLostOnTheWay() const {
     if (client_.over() || client_.draining() || impl_.ending_) return false;
-    if (careful_ || !client_.pipelining()) return client_.in_hand() > 0;
+    if (lock_step_ || !client_.pipelining()) return client_.in_hand() > 0;
     return client_.in_hand() > (client_.messages_accepted() == 0 ? 0 : 1);
   }
 
   // False when there is nothing to begin now.
   bool BeginOne() {
-    if (careful_ && impl_.targets_[target_].careful_left == 0) {
+    if (lock_step_ && !impl_.targets_[target_].quirks.lock_step()) {
       client_.Quit();  // the next connection may send on ahead again
       return false;
     }
@@ -407,7 +400,7 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     client_.Begin(slot, {impl_.renderer_.sender(), next.recipients, &next.message});
     std::uint64_t most = impl_.options_.messages_per_connection;
     for (const std::uint64_t told :
-         {client_.max_messages(), impl_.targets_[target_].max_messages}) {
+         {client_.max_messages(), impl_.targets_[target_].quirks.max_messages()}) {
       if (told > 0) most = std::min(most, told);
     }
     if (begun_ >= most) client_.Quit();
@@ -442,7 +435,7 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
       Slot& slot = slots_[index];
       for (std::size_t i = 0; i < slot.recipients.size(); ++i) {
         if (!client_.MayStillAccept(index, i)) continue;
-        slot.histories[i].announced = true;
+        slot.histories[i].intent_logged = true;
         Status noted =
             impl_.results_.Sending({&slot.recipients[i], 1}, impl_.targets_[target_].name);
         if (!noted.ok()) return noted;
@@ -454,7 +447,7 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
   Impl& impl_;
   std::size_t target_;
   unsigned secret_number_;
-  bool careful_;
+  bool lock_step_;
   SmtpClient client_;
   std::vector<Slot> slots_;
   WireBytes wire_;
@@ -500,11 +493,8 @@ void Delivery::Impl::Interrupt() {
 // One timer for everything that time brings: the tick, waiting recipients, the next token.
 void Delivery::Impl::SetWake() {
   TimePoint when = TimePoint::max();
-  if (waits_for_token_) when = std::min(when, bucket_.NextAt(Now()));
-  for (const TokenBucket& limit : limits_) {
-    if (waits_for_limit_ && !limit.Ready(Now())) when = std::min(when, limit.NextAt(Now()));
-  }
-  const bool may_begin = !waits_for_token_ && !waits_for_limit_ &&
+  when = std::min(when, limits_.retry_at());
+  const bool may_begin = limits_.retry_at() == TimePoint::max() &&
                          (!source_ended_ || next_fresh_ < fresh_.size() || !ready_.empty());
   if (const std::optional<TimePoint> due = waiting_.NextDue()) when = std::min(when, *due);
   progress_.goes_on = in_hand_ > 0 || stopping_ ? TimePoint() : GoesOn(may_begin, when);
@@ -513,7 +503,7 @@ void Delivery::Impl::SetWake() {
   wake_at_ = when;
   network_.WakeAt(when, [this] {
     wake_at_ = TimePoint::max();
-    waits_for_token_ = waits_for_limit_ = false;
+    limits_.ForgetRefusals();
     Tick();
     Pump();
   });
@@ -524,7 +514,7 @@ TimePoint Delivery::Impl::GoesOn(bool due, TimePoint when) const {
   TimePoint rested = TimePoint::max();
   for (const Target& target : targets_) {
     if (!target.out.ok()) continue;
-    rested = std::min(rested, std::max(target.rest_until, target.no_connection_until));
+    rested = std::min(rested, std::max(target.backoff_until(), target.no_connection_until));
   }
   const TimePoint next = due ? rested : std::max(when, rested);
   return next == TimePoint::max() ? TimePoint() : next;
@@ -580,10 +570,7 @@ void Delivery::Impl::OpenSessions() {
       if (connecting >= in_sight) return;
     }
     // A connection that waits for its first message is thrown out by many a server.
-    if (connecting >= bucket_.Left(Now())) {
-      waits_for_token_ = true;
-      return;
-    }
+    if (!limits_.MayConnect(connecting, Now())) return;
     const std::size_t target = NextTarget();
     if (target == targets_.size()) return;
     Target& chosen = targets_[target];
@@ -599,18 +586,16 @@ std::size_t Delivery::Impl::NextTarget() {
   std::size_t best = targets_.size();
   const auto need = [this](std::size_t i) {
     const Target& target = targets_[i];
-    return std::pair(static_cast<double>(target.open) / target.weight, shares_.Position(i));
+    return std::pair(static_cast<double>(target.open) / target.weight, shares_.VirtualTime(i));
   };
   for (std::size_t i = 0; i < targets_.size(); ++i) {
     const Target& target = targets_[i];
-    if (!target.out.ok() || now < target.rest_until || now < target.no_connection_until) continue;
-    if (target.connect_failures > 0 && target.open > 0) continue;  // one tries for all
+    if (!target.out.ok() || now < target.backoff_until() || now < target.no_connection_until)
+      continue;
+    if (target.connect_backoff.failures() > 0 && target.open > 0) continue;  // one tries for all
     if (target.secret != Target::Secret::kThere) continue;
     if (!HasWorkFor(i)) continue;
-    if (!MayConnect(target, now)) {
-      waits_for_limit_ = true;
-      continue;
-    }
+    if (!limits_.MayConnectTo(target.rate_limit, target.open - target.ready, now)) continue;
     if (best == targets_.size() || need(i) < need(best)) best = i;
   }
   return best;
@@ -620,7 +605,7 @@ std::size_t Delivery::Impl::NextTarget() {
 void Delivery::Impl::MakeRoom() {
   if (sessions_.size() < options_.connections) return;
   for (std::size_t i = 0; i < targets_.size(); ++i) {
-    if (targets_[i].open > 0 || !shares_.takes_part(i)) continue;
+    if (targets_[i].open > 0 || !shares_.active(i)) continue;
     const auto idle = std::find_if(sessions_.begin(), sessions_.end(),
                                    [](const auto& session) { return session->blocked(); });
     if (idle != sessions_.end()) (*idle)->End();
@@ -633,9 +618,10 @@ void Delivery::Impl::UpdateShares() {
     const Target& target = targets_[i];
     const bool at_work =
         target.ready > 0 || target.open == 0 || now - target.connecting_since < kPatience;
-    const bool may_send = target.secret == Target::Secret::kThere && WithinLimit(target, now);
-    shares_.SetTakingPart(
-        i, target.out.ok() && now >= target.rest_until && at_work && may_send && HasWorkFor(i));
+    const bool may_send =
+        target.secret == Target::Secret::kThere && limits_.Allows(target.rate_limit, now);
+    shares_.SetActive(i, target.out.ok() && now >= target.backoff_until() && at_work && may_send &&
+                             HasWorkFor(i));
   }
 }
 
@@ -668,7 +654,7 @@ bool Delivery::Impl::NobodyCanBeServed() {
   if (in_reach.empty()) return true;
   const auto can_be_served = [&](const Item& item) {
     return !std::all_of(in_reach.begin(), in_reach.end(),
-                        [&](std::size_t i) { return item.history.RefusedBy(i); });
+                        [&](std::size_t i) { return item.history.RejectedBy(i); });
   };
   return !HasFresh() && std::none_of(ready_.begin(), ready_.end(), can_be_served) &&
          !waiting_.AnyOf(can_be_served);
@@ -692,7 +678,7 @@ DeliveryEnd Delivery::Impl::End() {
     all_unusable = all_unusable && (login || too_large || target.out.code() == Code::kConfig);
     if (!target.out.ok()) why += " " + target.name + ": " + target.out.text();
     // Others may have carried the job meanwhile.
-    if (target.out.ok() && !target.reached && target.connect_failures > 0) {
+    if (target.out.ok() && !target.reached && target.connect_backoff.failures() > 0) {
       target.tally.taken_out = target.last_trouble;
     }
     end.accounts.push_back(std::move(target.tally));
@@ -744,11 +730,11 @@ bool Delivery::Impl::HasWorkFor(std::size_t target) {
 }
 
 // Nobody's last attempt is made where the one before it failed, as long as another server is well.
-bool Delivery::Impl::MayHave(std::size_t target, const History& history) const {
-  if (history.RefusedBy(target)) return false;
-  if (history.last_target != target || history.attempts + 1 < options_.retry) return true;
+bool Delivery::Impl::MayHave(std::size_t target, const AttemptState& history) const {
+  if (history.RejectedBy(target)) return false;
+  if (history.last_server != target || history.attempts + 1 < options_.retry) return true;
   for (std::size_t i = 0; i < targets_.size(); ++i) {
-    if (i != target && targets_[i].IsWell() && !history.RefusedBy(i)) return false;
+    if (i != target && targets_[i].IsWell() && !history.RejectedBy(i)) return false;
   }
   return true;
 }
@@ -759,7 +745,7 @@ void Delivery::Impl::MoveDue() {
 }
 
 std::size_t Delivery::Impl::MessageSize(std::size_t target, std::size_t limit_of_server) const {
-  const std::size_t learnt = targets_[target].max_recipients;
+  const std::size_t learnt = targets_[target].quirks.max_recipients();
   std::size_t most = limit_of_server > 0 ? limit_of_server : options_.recipients_per_transaction;
   if (learnt > 0) most = std::min(most, learnt);
   return std::max<std::size_t>(1, std::min(most, renderer_.recipients_per_message()));
@@ -768,7 +754,7 @@ std::size_t Delivery::Impl::MessageSize(std::size_t target, std::size_t limit_of
 double Delivery::Impl::Slack(std::size_t target) const {
   if (sessions_.size() < options_.connections) return 0;
   for (std::size_t i = 0; i < targets_.size(); ++i) {
-    if (targets_[i].open == 0 && shares_.takes_part(i)) return kStay * targets_[target].weight;
+    if (targets_[i].open == 0 && shares_.active(i)) return kStay * targets_[target].weight;
   }
   return 0;
 }
@@ -777,21 +763,12 @@ Delivery::Impl::Take Delivery::Impl::TakeWork(std::size_t target, Slot& slot,
                                               std::size_t limit_of_server) {
   const TimePoint now = Now();
   if (stopping_ || ending_ || !targets_[target].out.ok()) return Take::kNothingLeft;
-  if (now < targets_[target].rest_until) return Take::kNotNow;
+  if (now < targets_[target].backoff_until()) return Take::kNotNow;
   if (!HasWorkFor(target)) return source_ended_ ? Take::kNothingLeft : Take::kNotNow;
-  if (targets_.size() > 1 && !shares_.MayTake(target, Slack(target))) return Take::kNotNow;
-  if (!WithinLimit(targets_[target], now)) {
-    waits_for_limit_ = true;
+  if (targets_.size() > 1 && !shares_.MaySend(target, Slack(target))) return Take::kNotNow;
+  if (!limits_.Take(targets_[target].rate_limit, now)) {
     SetWake();
     return Take::kNotNow;
-  }
-  if (!bucket_.Take(now)) {
-    waits_for_token_ = true;
-    SetWake();
-    return Take::kNotNow;
-  }
-  if (const std::size_t limit = targets_[target].limit; limit != Target::kNoLimit) {
-    limits_[limit].Take(now);
   }
   slot.recipients.clear();
   slot.histories.clear();
@@ -806,12 +783,12 @@ Delivery::Impl::Take Delivery::Impl::TakeWork(std::size_t target, Slot& slot,
     }
   }
   if (slot.recipients.empty()) return Take::kNotNow;  // reading the list failed
-  for (History& history : slot.histories) {
+  for (AttemptState& history : slot.histories) {
     ++history.attempts;
-    history.last_target = target;
-    history.announced = false;
+    history.last_server = target;
+    history.intent_logged = false;
   }
-  shares_.Take(target);
+  shares_.Sent(target);
   if (targets_.size() > 1) PumpSoon();  // it may be another one's turn now
   return Take::kTaken;
 }
@@ -825,12 +802,12 @@ void Delivery::Impl::TakeFresh(Slot& slot) {
 bool Delivery::Impl::TakeReady(std::size_t target, bool elsewhere_first, Slot& slot) {
   bool others = false;
   for (std::size_t i = 0; i < targets_.size(); ++i) {
-    others = others || (i != target && shares_.takes_part(i));
+    others = others || (i != target && shares_.active(i));
   }
   for (std::size_t i = 0; i < std::min(ready_.size(), kReadAhead); ++i) {
-    const History& history = ready_[i].history;
+    const AttemptState& history = ready_[i].history;
     if (!MayHave(target, history)) continue;
-    if (elsewhere_first && others && history.last_target == target) continue;
+    if (elsewhere_first && others && history.last_server == target) continue;
     slot.recipients.push_back(std::move(ready_[i].recipient));
     slot.histories.push_back(std::move(ready_[i].history));
     ready_.erase(ready_.begin() + static_cast<std::ptrdiff_t>(i));
@@ -846,53 +823,33 @@ void Delivery::Impl::OnAnswer(std::size_t index_of_target, Slot& slot, std::size
   if (!failed_.ok()) return;  // nobody to tell
   Target& target = targets_[index_of_target];
   const Recipient& recipient = slot.recipients[index];
-  History& history = slot.histories[index];
+  AttemptState& history = slot.histories[index];
   if (answer.accepted) {
-    target.pauses = 0;
-    if (target.careful_left > 0) --target.careful_left;
+    target.throttle_backoff.Succeeded();
+    target.quirks.OnAccepted();
     return Record(index_of_target, recipient, history, State::kSent, answer.reply);
   }
   const Failure& failure = answer.failure;
-  Disposition disposition = answer.disposition;
-  if (disposition.action == Action::kRequeue && disposition.scope == Scope::kRecipient) {
-    if (slot.split++ == 0) slot.first_split = index;
-    if (++history.splits > kMostSplits) disposition.action = Action::kDefer;
-  }
+  const Disposition& disposition = answer.disposition;
+  if (IsRecipientLimit(disposition) && slot.split++ == 0) slot.first_split = index;
   history.last_reply = answer.reply;
   if (failure.fault != Fault::kReply && failure.stage >= Stage::kMail) {
     history.last_reply += std::string(" (at ") + StageName(failure.stage) + ")";
   }
-  if (disposition.throttle) Rest(target, kFirstRest, target.pauses, history.last_reply);
-  milliseconds delay{0};
-  switch (disposition.action) {
-    case Action::kBounce:
-      return Record(index_of_target, recipient, history, State::kRefused, history.last_reply);
-    case Action::kUnknown:
-      return Record(index_of_target, recipient, history, State::kUnknown, history.last_reply);
-    case Action::kTryOtherServer:
-      history.refused_by.push_back(index_of_target);
-      if (!AnyoneLeftFor(history)) {
-        return Record(index_of_target, recipient, history, State::kRefused, history.last_reply);
-      }
-      break;
-    case Action::kDisableServer:
-      --history.attempts;
-      TakeOut(index_of_target, disposition, history.last_reply);
-      break;
-    case Action::kRequeue:
-      --history.attempts;
-      break;
-    case Action::kDefer:
-      if (history.attempts >= options_.retry) {
-        return Record(index_of_target, recipient, history, State::kFailed, history.last_reply);
-      }
-      delay = RetryDelay(options_.retry_delay, history.attempts);
+  if (disposition.throttle)
+    BackOff(target, target.throttle_backoff, kInitialBackoff, history.last_reply);
+  if (disposition.action == Action::kDisableServer)
+    TakeOut(index_of_target, disposition, history.last_reply);
+  const NextStep next = retry_policy_.AfterFailure(
+      disposition, index_of_target, AnyoneLeftFor(history, index_of_target), history);
+  if (next.final_state) {
+    return Record(index_of_target, recipient, history, *next.final_state, history.last_reply);
   }
-  if (history.announced) {
+  if (history.intent_logged) {
     const Status noted = results_.PutBack({&recipient, 1});
     if (!noted.ok()) return Fail(noted);
   }
-  PutBack({recipient, std::move(history)}, delay);
+  PutBack({recipient, std::move(history)}, next.delay);
 }
 
 void Delivery::Impl::PutBack(Item item, milliseconds delay) {
@@ -907,7 +864,7 @@ void Delivery::Impl::PutBack(Item item, milliseconds delay) {
 }
 
 void Delivery::Impl::Record(std::size_t index_of_target, const Recipient& recipient,
-                            const History& history, State state, std::string_view reply) {
+                            const AttemptState& history, State state, std::string_view reply) {
   Target& target = targets_[index_of_target];
   outcome_.state = state;
   outcome_.attempts = history.attempts;
@@ -925,9 +882,9 @@ void Delivery::Impl::Record(std::size_t index_of_target, const Recipient& recipi
   if (!recorded.ok()) Fail(recorded);
 }
 
-bool Delivery::Impl::AnyoneLeftFor(const History& history) const {
+bool Delivery::Impl::AnyoneLeftFor(const AttemptState& history, std::size_t without) const {
   for (std::size_t i = 0; i < targets_.size(); ++i) {
-    if (targets_[i].out.ok() && !history.RefusedBy(i)) return true;
+    if (i != without && targets_[i].out.ok() && !history.RejectedBy(i)) return true;
   }
   return false;
 }
@@ -945,25 +902,19 @@ void Delivery::Impl::OnSessionFailed(const Session& session, bool was_used, cons
   }
   if (was_used || ending_) return;
   // A server that takes us in and throws us out again must not be called on without end.
-  if (session.was_ready()) return Rest(target, kFirstRest, target.pauses, text);
+  if (session.was_ready()) {
+    return BackOff(target, target.throttle_backoff, kInitialBackoff, text);
+  }
   if (target.ready > 0) {
     // It serves others of ours: this was one connection too many.
-    target.no_connection_until = Now() + std::min(kReconnectRest, options_.retry_delay);
+    target.no_connection_until = Now() + std::min(kReconnectBackoff, options_.retry_delay);
     return;
   }
-  Rest(target, target.reached ? kReconnectRest : kFirstRest, target.connect_failures, text);
+  BackOff(target, target.connect_backoff, target.reached ? kReconnectBackoff : kInitialBackoff,
+          text);
 }
 
-// Passwords and ceilings
-
-bool Delivery::Impl::WithinLimit(const Target& target, TimePoint now) const {
-  return target.limit == Target::kNoLimit || limits_[target.limit].Ready(now);
-}
-
-bool Delivery::Impl::MayConnect(const Target& target, TimePoint now) const {
-  return target.limit == Target::kNoLimit ||
-         target.open - target.ready < limits_[target.limit].Left(now);
-}
+// Passwords
 
 void Delivery::Impl::AskForSecrets() {
   for (std::size_t i = 0; i < targets_.size(); ++i) {
@@ -1008,14 +959,13 @@ bool Delivery::Impl::RenewSecret(Target& target, unsigned refused) {
   return true;
 }
 
-// Several sessions, or recipients of one message, that fail at the same time count as one failure.
-void Delivery::Impl::Rest(Target& target, milliseconds first, int& times, const std::string& why) {
+// Whatever fails during either wait belongs to the failure that began it.
+void Delivery::Impl::BackOff(Target& target, Backoff& backoff, milliseconds initial,
+                             const std::string& why) {
   target.last_trouble = why;
-  const TimePoint now = Now();
-  if (now < target.rest_until) return;
-  ++times;
-  const milliseconds delay = RetryDelay(std::min(first, options_.retry_delay), times);
-  target.rest_until = now + std::clamp(delay, kShortestRest, kLongestRest);
+  if (Now() < target.backoff_until()) return;
+  backoff.Failed(Now(),
+                 {std::max(std::min(initial, options_.retry_delay), kMinBackoff), kMaxBackoff});
 }
 
 void Delivery::Impl::TakeOut(std::size_t index, const Disposition& disposition,
@@ -1036,9 +986,10 @@ void Delivery::Impl::TakeOut(std::size_t index, const Disposition& disposition,
 // Recipients that every remaining server has refused have their verdict now.
 void Delivery::Impl::SettleHopeless() {
   const auto hopeless = [this](const Item& item) {
-    const History& history = item.history;
-    if (history.refused_by.empty() || AnyoneLeftFor(history)) return false;
-    Record(history.refused_by.back(), item.recipient, history, State::kRefused, history.last_reply);
+    const AttemptState& history = item.history;
+    if (history.rejected_by.empty() || AnyoneLeftFor(history)) return false;
+    Record(history.rejected_by.back(), item.recipient, history, State::kRefused,
+           history.last_reply);
     return true;
   };
   std::erase_if(ready_, hopeless);
