@@ -17,6 +17,7 @@
 #include "base/status.h"
 #include "base/text.h"
 #include "engine/message.h"
+#include "engine/trace.h"
 #include "engine/work.h"
 
 namespace vespro::engine {
@@ -52,6 +53,7 @@ struct DeliveryOptions {
   double messages_per_second = 0;  // over all accounts; 0 for no ceiling
   std::vector<ServerRate> account_rates;
   std::vector<ServerCommand> password_commands;
+  Trace* trace = nullptr;  // outlives the Delivery; null for none
 };
 
 // Numbers for the progress line.
