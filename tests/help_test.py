@@ -17,7 +17,7 @@ EMPTY = {"meta", "link", "img", "br"}
 # Where the texts stand that the user of the add-in sees.
 ROOMS = ["addin", "merge", "recipients", "reports", "send", "settings", "support", "host/start_or_tell.h",
          "base/files.cc", "base/posix/files_posix.cc", "base/win32/files_win32.cc", "win32/win32_desktop.cc",
-         *(f"engine/{file}.cc" for file in ("address", "delivery", "engine", "journal", "list_source", "smtp_client"))]
+         "engine/delivery", "engine/smtp", *(f"engine/{file}.cc" for file in ("address", "engine", "journal", "list_source"))]
 OPTION = "options of the engine that the add-in does not use"
 # Files and texts among them that are not for that user. Each has to be there, or it goes from this list.
 NOT_SHOWN = {
@@ -42,6 +42,9 @@ NOT_SHOWN = {
     "' is neither TEXT nor CSV in the job": "a job that nobody but a program writes",
     "no stage of the set-up": "a fault of the program's own",
     "ask CanBegin first": "a fault of the program's own",
+    "the greeting": "a part of a server's answer",
+    "MAIL FROM": "a part of a server's answer",
+    "RCPT TO": "a part of a server's answer",
     "MAIL FROM:<": "what servers are told",
     "RCPT TO:<": "what servers are told",
     "Menu Bar": "how the mail client calls it",
@@ -100,7 +103,7 @@ def sources():
     for room in ROOMS:
         path = SOURCES / room
         for file in sorted(path.iterdir()) if path.is_dir() else [path]:
-            if file.suffix in (".h", ".cc") and not re.search(r"_test|stories|testing|test_host", file.name):
+            if file.suffix in (".h", ".cc") and not re.search(r"_test|stories|testing|test_host|test_server|fake_", file.name):
                 yield file
 
 
