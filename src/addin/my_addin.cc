@@ -23,9 +23,6 @@ namespace vespro {
 namespace {
 
 constexpr char kMenuCaption[] = "&Vespro";
-constexpr char kReportsCaption[] = "&Delivery Reports";
-constexpr char kPaperClipCaption[] = "Vespro Attach";
-constexpr char kSendCaption[] = "Send Vespro";
 
 template <class T>
 std::shared_ptr<T> As(const std::shared_ptr<CommandBarControl>& control) {
@@ -51,6 +48,77 @@ void TellNoUserProfile(Desktop& desktop) {
   TellUser(desktop, "Cannot create user profile", MessageIcon::kCritical);
 }
 
+// In the order in which people see them. Each one's tag is its own: one for all would have a click
+// run all handlers.
+std::span<const Command> MyAddIn::Commands() {
+  using enum Command::Place;
+  static constexpr Command kAll[] = {
+      {.name = "CmdDistFile",
+       .caption = "Distribution &File",
+       .button = &MyAddIn::CmdDistFile,
+       .click = &MyAddIn::CmdDistFile_Click},
+      {.name = "CmdAttachFile",
+       .caption = "&Insert Attachment",
+       .in_main_window = false,
+       .tooltip = "HTML mail can attach file here\r\nThe usual Outlook Insert File will not work",
+       .picture = "PAPERCLIP",
+       .button = &MyAddIn::CmdAttachFile,
+       .click = &MyAddIn::CmdAttachFile_Click},
+      {.name = "CmdOptions",
+       .caption = "&Options ...",
+       .button = &MyAddIn::CmdOptions,
+       .click = &MyAddIn::CmdOptions_Click},
+      {.name = "ReportsMenu", .caption = "&Delivery Reports", .in_compose_window = false},
+      {.name = "CmdViewReport",
+       .caption = "&View && Refresh",
+       .place = kReportsMenu,
+       .button = &MyAddIn::CmdViewReport,
+       .click = &MyAddIn::CmdViewReport_Click},
+      {.name = "CmdPurgeReport",
+       .caption = "&Purge All",
+       .place = kReportsMenu,
+       .button = &MyAddIn::CmdPurgeReport,
+       .click = &MyAddIn::CmdPurgeReport_Click},
+      {.name = "CmdLimitReport",
+       .caption = "&Entries per report page",
+       .place = kReportsMenu,
+       .button = &MyAddIn::CmdLimitReport,
+       .click = &MyAddIn::CmdLimitReport_Click},
+      {.name = "CmdHelp",
+       .caption = "&Help File",
+       .button = &MyAddIn::CmdHelp,
+       .click = &MyAddIn::CmdHelp_Click},
+      {.name = "CmdSupportHelp",
+       .caption = "Tech &Support ...",
+       .button = &MyAddIn::CmdSupportHelp,
+       .click = &MyAddIn::CmdSupportHelp_Click},
+      {.name = "CmdAbout",
+       .caption = "&About",
+       .button = &MyAddIn::CmdAbout,
+       .click = &MyAddIn::CmdAbout_Click},
+      {.name = "CmdPaperClip",
+       .caption = "Vespro Attach",
+       .place = kBar,
+       .in_main_window = false,
+       .tooltip = "Vespro attachments for HTML email",
+       .picture = "PAPERCLIP",
+       .style = ButtonStyle::kIcon,
+       .begins_group = true,
+       .button = &MyAddIn::CmdPaperClip,
+       .click = &MyAddIn::CmdPaperClip_Click},
+      {.name = "CmdSend",
+       .caption = "Send Vespro",
+       .place = kBar,
+       .in_main_window = false,
+       .picture = "MAILBMP",
+       .picture_kind = PictureKind::kBitmap,
+       .style = ButtonStyle::kIconAndCaption,
+       .button = &MyAddIn::CmdSend,
+       .click = &MyAddIn::CmdSend_Click},
+  };
+  return kAll;
+}
+
 void MyAddIn::ThisInspector(std::shared_ptr<Inspector> window) {
   inspector = window;
   window->Listen({Holding(&MyAddIn::MyInspector_Activate),
@@ -60,20 +128,8 @@ void MyAddIn::ThisInspector(std::shared_ptr<Inspector> window) {
   if (const auto bar = bars->Item(kMenuBar)) CreateMenu(*bar);
   const std::shared_ptr<CommandBar> bar = bars->Item(kStandardBar);
   if (bar == nullptr) return;
-
-  if (const auto button = GetOrAddButton(*bar, kPaperClipCaption, true)) {
-    CmdPaperClip = button;
-    button->SetStyle(ButtonStyle::kIcon).Ignore();
-    button->SetTooltipText("Vespro attachments for HTML email").Ignore();
-    SetFace(button, "PAPERCLIP", PictureKind::kIcon);
-    OnClick(button, kPaperClipCaption, &MyAddIn::CmdPaperClip_Click);
-  }
-  if (const auto button = GetOrAddButton(*bar, kSendCaption, false)) {
-    CmdSend = button;
-    button->SetStyle(ButtonStyle::kIconAndCaption).Ignore();
-    button->SetCaption(kSendCaption).Ignore();
-    SetFace(button, "MAILBMP", PictureKind::kBitmap);
-    OnClick(button, kSendCaption, &MyAddIn::CmdSend_Click);
+  for (const Command& command : Commands()) {
+    if (command.place == Command::Place::kBar) CreateButton(*bar, command);
   }
   CreateMergeList(*bar);
   // The window may have been closed meanwhile.
@@ -90,91 +146,94 @@ void MyAddIn::CreateMenu(CommandBar& bar) {
   }
   menu_ = menu;
   const std::shared_ptr<CommandBar> entries = menu->Bar();
+  std::shared_ptr<CommandBar> reports;
   if (entries == nullptr) return;
-  CmdDistFile = MenuEntry(*entries, "Distribution &File", is_new, &MyAddIn::CmdDistFile_Click);
-  CmdAttachFile = MenuEntry(*entries, "&Insert Attachment", is_new, &MyAddIn::CmdAttachFile_Click);
-  if (is_new && CmdAttachFile != nullptr) SetFace(CmdAttachFile, "PAPERCLIP", PictureKind::kIcon);
-  CmdOptions = MenuEntry(*entries, "&Options ...", is_new, &MyAddIn::CmdOptions_Click);
-  CreateReportsMenu(*entries, is_new);
-  CmdHelp = MenuEntry(*entries, "&Help File", is_new, &MyAddIn::CmdHelp_Click);
-  CmdSupportHelp = MenuEntry(*entries, "Tech &Support ...", is_new, &MyAddIn::CmdSupportHelp_Click);
-  CmdAbout = MenuEntry(*entries, "&About", is_new, &MyAddIn::CmdAbout_Click);
+  for (const Command& command : Commands()) {
+    if (command.place == Command::Place::kBar) continue;
+    if (command.IsMenu()) {
+      reports = CreateReportsMenu(*entries, command, is_new);
+      continue;
+    }
+    const auto& parent = command.place == Command::Place::kReportsMenu ? reports : entries;
+    if (parent != nullptr) CreateEntry(*parent, command, is_new);
+  }
   FitMenu();
 }
 
-void MyAddIn::CreateReportsMenu(CommandBar& menu, bool is_new) {
-  if (HasEnded()) return;
+// Added to a new menu, or found in one that was there.
+std::shared_ptr<CommandBar> MyAddIn::CreateReportsMenu(CommandBar& menu, const Command& command,
+                                                       bool is_new) {
+  if (HasEnded()) return nullptr;
   std::shared_ptr<CommandBarPopup> reports;
   if (is_new) {
     reports = As<CommandBarPopup>(Added(menu, ControlType::kPopup));
-    if (reports != nullptr) Name(*reports, kReportsCaption, kReportsCaption, Action());
+    if (reports != nullptr) Name(*reports, command.caption, command.caption, Action());
   } else {
-    reports = As<CommandBarPopup>(menu.Find({.type = ControlType::kPopup, .tag = kReportsCaption}));
+    reports = As<CommandBarPopup>(menu.Find({.type = ControlType::kPopup, .tag = command.caption}));
   }
   reports_menu_ = reports;
-  const std::shared_ptr<CommandBar> entries = reports != nullptr ? reports->Bar() : nullptr;
-  if (entries == nullptr) return;
-  CmdViewReport = MenuEntry(*entries, "&View && Refresh", is_new, &MyAddIn::CmdViewReport_Click);
-  CmdPurgeReport = MenuEntry(*entries, "&Purge All", is_new, &MyAddIn::CmdPurgeReport_Click);
-  CmdLimitReport =
-      MenuEntry(*entries, "&Entries per report page", is_new, &MyAddIn::CmdLimitReport_Click);
+  return reports != nullptr ? reports->Bar() : nullptr;
 }
 
-// Each entry's tag is its own: one for all would have a click run all handlers.
-std::shared_ptr<CommandBarButton> MyAddIn::MenuEntry(CommandBar& menu, const char* caption,
-                                                     bool is_new, Handler handler) {
-  if (HasEnded()) return nullptr;
+void MyAddIn::CreateEntry(CommandBar& menu, const Command& command, bool is_new) {
+  if (HasEnded()) return;
   std::shared_ptr<CommandBarButton> entry;
   if (is_new) {
     entry = As<CommandBarButton>(Added(menu, ControlType::kButton));
-    if (entry != nullptr) Name(*entry, caption, caption, Action());
+    if (entry != nullptr) Name(*entry, command.caption, command.caption, Action());
   } else {
-    entry = As<CommandBarButton>(menu.Find({.type = ControlType::kButton, .tag = caption}));
+    entry = As<CommandBarButton>(menu.Find({.type = ControlType::kButton, .tag = command.caption}));
   }
-  if (entry != nullptr) OnClick(entry, caption, handler);
-  return entry;
+  if (entry != nullptr) OnClick(entry, command);
+  this->*command.button = entry;
+  if (is_new && entry != nullptr && command.HasPicture()) SetFace(entry, command);
 }
 
 // Reports are reached from the main window, attachments from compose windows.
 void MyAddIn::FitMenu() {
   if (HasEnded()) return;
-  const bool composes = inspector != nullptr;
-  if (const auto reports = reports_menu_) {
-    if (composes) {
-      reports->SetVisible(false).Ignore();
+  const auto fit = [&](const std::shared_ptr<CommandBarControl>& control, const Command& command) {
+    if (control == nullptr) return;
+    if (inspector != nullptr ? command.in_compose_window : command.in_main_window) {
+      control->SetEnabled(true).Ignore();
+      if (command.HasTooltip()) control->SetTooltipText(command.tooltip).Ignore();
     } else {
-      reports->SetEnabled(true).Ignore();
+      control->SetVisible(false).Ignore();
     }
+  };
+  for (const Command& command : Commands()) {
+    if (command.IsMenu()) fit(reports_menu_, command);
   }
-  if (const auto attach = CmdAttachFile) {
-    if (composes) {
-      attach->SetEnabled(true).Ignore();
-      attach
-          ->SetTooltipText(
-              "HTML mail can attach file here\r\nThe usual Outlook Insert File will not work")
-          .Ignore();
-    } else {
-      attach->SetVisible(false).Ignore();
+  for (const bool everywhere : {false, true}) {
+    for (const Command& command : Commands()) {
+      if (command.IsMenu() || command.place == Command::Place::kBar) continue;
+      if (command.IsEverywhere() == everywhere) fit(this->*command.button, command);
     }
-  }
-  const auto others = {CmdDistFile,    CmdOptions, CmdViewReport,  CmdPurgeReport,
-                       CmdLimitReport, CmdHelp,    CmdSupportHelp, CmdAbout};
-  for (const std::shared_ptr<CommandBarButton>& entry : others) {
-    if (entry != nullptr) entry->SetEnabled(true).Ignore();
   }
 }
 
-std::shared_ptr<CommandBarButton> MyAddIn::GetOrAddButton(CommandBar& bar, const char* caption,
-                                                          bool begins_group) {
+void MyAddIn::CreateButton(CommandBar& bar, const Command& command) {
+  const std::shared_ptr<CommandBarButton> button = GetOrAddButton(bar, command);
+  if (button == nullptr) return;
+  this->*command.button = button;
+  button->SetStyle(command.style).Ignore();
+  if (command.HasTooltip()) button->SetTooltipText(command.tooltip).Ignore();
+  if (command.style != ButtonStyle::kIcon) button->SetCaption(command.caption).Ignore();
+  SetFace(button, command);
+  OnClick(button, command);
+}
+
+std::shared_ptr<CommandBarButton> MyAddIn::GetOrAddButton(CommandBar& bar, const Command& command) {
   if (HasEnded() || inspector == nullptr) return nullptr;
-  if (auto found = As<CommandBarButton>(bar.Find({.type = ControlType::kButton, .tag = caption}))) {
+  if (auto found =
+          As<CommandBarButton>(bar.Find({.type = ControlType::kButton, .tag = command.caption}))) {
     return found;
   }
   const auto button = As<CommandBarButton>(Added(bar, ControlType::kButton));
   if (button == nullptr) return nullptr;
-  button->SetCaption(caption).Ignore();
-  button->SetBeginGroup(begins_group).Ignore();
-  button->SetTag(caption).Ignore();
+  button->SetCaption(command.caption).Ignore();
+  button->SetBeginGroup(command.begins_group).Ignore();
+  button->SetTag(command.caption).Ignore();
   button->SetOnAction(Action()).Ignore();
   return button;
 }
@@ -194,13 +253,14 @@ void MyAddIn::CreateMergeList(CommandBar& bar) {
 }
 
 // The way goes through the clipboard, which loses what the user had on it. A face that can't be set
-// is left out; the button has its caption or tooltip. The window may go meanwhile, so the button is
-// held here.
-void MyAddIn::SetFace(std::shared_ptr<CommandBarButton> button, std::string_view resource,
-                      PictureKind kind) {
+// is left out; the button has its caption or tooltip. The window may go meanwhile, so the caller
+// holds the button.
+void MyAddIn::SetFace(const std::shared_ptr<CommandBarButton>& button, const Command& command) {
   if (HasEnded()) return;
   desktop().ClearClipboard().Ignore();
-  if (desktop().SetClipboardPicture(resource, kind).ok()) button->PasteFace().Ignore();
+  if (desktop().SetClipboardPicture(command.picture, command.picture_kind).ok()) {
+    button->PasteFace().Ignore();
+  }
   desktop().ClearClipboard().Ignore();
 }
 
@@ -217,9 +277,9 @@ void MyAddIn::Terminate() {
     box->OnChange({});
     box->Delete().Ignore();
   }
-  for (auto* entry : {&CmdDistFile, &CmdAttachFile, &CmdOptions, &CmdViewReport, &CmdPurgeReport,
-                      &CmdLimitReport, &CmdHelp, &CmdSupportHelp, &CmdAbout}) {
-    if (const auto button = std::exchange(*entry, nullptr)) button->OnClick({});
+  for (const Command& command : Commands()) {
+    if (command.IsMenu() || command.place == Command::Place::kBar) continue;
+    if (const auto entry = std::exchange(this->*command.button, nullptr)) entry->OnClick({});
   }
   if (const auto button = std::exchange(CmdPaperClip, nullptr)) {
     button->OnClick({});
@@ -247,9 +307,8 @@ std::function<void()> MyAddIn::WhenActive(const char* tag, Handler handler) {
   };
 }
 
-void MyAddIn::OnClick(const std::shared_ptr<CommandBarButton>& button, const char* tag,
-                      Handler handler) {
-  button->OnClick(WhenActive(tag, handler));
+void MyAddIn::OnClick(const std::shared_ptr<CommandBarButton>& button, const Command& command) {
+  button->OnClick(WhenActive(command.caption, command.click));
 }
 
 void MyAddIn::ComesToFront() {

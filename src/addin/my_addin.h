@@ -8,10 +8,11 @@
 
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
-#include <string_view>
 
 #include "addin/clicks.h"
+#include "addin/commands.h"
 #include "base/clock.h"
 #include "base/random.h"
 #include "host/add_in.h"
@@ -48,6 +49,8 @@ class MyAddIn final : public ComposeWindow,
   MyAddIn(const MyAddIn&) = delete;
   MyAddIn& operator=(const MyAddIn&) = delete;
   ~MyAddIn() override { Terminate(); }
+
+  static std::span<const Command> Commands();
 
   // Becomes the object of this compose window: hears its events, and puts the menu and the buttons
   // there. Controls that the host does not take are left out.
@@ -87,18 +90,16 @@ class MyAddIn final : public ComposeWindow,
   // object is gone; the second only while this object is active.
   std::function<void()> Holding(Handler handler);
   std::function<void()> WhenActive(const char* tag, Handler handler);
-  void OnClick(const std::shared_ptr<CommandBarButton>& button, const char* tag, Handler handler);
+  void OnClick(const std::shared_ptr<CommandBarButton>& button, const Command& command);
   std::string Action() const { return "<!" + services_.add_in.prog_id + ">"; }
-  // Added to a new menu, or found in one that was there.
-  std::shared_ptr<CommandBarButton> MenuEntry(CommandBar& menu, const char* caption, bool is_new,
-                                              Handler handler);
-  void CreateReportsMenu(CommandBar& menu, bool is_new);
+  std::shared_ptr<CommandBar> CreateReportsMenu(CommandBar& menu, const Command& command,
+                                                bool is_new);
+  void CreateEntry(CommandBar& menu, const Command& command, bool is_new);
   void FitMenu();
-  std::shared_ptr<CommandBarButton> GetOrAddButton(CommandBar& bar, const char* caption,
-                                                   bool begins_group);
+  void CreateButton(CommandBar& bar, const Command& command);
+  std::shared_ptr<CommandBarButton> GetOrAddButton(CommandBar& bar, const Command& command);
   void CreateMergeList(CommandBar& bar);
-  void SetFace(std::shared_ptr<CommandBarButton> button, std::string_view resource,
-               PictureKind kind);
+  void SetFace(const std::shared_ptr<CommandBarButton>& button, const Command& command);
   // The add-in was let go, which may happen below any call to the host.
   bool HasEnded() const { return services_.add_in.mail_client == nullptr; }
   // False, and the user is told, where there is no place for the user's data.
