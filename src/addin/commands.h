@@ -1,5 +1,5 @@
 // addin/commands.h - the add-in's commands: what the user reads and sees of each one, in the menu
-// and on the bars of a window.
+// on the bars and on the ribbon of a window.
 #pragma once
 
 #include <memory>
@@ -29,6 +29,9 @@ struct Command {
   void (MyAddIn::*click)() = nullptr;
 
   bool IsMenu() const { return click == nullptr; }
+  bool IsIn(bool compose_window) const {
+    return compose_window ? in_compose_window : in_main_window;
+  }
   bool IsEverywhere() const { return in_main_window && in_compose_window; }
   bool HasTooltip() const { return *tooltip != '\0'; }
   bool HasPicture() const { return *picture != '\0'; }

@@ -14,14 +14,15 @@ namespace {
 
 // From this version on a word processor is the client's own editor, and the only one.
 constexpr double kWordIsTheEditor = 12;
+// And from this one on all windows have ribbons, in our form.
+constexpr double kHasRibbons = 14;
 
 }  // namespace
 
 Connect::Connect(Desktop& desktop, SettingsBackend& backend, const Clock& clock,
                  Randomness& randomness, AddInPlace place)
-    : settings_(backend),
-      place_(std::move(place)),
-      services_{add_in_, settings_, clock, randomness, clicks_} {
+    : settings_(backend), place_(std::move(place)), services_{add_in_,    settings_, clock,
+                                                              randomness, clicks_,   ribbons_} {
   add_in_.desktop = &desktop;
   add_in_.install_folder = place_.install_folder;
   add_in_.engine_file = place_.engine_file;
@@ -54,12 +55,37 @@ void Connect::IDTExtensibility2_OnConnection(std::shared_ptr<MailClient> applica
   if (!EnsureUserProfile() || has_ended()) return;
   add_in_.prog_id = prog_id;
   const std::shared_ptr<MyAddIn> main_window = MainWindow();
-  const std::shared_ptr<CommandBars> bars = explorer->Bars();
-  if (const auto bar = bars != nullptr ? bars->Item(kMenuBar) : nullptr) {
-    main_window->CreateMenu(*bar);
+  misses_menu_ = expects_ribbons_ && !ribbons_.given() && HasRibbonVersion();
+  if (!ribbons_.given() && !misses_menu_) CreateMainMenu(*explorer, *main_window);
+  shows_mail_folder_ = true;
+  if (ribbons_.given()) {
+    main_window->UseRibbon();
+    ribbons_.InvalidateControl(RibbonKind::kMainWindow, kRibbonGroup);
   }
   main_window->active = true;
   if (has_ended()) main_window->Terminate();
+}
+
+void Connect::CreateMainMenu(Explorer& explorer, MyAddIn& main_window) {
+  const std::shared_ptr<CommandBars> bars = explorer.Bars();
+  if (const auto bar = bars != nullptr ? bars->Item(kMenuBar) : nullptr) {
+    main_window.CreateMenu(*bar);
+  }
+}
+
+void Connect::CreateMissedMenu() {
+  const std::shared_ptr<Explorer> explorer = explorer_;
+  if (!std::exchange(misses_menu_, false) || explorer == nullptr) return;
+  const std::shared_ptr<MyAddIn> main_window = MainWindow();
+  CreateMainMenu(*explorer, *main_window);
+  // It may have asked, or ended, meanwhile.
+  if (ribbons_.given()) main_window->UseRibbon();
+  if (add_in_.mail_client == nullptr) main_window->Terminate();
+}
+
+bool Connect::HasRibbonVersion() {
+  const std::shared_ptr<MailClient> client = add_in_.mail_client;
+  return client != nullptr && ModText::LeadingNumber(client->Version()) >= kHasRibbons;
 }
 
 // Without a place for it the data folder stays empty.
@@ -76,20 +102,25 @@ bool Connect::EnsureUserProfile() {
 }
 
 void Connect::oAppExplorer_Activate() {
+  CreateMissedMenu();
   MainWindow()->ComesToFront();
-  for (const auto& [key, window] : add_in_.windows) window->active = false;
 }
 
 void Connect::oAppExplorer_Deactivate() { MainWindow()->active = false; }
 
 void Connect::oAppExplorer_BeforeFolderSwitch(std::optional<int> default_item_type) {
+  CreateMissedMenu();
+  shows_mail_folder_ = default_item_type == kMailFolder;
+  if (ribbons_.given()) {
+    return ribbons_.InvalidateControl(RibbonKind::kMainWindow, kRibbonGroup);
+  }
   const std::shared_ptr<Explorer> explorer = explorer_;
   const std::shared_ptr<CommandBars> bars = explorer != nullptr ? explorer->Bars() : nullptr;
   const auto bar = bars != nullptr ? bars->Item(kMenuBar) : nullptr;
   const auto menu =
       bar != nullptr ? bar->Find({.type = ControlType::kPopup, .tag = kModuleName}) : nullptr;
   // A menu that can't be shown or hidden stays as it is; the user has lost nothing.
-  if (menu != nullptr) menu->SetVisible(default_item_type == kMailFolder).Ignore();
+  if (menu != nullptr) menu->SetVisible(shows_mail_folder_).Ignore();
 }
 
 void Connect::oAppExplorer_Close() {
@@ -97,7 +128,11 @@ void Connect::oAppExplorer_Close() {
   if (client == nullptr) return;
   // A window that closes is still counted. Where the number can't be had the client is ending.
   const Result<int> count = client->ExplorerCount();
-  if (!count.ok() || count.value() < 2) CleanUp();
+  if (count.ok() && count.value() >= 2) return;
+  // Mails may still be open. Nothing of ours is to be seen in them any more.
+  const std::vector<std::shared_ptr<Ribbon>> ribbons = ribbons_.Release();
+  CleanUp();
+  for (const auto& ribbon : ribbons) ribbon->InvalidateControl(kRibbonGroup).Ignore();
 }
 
 void Connect::oAppInspectors_NewInspector(const std::shared_ptr<Inspector>& inspector) {
@@ -131,6 +166,42 @@ void Connect::AddWindow(const std::shared_ptr<Inspector>& inspector) {
   window->key = add_in_.next_key;
   if (!add_in_.windows.emplace(window->key, window).second) return window->Terminate();
   if (add_in_.next_key < std::numeric_limits<std::int16_t>::max()) ++add_in_.next_key;
+  // It may have been asked about the window already.
+  ribbons_.InvalidateControl(RibbonKind::kComposeWindow, kRibbonGroup);
+}
+
+bool Connect::TakesRibbons(RibbonKind kind) {
+  // Those before this version have no ribbons in their main windows, so they do not ask for one.
+  if (add_in_.mail_client == nullptr) return kind == RibbonKind::kMainWindow;
+  return HasRibbonVersion();
+}
+
+std::string Connect::GetCustomUI(std::string_view ribbon_id) {
+  const std::optional<RibbonKind> kind = RibbonKindOf(ribbon_id);
+  if (!kind) return {};
+  if (!ribbons_.given()) {
+    if (!TakesRibbons(*kind)) return {};
+    ribbons_.Give();
+    misses_menu_ = false;
+    std::vector<std::shared_ptr<ComposeWindow>> with_bars{add_in_.main_window};
+    for (const auto& [key, window] : add_in_.windows) with_bars.push_back(window);
+    for (const auto& window : with_bars) {
+      if (window != nullptr) std::static_pointer_cast<MyAddIn>(window)->UseRibbon();
+    }
+  }
+  return RibbonXml(*kind, MyAddIn::Commands());
+}
+
+std::shared_ptr<MyAddIn> Connect::OnRibbonOf(const Inspector* window) {
+  if (add_in_.mail_client == nullptr || !ribbons_.given()) return nullptr;
+  if (window == nullptr) return shows_mail_folder_ ? MainWindow() : nullptr;
+  for (const auto& [key, followed] : add_in_.windows) {
+    const auto& inspector = followed->inspector;
+    if (inspector != nullptr && inspector->Identity() == window->Identity()) {
+      return std::static_pointer_cast<MyAddIn>(followed);
+    }
+  }
+  return nullptr;
 }
 
 std::shared_ptr<MyAddIn> Connect::MainWindow() {
@@ -150,6 +221,7 @@ void Connect::CleanUp() {
   for (const auto& [key, window] : windows) std::static_pointer_cast<MyAddIn>(window)->Terminate();
   add_in_.next_key = 0;
   add_in_.mail_client = nullptr;
+  shows_mail_folder_ = misses_menu_ = false;
 }
 
 }  // namespace vespro

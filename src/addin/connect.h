@@ -31,7 +31,7 @@ class Connect {
           AddInPlace place);
   Connect(const Connect&) = delete;
   Connect& operator=(const Connect&) = delete;
-  ~Connect() { CleanUp(); }
+  ~Connect() { IDTExtensibility2_OnDisconnection(); }
 
   // `custom` is the number at the lower bound of the custom array, if there is one: 2 or 3 say that
   // a program has started the client, and then nothing is done. `prog_id` is the add-in's. What
@@ -39,9 +39,29 @@ class Connect {
   void IDTExtensibility2_OnConnection(std::shared_ptr<MailClient> application,
                                       std::optional<int> custom, std::string_view prog_id);
   // Gives back all that is the host's. Again: nothing.
-  void IDTExtensibility2_OnDisconnection() { CleanUp(); }
+  void IDTExtensibility2_OnDisconnection() {
+    CleanUp();
+    ribbons_.End();
+  }
 
   const AddIn& add_in() const { return add_in_; }
+
+  // The host wants to know whether there is anything for ribbons, so that it is going to ask for
+  // it. Before the connection: then nothing is put on bars until it could have asked.
+  void ExpectRibbons() { expects_ribbons_ = true; }
+  void IDTExtensibility2_OnStartupComplete() { CreateMissedMenu(); }
+  // The host asks for what to put on the ribbons of a kind of windows, before or after the
+  // connection: the description, or "" for none. From version 14 on the commands are on ribbons
+  // once one was given, and what was made on bars goes; a host that never asks has the bars.
+  std::string GetCustomUI(std::string_view ribbon_id);
+  bool gives_ribbons() const { return ribbons_.given(); }
+  // It has made the ribbons that were described.
+  void RibbonLoad(RibbonKind kind, std::shared_ptr<Ribbon> ribbon) {
+    ribbons_.Load(kind, std::move(ribbon));
+  }
+  // The object of a window on whose ribbon a control is, by any object that is that window; nullptr
+  // means a main window. nullptr when the add-in has nothing there: it is to be hidden.
+  std::shared_ptr<MyAddIn> OnRibbonOf(const Inspector* window);
 
  private:
   void oAppExplorer_Activate();
@@ -51,6 +71,11 @@ class Connect {
   void oAppInspectors_NewInspector(const std::shared_ptr<Inspector>& inspector);
 
   bool EnsureUserProfile();
+  void CreateMainMenu(Explorer& explorer, MyAddIn& main_window);
+  // Has the host not asked for ribbons until now, it is not going to.
+  void CreateMissedMenu();
+  bool HasRibbonVersion();
+  bool TakesRibbons(RibbonKind kind);
   void AddWindow(const std::shared_ptr<Inspector>& inspector);
   std::shared_ptr<MyAddIn> MainWindow();
   void CleanUp();
@@ -59,6 +84,10 @@ class Connect {
   AddIn add_in_;
   AddInPlace place_;
   Clicks clicks_;
+  Ribbons ribbons_;
+  bool expects_ribbons_ = false;
+  bool misses_menu_ = false;        // since the host is expected to ask for ribbons
+  bool shows_mail_folder_ = false;  // the commands of the main window are for these
   AddInServices services_;
   std::shared_ptr<Explorer> explorer_;      // the one that was in front at connection
   std::shared_ptr<Inspectors> inspectors_;  // all item windows

@@ -72,16 +72,19 @@ std::span<const Command> MyAddIn::Commands() {
       {.name = "CmdViewReport",
        .caption = "&View && Refresh",
        .place = kReportsMenu,
+       .in_compose_window = false,
        .button = &MyAddIn::CmdViewReport,
        .click = &MyAddIn::CmdViewReport_Click},
       {.name = "CmdPurgeReport",
        .caption = "&Purge All",
        .place = kReportsMenu,
+       .in_compose_window = false,
        .button = &MyAddIn::CmdPurgeReport,
        .click = &MyAddIn::CmdPurgeReport_Click},
       {.name = "CmdLimitReport",
        .caption = "&Entries per report page",
        .place = kReportsMenu,
+       .in_compose_window = false,
        .button = &MyAddIn::CmdLimitReport,
        .click = &MyAddIn::CmdLimitReport_Click},
       {.name = "CmdHelp",
@@ -123,7 +126,14 @@ void MyAddIn::ThisInspector(std::shared_ptr<Inspector> window) {
   inspector = window;
   window->Listen({Holding(&MyAddIn::MyInspector_Activate),
                   Holding(&MyAddIn::MyInspector_Deactivate), Holding(&MyAddIn::MyInspector_Close)});
-  const std::shared_ptr<CommandBars> bars = window->Bars();
+  if (!services_.ribbons.given()) CreateBars(*window);
+  if (services_.ribbons.given()) UseRibbon();
+  // The window may have been closed meanwhile.
+  if (inspector == nullptr) Terminate();
+}
+
+void MyAddIn::CreateBars(Inspector& window) {
+  const std::shared_ptr<CommandBars> bars = window.Bars();
   if (bars == nullptr) return;
   if (const auto bar = bars->Item(kMenuBar)) CreateMenu(*bar);
   const std::shared_ptr<CommandBar> bar = bars->Item(kStandardBar);
@@ -132,8 +142,20 @@ void MyAddIn::ThisInspector(std::shared_ptr<Inspector> window) {
     if (command.place == Command::Place::kBar) CreateButton(*bar, command);
   }
   CreateMergeList(*bar);
-  // The window may have been closed meanwhile.
-  if (inspector == nullptr) Terminate();
+}
+
+void MyAddIn::UseRibbon() {
+  const auto menu = menu_;
+  LeaveBars();
+  // It would have the same commands. Where it can't be had away the user sees them twice.
+  if (menu != nullptr) menu->Delete().Ignore();
+  if (inspector == nullptr) return;
+  const auto box = std::make_shared<RibbonComboBox>([&ribbons = services_.ribbons] {
+    ribbons.InvalidateControl(RibbonKind::kComposeWindow, kRibbonMergeList);
+  });
+  ribbon_merge_list_ = box;
+  merge_list = box;
+  ModMailMerge::LoadMergeList(services_.settings, *box);
 }
 
 void MyAddIn::CreateMenu(CommandBar& bar) {
@@ -193,8 +215,10 @@ void MyAddIn::CreateEntry(CommandBar& menu, const Command& command, bool is_new)
 void MyAddIn::FitMenu() {
   if (HasEnded()) return;
   const auto fit = [&](const std::shared_ptr<CommandBarControl>& control, const Command& command) {
+    // What is in a hidden menu needs no hiding.
+    const bool is_inside = command.place == Command::Place::kReportsMenu;
     if (control == nullptr) return;
-    if (inspector != nullptr ? command.in_compose_window : command.in_main_window) {
+    if (is_inside || command.IsIn(inspector != nullptr)) {
       control->SetEnabled(true).Ignore();
       if (command.HasTooltip()) control->SetTooltipText(command.tooltip).Ignore();
     } else {
@@ -204,10 +228,12 @@ void MyAddIn::FitMenu() {
   for (const Command& command : Commands()) {
     if (command.IsMenu()) fit(reports_menu_, command);
   }
-  for (const bool everywhere : {false, true}) {
+  // Those first that are not in every window's menu.
+  for (const bool own : {true, false}) {
     for (const Command& command : Commands()) {
       if (command.IsMenu() || command.place == Command::Place::kBar) continue;
-      if (command.IsEverywhere() == everywhere) fit(this->*command.button, command);
+      const bool is_own = command.place == Command::Place::kMenu && !command.IsEverywhere();
+      if (is_own == own) fit(this->*command.button, command);
     }
   }
 }
@@ -268,6 +294,11 @@ void MyAddIn::Terminate() {
   active = false;
   const auto window = std::exchange(inspector, nullptr);
   if (window != nullptr) window->Listen({});
+  ribbon_merge_list_ = nullptr;
+  LeaveBars();
+}
+
+void MyAddIn::LeaveBars() {
   // The host may have dropped them with the window.
   if (const auto button = std::exchange(CmdSend, nullptr)) {
     button->OnClick({});
@@ -312,8 +343,37 @@ void MyAddIn::OnClick(const std::shared_ptr<CommandBarButton>& button, const Com
 }
 
 void MyAddIn::ComesToFront() {
+  // Not every host tells the others that they are behind.
+  const auto main_window = services_.add_in.main_window;
+  if (main_window != nullptr && main_window.get() != this) main_window->active = false;
+  for (const auto& [other_key, window] : services_.add_in.windows) {
+    if (window.get() != this) window->active = false;
+  }
   active = true;
   services_.clicks.ComesToFront(clicks_had_);
+}
+
+bool MyAddIn::RibbonClick(std::string_view name) {
+  for (const Command& command : Commands()) {
+    if (command.IsMenu() || name != command.name || !command.IsIn(inspector != nullptr)) continue;
+    RunFromRibbon(command.click);
+    return true;
+  }
+  return false;
+}
+
+bool MyAddIn::RibbonChange(std::string_view text) {
+  if (ribbon_merge_list_ == nullptr) return false;
+  ribbon_merge_list_->SetChosen(text);
+  RunFromRibbon(&MyAddIn::CmdMergeDataList_Change);
+  return true;
+}
+
+// Whose control is used is in front, whatever has been told.
+void MyAddIn::RunFromRibbon(Handler handler) {
+  ComesToFront();
+  const Clicks::Running running(services_.clicks);
+  (this->*handler)();
 }
 
 bool MyAddIn::HasUserProfile() {
@@ -322,14 +382,7 @@ bool MyAddIn::HasUserProfile() {
   return false;
 }
 
-void MyAddIn::MyInspector_Activate() {
-  ComesToFront();
-  // Not every host tells the main window that it is behind.
-  if (services_.add_in.main_window != nullptr) services_.add_in.main_window->active = false;
-  for (const auto& [other_key, window] : services_.add_in.windows) {
-    if (window.get() != this) window->active = false;
-  }
-}
+void MyAddIn::MyInspector_Activate() { ComesToFront(); }
 
 void MyAddIn::MyInspector_Deactivate() { active = false; }
 

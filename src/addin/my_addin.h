@@ -10,9 +10,11 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "addin/clicks.h"
 #include "addin/commands.h"
+#include "addin/ribbon.h"
 #include "base/clock.h"
 #include "base/random.h"
 #include "host/add_in.h"
@@ -35,6 +37,7 @@ struct AddInServices {
   const Clock& clock;
   Randomness& randomness;
   Clicks& clicks;
+  Ribbons& ribbons;
 };
 
 // There is no place for the user's data, so nothing can be done.
@@ -53,15 +56,25 @@ class MyAddIn final : public ComposeWindow,
   static std::span<const Command> Commands();
 
   // Becomes the object of this compose window: hears its events, and puts the menu and the buttons
-  // there. Controls that the host does not take are left out.
+  // there unless they are on the ribbon. Controls that the host does not take are left out.
   void ThisInspector(std::shared_ptr<Inspector> inspector);
   // Puts the menu on the bar, or takes the one that is there, and fits it to the window.
   void CreateMenu(CommandBar& bar);
   // Takes the buttons and the merge list off the window and gives back every object of the host's.
   // Again: nothing.
   void Terminate();
-  // The window is in front, so this object answers clicks.
+  // The window is in front, so this object answers clicks and no other does.
   void ComesToFront();
+
+  // The commands are on the window's ribbon from now on; what is on its bars goes.
+  void UseRibbon();
+  // The user has clicked the command of that name on this window's ribbon, which runs before it
+  // returns. False when this kind of window does not have it. The caller holds the object.
+  bool RibbonClick(std::string_view name);
+  // The same for a choice from the merge list, or a text typed there.
+  bool RibbonChange(std::string_view text);
+  // nullptr for a window that has none on its ribbon.
+  std::shared_ptr<const RibbonComboBox> ribbon_merge_list() const { return ribbon_merge_list_; }
 
   void ShowDlgSelectFile() override;
   void ShowfrmMailSetting() override;
@@ -91,6 +104,10 @@ class MyAddIn final : public ComposeWindow,
   std::function<void()> Holding(Handler handler);
   std::function<void()> WhenActive(const char* tag, Handler handler);
   void OnClick(const std::shared_ptr<CommandBarButton>& button, const Command& command);
+  void RunFromRibbon(Handler handler);
+  // Takes off what a window's bars have of ours, but for the menu, and lets go of all of it.
+  void LeaveBars();
+  void CreateBars(Inspector& window);
   std::string Action() const { return "<!" + services_.add_in.prog_id + ">"; }
   std::shared_ptr<CommandBar> CreateReportsMenu(CommandBar& menu, const Command& command,
                                                 bool is_new);
@@ -115,7 +132,8 @@ class MyAddIn final : public ComposeWindow,
       CmdAbout;
   std::shared_ptr<CommandBarButton> CmdViewReport, CmdPurgeReport, CmdLimitReport;
   std::shared_ptr<CommandBarButton> CmdPaperClip, CmdSend;
-  // The merge list is ComposeWindow::merge_list.
+  // The merge list is ComposeWindow::merge_list; the same if it is on a ribbon.
+  std::shared_ptr<RibbonComboBox> ribbon_merge_list_;
 };
 
 }  // namespace vespro
