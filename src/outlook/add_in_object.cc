@@ -15,6 +15,7 @@
 #include "outlook/com_edge.h"
 #include "outlook/event_sink.h"
 #include "outlook/outlook_client.h"
+#include "outlook/ribbon_callbacks.h"
 #include "settings/registry_backend.h"
 #include "win32/win32_desktop.h"
 
@@ -30,6 +31,7 @@ enum MethodId : DISPID {
   kOnStartupComplete,
   kOnBeginShutdown
 };
+constexpr DISPID kGetCustomUI = 1;  // of the other interface
 struct Method {
   const wchar_t* name;
   UINT arguments;
@@ -122,17 +124,36 @@ class AddInObject::Connection {
   Connect connect_;
 };
 
+STDMETHODIMP AddInObject::QueryInterface(REFIID iid, void** out) {
+  if (out == nullptr || iid != __uuidof(IRibbonExtensibility)) {
+    return ComObject::QueryInterface(iid, out);
+  }
+  asked_for_ribbons_ = true;
+  *out = static_cast<IRibbonExtensibility*>(&ribbon_extensibility_);
+  AddRef();
+  return S_OK;
+}
+
+std::shared_ptr<AddInObject::Connection> AddInObject::Prepare() {
+  if (connection_ == nullptr) connection_ = std::make_shared<Connection>(install_folder_);
+  if (context_ == nullptr) {
+    context_ = std::make_shared<const HostContext>(HostContext{use(), connection_});
+  }
+  return connection_;
+}
+
 STDMETHODIMP AddInObject::OnConnection(IDispatch* application, std::int32_t, IDispatch* instance,
                                        SAFEARRAY** custom) {
   const ComPtr<AddInObject> self(this);
   return AtComEdge("OnConnection", [&]() -> HRESULT {
     if (application == nullptr) return E_INVALIDARG;
-    if (connection_ == nullptr) connection_ = std::make_shared<Connection>(install_folder_);
-    const std::shared_ptr<Connection> connection = connection_;
-    const auto context = std::make_shared<const HostContext>(HostContext{use(), connection});
+    context_ = nullptr;  // numbers of members may be another Outlook's
+    const std::shared_ptr<Connection> connection = Prepare();
+    const std::shared_ptr<const HostContext> context = context_;
     const Dispatch in_outlook(ComPtr<IDispatch>(instance), ObjectKind::kAddInInstance,
                               context->ids);
     const Result<std::string> prog_id = in_outlook.Text(L"ProgId");
+    if (asked_for_ribbons_) connection->connect().ExpectRibbons();
     connection->connect().IDTExtensibility2_OnConnection(
         std::make_shared<OutlookClient>(ComPtr<IDispatch>(application), context),
         FirstNumber(custom == nullptr ? nullptr : *custom),
@@ -144,6 +165,15 @@ STDMETHODIMP AddInObject::OnConnection(IDispatch* application, std::int32_t, IDi
 STDMETHODIMP AddInObject::OnDisconnection(std::int32_t, SAFEARRAY**) {
   const ComPtr<AddInObject> self(this);
   return Disconnect("OnDisconnection");
+}
+
+STDMETHODIMP AddInObject::OnStartupComplete(SAFEARRAY**) {
+  const ComPtr<AddInObject> self(this);
+  return AtComEdge("OnStartupComplete", [&] {
+    const std::shared_ptr<Connection> connection = connection_;
+    if (connection != nullptr) connection->connect().IDTExtensibility2_OnStartupComplete();
+    return S_OK;
+  });
 }
 
 // Later Outlooks let it go without disconnecting it.
@@ -169,23 +199,82 @@ STDMETHODIMP AddInObject::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCI
   for (std::size_t i = 0; i < kMethods.size(); ++i) {
     if (_wcsicmp(names[0], kMethods[i].name) == 0) ids[0] = static_cast<DISPID>(i + 1);
   }
+  if (const auto callback = ModRibbonCallbacks::Find(names[0])) ids[0] = *callback;
   // Names behind the first are those of arguments, which have none here.
   return ids[0] == DISPID_UNKNOWN || count > 1 ? DISP_E_UNKNOWNNAME : S_OK;
 }
 
 STDMETHODIMP AddInObject::Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* arguments,
-                                 VARIANT*, EXCEPINFO*, UINT*) {
+                                 VARIANT* result, EXCEPINFO*, UINT*) {
+  const ComPtr<AddInObject> self(this);
   return AtComEdge("Invoke", [&]() -> HRESULT {
+    if (id >= ModRibbonCallbacks::kFirst) {
+      if ((flags & DISPATCH_METHOD) == 0) return DISP_E_MEMBERNOTFOUND;
+      if (arguments == nullptr) return DISP_E_BADPARAMCOUNT;
+      const std::shared_ptr<Connection> connection = Prepare();
+      const std::shared_ptr<const HostContext> context = context_;
+      return ModRibbonCallbacks::Invoke(id, *arguments, result, connection->connect(), context);
+    }
     if (id < kOnConnection || id > kOnBeginShutdown || (flags & DISPATCH_METHOD) == 0) {
       return DISP_E_MEMBERNOTFOUND;
     }
     const UINT wanted = kMethods[static_cast<std::size_t>(id - 1)].arguments;
     if (arguments == nullptr || arguments->cArgs != wanted) return DISP_E_BADPARAMCOUNT;
     if (id == kOnDisconnection) return OnDisconnection(0, nullptr);
+    if (id == kOnStartupComplete) return OnStartupComplete(nullptr);
     if (id != kOnConnection) return S_OK;
     SAFEARRAY* custom = ArrayIn(arguments->rgvarg[0]);  // the last one comes first
     return OnConnection(ObjectArgument(*arguments, 0).get(), 0, ObjectArgument(*arguments, 2).get(),
                         &custom);
+  });
+}
+
+STDMETHODIMP AddInObject::RibbonExtensibility::GetIDsOfNames(REFIID iid, LPOLESTR* names,
+                                                             UINT count, LCID language,
+                                                             DISPID* ids) {
+  const HRESULT found = owner_.GetIDsOfNames(iid, names, count, language, ids);
+  if (found == E_INVALIDARG) return found;
+  if (_wcsicmp(names[0], L"GetCustomUI") == 0) {
+    ids[0] = kGetCustomUI;
+  } else if (ids[0] < ModRibbonCallbacks::kFirst) {
+    ids[0] = DISPID_UNKNOWN;
+  }
+  return ids[0] == DISPID_UNKNOWN || count > 1 ? DISP_E_UNKNOWNNAME : S_OK;
+}
+
+STDMETHODIMP AddInObject::RibbonExtensibility::Invoke(DISPID id, REFIID iid, LCID language,
+                                                      WORD flags, DISPPARAMS* arguments,
+                                                      VARIANT* result, EXCEPINFO* exception,
+                                                      UINT* wrong_argument) {
+  if (id >= ModRibbonCallbacks::kFirst) {
+    return owner_.Invoke(id, iid, language, flags, arguments, result, exception, wrong_argument);
+  }
+  return AtComEdge("Invoke", [&]() -> HRESULT {
+    if (id != kGetCustomUI || (flags & DISPATCH_METHOD) == 0) return DISP_E_MEMBERNOTFOUND;
+    if (arguments == nullptr || arguments->cArgs != 1) return DISP_E_BADPARAMCOUNT;
+    const Result<std::string> ribbon_id = Variant::CopyOf(arguments->rgvarg[0]).ToText();
+    if (!ribbon_id.ok()) return DISP_E_TYPEMISMATCH;
+    Bstr xml;
+    const HRESULT got = GetCustomUI(Bstr(ribbon_id.value()).get(), xml.Out());
+    if (FAILED(got) || result == nullptr) return got;
+    VariantInit(result);
+    V_VT(result) = VT_BSTR;
+    V_BSTR(result) = xml.Detach();
+    return S_OK;
+  });
+}
+
+// No text at all: this ribbon is left as it is.
+STDMETHODIMP AddInObject::RibbonExtensibility::GetCustomUI(BSTR ribbon_id, BSTR* xml) {
+  if (xml == nullptr) return E_POINTER;
+  *xml = nullptr;
+  const ComPtr<AddInObject> self(&owner_);
+  return AtComEdge("GetCustomUI", [&]() -> HRESULT {
+    const std::shared_ptr<Connection> connection = owner_.Prepare();
+    const std::string description = connection->connect().GetCustomUI(TextOf(ribbon_id));
+    if (description.empty()) return S_OK;
+    *xml = Bstr(description).Detach();
+    return *xml == nullptr ? E_OUTOFMEMORY : S_OK;
   });
 }
 

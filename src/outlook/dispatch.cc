@@ -86,6 +86,10 @@ const char* KindName(ObjectKind kind) {
       return "MailItem";
     case ObjectKind::kPopup:
       return "CommandBarPopup";
+    case ObjectKind::kRibbon:
+      return "IRibbonUI";
+    case ObjectKind::kRibbonControl:
+      return "IRibbonControl";
   }
   return "Object";
 }

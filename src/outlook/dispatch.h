@@ -37,6 +37,8 @@ enum class ObjectKind {
   kInspectors,
   kMailItem,
   kPopup,
+  kRibbon,
+  kRibbonControl,
 };
 const char* KindName(ObjectKind kind);
 

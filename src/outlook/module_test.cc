@@ -329,5 +329,161 @@ TEST(AddInObjectTest, ScriptsMayCallItByName) {
   EXPECT_EQ(use.count(), 0);
 }
 
+// What Office passes for a control; without a name for it none of its properties can be had.
+class FakeControl final : public ComObject<IDispatch> {
+ public:
+  FakeControl(ModuleUse& use, std::string id, IDispatch* context)
+      : ComObject(use), id_(std::move(id)), context_(context) {}
+  int asked = 0;
+
+  STDMETHODIMP GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
+  STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+  STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR* names, UINT, LCID, DISPID* ids) override {
+    ++asked;
+    *ids = std::wstring_view(names[0]) == L"Id" ? 1 : 2;
+    return id_.empty() ? DISP_E_UNKNOWNNAME : S_OK;
+  }
+  STDMETHODIMP Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS*, VARIANT* result, EXCEPINFO*,
+                      UINT*) override {
+    *result = (id == 1 ? Variant(id_) : Variant(context_)).Detach();
+    return S_OK;
+  }
+
+ private:
+  ~FakeControl() override = default;
+  const std::string id_;
+  IDispatch* const context_;
+};
+
+DISPID IdOf(IDispatch& object, const wchar_t* name) {
+  auto* asked = const_cast<LPOLESTR>(name);
+  DISPID id = 0;
+  const HRESULT found = object.GetIDsOfNames(IID_NULL, &asked, 1, 0, &id);
+  EXPECT_EQ(found, id == DISPID_UNKNOWN ? DISP_E_UNKNOWNNAME : S_OK);
+  return id;
+}
+
+TEST(AddInObjectTest, RibbonsAreAskedForThroughAnInterfaceOfTheirOwn) {
+  ModuleUse use;
+  {
+    const auto object = MakeComObject<AddInObject>(use, fs::path(L"C:\\nowhere"));
+    const auto ribbons = object.As<IRibbonExtensibility>(__uuidof(IRibbonExtensibility));
+    ASSERT_TRUE(ribbons);
+    EXPECT_EQ(ribbons.As<IUnknown>(IID_IUnknown).get(), object.As<IUnknown>(IID_IUnknown).get());
+    EXPECT_EQ(ribbons.As<IDTExtensibility2>(__uuidof(IDTExtensibility2)).get(), object.get());
+
+    const auto given = [&](const char* ribbon_id) {
+      Bstr xml;
+      EXPECT_EQ(ribbons->GetCustomUI(Bstr(ribbon_id).get(), xml.Out()), S_OK);
+      return xml.ToText();
+    };
+    EXPECT_EQ(given("Microsoft.Outlook.Mail.Compose"), "") << "which an older Outlook may ask for";
+    EXPECT_EQ(given("Microsoft.Outlook.Explorer").find("<customUI "), 0U);
+    EXPECT_EQ(given("Microsoft.Outlook.Mail.Compose").find("<customUI "), 0U);
+    EXPECT_EQ(given("Microsoft.Outlook.Contact"), "");
+    Bstr xml;
+    EXPECT_EQ(ribbons->GetCustomUI(nullptr, xml.Out()), S_OK);
+    EXPECT_EQ(xml.get(), nullptr);
+    EXPECT_EQ(ribbons->GetCustomUI(nullptr, nullptr), E_POINTER);
+
+    // The same number means another function in the other interface.
+    EXPECT_EQ(IdOf(*ribbons.get(), L"getcustomui"), 1);
+    EXPECT_EQ(IdOf(*object.get(), L"OnConnection"), 1);
+    EXPECT_EQ(IdOf(*object.get(), L"GetCustomUI"), DISPID_UNKNOWN);
+    EXPECT_EQ(IdOf(*ribbons.get(), L"OnConnection"), DISPID_UNKNOWN);
+    const DISPID action = IdOf(*object.get(), L"Ribbon_OnAction");
+    EXPECT_GT(action, 1);
+    EXPECT_EQ(IdOf(*ribbons.get(), L"ribbon_onaction"), action);
+    EXPECT_EQ(IdOf(*object.get(), L"Ribbon_OnSomething"), DISPID_UNKNOWN);
+
+    VARIANT name = Variant("Microsoft.Outlook.Explorer").Detach();
+    DISPPARAMS one{&name, nullptr, 1, 0};
+    Variant described;
+    EXPECT_EQ(
+        ribbons->Invoke(1, IID_NULL, 0, DISPATCH_METHOD, &one, described.Out(), nullptr, nullptr),
+        S_OK);
+    EXPECT_EQ(described.ToText().value().find("<customUI "), 0U);
+    EXPECT_EQ(ribbons->Invoke(2, IID_NULL, 0, DISPATCH_METHOD, &one, nullptr, nullptr, nullptr),
+              DISP_E_MEMBERNOTFOUND);
+    EXPECT_EQ(ribbons->Invoke(1, IID_NULL, 0, DISPATCH_METHOD, nullptr, nullptr, nullptr, nullptr),
+              DISP_E_BADPARAMCOUNT);
+    VariantClear(&name);
+  }
+  EXPECT_EQ(use.count(), 0);
+}
+
+TEST(AddInObjectTest, CallbacksStandHostileArguments) {
+  ModuleUse use;
+  {
+    const auto object = MakeComObject<AddInObject>(use, fs::path(L"C:\\nowhere"));
+    const auto ribbons = object.As<IRibbonExtensibility>(__uuidof(IRibbonExtensibility));
+    const auto empty = MakeComObject<EmptyApplication>(use);
+    const auto nameless = MakeComObject<FakeControl>(use, "", empty.get());
+    const auto homeless = MakeComObject<FakeControl>(use, "CmdSend", nullptr);
+    const auto elsewhere = MakeComObject<FakeControl>(use, "CmdSend", empty.get());
+    Variant result;
+    const auto call = [&](const wchar_t* name, std::vector<Variant> arguments,
+                          WORD flags = DISPATCH_METHOD) {
+      std::vector<VARIANT> reversed;
+      for (auto at = arguments.rbegin(); at != arguments.rend(); ++at)
+        reversed.push_back(at->get());
+      DISPPARAMS parameters{reversed.data(), nullptr, static_cast<UINT>(reversed.size()), 0};
+      return ribbons->Invoke(IdOf(*object.get(), name), IID_NULL, 0, flags, &parameters,
+                             result.Out(), nullptr, nullptr);
+    };
+    const auto with = [](auto... values) {
+      std::vector<Variant> all;
+      (all.emplace_back(values), ...);
+      return all;
+    };
+    // Nobody has asked for a ribbon: Outlook is left alone.
+    EXPECT_EQ(call(L"Ribbon_OnAction", with(elsewhere.get())), E_UNEXPECTED);
+    EXPECT_EQ(call(L"Ribbon_GetVisible", with(elsewhere.get())), S_OK);
+    EXPECT_EQ(result.ToBool().value(), false);
+    EXPECT_EQ(elsewhere->asked, 0);
+
+    Bstr xml;
+    ASSERT_EQ(ribbons->GetCustomUI(Bstr("Microsoft.Outlook.Explorer").get(), xml.Out()), S_OK);
+    const wchar_t* names[] = {L"MainRibbon_Load",     L"ComposeRibbon_Load",  L"Ribbon_GetVisible",
+                              L"Ribbon_GetImage",     L"Ribbon_OnAction",     L"Ribbon_GetEnabled",
+                              L"Ribbon_GetItemCount", L"Ribbon_GetItemLabel", L"Ribbon_GetText",
+                              L"Ribbon_OnChange"};
+    for (const wchar_t* name : names) {
+      SCOPED_TRACE(name);
+      const bool more = std::wstring_view(name).ends_with(L"ItemLabel") ||
+                        std::wstring_view(name).ends_with(L"Change");
+      const auto first = [&](auto value) { return more ? with(value, 0) : with(value); };
+      EXPECT_EQ(call(name, {}), DISP_E_BADPARAMCOUNT);
+      EXPECT_EQ(call(name, with(1, 2, 3)), DISP_E_BADPARAMCOUNT);
+      EXPECT_EQ(call(name, first("CmdSend")), DISP_E_TYPEMISMATCH);
+      EXPECT_EQ(call(name, first(static_cast<IDispatch*>(nullptr))), DISP_E_TYPEMISMATCH);
+      EXPECT_EQ(call(name, first(empty.get()), DISPATCH_PROPERTYPUT), DISP_E_MEMBERNOTFOUND);
+      if (std::wstring_view(name).ends_with(L"Load")) continue;
+      for (IDispatch* control :
+           {static_cast<IDispatch*>(nameless.get()), static_cast<IDispatch*>(homeless.get()),
+            static_cast<IDispatch*>(elsewhere.get()), static_cast<IDispatch*>(empty.get())}) {
+        EXPECT_EQ(call(name, first(control)), E_INVALIDARG);
+      }
+    }
+    const DISPID action = IdOf(*object.get(), L"Ribbon_OnAction");
+    EXPECT_EQ(
+        object->Invoke(action, IID_NULL, 0, DISPATCH_METHOD, nullptr, nullptr, nullptr, nullptr),
+        DISP_E_BADPARAMCOUNT);
+    DISPPARAMS nothing{};
+    EXPECT_EQ(object->Invoke(action + 1000, IID_NULL, 0, DISPATCH_METHOD, &nothing, nullptr,
+                             nullptr, nullptr),
+              DISP_E_MEMBERNOTFOUND);
+
+    // What was loaded is let go with the connection.
+    const auto ribbon = MakeComObject<EmptyApplication>(use);
+    EXPECT_EQ(call(L"MainRibbon_Load", with(ribbon.get())), S_OK);
+    EXPECT_EQ(ribbon->AddRef(), 3U);
+    EXPECT_EQ(object->OnDisconnection(0, nullptr), S_OK);
+    EXPECT_EQ(ribbon->Release(), 1U);
+    EXPECT_EQ(call(L"Ribbon_OnAction", with(elsewhere.get())), E_UNEXPECTED);
+  }
+  EXPECT_EQ(use.count(), 0);
+}
+
 }  // namespace
 }  // namespace vespro

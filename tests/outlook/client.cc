@@ -606,6 +606,7 @@ void Client::CameToFront(Window& window) {
 Status Client::OpenExplorer(std::string_view name) {
   if (Find(name) != nullptr) return Status(Code::kUsage, "there is a window of that name");
   auto& window = ledger.Make<Explorer>(*this, name);
+  ribbons.Show(window);
   BringToFront(window);
   if (!window.ended()) window.frame().Show();
   return {};
@@ -629,6 +630,7 @@ void Client::Show(Item& item, std::string_view name, const NewItem& looks) {
   windows_.insert(windows_.begin(), &window);
   inspectors_->Raise(kInspectorsEvents, kNewInspector, &window);
   if (window.ended()) return;
+  ribbons.Show(window);
   BringToFront(window);
   if (!window.ended()) window.frame().Show();
 }
@@ -693,7 +695,9 @@ Status Client::Command(std::string_view caption) {
     Control* control = bar->visible ? find(*bar) : nullptr;
     if (control != nullptr && control->Click()) return {};
   }
-  return none;
+  const std::shared_ptr<RibbonView> ribbon = window->ribbon;
+  const Status clicked = ribbon == nullptr ? none : ribbon->Click(caption);
+  return clicked.code() == Code::kNotFound ? none : clicked;
 }
 
 Status Client::Choose(std::string_view entry) {
@@ -705,8 +709,11 @@ Status Client::Choose(std::string_view entry) {
       if (control->Choose(static_cast<int>(found - control->items.begin()) + 1)) return {};
     }
   }
-  return Status(Code::kNotFound,
-                "the window in front has no box that offers '" + std::string(entry) + "'");
+  const Status none(Code::kNotFound,
+                    "the window in front has no box that offers '" + std::string(entry) + "'");
+  const std::shared_ptr<RibbonView> ribbon = window == nullptr ? nullptr : window->ribbon;
+  const Status chosen = ribbon == nullptr ? none : ribbon->Choose(entry);
+  return chosen.code() == Code::kNotFound ? none : chosen;
 }
 
 void Client::Quit() {

@@ -19,6 +19,7 @@
 #include "outlook/bars.h"
 #include "outlook/frame.h"
 #include "outlook/ledger.h"
+#include "outlook/ribbons.h"
 
 namespace vespro::standin {
 
@@ -126,6 +127,7 @@ class Window : public Object {
   Bars& bars() const { return bars_; }
   Frame& frame() { return *frame_; }
   bool closing = false;
+  std::shared_ptr<RibbonView> ribbon;  // what the add-in has on it; nullptr: nothing
 
   virtual bool is_explorer() const = 0;
   virtual void TellActive(bool active) = 0;
@@ -250,6 +252,7 @@ class Client {
 
   Ledger ledger;
   Office office;
+  Ribbons ribbons{*this};
   std::string version;
   // The leading number: 9 is Outlook 2000.
   int Major() const { return std::atoi(version.c_str()); }
@@ -258,6 +261,10 @@ class Client {
   // The window that the system brings to the front is so here, as a person's clicks want it.
   // Without it, Activate alone decides: tests are the same whatever the system does.
   bool follows_screen = false;
+  // When the add-in is asked for its ribbons, from 2007 on. It is asked beforehand whether it has
+  // any, unless kUnannounced: that comes after the connection, as well.
+  enum class Asks { kBeforeConnection, kAfterConnection, kUnannounced, kNever };
+  Asks asks_for_ribbons = Asks::kAfterConnection;
   bool foreign_popup = false;  // new menu bars begin with another add-in's popup
 
   Application& application() { return *application_; }

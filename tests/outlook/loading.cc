@@ -165,11 +165,20 @@ HRESULT LoadedAddIn::Connect(Client& client, const Custom& custom) {
   // Lent for the call, as an argument is.
   const ComPtr<IDispatch> application(client.application().dispatch());
   const ComPtr<IDispatch> add_in(instance.dispatch());
+  using Asks = Client::Asks;
+  const Asks asks = client.asks_for_ribbons;
+  if (asks != Asks::kUnannounced) client.ribbons.Attach(*add_in_);
+  if (asks == Asks::kBeforeConnection) client.ribbons.AskForMainWindows();
   HRESULT result = add_in_->OnConnection(application.get(), kStartup, add_in.get(), array.get());
   if (result != S_OK) {
+    client.ribbons.Detach();
     std::exchange(add_in_, nullptr)->Release();
     client.ledger.CloseForAddIn();
     return result;
+  }
+  if (asks == Asks::kUnannounced) client.ribbons.Attach(*add_in_);
+  if (asks == Asks::kAfterConnection || asks == Asks::kUnannounced) {
+    client.ribbons.AskForMainWindows();
   }
   CustomArray unused(Custom{});
   add_in_->OnAddInsUpdate(unused.get());
@@ -183,6 +192,7 @@ void LoadedAddIn::Disconnect(Client& client) {
     add_in_->OnBeginShutdown(unused.get());
     add_in_->OnDisconnection(kHostShutdown, unused.get());
   }
+  client.ribbons.Detach();
   client.ledger.CloseForAddIn();
 }
 

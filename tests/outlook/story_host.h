@@ -23,6 +23,7 @@ class OutlookStoryHost final : public StoryHost {
   OutlookStoryHost();
   ~OutlookStoryHost() override;
 
+  void set_asks_for_ribbons(Client::Asks asks) { client_->asks_for_ribbons = asks; }
   // The add-in's calls, as the ledger has them, with {home} for the story's folder.
   std::vector<std::string> Calls();
   // Why there is no add-in to be had, if there is none.
