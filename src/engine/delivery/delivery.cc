@@ -355,7 +355,8 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
 
   // Before anybody is told no: it would go like that with the whole list.
   void CheckSize() {
-    const std::uint64_t least = impl_.renderer_.least_bytes(), limit = client_.max_size();
+    const std::uint64_t least = impl_.renderer_.least_bytes(),
+                        limit = client_.extensions().max_size;
     if (limit == 0 || least <= limit) return;
     const Disposition too_large{
         .scope = Scope::kAccount, .action = Action::kDisableServer, .too_large = true};
@@ -369,7 +370,7 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
   // command goes after the other, any.
   bool IsLostOnTheWay() const {
     if (client_.over() || client_.draining() || impl_.ending_) return false;
-    if (lock_step_ || !client_.pipelining()) return client_.in_hand() > 0;
+    if (lock_step_ || !client_.extensions().pipelining) return client_.in_hand() > 0;
     return client_.in_hand() > (client_.messages_accepted() == 0 ? 0 : 1);
   }
 
@@ -382,8 +383,8 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     const std::size_t slot = client_.FreeSlot();
     Slot& next = slots_[slot];
     // More than memory has room for is as good as any number.
-    const auto limit = static_cast<std::size_t>(
-        std::min<std::uint64_t>(client_.max_recipients(), std::numeric_limits<std::size_t>::max()));
+    const auto limit = static_cast<std::size_t>(std::min<std::uint64_t>(
+        client_.extensions().max_recipients, std::numeric_limits<std::size_t>::max()));
     switch (impl_.TakeWork(target_, next, limit)) {
       case Take::kNotNow:
         blocked_ = true;
@@ -400,7 +401,7 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
     client_.Begin(slot, {impl_.renderer_.sender(), next.recipients, &next.message});
     std::uint64_t most = impl_.options_.messages_per_connection;
     for (const std::uint64_t told :
-         {client_.max_messages(), impl_.targets_[target_].quirks.max_messages()}) {
+         {client_.extensions().max_messages, impl_.targets_[target_].quirks.max_messages()}) {
       if (told > 0) most = std::min(most, told);
     }
     if (begun_ >= most) client_.Quit();

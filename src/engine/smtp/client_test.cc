@@ -715,8 +715,8 @@ TEST(SmtpClientTest, Extensions) {
 
   Play limits({}, all);
   limits.Run(1000);
-  EXPECT_EQ(limits.client().max_recipients(), 20U);
-  EXPECT_EQ(limits.client().max_messages(), 5U);
+  EXPECT_EQ(limits.client().extensions().max_recipients, 20U);
+  EXPECT_EQ(limits.client().extensions().max_messages, 5U);
 
   Play large({}, all + "+ a@x\n");
   large.message().bytes = 1001;
@@ -733,36 +733,6 @@ TEST(SmtpClientTest, Extensions) {
   sender.sender = std::string("s\0@x", 4);
   sender.Run(1000);
   EXPECT_EQ(sender.results, Lines{"a@x refuse: the sender's address can't be used"});
-}
-
-// Every way to cut a body full of dots into two pieces gives the same bytes on the wire, and taking
-// the stuffing off again gives the body.
-TEST(SmtpClientTest, DotsWhereverThePiecesMeet) {
-  const std::string body = ".\r\n..\r\n\r\n.a\r\nb.\r\n.\r\n";
-  const std::string wire = "..\r\n...\r\n\r\n..a\r\nb.\r\n..\r\n.\r\n";
-  const std::string large(20'000, 'x');  // goes out where it lies
-  for (std::size_t cut = 0; cut <= body.size(); ++cut) {
-    for (const bool with_large : {false, true}) {
-      Play play({}, kPlain +
-                        "+ a@x\nC: MAIL FROM:<s@x>\nS: 250 ok\nC: RCPT TO:<a@x>\nS: 250 ok\n"
-                        "C: DATA\n");
-      const std::string_view whole = body;
-      play.message().pieces = {whole.substr(0, cut), whole.substr(cut)};
-      if (with_large) {
-        play.message().pieces.insert(play.message().pieces.begin(), {large, "\r\n"});
-      }
-      play.message().bytes = body.size() + (with_large ? large.size() + 2 : 0);
-      play.Run(1000);
-      play.client().Received("354 go\r\n");
-      WireBytes out;
-      ASSERT_TRUE(play.client().TakeOutput(out));
-      std::string said;
-      for (const std::string_view piece : out.pieces) said += piece;
-      EXPECT_EQ(said, (with_large ? large + "\r\n" : "") + wire) << "cut at " << cut;
-      const auto in_place = [&](std::string_view p) { return p.data() == large.data(); };
-      EXPECT_EQ(std::any_of(out.pieces.begin(), out.pieces.end(), in_place), with_large);
-    }
-  }
 }
 
 // A server that answers at random, in every mode, with three kinds of messages on the wire.
