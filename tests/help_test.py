@@ -24,6 +24,10 @@ NOT_SHOWN = {
     "send/job_file.cc": "the job's keys",
     "settings/file_backend.cc": "the settings file's own comment",
     "settings/settings.h": "what the command line says of settings",
+    "engine/smtp/secret_scanner.cc": "escapes",
+    "engine/smtp/session_trace.cc": "what --trace writes",
+    "warning: the trace is incomplete: ": OPTION,
+    "connecting to ": "what --trace writes",
     "support/diagnostic_report.cc": "the report that the user sends",
     "support/windows_facts.cc": "what the system calls itself",
     "Text Files (*.txt, *.text)|*.txt; *.text| Comma Separated Files (*.csv)|*.csv| "

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -21,6 +22,7 @@
 #include "engine/progress.h"
 #include "engine/report.h"
 #include "engine/template.h"
+#include "engine/trace_file.h"
 #include "merge/custom_words.h"
 
 namespace vespro::engine {
@@ -102,7 +104,8 @@ class Run {
     Status status = Prepare();
     if (status.ok()) {
       if (!options_.dry_run.empty()) return DryRun();
-      status = OpenJournal();
+      status = OpenTrace();
+      if (status.ok()) status = OpenJournal();
     }
     if (!status.ok()) {
       const bool later = ExitOf(status) == kExitRunAgain && options_.dry_run.empty() && !busy_;
@@ -367,9 +370,18 @@ class Run {
     return ahead + source_->given() - std::min(source_->given(), done);
   }
 
+  Status OpenTrace() {
+    if (options_.trace.empty()) return {};
+    Result<TraceFile> trace = TraceFile::Open(options_.trace, options_.trace_data, world_.clock);
+    if (!trace.ok()) return trace.status();
+    trace_.emplace(std::move(trace).value());
+    return {};
+  }
+
   int Send() {
     DeliveryOptions delivery = options_.delivery;
     delivery.connections = job_.connections;
+    if (trace_) delivery.trace = &*trace_;
     ProgressLine line(world_.err, world_.err_is_terminal, std::chrono::steady_clock::now());
     EventSink watched(*journal_, events_);
     ResultSink& results = options_.json ? static_cast<ResultSink&>(watched) : *journal_;
@@ -385,6 +397,9 @@ class Run {
                                            });
     line.Finish();
     events_.Flush();
+    if (trace_ && !trace_->status().ok()) {
+      Say("warning: the trace is incomplete: " + trace_->status().text());
+    }
     return Conclude(end);
   }
 
@@ -572,6 +587,7 @@ class Run {
   std::unique_ptr<FileLock> lock_;
   ListIdentity list_;
   std::unique_ptr<Journal> journal_;
+  std::optional<TraceFile> trace_;
   std::uint64_t message_hash_ = 0;
   std::uint64_t before_ = 0;      // lines that had an outcome when the run began
   std::uint64_t repeated_ = 0;    // of them, taken up again

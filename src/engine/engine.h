@@ -45,6 +45,8 @@ struct EngineOptions {
   std::filesystem::path unsubscribe_key;  // which is in this file; empty for none
   bool fresh = false;
   bool resend_unknown = false;
+  std::filesystem::path trace;  // a file for the dialogue with the servers; empty for none
+  bool trace_data = false;      // with the messages' text
   bool json = false;
   bool quiet = false;
 };

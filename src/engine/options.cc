@@ -16,7 +16,7 @@ constexpr const char* kFooter =
 
 // The options as texts, as they stand on the command line.
 struct Arguments {
-  std::string job, per_page, dry_run, only, rate, ca, unsubscribe_key, tls = "auto";
+  std::string job, per_page, dry_run, only, rate, ca, unsubscribe_key, trace, tls = "auto";
   std::vector<std::string> suppress, account_rates, password_commands;
   double retry_delay = 30;
 };
@@ -81,6 +81,10 @@ void Declare(CLI::App& app, Arguments& arguments, EngineOptions& options) {
   app.add_option("--timeout-scale", delivery.timeout_scale,
                  "Multiplies the time limits for a server's answers; for tests (default 1)")
       ->check(CLI::Range(0.0001, 100.0));
+  app.add_option("--trace", arguments.trace,
+                 "Write the dialogue with the servers into this file, without passwords")
+      ->type_name("FILE");
+  app.add_flag("--trace-data", options.trace_data, "The messages' text too");
   app.add_flag("--json", options.json, "Events and the summary as JSON, one object a line");
   app.add_flag("--quiet", options.quiet, "No progress and no summary");
 }
@@ -127,6 +131,10 @@ Status Convert(const Arguments& arguments, bool has_only, EngineOptions& options
   if (!std::isfinite(arguments.retry_delay)) {
     return Status(Code::kUsage, "--retry-delay is a number of seconds");
   }
+  if (options.trace_data && arguments.trace.empty()) {
+    return Status(Code::kUsage, "--trace-data needs --trace FILE");
+  }
+  options.trace = ModFiles::FromUtf8(arguments.trace);
   for (const std::string& file : arguments.suppress) {
     options.suppress.push_back(ModFiles::FromUtf8(file));
   }

@@ -20,9 +20,9 @@ Result<std::uint64_t> RenderToMaildir(const std::filesystem::path& folder, WorkS
                                       Renderer& renderer, const Clock& clock,
                                       Randomness& randomness);
 
-// The message for the `row`-th row (from 1) of the list as an editor counts them, without the header
-// and empty lines; CR LF line ends. kUsage when the list has fewer, or nobody gets a mail for that
-// row, with the reason. `message_file` and `bcc_mode` as a job has them.
+// The message for the `row`-th row (from 1) of the list as an editor counts them, without the
+// header and empty lines; CR LF line ends. kUsage when the list has fewer, or nobody gets a mail
+// for that row, with the reason. `message_file` and `bcc_mode` as a job has them.
 Result<std::string> RenderRow(const std::filesystem::path& message_file, int bcc_mode,
                               const Distribution& list, std::uint64_t row, const Clock& clock,
                               Randomness& randomness);

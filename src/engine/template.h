@@ -13,10 +13,10 @@
 #include "base/clock.h"
 #include "base/random.h"
 #include "base/status.h"
-#include "engine/work.h"
 #include "engine/merge_words.h"
 #include "engine/qp_writer.h"
 #include "engine/unsubscribe.h"
+#include "engine/work.h"
 #include "mime/reader.h"
 
 namespace vespro::engine {

@@ -207,6 +207,7 @@ class Delivery::Impl {
   RetryPolicy retry_policy_;
   std::string host_name_;
   std::vector<std::unique_ptr<Session>> sessions_;
+  std::uint64_t connections_made_ = 0;
 
   std::vector<Recipient> fresh_;  // read from the source, from next_fresh_ on
   std::size_t next_fresh_ = 0;
@@ -338,6 +339,8 @@ class Delivery::Impl::Session final : public ConnectionEvents, public ClientEven
         kWindowRecipients / std::max<std::size_t>(1, impl.renderer_.recipients_per_message()), 2,
         options.window_messages);
     options.timeout_scale = impl.options_.timeout_scale;
+    options.trace = impl.options_.trace;
+    options.connection = impl.connections_made_;
     return options;
   }
 
@@ -577,6 +580,10 @@ void Delivery::Impl::OpenSessions() {
     Target& chosen = targets_[target];
     if (chosen.open == chosen.ready) chosen.connecting_since = Now();
     ++chosen.open;
+    ++connections_made_;
+    if (options_.trace != nullptr) {
+      options_.trace->Write(connections_made_, TraceKind::kNote, "connecting to " + chosen.name);
+    }
     sessions_.push_back(std::make_unique<Session>(*this, target));
   }
 }

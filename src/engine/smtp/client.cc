@@ -38,11 +38,13 @@ Failure LocalFailure(Stage stage, Fault fault) {
 SmtpClient::SmtpClient(const ClientOptions& options, ClientEvents& events)
     : options_(options),
       events_(events),
+      trace_(options.trace, options.connection),
       setup_(options_),
       transactions_(std::max<std::size_t>(options.window_messages, 1)) {}
 
 // The only place that changes the state.
-void SmtpClient::EnterState(State state) {
+void SmtpClient::EnterState(State state, std::string_view why) {
+  if (trace_.on()) trace_.Entered(state, why);
   state_ = state;
   if (state == State::kReady) was_ready_ = true;
 }
@@ -67,6 +69,7 @@ void SmtpClient::Received(std::string_view bytes) {
     const ReplyParser::ParseResult got = parser_.Feed(bytes);
     if (got == ReplyParser::ParseResult::kMore) return;
     if (got == ReplyParser::ParseResult::kProtocolError) {
+      if (trace_.on()) trace_.NoReply();
       return ProtocolError("the server sent something that is no SMTP reply");
     }
     OnReply(parser_.reply());
@@ -129,6 +132,10 @@ void SmtpClient::TakeSetupStep(const SessionSetup::Step& step) {
 
 void SmtpClient::OnReply(const Reply& reply) {
   ++replies_;
+  if (trace_.on()) {
+    setup_.RepeatsLogin(reply.text) ? trace_.Redacted(setup_.Redacted(reply))
+                                    : trace_.Replied(reply);
+  }
   if (expected_.empty()) {
     if (reply.code == 421) return On421({Stage::kReset}, reply);
     return ProtocolError("the server answered what was not asked: " + setup_.Redacted(reply));
@@ -318,6 +325,7 @@ void SmtpClient::SendBody(std::size_t slot, Transaction& transaction) {
   Send("BDAT " + std::to_string(transaction.bytes()) + " LAST", Stage::kEndOfData, slot);
   for (const std::string_view piece : transaction.pieces()) output_.AppendPiece(piece);
   transaction.BodySent(output_.queued());
+  if (trace_.on()) trace_.Message(transaction.pieces(), transaction.bytes());
 }
 
 void SmtpClient::SendMessageText(std::size_t slot, Transaction& transaction) {
@@ -328,12 +336,14 @@ void SmtpClient::SendMessageText(std::size_t slot, Transaction& transaction) {
   }
   output_.AppendDotStuffed(transaction.pieces());
   transaction.BodySent(output_.queued());
+  if (trace_.on()) trace_.Message(transaction.pieces(), transaction.bytes());
 }
 
 void SmtpClient::Send(std::string_view command, Stage stage, std::size_t slot, std::size_t index) {
   output_.Append(command);
   output_.Append("\r\n");
   expected_.push_back({stage, slot, index});
+  if (trace_.on()) trace_.Command(command, stage);
 }
 
 // Results
@@ -399,7 +409,7 @@ void SmtpClient::Drain(const Failure& failure, std::string_view text) {
 
 void SmtpClient::SessionOver(const Failure& failure, const std::string& text) {
   if (state_ == State::kOver) return;
-  EnterState(State::kOver);
+  EnterState(State::kOver, text);
   bdat_in_doubt_.reset();
   expected_.clear();
   output_.DropWaiting();
@@ -412,7 +422,7 @@ void SmtpClient::SessionOver(const Failure& failure, const std::string& text) {
 }
 
 void SmtpClient::EndSession(const Failure& failure, const std::string& text) {
-  if (state_ != State::kOver) EnterState(State::kOver);
+  if (state_ != State::kOver) EnterState(State::kOver, text);
   events_.OnSessionFailed(failure, Classify(failure), text);
 }
 

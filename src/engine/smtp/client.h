@@ -30,6 +30,7 @@
 #include "engine/smtp/policy.h"
 #include "engine/smtp/reply.h"
 #include "engine/smtp/session_setup.h"
+#include "engine/smtp/session_trace.h"
 #include "engine/smtp/transaction.h"
 
 namespace vespro::engine {
@@ -99,7 +100,7 @@ class SmtpClient {
   bool chunking_failed() const { return chunking_failed_; }
 
  private:
-  enum class State { kNew, kSetUp, kHandshake, kReady, kQuitting, kOver };
+  using State = SessionState;
 
   struct PendingReply {
     Stage stage;
@@ -107,7 +108,7 @@ class SmtpClient {
     std::size_t index = 0;
   };
 
-  void EnterState(State state);
+  void EnterState(State state, std::string_view why = {});
   void TakeSetupStep(const SessionSetup::Step& step);
   void OnReply(const Reply& reply);
   void OnTransactionReply(const PendingReply& pending, const Reply& reply);
@@ -137,6 +138,7 @@ class SmtpClient {
   State state_ = State::kNew;
   bool was_ready_ = false, draining_ = false, quit_asked_ = false;
 
+  SessionTrace trace_;
   SessionSetup setup_;
   ReplyParser parser_;
   OutputQueue output_;

@@ -121,7 +121,7 @@ SessionSetup::Step SessionSetup::OnAuth(const Reply& reply) {
 }
 
 std::string SessionSetup::Redacted(const Reply& reply) const {
-  if (!secrets_.FoundIn(reply.text)) return ReplyLine(reply);
+  if (!RepeatsLogin(reply.text)) return ReplyLine(reply);
   return std::to_string(reply.code) + " (the server's words repeat the login and are left out)";
 }
 

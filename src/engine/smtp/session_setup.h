@@ -46,6 +46,7 @@ class SessionSetup {
   // The reply as one line without secrets. Some servers repeat what they were sent; a trace of the
   // login is enough for the text to be left out.
   std::string Redacted(const Reply& reply) const;
+  bool RepeatsLogin(std::string_view text) const { return secrets_.FoundIn(text); }
 
  private:
   Step Send(Stage stage, std::string command) const;
