@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "engine/delivery/delivery.h"
+#include "engine/net/asio_loop.h"
 
 namespace {
 
@@ -81,12 +82,18 @@ int main(int argc, char** argv) {
   options.connections = std::strtoull(argv[3], nullptr, 10);
   const std::string_view tls = argc > 6 ? argv[6] : "auto";
   options.tls = tls == "off" ? TlsUse::kOff : tls == "required" ? TlsUse::kRequired : TlsUse::kAuto;
-  if (argc > 7) options.extra_ca = argv[7];
+  AsioLoop loop;
+  if (argc > 7) {
+    if (const Status anchors = loop.AddTrustAnchors(argv[7]); !anchors.ok()) {
+      std::fprintf(stderr, "%s\n", anchors.text().c_str());
+      return 2;
+    }
+  }
   options.messages_per_connection = messages;
   Numbers source(messages);
   Letters renderer(std::strtoull(argv[5], nullptr, 10));
   Counter counter;
-  Delivery delivery(options, {account}, source, renderer, counter);
+  Delivery delivery(loop, options, {account}, source, renderer, counter);
   const auto begin = std::chrono::steady_clock::now();
   const DeliveryEnd end = delivery.Run([](const Progress&) {});
   const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;

@@ -4,12 +4,14 @@
 #include <cstdio>
 #include <exception>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/command_line.h"
 #include "engine/delivery/delivery.h"
 #include "engine/engine.h"
 #include "engine/front.h"
+#include "engine/net/asio_loop.h"
 #include "engine/options.h"
 
 namespace vespro::engine {
@@ -35,7 +37,13 @@ DeliverFunction OverTheWire(const std::atomic<int>& stops) {
   return [&stops](const DeliveryOptions& options, const std::vector<Account>& accounts,
                   WorkSource& source, Renderer& renderer, ResultSink& results,
                   const std::function<void(const Progress&)>& on_tick) {
-    Delivery delivery(options, accounts, source, renderer, results);
+    AsioLoop loop;
+    if (!options.extra_ca.empty()) {
+      if (Status anchors = loop.AddTrustAnchors(options.extra_ca); !anchors.ok()) {
+        return DeliveryEnd{DeliveryEnd::Reason::kStopped, std::move(anchors), {}};
+      }
+    }
+    Delivery delivery(loop, options, accounts, source, renderer, results);
     int taken = 0;
     return delivery.Run([&](const Progress& progress) {
       on_tick(progress);

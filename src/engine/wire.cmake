@@ -20,15 +20,19 @@ vespro_room(engine_smtp
   USES base mime engine_crypto)
 
 vespro_room(engine_net
-  SOURCES net/asio_network.cc
+  SOURCES net/asio_loop.cc
   USES engine_smtp
   LIBRARIES vespro_asio vespro_openssl)
 
 vespro_room(engine_delivery
-  SOURCES delivery/backoff.cc delivery/delivery.cc delivery/fair_share.cc delivery/rate_limit.cc
-          delivery/retry_policy.cc delivery/scheduler.cc delivery/server_quirks.cc
-  TESTS delivery/backoff_test.cc delivery/fair_share_test.cc delivery/rate_limit_test.cc
-        delivery/retry_policy_test.cc delivery/scheduler_test.cc ${system_tests}
+  SOURCES delivery/backoff.cc delivery/credential_source.cc delivery/delivery.cc delivery/dispatcher.cc
+          delivery/fair_share.cc delivery/outcome_recorder.cc delivery/rate_limit.cc
+          delivery/recipient_queue.cc delivery/retry_policy.cc delivery/server.cc
+          delivery/server_pool.cc delivery/server_quirks.cc delivery/session.cc
+  TESTS delivery/backoff_test.cc delivery/credential_source_test.cc delivery/fair_share_test.cc
+        delivery/outcome_recorder_test.cc delivery/rate_limit_test.cc
+        delivery/recipient_queue_test.cc delivery/retry_policy_test.cc
+        delivery/server_pool_test.cc delivery/server_test.cc ${system_tests}
   USES engine_net)
 if(NOT WIN32)
   add_executable(engine_wire_bench ${PROJECT_SOURCE_DIR}/bench/engine_wire.cc)

@@ -23,6 +23,7 @@ struct AttemptState {
   std::vector<std::size_t> rejected_by;  // servers that can't take it, while others may
   std::string last_reply;
   bool intent_logged = false;  // in this attempt: the sink knows that the message is on its way
+  bool finished = false;       // it has its outcome
   bool RejectedBy(std::size_t server) const;
 };
 

@@ -11,6 +11,6 @@ void PrepareTls();
 
 // Trusts the certificates that the system trusts. Where there are none nothing is done; then every
 // certificate is refused, which says so itself.
-void TrustWhatTheSystemTrusts(SSL_CTX* tls);
+void LoadSystemTrustStore(SSL_CTX* tls);
 
 }  // namespace vespro::engine::platform

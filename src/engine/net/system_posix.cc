@@ -4,6 +4,6 @@ namespace vespro::engine::platform {
 
 void PrepareTls() {}
 
-void TrustWhatTheSystemTrusts(SSL_CTX* tls) { SSL_CTX_set_default_verify_paths(tls); }
+void LoadSystemTrustStore(SSL_CTX* tls) { SSL_CTX_set_default_verify_paths(tls); }
 
 }  // namespace vespro::engine::platform

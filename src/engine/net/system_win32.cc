@@ -42,7 +42,7 @@ void PrepareTls() { OPENSSL_init_ssl(OPENSSL_INIT_NO_LOAD_CONFIG, nullptr); }
 
 // BUGS: Windows fetches a root certificate when one of its own programs first needs it; a server
 // whose root nobody on the machine has met yet is refused.
-void TrustWhatTheSystemTrusts(SSL_CTX* tls) {
+void LoadSystemTrustStore(SSL_CTX* tls) {
   const HCERTSTORE roots = CertOpenSystemStoreW(0, L"ROOT");
   if (roots == nullptr) return;
   X509_STORE* anchors = SSL_CTX_get_cert_store(tls);

@@ -1,25 +1,18 @@
-// engine/net/network.h - one connection to a server, asynchronous: TCP, then TLS when asked. Everything
-// runs on the thread that runs the Network; the events come from its loop, never from within a
-// call.
-//
-// TLS is 1.2 or later, with the server's name sent (SNI). The server's certificate is always
-// checked: chain, dates and name, or address where the server is named by one.
-//
-// BUGS: a name is looked up on a thread of the library's own, by the system's resolver; a lookup
-// that hangs is given up at the time limit, but the Network's destructor waits for it.
+// engine/net/event_loop.h - what the delivery needs of the outside world: connections to servers,
+// time, signals, work that blocks. Everything runs on the thread that calls Run; events and
+// callbacks come from the loop, never from within a call. asio_loop.h is the real one; fake_loop.h
+// is for tests.
 #pragma once
 
 #include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <filesystem>
 #include <functional>
 #include <memory>
 #include <span>
 #include <string>
 #include <string_view>
 
-#include "base/status.h"
 #include "engine/smtp/policy.h"
 
 namespace vespro::engine {
@@ -38,6 +31,10 @@ class ConnectionEvents {
   virtual void OnLost(Fault fault, const std::string& text) = 0;
 };
 
+// One connection to a server: TCP, then TLS when asked.
+//
+// TLS is 1.2 or later, with the server's name sent (SNI). The server's certificate is always
+// checked: chain, dates and name, or address where the server is named by one.
 class Connection {
  public:
   // No event comes any more.
@@ -50,43 +47,37 @@ class Connection {
   // One at a time. Empty pieces are allowed; they and their bytes stay until OnWritten says
   // `finished`, or OnLost.
   virtual void Write(std::span<const std::string_view> pieces) = 0;
-  // OnLost follows. Says no farewell of TLS: SMTP's own QUIT has been said.
+  // OnLost follows. Sends no close_notify: SMTP's own QUIT has been said.
   virtual void Close() = 0;
-  // From now on; replaces the last one. Zero is for ever. Beyond it OnLost comes with kTimeout.
+  // From now on; replaces the last one. Zero is for ever. After it OnLost comes with kTimeout.
   virtual void SetTimeLimit(std::chrono::milliseconds limit) = 0;
 };
 
-class Network {
+class EventLoop {
  public:
-  Network();
-  ~Network();
-  // Before the first connection. kNotFound or kBadInput when the file can't be used.
-  Status AddTrustAnchors(const std::filesystem::path& pem);
+  virtual ~EventLoop() = default;
 
-  std::unique_ptr<Connection> NewConnection(ConnectionEvents& events);
+  virtual std::unique_ptr<Connection> NewConnection(ConnectionEvents& events) = 0;
+  // This machine's name for EHLO; empty where it has none with a dot: an unqualified host name is
+  // not for other people.
+  virtual std::string HostName() const = 0;
 
+  virtual std::chrono::steady_clock::time_point Now() const = 0;
   // Calls `callback` once at `when`, or as soon as it can; replaces an earlier one.
-  void WakeAt(std::chrono::steady_clock::time_point when, std::function<void()> callback);
-  // Calls `callback` from the loop, behind what is waiting there.
-  void Later(std::function<void()> callback);
-  // Calls `callback` for every SIGINT, SIGTERM and, unless it is ignored, SIGHUP from now on.
-  void OnInterrupt(std::function<void()> callback);
-
+  virtual void WakeAt(std::chrono::steady_clock::time_point when,
+                      std::function<void()> callback) = 0;
+  // Calls `callback` from the loop, after what is waiting there.
+  virtual void Post(std::function<void()> callback) = 0;
   // Calls `work` on a thread of its own, then `done` from the loop. `work` has to end soon when its
-  // argument becomes true: ~Network waits for it.
-  void Background(std::function<void(const std::atomic<bool>&)> work, std::function<void()> done);
+  // argument becomes true: the loop's destructor waits for it.
+  virtual void RunInBackground(std::function<void(const std::atomic<bool>&)> work,
+                               std::function<void()> done) = 0;
+  // Calls `callback` whenever the system asks the program to end, from now on.
+  virtual void OnInterrupt(std::function<void()> callback) = 0;
 
-  // Runs the loop until Stop.
-  void Run();
-  void Stop();
-
- private:
-  friend class AsioConnection;
-  struct State;
-  std::unique_ptr<State> state_;
+  // Runs until Stop.
+  virtual void Run() = 0;
+  virtual void Stop() = 0;
 };
-
-// The host's name where it has a dot, otherwise empty: a bare machine name is nobody's business.
-std::string QualifiedHostName();
 
 }  // namespace vespro::engine

@@ -14,7 +14,7 @@
 
 #include "base/files.h"
 #include "base/text.h"
-#include "engine/net/network.h"
+#include "engine/net/asio_loop.h"
 #include "engine/net/system.h"
 
 namespace vespro::engine {
@@ -90,17 +90,17 @@ std::string AlternativeName(const GENERAL_NAME& name) {
 
 // The servers that it was made for; some of them when there are many.
 std::string NamesIn(const X509* certificate) {
-  constexpr int kMostNames = 10;
+  constexpr int kMaxNames = 10;
   std::string names;
   auto* alternatives = static_cast<GENERAL_NAMES*>(
       X509_get_ext_d2i(certificate, NID_subject_alt_name, nullptr, nullptr));
   const int count = sk_GENERAL_NAME_num(alternatives);  // -1 for none
-  for (int i = 0; i < std::min(count, kMostNames); ++i) {
+  for (int i = 0; i < std::min(count, kMaxNames); ++i) {
     const std::string name = AlternativeName(*sk_GENERAL_NAME_value(alternatives, i));
     if (!name.empty()) names += (names.empty() ? "" : ", ") + name;
   }
   GENERAL_NAMES_free(alternatives);
-  if (count > kMostNames) names += ", ...";
+  if (count > kMaxNames) names += ", ...";
   return count > 0 ? names : CommonName(X509_get_subject_name(certificate));
 }
 
@@ -144,7 +144,7 @@ CertificateFault Explain(X509_STORE_CTX* check) {
 
 }  // namespace
 
-struct Network::State {
+struct AsioLoop::State {
   asio::io_context io{1};
   asio::steady_timer wake{io};
   asio::signal_set signals{io};
@@ -160,7 +160,7 @@ struct Network::State {
     tls.emplace(asio::ssl::context::tls_client);
     SSL_CTX_set_min_proto_version(tls->native_handle(), TLS1_2_VERSION);
     SSL_CTX_set_mode(tls->native_handle(), SSL_MODE_RELEASE_BUFFERS);
-    platform::TrustWhatTheSystemTrusts(tls->native_handle());
+    platform::LoadSystemTrustStore(tls->native_handle());
     tls->set_verify_mode(asio::ssl::verify_peer);
     return *tls;
   }
@@ -178,12 +178,8 @@ struct Network::State {
 // What the handlers share. It lives until the last handler has run, the Connection may go earlier.
 class AsioConnection : public std::enable_shared_from_this<AsioConnection> {
  public:
-  AsioConnection(Network::State& network, ConnectionEvents& events)
-      : network_(network),
-        events_(&events),
-        resolver_(network.io),
-        socket_(network.io),
-        timer_(network.io) {}
+  AsioConnection(AsioLoop::State& loop, ConnectionEvents& events)
+      : loop_(loop), events_(&events), resolver_(loop.io), socket_(loop.io), timer_(loop.io) {}
 
   void Connect(const std::string& server, std::uint16_t port) {
     const std::string host = WithoutBrackets(server);
@@ -196,8 +192,8 @@ class AsioConnection : public std::enable_shared_from_this<AsioConnection> {
     resolver_.async_resolve(
         host, std::to_string(port), tcp::resolver::numeric_service,
         [self = shared_from_this(), host](asio::error_code failed, const auto& found) {
-          if (self->losing_) return;
-          if (failed) return self->Lose(Fault::kDnsFailure, host + ": " + failed.message());
+          if (self->closing_) return;
+          if (failed) return self->Fail(Fault::kDnsFailure, host + ": " + failed.message());
           for (const auto& entry : found) {
             if (self->addresses_.size() < kMaxAddresses) {
               self->addresses_.push_back(entry.endpoint());
@@ -209,7 +205,7 @@ class AsioConnection : public std::enable_shared_from_this<AsioConnection> {
 
   void StartTls(const std::string& server) {
     const std::string host = WithoutBrackets(server);
-    tls_ = std::make_unique<TlsStream>(socket_, network_.Tls());
+    tls_ = std::make_unique<TlsStream>(socket_, loop_.Tls());
     SSL* ssl = tls_->native_handle();
     asio::error_code no_address;
     asio::ip::make_address(host, no_address);
@@ -228,7 +224,7 @@ class AsioConnection : public std::enable_shared_from_this<AsioConnection> {
       if (!accepted) certificate_fault_ = Explain(check.native_handle());
       return accepted;
     });
-    if (!checkable) return Lose(Fault::kTls, "the server's name can't be checked: " + host);
+    if (!checkable) return Fail(Fault::kTls, "the server's name can't be checked: " + host);
     busy_ = true;
     tls_->async_handshake(asio::ssl::stream_base::client,
                           [self = shared_from_this()](asio::error_code error) {
@@ -240,10 +236,10 @@ class AsioConnection : public std::enable_shared_from_this<AsioConnection> {
   void Write(std::span<const std::string_view> pieces) {
     pieces_.assign(pieces.begin(), pieces.end());
     first_piece_ = 0;
-    if (!losing_) WriteSome();
+    if (!closing_) WriteSome();
   }
 
-  void Close() { Lose(Fault::kClosed, "the connection was closed"); }
+  void Close() { Fail(Fault::kClosed, "the connection was closed"); }
 
   // The timer is set anew only when it fires early, since the limit moves with every message.
   void SetTimeLimit(std::chrono::milliseconds limit) {
@@ -264,7 +260,7 @@ class AsioConnection : public std::enable_shared_from_this<AsioConnection> {
     timer_at_ = deadline_;
     timer_.expires_at(deadline_);
     timer_.async_wait([self = shared_from_this()](asio::error_code error) {
-      if (error || self->losing_) return;
+      if (error || self->closing_) return;
       self->timer_at_ = steady_clock::time_point::max();
       if (self->deadline_ > steady_clock::now()) {
         if (self->deadline_ != steady_clock::time_point::max()) self->ArmTimer();
@@ -285,13 +281,13 @@ class AsioConnection : public std::enable_shared_from_this<AsioConnection> {
     const auto seconds = std::chrono::duration<double>(limit_).count();
     char text[64];
     std::snprintf(text, sizeof text, "no answer within %.3g seconds", seconds);
-    Lose(Fault::kTimeout, text);
+    Fail(Fault::kTimeout, text);
   }
 
   void TryNextAddress() {
-    if (losing_) return;
+    if (closing_) return;
     if (next_address_ == addresses_.size()) {
-      return Lose(Fault::kUnreachable,
+      return Fail(Fault::kUnreachable,
                   last_error_.empty() ? "the name has no address" : last_error_);
     }
     const tcp::endpoint endpoint = addresses_[next_address_++];
@@ -301,7 +297,7 @@ class AsioConnection : public std::enable_shared_from_this<AsioConnection> {
     SetTimeLimit(limit_);
     socket_.async_connect(endpoint, [self = shared_from_this(), endpoint](asio::error_code error) {
       self->connecting_ = false;
-      if (self->losing_) return;
+      if (self->closing_) return;
       if (!error) return self->OnConnected(endpoint);
       const bool late = error == asio::error::operation_aborted;
       self->last_error_ =
@@ -314,27 +310,27 @@ class AsioConnection : public std::enable_shared_from_this<AsioConnection> {
     asio::error_code error;
     socket_.set_option(tcp::no_delay(true), error);
     const tcp::endpoint local = socket_.local_endpoint(error);
-    if (error) return Lose(Fault::kClosed, error.message());
+    if (error) return Fail(Fault::kClosed, error.message());
     events_->OnConnected(Literal(local.address()), IsLoopback(remote.address()));
     Read();
   }
 
   void OnHandshake(asio::error_code error) {
-    if (losing_ || error) {
+    if (closing_ || error) {
       const long verified = SSL_get_verify_result(tls_->native_handle());
-      if (losing_) return FinishLosing();
+      if (closing_) return FinishClose();
       if (verified != X509_V_OK) {
-        return Lose(certificate_fault_.fault,
+        return Fail(certificate_fault_.fault,
                     "the server's certificate is not accepted: " + certificate_fault_.text);
       }
-      return Lose(Fault::kTls, "TLS could not be started: " + error.message());
+      return Fail(Fault::kTls, "TLS could not be started: " + error.message());
     }
     events_->OnTlsEstablished();
     Read();
   }
 
   void Read() {
-    if (losing_ || reading_ || (tls_ != nullptr && busy_)) return;
+    if (closing_ || reading_ || (tls_ != nullptr && busy_)) return;
     reading_ = true;
     const auto handler = [self = shared_from_this()](asio::error_code error, std::size_t bytes) {
       self->reading_ = false;
@@ -348,8 +344,8 @@ class AsioConnection : public std::enable_shared_from_this<AsioConnection> {
   }
 
   void OnRead(asio::error_code error, std::size_t bytes) {
-    if (losing_) return FinishLosing();
-    if (error) return Lose(Fault::kClosed, LossText(error));
+    if (closing_) return FinishClose();
+    if (error) return Fail(Fault::kClosed, LossText(error));
     events_->OnReceived({buffer_.data(), bytes});
     Read();
   }
@@ -391,32 +387,32 @@ class AsioConnection : public std::enable_shared_from_this<AsioConnection> {
     while (first_piece_ < pieces_.size() && pieces_[first_piece_].empty()) ++first_piece_;
     const bool finished = first_piece_ == pieces_.size();
     if (bytes > 0 && events_ != nullptr) events_->OnWritten(bytes, finished);
-    if (losing_) return FinishLosing();
+    if (closing_) return FinishClose();
     // A reset connection may still hold the server's last words; the read brings them, or its end.
-    if (error) return reading_ ? void() : Lose(Fault::kClosed, LossText(error));
+    if (error) return reading_ ? void() : Fail(Fault::kClosed, LossText(error));
     if (!finished && !writing_) WriteSome();
   }
 
-  // Cancels what is under way; the loss is told when no handler can report bytes any more.
-  void Lose(Fault fault, std::string text) {
-    if (losing_) return;
-    losing_ = true;
+  // Cancels what is under way; the loss is reported when no handler can report bytes any more.
+  void Fail(Fault fault, std::string text) {
+    if (closing_) return;
+    closing_ = true;
     fault_ = fault;
     text_ = std::move(text);
     resolver_.cancel();
     timer_.cancel();
     asio::error_code ignored;
     socket_.close(ignored);
-    asio::post(network_.io, [self = shared_from_this()] { self->FinishLosing(); });
+    asio::post(loop_.io, [self = shared_from_this()] { self->FinishClose(); });
   }
 
-  void FinishLosing() {
-    if (reading_ || writing_ || busy_ || told_) return;
-    told_ = true;
+  void FinishClose() {
+    if (reading_ || writing_ || busy_ || reported_) return;
+    reported_ = true;
     if (events_ != nullptr) events_->OnLost(fault_, text_);
   }
 
-  Network::State& network_;
+  AsioLoop::State& loop_;
   ConnectionEvents* events_;
   tcp::resolver resolver_;
   tcp::socket socket_;
@@ -438,7 +434,7 @@ class AsioConnection : public std::enable_shared_from_this<AsioConnection> {
   std::size_t first_piece_ = 0;
   std::vector<asio::const_buffer> gathered_;
   bool reading_ = false, writing_ = false, busy_ = false;  // busy_: the TLS handshake
-  bool losing_ = false, told_ = false;
+  bool closing_ = false, reported_ = false;
   Fault fault_ = Fault::kClosed;
   std::string text_;
 };
@@ -464,14 +460,14 @@ class ConnectionHandle final : public Connection {
 
 }  // namespace
 
-Network::Network() : state_(std::make_unique<State>()) {}
+AsioLoop::AsioLoop() : state_(std::make_unique<State>()) {}
 
-Network::~Network() {
+AsioLoop::~AsioLoop() {
   state_->ending = true;
   for (std::thread& thread : state_->threads) thread.join();
 }
 
-Status Network::AddTrustAnchors(const std::filesystem::path& pem) {
+Status AsioLoop::AddTrustAnchors(const std::filesystem::path& pem) {
   Result<std::string> bytes = ModFiles::ReadAll(pem, 16 * 1024 * 1024);
   if (!bytes.ok()) return bytes.status();
   asio::error_code error;
@@ -481,34 +477,34 @@ Status Network::AddTrustAnchors(const std::filesystem::path& pem) {
                 ModFiles::ToUtf8(pem) + " holds no certificates in PEM form: " + error.message());
 }
 
-std::unique_ptr<Connection> Network::NewConnection(ConnectionEvents& events) {
+std::unique_ptr<Connection> AsioLoop::NewConnection(ConnectionEvents& events) {
   return std::make_unique<ConnectionHandle>(std::make_shared<AsioConnection>(*state_, events));
 }
 
-void Network::WakeAt(steady_clock::time_point when, std::function<void()> callback) {
+void AsioLoop::WakeAt(steady_clock::time_point when, std::function<void()> callback) {
   state_->wake.expires_at(when);
   state_->wake.async_wait([callback = std::move(callback)](asio::error_code error) {
     if (!error) callback();
   });
 }
 
-void Network::Later(std::function<void()> callback) { asio::post(state_->io, std::move(callback)); }
+void AsioLoop::Post(std::function<void()> callback) { asio::post(state_->io, std::move(callback)); }
 
-void Network::Background(std::function<void(const std::atomic<bool>&)> work,
-                         std::function<void()> done) {
+void AsioLoop::RunInBackground(std::function<void(const std::atomic<bool>&)> work,
+                               std::function<void()> done) {
   state_->threads.emplace_back([this, work = std::move(work), done = std::move(done)] {
     work(state_->ending);
     asio::post(state_->io, done);
   });
 }
 
-void Network::OnInterrupt(std::function<void()> callback) {
+void AsioLoop::OnInterrupt(std::function<void()> callback) {
   state_->on_interrupt = std::move(callback);
   asio::error_code ignored;  // without handlers the signals end the process, as ever
   state_->signals.add(SIGINT, ignored);
   state_->signals.add(SIGTERM, ignored);
 #ifdef SIGHUP
-  // The terminal was closed. Whoever has told us to go on then, by nohup, is heard.
+  // The terminal was closed; respect nohup.
   if (auto* const before = std::signal(SIGHUP, SIG_IGN); before != SIG_IGN) {
     std::signal(SIGHUP, before);
     state_->signals.add(SIGHUP, ignored);
@@ -517,14 +513,16 @@ void Network::OnInterrupt(std::function<void()> callback) {
   state_->WaitForSignal();
 }
 
-void Network::Run() {
+void AsioLoop::Run() {
   const auto work = asio::make_work_guard(state_->io);
   state_->io.run();
 }
 
-void Network::Stop() { state_->io.stop(); }
+void AsioLoop::Stop() { state_->io.stop(); }
 
-std::string QualifiedHostName() {
+steady_clock::time_point AsioLoop::Now() const { return steady_clock::now(); }
+
+std::string AsioLoop::HostName() const {
   asio::error_code error;
   std::string name = asio::ip::host_name(error);
   const bool qualified =

@@ -1,0 +1,234 @@
+#include "engine/delivery/dispatcher.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace vespro::engine {
+namespace {
+
+constexpr Disposition kNoLogin{
+    .scope = Scope::kAccount, .action = Action::kDisableServer, .login = true};
+constexpr Disposition kTooLarge{
+    .scope = Scope::kAccount, .action = Action::kDisableServer, .too_large = true};
+
+std::string InWords(const Answer& answer) {
+  std::string words(answer.reply);
+  const Failure& failure = answer.failure;
+  if (failure.fault != Fault::kReply && failure.stage >= Stage::kMail) {
+    words += std::string(" (at ") + StageName(failure.stage) + ")";
+  }
+  return words;
+}
+
+AccountTally::Remedy RemedyFor(Fault fault) {
+  if (fault == Fault::kUntrusted) return AccountTally::Remedy::kTrustAnchor;
+  return fault == Fault::kMisnamed ? AccountTally::Remedy::kAnotherJob
+                                   : AccountTally::Remedy::kLater;
+}
+
+}  // namespace
+
+Dispatcher::Dispatcher(const DeliveryOptions& options, const std::vector<Account>& accounts,
+                       WorkSource& source, Renderer& renderer, ResultSink& results, TimePoint now)
+    : renderer_(renderer),
+      recipients_per_transaction_(options.recipients_per_transaction),
+      retry_policy_{options.retry, options.retry_delay},
+      queue_(source, renderer.recipients_per_message()),
+      pool_(options, accounts, now),
+      recorder_(results, pool_.Names()) {}
+
+bool Dispatcher::HasWork(std::size_t server) {
+  return queue_.HasEligible(
+      [&](const AttemptState& state) { return pool_.IsEligible(server, state); });
+}
+
+std::optional<std::size_t> Dispatcher::NextToConnect(std::size_t connecting, TimePoint now) {
+  if (connecting >= queue_.InSight()) return std::nullopt;  // one connection a message
+  return pool_.NextToConnect(connecting, now,
+                             [this](std::size_t server) { return HasWork(server); });
+}
+
+void Dispatcher::Update(TimePoint now) {
+  queue_.PromoteDue(now);
+  pool_.ForgetRefusals();
+  pool_.UpdateShares(now, [this](std::size_t server) { return HasWork(server); });
+}
+
+std::size_t Dispatcher::BatchSize(std::size_t server, std::size_t max_recipients) const {
+  std::size_t size = max_recipients > 0 ? max_recipients : recipients_per_transaction_;
+  const std::size_t learnt = pool_[server].quirks().max_recipients();
+  if (learnt > 0) size = std::min(size, learnt);
+  return std::max<std::size_t>(1, std::min(size, renderer_.recipients_per_message()));
+}
+
+Poll Dispatcher::NextMessage(std::size_t server, std::size_t max_recipients, bool full,
+                             TimePoint now, InFlightMessage& message) {
+  if (stopping_ || !pool_[server].enabled()) return Poll::kExhausted;
+  if (now < pool_[server].backoff_until()) return Poll::kBlocked;
+  if (!HasWork(server)) return queue_.source_ended() ? Poll::kExhausted : Poll::kBlocked;
+  if (!pool_.TakeTurn(server, full, now)) return Poll::kBlocked;
+  queue_.NextBatch(
+      BatchSize(server, max_recipients),
+      [&](const AttemptState& state) { return pool_.IsEligible(server, state); },
+      [&](const AttemptState& state) { return pool_.IsPreferred(server, state); },
+      message.recipients, message.states);
+  if (message.recipients.empty()) return Poll::kBlocked;  // the list can't be read
+  for (AttemptState& state : message.states) {
+    ++state.attempts;
+    state.last_server = server;
+  }
+  pool_.OnTaken(server);
+  renderer_.Render(message.recipients, message.message);
+  message.sender = renderer_.sender();
+  return Poll::kReady;
+}
+
+void Dispatcher::OnAnswer(std::size_t server, const Recipient& recipient, AttemptState& state,
+                          const Answer& answer, TimePoint now) {
+  if (answer.accepted) {
+    pool_[server].OnAccepted();
+    return recorder_.Final(recipient, state, server, State::kSent, answer.reply);
+  }
+  const Disposition& disposition = answer.disposition;
+  state.last_reply = InWords(answer);
+  if (disposition.throttle) pool_[server].OnThrottled(now, state.last_reply);
+  if (disposition.action == Action::kDisableServer) Disable(server, disposition, state.last_reply);
+  const NextStep next =
+      retry_policy_.AfterFailure(disposition, server, pool_.HasEligible(state, server), state);
+  if (next.final_state) {
+    return recorder_.Final(recipient, state, server, *next.final_state, state.last_reply);
+  }
+  recorder_.Withdraw(recipient, state);
+  if (next.delay.count() > 0) {
+    queue_.Defer({recipient, std::move(state)}, now + next.delay);
+  } else {
+    queue_.Requeue({recipient, std::move(state)});
+  }
+}
+
+void Dispatcher::OnReady(std::size_t server, unsigned generation, std::uint64_t max_size) {
+  pool_[server].OnReady();
+  pool_[server].credentials().OnAccepted(generation);
+  // Before anybody is told no: it would fail alike for the whole list.
+  const std::uint64_t least = renderer_.least_bytes();
+  if (max_size == 0 || least <= max_size) return;
+  Disable(server, kTooLarge,
+          "the message has at least " + std::to_string(least) +
+              " bytes, the server takes at most " + std::to_string(max_size),
+          AccountTally::Remedy::kAnotherJob);
+}
+
+void Dispatcher::OnFailed(std::size_t server, const SessionEnd& end, TimePoint now) {
+  if (end.disposition.login && pool_[server].credentials().OnRefused(end.credential_generation)) {
+    return;
+  }
+  if (end.disposition.action == Action::kDisableServer) {
+    return Disable(server, end.disposition, end.text, RemedyFor(end.failure.fault));
+  }
+  if (end.was_used) return;
+  // Back off from servers that accept and then drop us, or we reconnect in a tight loop.
+  if (end.was_ready) return pool_[server].OnThrottled(now, end.text);
+  pool_[server].OnConnectFailed(now, end.text);
+}
+
+void Dispatcher::OnSecret(std::size_t server, Result<Secret> secret) {
+  if (!secret.ok()) return Disable(server, kNoLogin, secret.status().text());
+  pool_[server].credentials().OnFetched(std::move(secret).value());
+}
+
+void Dispatcher::Disable(std::size_t server, const Disposition& disposition, const std::string& why,
+                         AccountTally::Remedy remedy) {
+  if (!pool_[server].enabled()) return;
+  const Code code = disposition.login       ? Code::kLogin
+                    : disposition.too_large ? Code::kBadInput
+                    : disposition.unusable  ? Code::kConfig
+                                            : Code::kUnavailable;
+  pool_[server].Disable(Status(code, why), remedy);
+  BounceUndeliverable();
+}
+
+// Recipients that every remaining server has rejected have their outcome now.
+void Dispatcher::BounceUndeliverable() {
+  queue_.RemoveIf([this](const QueuedRecipient& waiting) {
+    AttemptState state = waiting.state;
+    if (state.rejected_by.empty() || pool_.HasEligible(state)) return false;
+    recorder_.Final(waiting.recipient, state, state.rejected_by.back(), State::kRefused,
+                    state.last_reply);
+    return true;
+  });
+}
+
+void Dispatcher::Stop() {
+  stopping_ = true;
+  queue_.StopReading();
+}
+
+const Status& Dispatcher::failure() const {
+  return recorder_.status().ok() ? queue_.status() : recorder_.status();
+}
+
+bool Dispatcher::IsOver() {
+  if (queue_.in_flight() > 0) return false;
+  if (stopping_ || pool_.AllDisabled()) return true;
+  const bool unread = queue_.HasUnread();
+  if (queue_.Exhausted()) return true;
+  const auto reachable = [this](const AttemptState& state) { return pool_.HasReachable(state); };
+  if (reachable({}) && (unread || queue_.AnyWaiting(reachable))) return false;
+  stop_reason_ = pool_.WhyUnreachable();
+  return true;
+}
+
+TimePoint Dispatcher::NextWake() const {
+  return std::min(pool_.rate_limited_until(), queue_.NextDue().value_or(TimePoint::max()));
+}
+
+TimePoint Dispatcher::GoesOn() const {
+  if (queue_.in_flight() > 0 || stopping_) return {};
+  const bool limited = pool_.rate_limited_until() != TimePoint::max();
+  const TimePoint due = !limited && queue_.MayHaveDue() ? TimePoint() : NextWake();
+  const TimePoint next = std::max(pool_.AvailableAt(), due);
+  return next == TimePoint::max() ? TimePoint() : next;
+}
+
+Progress Dispatcher::HowFar(std::size_t connections) const {
+  const OutcomeCounts& total = recorder_.total();
+  return {.sent = total.sent,
+          .refused = total.refused,
+          .failed = total.failed,
+          .unknown = total.unknown,
+          .waiting_for_retry = queue_.waiting(),
+          .connections_open = connections,
+          .goes_on = GoesOn()};
+}
+
+DeliveryEnd Dispatcher::End() {
+  recorder_.CheckComplete(queue_.given(), queue_.left());
+  DeliveryEnd end;
+  for (std::size_t i = 0; i < pool_.size(); ++i) {
+    const Server& server = pool_[i];
+    const OutcomeCounts& counts = recorder_.of(i);
+    AccountTally tally;
+    tally.server = server.name();
+    const bool login = server.disabled_reason().code() == Code::kLogin;
+    (login ? tally.login_refused : tally.taken_out) = server.disabled_reason().text();
+    // Others may have carried the job meanwhile.
+    if (server.enabled() && server.NeverConnected()) tally.taken_out = server.last_error();
+    tally.remedy = server.remedy();
+    tally.sent = counts.sent;
+    tally.refused = counts.refused;
+    tally.failed = counts.failed;
+    tally.unknown = counts.unknown;
+    end.accounts.push_back(std::move(tally));
+  }
+  if (!failure().ok()) {
+    end.reason = DeliveryEnd::Reason::kCannotRecord;
+    end.status = failure();
+  } else if (!queue_.Exhausted()) {
+    end.status = pool_.AllDisabled() ? pool_.WhyDisabled() : stop_reason_;
+    end.reason = end.status.code() == Code::kLogin ? DeliveryEnd::Reason::kNoLogin
+                                                   : DeliveryEnd::Reason::kStopped;
+  }
+  return end;
+}
+
+}  // namespace vespro::engine

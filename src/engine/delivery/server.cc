@@ -1,0 +1,123 @@
+#include "engine/delivery/server.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace vespro::engine {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr std::uint16_t kTlsPort = 465;
+// A connecting server keeps its share reserved this long.
+constexpr std::chrono::seconds kConnectGracePeriod{3};
+// Failures in a row after which a server counts as unreachable: after it had served, before it ever
+// did, and of the kind where it asks for patience.
+constexpr int kMaxConnectFailures = 8, kMaxFirstConnectFailures = 3, kMaxThrottles = 50;
+constexpr milliseconds kInitialBackoff{1000}, kReconnectBackoff{5000}, kMaxBackoff{60'000},
+    kMinBackoff{10};
+
+}  // namespace
+
+Server::Server(Account account, CredentialSource credentials, std::size_t rate_limit,
+               milliseconds max_initial_backoff)
+    : account_(std::move(account)),
+      name_(account_.server + ":" + std::to_string(account_.port)),
+      credentials_(std::move(credentials)),
+      rate_limit_(rate_limit),
+      max_initial_backoff_(max_initial_backoff) {}
+
+bool Server::IsFor(const Account& account) const {
+  return account.server == account_.server && account.port == account_.port &&
+         account.login == account_.login && account.password == account_.password;
+}
+
+void Server::Configure(ClientOptions& options) const {
+  const Secret& secret = credentials_.secret();
+  options.credentials = {account_.login, secret.value, secret.is_bearer_token};
+  options.tls_from_start = account_.port == kTlsPort && options.tls != TlsUse::kOff;
+  options.use_chunking = quirks_.chunking_works();
+  options.use_pipelining = !quirks_.lock_step();
+}
+
+void Server::OnConnecting(TimePoint now) {
+  if (connecting() == 0) connecting_since_ = now;
+  ++open_;
+}
+
+void Server::OnReady() {
+  ++ready_;
+  ever_connected_ = true;
+  connect_backoff_.Succeeded();
+}
+
+void Server::OnClosed(bool was_ready) {
+  --open_;
+  if (was_ready) --ready_;
+}
+
+void Server::OnAccepted() {
+  throttle_backoff_.Succeeded();
+  quirks_.OnAccepted();
+}
+
+void Server::OnThrottled(TimePoint now, const std::string& why) {
+  BackOff(throttle_backoff_, now, kInitialBackoff, why);
+}
+
+void Server::OnConnectFailed(TimePoint now, const std::string& why) {
+  if (ready_ > 0) {
+    // It serves others of ours: this was one connection too many.
+    connection_limited_until_ = now + std::min(kReconnectBackoff, max_initial_backoff_);
+    return;
+  }
+  BackOff(connect_backoff_, now, ever_connected_ ? kReconnectBackoff : kInitialBackoff, why);
+}
+
+// Whatever fails during either wait belongs to the failure that began it.
+void Server::BackOff(Backoff& backoff, TimePoint now, milliseconds initial,
+                     const std::string& why) {
+  last_error_ = why;
+  if (now < backoff_until()) return;
+  backoff.Failed(now,
+                 {std::max(std::min(initial, max_initial_backoff_), kMinBackoff), kMaxBackoff});
+}
+
+void Server::Disable(Status reason, AccountTally::Remedy remedy) {
+  if (!enabled()) return;
+  disabled_reason_ = std::move(reason);
+  remedy_ = remedy;
+}
+
+bool Server::IsHealthy() const {
+  return enabled() && connect_backoff_.failures() == 0 && throttle_backoff_.failures() == 0;
+}
+
+bool Server::IsUnreachable() const {
+  const int most = ever_connected_ ? kMaxConnectFailures : kMaxFirstConnectFailures;
+  return connect_backoff_.failures() >= most || throttle_backoff_.failures() >= kMaxThrottles;
+}
+
+TimePoint Server::backoff_until() const {
+  return std::max(connect_backoff_.release_time(), throttle_backoff_.release_time());
+}
+
+TimePoint Server::connect_at() const {
+  return std::max(backoff_until(), connection_limited_until_);
+}
+
+bool Server::CanSend(TimePoint now) const {
+  return enabled() && now >= backoff_until() && credentials_.available();
+}
+
+bool Server::CanConnect(TimePoint now) const {
+  // After a failure one session tries for all.
+  const bool one_tries = connect_backoff_.failures() > 0 && open_ > 0;
+  return CanSend(now) && now >= connect_at() && !one_tries;
+}
+
+bool Server::KeepsShare(TimePoint now) const {
+  return ready_ > 0 || open_ == 0 || now - connecting_since_ < kConnectGracePeriod;
+}
+
+}  // namespace vespro::engine

@@ -1,0 +1,96 @@
+// engine/delivery/server.h - one server with the login that goes with it: all equal lines of the
+// job. What is known of it while the job runs: its sessions, whether it fails, how it has to be
+// treated. Time is passed in. One thread.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+
+#include "engine/delivery/backoff.h"
+#include "engine/delivery/credential_source.h"
+#include "engine/delivery/delivery_end.h"
+#include "engine/delivery/rate_limit.h"
+#include "engine/delivery/server_quirks.h"
+#include "engine/smtp/client.h"
+
+namespace vespro::engine {
+
+class Server {
+ public:
+  Server(Account account, CredentialSource credentials, std::size_t rate_limit,
+         std::chrono::milliseconds max_initial_backoff);
+
+  const std::string& name() const { return name_; }  // "name:port"
+  const Account& account() const { return account_; }
+  bool IsFor(const Account& account) const;
+  unsigned weight() const { return weight_; }
+  void AddShare() { ++weight_; }
+  std::size_t rate_limit() const { return rate_limit_; }
+  ServerQuirks& quirks() { return quirks_; }
+  const ServerQuirks& quirks() const { return quirks_; }
+  CredentialSource& credentials() { return credentials_; }
+  const CredentialSource& credentials() const { return credentials_; }
+  // What a new session has to know of it.
+  void Configure(ClientOptions& options) const;
+
+  // Its sessions: connecting, then ready, then closed.
+  void OnConnecting(TimePoint now);
+  void OnReady();
+  void OnClosed(bool was_ready);
+  std::size_t open() const { return open_; }
+  std::size_t ready() const { return ready_; }
+  std::size_t connecting() const { return open_ - ready_; }
+
+  // What it did.
+  void OnAccepted();
+  void OnThrottled(TimePoint now, const std::string& why);
+  // A session ended before it was ready.
+  void OnConnectFailed(TimePoint now, const std::string& why);
+  // It takes no further part; the code tells what kind of trouble it is. The first reason counts.
+  void Disable(Status reason, AccountTally::Remedy remedy);
+
+  bool enabled() const { return disabled_reason_.ok(); }
+  const Status& disabled_reason() const { return disabled_reason_; }
+  AccountTally::Remedy remedy() const { return remedy_; }
+  // No recent failures.
+  bool IsHealthy() const;
+  // Too many failures in a row.
+  bool IsUnreachable() const;
+  // It failed from the beginning.
+  bool NeverConnected() const { return !ever_connected_ && connect_backoff_.failures() > 0; }
+  const std::string& last_error() const { return last_error_; }
+
+  // No message and no connection before.
+  TimePoint backoff_until() const;
+  // No connection before.
+  TimePoint connect_at() const;
+  bool CanSend(TimePoint now) const;
+  bool CanConnect(TimePoint now) const;
+  // Has a connection that sends, or will soon: it keeps its share of the messages.
+  bool KeepsShare(TimePoint now) const;
+
+ private:
+  void BackOff(Backoff& backoff, TimePoint now, std::chrono::milliseconds initial,
+               const std::string& why);
+
+  Account account_;
+  std::string name_;
+  unsigned weight_ = 1;
+  CredentialSource credentials_;
+  std::size_t rate_limit_;
+  std::chrono::milliseconds max_initial_backoff_;
+  ServerQuirks quirks_;
+
+  std::size_t open_ = 0, ready_ = 0;
+  TimePoint connecting_since_{};  // the first session that is not ready yet
+  bool ever_connected_ = false;
+
+  Backoff connect_backoff_, throttle_backoff_;
+  TimePoint connection_limited_until_{};  // it takes no more at a time than are open
+  std::string last_error_;
+  Status disabled_reason_;
+  AccountTally::Remedy remedy_ = AccountTally::Remedy::kLater;
+};
+
+}  // namespace vespro::engine
