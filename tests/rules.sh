@@ -21,7 +21,7 @@ complain "platform header outside the platform rooms" < <(
     grep -vE '^(win32|outlook|evolution|terminal|base/win32|base/posix)/|^engine/net/|_test\.cc:|/test_[a-z]*\.h:' || true)
 
 complain "platform test in a room" < <(
-  grep -rnE --include=*.h --include=*.cc '^ *# *(if|ifdef|ifndef|elif).*(_WIN32|_WIN64|__linux__|__unix__)' . |
+  grep -rnE --include=*.h --include=*.cc '^ *# *(if|ifdef|ifndef|elif).*(_WIN32|_WIN64|__linux__|__unix__|\bSIG[A-Z]+\b)' . |
     sed 's,^\./,,' | grep -vE '^(win32|outlook|evolution|base/win32|base/posix)/' || true)
 
 complain "room without a README.md" < <(

@@ -122,6 +122,7 @@ std::span<const Command> MyAddIn::Commands() {
   return kAll;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the window is held
 void MyAddIn::ThisInspector(std::shared_ptr<Inspector> window) {
   inspector = window;
   window->Listen({Holding(&MyAddIn::MyInspector_Activate),
@@ -255,7 +256,7 @@ std::shared_ptr<CommandBarButton> MyAddIn::GetOrAddButton(CommandBar& bar, const
           As<CommandBarButton>(bar.Find({.type = ControlType::kButton, .tag = command.caption}))) {
     return found;
   }
-  const auto button = As<CommandBarButton>(Added(bar, ControlType::kButton));
+  auto button = As<CommandBarButton>(Added(bar, ControlType::kButton));
   if (button == nullptr) return nullptr;
   button->SetCaption(command.caption).Ignore();
   button->SetBeginGroup(command.begins_group).Ignore();

@@ -38,6 +38,7 @@ struct SendOptions {
 
 std::vector<fs::path> Paths(const std::vector<std::string>& names) {
   std::vector<fs::path> paths;
+  paths.reserve(names.size());
   for (const std::string& name : names) paths.push_back(ModFiles::FromUtf8(name));
   return paths;
 }

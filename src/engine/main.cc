@@ -1,6 +1,5 @@
 // vespro-engine: sends one job and writes its reports.
 #include <atomic>
-#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -8,6 +7,7 @@
 #include <vector>
 
 #include "base/command_line.h"
+#include "base/signals.h"
 #include "engine/delivery/delivery.h"
 #include "engine/engine.h"
 #include "engine/front.h"
@@ -66,10 +66,7 @@ int Main(std::vector<std::string> command_line, const Front& front) {
     std::fputs(parsed.text.c_str(), *parsed.exit == kExitAllSent ? stdout : stderr);
     return *parsed.exit;
   }
-#ifdef SIGPIPE
-  // Whoever reads what is printed may go; the mail is still to be sent.
-  std::signal(SIGPIPE, SIG_IGN);
-#endif
+  ModSignals::IgnoreBrokenPipes();  // a closed stdout must not stop sending
   SystemRandomness randomness;
   StandardStream out(stdout), err(stderr);
   const bool watched = ModCommandLine::IsTerminal(ModCommandLine::Stream::kError);

@@ -64,7 +64,7 @@ class Story {
   void SeesEnd(int line = __builtin_LINE()) {
     EXPECT_TRUE(driver_.Ended()) << "at line " << line << "; on top:\n" << driver_.Look();
   }
-  void Cannot(Status status, int line = __builtin_LINE()) {
+  void Cannot(const Status& status, int line = __builtin_LINE()) {
     EXPECT_FALSE(status.ok()) << "at line " << line;
   }
   ControlLook Of(std::string_view control, int line = __builtin_LINE()) {

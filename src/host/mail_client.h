@@ -90,6 +90,7 @@ class Inspector {
   virtual Status PasteAtCaret() = 0;
   // From now on, and only while this object lives; takes the place of what was listened to before.
   // {} ends it, also below one of these events.
+  // NOLINTNEXTLINE(performance-unnecessary-value-param): hosts keep them
   virtual void Listen(InspectorEvents) {}
 };
 

@@ -77,7 +77,7 @@ class MemoryClientParts {
   class Part {
    public:
     Part(MemoryClient& part_of, std::string kind, std::shared_ptr<Window> window)
-        : client(part_of), calls_(part_of.calls_), kind_(std::move(kind)), window_(window) {
+        : client(part_of), calls_(part_of.calls_), kind_(std::move(kind)), window_(std::move(window)) {
       ++calls_->held[kind_];
     }
     Part(const Part&) = delete;
@@ -281,7 +281,7 @@ class MemoryClientParts {
 
   class Bars final : public CommandBars, public Part {
    public:
-    Bars(MemoryClient& part_of, std::shared_ptr<Window> of) : Part(part_of, "Bars", of) {}
+    Bars(MemoryClient& part_of, std::shared_ptr<Window> of) : Part(part_of, "Bars", std::move(of)) {}
     std::shared_ptr<CommandBar> Item(std::string_view name) override {
       if (!Works("Item", Quoted(name))) return nullptr;
       auto below = window()->bars.Item(name);
@@ -354,7 +354,7 @@ class MemoryClientParts {
   class InspectorPart final : public Inspector, public Part {
    public:
     InspectorPart(MemoryClient& part_of, std::shared_ptr<Window> of)
-        : Part(part_of, "Inspector", of) {}
+        : Part(part_of, "Inspector", std::move(of)) {}
     ~InspectorPart() override { End(); }
 
     const void* Identity() const override { return window().get(); }
@@ -397,7 +397,7 @@ class MemoryClientParts {
   class ExplorerPart final : public Explorer, public Part {
    public:
     ExplorerPart(MemoryClient& part_of, std::shared_ptr<Window> of)
-        : Part(part_of, "Explorer", of) {}
+        : Part(part_of, "Explorer", std::move(of)) {}
     ~ExplorerPart() override { End(); }
 
     std::shared_ptr<CommandBars> Bars() override {
@@ -484,6 +484,7 @@ class MemoryClientParts {
   template <class Events, class Handler, class... Arguments>
   static void Tell(const std::vector<std::weak_ptr<Listener<Events>>>& listeners,
                    Handler Events::*event, const Arguments&... arguments) {
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the handlers change the list
     const auto told = listeners;
     for (const auto& weak : told) {
       const auto listener = weak.lock();
@@ -692,7 +693,7 @@ void MemoryClient::Raise(const std::string& tag) {
 }
 
 Status MemoryClient::Command(std::string_view caption) {
-  const Status none(Code::kNotFound, "nothing called '" + std::string(caption) +
+  Status none(Code::kNotFound, "nothing called '" + std::string(caption) +
                                          "' can be used in the window in front");
   if (windows_.empty()) return none;
   const auto window = windows_.back();
@@ -713,7 +714,7 @@ Status MemoryClient::Command(std::string_view caption) {
 }
 
 Status MemoryClient::Choose(std::string_view entry) {
-  const Status none(Code::kNotFound,
+  Status none(Code::kNotFound,
                     "the window in front has no box that offers '" + std::string(entry) + "'");
   if (windows_.empty()) return none;
   const auto window = windows_.back();

@@ -30,14 +30,14 @@ constexpr std::int8_t kPadding = -2;
 constexpr std::array<std::int8_t, 256> kValues = [] {
   std::array<std::int8_t, 256> values{};
   for (std::int8_t& value : values) value = kOther;
-  for (std::int8_t i = 0; i < 64; ++i) {
-    values[static_cast<unsigned char>(kAlphabet[static_cast<std::size_t>(i)])] = i;
+  for (std::size_t i = 0; i < 64; ++i) {
+    values[static_cast<unsigned char>(kAlphabet[i])] = static_cast<std::int8_t>(i);
   }
   values['='] = kPadding;
   return values;
 }();
 
-std::int8_t ValueOf(char c) { return kValues[static_cast<unsigned char>(c)]; }
+int ValueOf(char c) { return static_cast<int>(kValues[static_cast<unsigned char>(c)]); }
 
 std::uint32_t ByteAt(const char* in) { return static_cast<unsigned char>(*in); }
 
@@ -135,7 +135,7 @@ std::string DecodeLenient(std::string_view text) {
       end += 3;
     }
     if (i == text.size()) break;
-    const std::int8_t value = ValueOf(text[i++]);
+    const int value = ValueOf(text[i++]);
     if (value == kOther) continue;
     if (value != kPadding) {
       bits = bits << 6 | static_cast<std::uint32_t>(value);

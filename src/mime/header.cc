@@ -420,7 +420,7 @@ std::string Parameter(std::string_view name, std::string_view value) {
 }
 
 std::string FileNameParameter(std::string_view file_name) {
-  const std::string exact = Parameter("filename", file_name);
+  std::string exact = Parameter("filename", file_name);
   if (!exact.starts_with(";" + std::string(kFold) + "filename*")) return exact;
   constexpr std::size_t kMaxLength = 50;
   constexpr std::size_t kMaxEnding = 10;

@@ -56,7 +56,7 @@ Status RemoveReports(const std::vector<fs::path>& folders, const Remover& remove
 // The page after a purge that left something. A session that lost one of its reports is not
 // listed, so there may be nothing to list.
 Status WriteWhatIsLeft(AddIn& add_in) {
-  const Status written = MakeIndex(add_in).status();
+  Status written = MakeIndex(add_in).status();
   if (written.code() != Code::kNotFound) return written;
   return ModIndexPage::WriteEmpty(IndexFile(add_in));
 }

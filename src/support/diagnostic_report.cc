@@ -30,7 +30,7 @@ class Lines {
 };
 
 std::string ClientName(const MailClient& client) {
-  const std::string name = client.Name();
+  std::string name = client.Name();
   if (name != "Outlook") return name;
   return ModText::LeadingNumber(client.Version()) < kOutlook2002 ? "Outlook 2000" : "Outlook 2002";
 }

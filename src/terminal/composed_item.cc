@@ -309,7 +309,7 @@ class ComposedItem::EmlReader {
     return ModFiles::SafeName("part" + std::to_string(++unnamed_) + "." + ending);
   }
 
-  std::string Unique(std::string name) {
+  std::string Unique(const std::string& name) {
     std::string candidate = name;
     for (int i = 2; !names_.insert(ModText::LowerAscii(candidate)).second; ++i) {
       candidate = std::to_string(i) + "-" + name;

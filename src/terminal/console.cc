@@ -32,7 +32,7 @@ std::string ReadLine() {
 std::string Ask(std::string_view prompt) {
   stopped = 0;
   const ModSignals::Handled signals(NoteStop);
-  for (const int signal : ModSignals::kEndings) platform::EndReadsOn(signal);
+  for (const int signal : ModSignals::Endings()) platform::EndReadsOn(signal);
   // Only now: whoever sees it may press Ctrl-C at once.
   std::cerr << prompt << std::flush;
   std::string answer = ReadLine();

@@ -13,6 +13,7 @@ namespace {
 
 std::vector<char*> Argv(std::vector<std::string>& words) {
   std::vector<char*> argv;
+  argv.reserve(words.size() + 1);
   for (std::string& word : words) argv.push_back(word.data());
   argv.push_back(nullptr);
   return argv;

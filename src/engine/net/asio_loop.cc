@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "base/files.h"
+#include "base/signals.h"
 #include "base/text.h"
 #include "engine/net/asio_loop.h"
 #include "engine/net/system.h"
@@ -501,15 +502,11 @@ void AsioLoop::RunInBackground(std::function<void(const std::atomic<bool>&)> wor
 void AsioLoop::OnInterrupt(std::function<void()> callback) {
   state_->on_interrupt = std::move(callback);
   asio::error_code ignored;  // without handlers the signals end the process, as ever
-  state_->signals.add(SIGINT, ignored);
-  state_->signals.add(SIGTERM, ignored);
-#ifdef SIGHUP
-  // The terminal was closed; respect nohup.
-  if (auto* const before = std::signal(SIGHUP, SIG_IGN); before != SIG_IGN) {
-    std::signal(SIGHUP, before);
-    state_->signals.add(SIGHUP, ignored);
+  for (const int number : ModSignals::Endings()) {
+    // Scripts start what runs beside them with SIGINT ignored, and want it heard; nohup does not.
+    const bool always = number == SIGINT || number == SIGTERM;
+    if (always || !ModSignals::IsIgnored(number)) state_->signals.add(number, ignored);
   }
-#endif
   state_->WaitForSignal();
 }
 
