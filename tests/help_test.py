@@ -108,7 +108,7 @@ def sources():
     for room in ROOMS:
         path = SOURCES / room
         for file in sorted(path.iterdir()) if path.is_dir() else [path]:
-            if file.suffix in (".h", ".cc") and not re.search(r"_test|stories|testing|test_host|test_server|fake_", file.name):
+            if file.suffix in (".h", ".cc") and not re.search(r"_test|stories|testing|test_host|test_server|test_job|fake_|scripted_server", file.name):
                 yield file
 
 

@@ -4,7 +4,7 @@ if(WIN32)
   set(system net/system_win32.cc)
 else()
   set(system net/system_posix.cc)
-  set(system_tests delivery/delivery_test.cc)  # its server wakes its threads as only POSIX does
+  set(system_tests delivery/delivery_socket_test.cc)  # its server wakes its threads as only POSIX does
 endif()
 # What OpenSSL does for us beside TLS itself.
 vespro_room(engine_crypto
@@ -29,7 +29,7 @@ vespro_room(engine_delivery
           delivery/fair_share.cc delivery/outcome_recorder.cc delivery/rate_limit.cc
           delivery/recipient_queue.cc delivery/retry_policy.cc delivery/server.cc
           delivery/server_pool.cc delivery/server_quirks.cc delivery/session.cc
-  TESTS delivery/backoff_test.cc delivery/credential_source_test.cc delivery/fair_share_test.cc
+  TESTS delivery/backoff_test.cc delivery/credential_source_test.cc delivery/delivery_test.cc delivery/fair_share_test.cc
         delivery/outcome_recorder_test.cc delivery/rate_limit_test.cc
         delivery/recipient_queue_test.cc delivery/retry_policy_test.cc
         delivery/server_pool_test.cc delivery/server_test.cc ${system_tests}

@@ -1,5 +1,5 @@
-// engine/delivery/test_server.h - for tests only: an SMTP server on a loopback port, a thread a
-// connection, that does as it is told and remembers what it accepted.
+// engine/delivery/test_server.h - for tests only: a scripted server on a loopback port, a thread a
+// connection.
 #pragma once
 
 #include <openssl/x509v3.h>
@@ -8,14 +8,13 @@
 #include <asio/ssl.hpp>
 #include <atomic>
 #include <functional>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "base/text.h"
+#include "engine/delivery/scripted_server.h"
 
 namespace vespro::engine {
 
@@ -65,29 +64,14 @@ struct TestCertificate {
 class TestServer {
  public:
   using tcp = asio::ip::tcp;
+  using Message = ScriptedServer::Message;
 
-  struct Message {
-    std::string mail;
-    std::vector<std::string> recipients;  // the accepted ones, as in RCPT
-    std::string text;                     // without dot-stuffing
-  };
-
-  // Instead of an answer: close the connection, or say nothing and wait for its end.
-  static constexpr const char* kClose = "close";
-  static constexpr const char* kSilence = "silence";
-
-  struct Behaviour {
-    std::vector<std::string> offers;  // EHLO keywords
-    // The answer to a command line; empty for the ordinary one. "." stands for a message's end.
-    std::function<std::string(const std::string& command)> answer;
-    TestCertificate certificate;  // for STARTTLS
-  };
-
-  explicit TestServer(Behaviour behaviour) : behaviour_(std::move(behaviour)) {
-    if (!behaviour_.certificate.key.empty()) {
-      tls_.use_private_key(asio::buffer(behaviour_.certificate.key), asio::ssl::context::pem);
-      tls_.use_certificate(asio::buffer(behaviour_.certificate.certificate),
-                           asio::ssl::context::pem);
+  // `certificate` is for STARTTLS. The script runs on the connections' threads, one at a time.
+  explicit TestServer(ScriptedServer::Behaviour behaviour, const TestCertificate& certificate = {})
+      : script_(std::move(behaviour)) {
+    if (!certificate.key.empty()) {
+      tls_.use_private_key(asio::buffer(certificate.key), asio::ssl::context::pem);
+      tls_.use_certificate(asio::buffer(certificate.certificate), asio::ssl::context::pem);
     }
     acceptor_.open(tcp::v4());
     acceptor_.bind({asio::ip::address_v4::loopback(), 0});
@@ -111,45 +95,31 @@ class TestServer {
   }
 
   std::vector<Message> messages() {
-    const std::lock_guard lock(mutex_);
-    return messages_;
-  }
-  std::size_t connections() {
-    const std::lock_guard lock(mutex_);
-    return threads_.size();
+    const std::lock_guard lock(script_mutex_);
+    return script_.messages();
   }
   std::uint16_t port = 0;
 
  private:
+  using Session = ScriptedServer::Session;
+
   struct Peer {
     explicit Peer(asio::io_context& io) : socket(io) {}
     tcp::socket socket;
     std::unique_ptr<asio::ssl::stream<tcp::socket&>> tls;
-    std::string buffer;
     asio::error_code error;
 
-    bool Fill() {
+    std::string Read() {
       char bytes[4096];
       const std::size_t count = tls ? tls->read_some(asio::buffer(bytes), error)
                                     : socket.read_some(asio::buffer(bytes), error);
-      buffer.append(bytes, count);
-      return !error;
+      return {bytes, count};
     }
-    bool Line(std::string& line) {
-      std::size_t end;
-      while ((end = buffer.find("\r\n")) == std::string::npos) {
-        if (!Fill()) return false;
-      }
-      line = buffer.substr(0, end);
-      buffer.erase(0, end + 2);
-      return true;
-    }
-    void Say(const std::string& text) {
-      const std::string line = text + "\r\n";
+    void Write(const std::string& bytes) {
       if (tls) {
-        asio::write(*tls, asio::buffer(line), error);
+        asio::write(*tls, asio::buffer(bytes), error);
       } else {
-        asio::write(socket, asio::buffer(line), error);
+        asio::write(socket, asio::buffer(bytes), error);
       }
     }
   };
@@ -177,60 +147,28 @@ class TestServer {
   }
 
   void Serve(Peer& peer) {
-    peer.Say("220 test");
-    Message message;
-    bool mail = false;
-    for (std::string line; peer.Line(line);) {
-      const std::string verb = line.substr(0, 4);
-      std::string answer = behaviour_.answer ? behaviour_.answer(line) : "";
-      if (answer == kClose) return;
-      if (answer == kSilence) {
-        while (peer.Fill()) {
+    std::unique_ptr<Session> session;
+    std::string bytes;
+    while (!peer.error) {
+      std::string output;
+      {
+        const std::lock_guard lock(script_mutex_);
+        if (session == nullptr) {
+          session = script_.Accept();
+        } else {
+          session->Receive(bytes);
         }
-        return;
+        output = std::exchange(session->output, {});
       }
-      const bool yes = answer.empty() || answer[0] == '2' || answer[0] == '3';
-      const auto say = [&](const char* ordinary) { peer.Say(answer.empty() ? ordinary : answer); };
-      if (verb == "EHLO") {
-        if (answer.empty()) {
-          for (const std::string& offer : behaviour_.offers) {
-            if (!peer.tls || offer != "STARTTLS") answer += "250-" + offer + "\r\n";
-          }
-          answer = "250-test\r\n" + answer + "250 HELP";
-        }
-        peer.Say(answer);
-      } else if (verb == "STAR") {
-        say("220 go");
+      if (!output.empty()) peer.Write(output);
+      if (session->state == Session::State::kDropped) return;
+      if (session->state == Session::State::kClosed) return Linger(peer);
+      if (session->state == Session::State::kStartTls) {
         peer.tls = std::make_unique<asio::ssl::stream<tcp::socket&>>(peer.socket, tls_);
         peer.tls->handshake(asio::ssl::stream_base::server, peer.error);
-        if (peer.error) return;
-      } else if (verb == "MAIL") {
-        if (mail) {
-          peer.Say("503 nested MAIL");
-          continue;
-        }
-        mail = yes;
-        message = {line, {}, {}};
-        say("250 sender");
-      } else if (verb == "RCPT") {
-        if (!mail) answer = "503 MAIL first";
-        if (mail && yes) message.recipients.push_back(line.substr(9, line.size() - 10));
-        say("250 recipient");
-      } else if (verb == "DATA" || verb == "BDAT") {
-        if (!Body(peer, line, message)) return;
-        if (verb == "DATA") mail = false;
-        if (verb == "BDAT" && !message.recipients.empty()) mail = false;
-      } else if (verb == "RSET") {
-        mail = false;
-        message = {};
-        say("250 reset");
-      } else if (verb == "QUIT") {
-        say("221 bye");
-        return;
-      } else {
-        say(verb == "AUTH" ? "235 welcome" : "500 what");
+        session->TlsStarted();
       }
-      if (answer.starts_with("421")) return Linger(peer);
+      if (!peer.error) bytes = peer.Read();
     }
   }
 
@@ -239,57 +177,19 @@ class TestServer {
   static void Linger(Peer& peer) {
     asio::error_code ignored;
     peer.socket.shutdown(tcp::socket::shutdown_send, ignored);
-    while (peer.Fill()) {
-    }
+    while (!peer.error) peer.Read();
   }
 
-  bool Body(Peer& peer, const std::string& line, Message& message) {
-    const bool chunk = line.starts_with("BDAT");
-    if (chunk) {
-      const std::size_t size = std::stoul(line.substr(5));
-      while (peer.buffer.size() < size) {
-        if (!peer.Fill()) return false;
-      }
-      message.text = peer.buffer.substr(0, size);
-      peer.buffer.erase(0, size);
-    }
-    if (message.recipients.empty()) {
-      peer.Say("554 no valid recipients");
-      return true;
-    }
-    if (!chunk) {
-      peer.Say("354 go");
-      for (std::string text; peer.Line(text) && text != ".";) {
-        message.text += text.substr(text.starts_with(".") ? 1 : 0) + "\r\n";
-      }
-      if (peer.error) return false;
-    }
-    const std::string answer = behaviour_.answer ? behaviour_.answer(".") : "";
-    if (answer == kClose) return false;
-    if (answer == kSilence) {
-      while (peer.Fill()) {
-      }
-      return false;
-    }
-    if (answer.empty() || answer[0] == '2') {
-      const std::lock_guard lock(mutex_);
-      if (dead_) return false;
-      messages_.push_back(message);
-    }
-    peer.Say(answer.empty() ? "250 2.0.0 queued" : answer);
-    return !peer.error && !answer.starts_with("421");
-  }
-
-  Behaviour behaviour_;
+  ScriptedServer script_;
+  std::mutex script_mutex_;
   asio::io_context io_;
   asio::ssl::context tls_{asio::ssl::context::tls_server};
   tcp::acceptor acceptor_{io_};
   std::thread listener_;
-  std::mutex mutex_;
+  std::mutex mutex_;  // of what follows
   std::atomic<bool> dead_ = false;
   std::vector<std::shared_ptr<Peer>> peers_;
   std::vector<std::thread> threads_;
-  std::vector<Message> messages_;
 };
 
 }  // namespace vespro::engine
