@@ -103,7 +103,7 @@ class EncryptedServer(support.JobTest):
     QUOTE = '"' if (support.PROGRAMS / "vespro-cli.exe").exists() else "'"
 
     def test_untrusted_certificate_lets_no_mail_and_no_login_out(self):
-        done = self.job(PASSWORD, "--retry", "1", "--retry-delay", "0")
+        done = self.job(PASSWORD, "--retry", "1", "--server-backoff", "0.01")
         self.assertIn(done.returncode, (1, 75, 78), done.stderr)
         [session] = self.sessions()
         self.complaint(done, "certificate", "issued by 'localhost'", "--ca FILE",
@@ -119,7 +119,7 @@ class EncryptedServer(support.JobTest):
                 certificate, self.port = self.serve(names, expired)
                 self.expect(0, self.vespro("accounts", "add", "localhost", "--port", str(self.port)))
                 done = self.send("--subject", names, "--list", self.listed, "--text", self.text,
-                                 engine=("--ca", certificate, "--retry", "1", "--retry-delay", "0"))
+                                 engine=("--ca", certificate, "--retry", "1", "--server-backoff", "0.01"))
                 self.expect(0, self.vespro("accounts", "remove", "1"))
                 self.assertIn(done.returncode, (1, 75, 78), done.stderr)
                 self.complaint(done, *words)
@@ -133,7 +133,7 @@ class EncryptedServer(support.JobTest):
         self.addCleanup(server.stop)
         self.add_account(clear, "localhost")
         done = self.send("--subject", "S", "--list", self.listed, "--text", self.text,
-                         engine=("--tls", "required", "--retry", "1", "--retry-delay", "0"))
+                         engine=("--tls", "required", "--retry", "1", "--server-backoff", "0.01"))
         self.assertIn(done.returncode, (1, 75, 78), done.stderr)
         self.complaint(done, "TLS")
         self.assertEqual(self.keeper.messages, [])

@@ -149,7 +149,7 @@ class Mistakes(support.JobTest):
         self.write("gone.txt", "bo@example.org\n")
         done = self.expect(75, self.send(
             "--subject", "S", "--text", self.text, "--list", self.list, cwd=self.folder,
-            engine=("--retry", "2", "--retry-delay", "0", "--suppress", "gone.txt")))
+            engine=("--retry", "2", "--retry-delay", "0", "--server-backoff", "0.01", "--suppress", "gone.txt")))
         column, line = done.stderr.splitlines()
         self.assertIn("addresses from column 2", column)
         self.assertIn(str(self.port), line)
@@ -170,7 +170,7 @@ class ClosedStreams(support.JobTest):
         self.prefix = ("sh", "-c", 'exec "$@" <&- >&- 2>&-', "sh")
         self.expect(75, self.send(
             "--subject", "S", "--text", self.write("text.txt", "Hello\n"), "--list", listed,
-            engine=("--retry", "1", "--retry-delay", "0")))
+            engine=("--retry", "1", "--server-backoff", "0.01")))
         [session] = self.sessions()
         engine = [support.PROGRAMS / "vespro-engine", "-s", session / "Vespro.cfg", "--retry", "1"]
         done = subprocess.run([*self.prefix, *engine], capture_output=True, timeout=support.SECONDS)

@@ -85,7 +85,7 @@ class Sink(support.JobTest):
         self.start("-q", ".")
         self.COUNT = 3
         del self.addresses_sent[3:]
-        done = self.job("--retry", "2", "--retry-delay", "0")
+        done = self.job("--retry", "2", "--retry-delay", "0", "--server-backoff", "0.01")
         self.assertIn(done.returncode, (1, 75), done.stderr)
         self.assertEqual(self.addresses("sent"), [])
 

@@ -143,7 +143,7 @@ class Survive(support.JobTest):
         listed = self.write("list.txt", "\n".join(self.PEOPLE) + "\n")
         self.done = self.send(
             "--subject", "S", "--text", self.write("t.txt", text), "--list", listed,
-            "--turbo" if turbo else "--personalised", engine=("--retry-delay", "0.02", *engine))
+            "--turbo" if turbo else "--personalised", engine=("--retry-delay", "0.02", "--server-backoff", "0.02", *engine))
         states = {row[0]: row[1] for row in self.report()} if list(self.home.rglob("report.txt")) else {}
         # Always: what the report calls sent was accepted once, and nothing was accepted twice.
         for address in self.PEOPLE:

@@ -18,7 +18,7 @@ constexpr const char* kFooter =
 struct Arguments {
   std::string job, per_page, dry_run, only, rate, ca, unsubscribe_key, trace, tls = "auto";
   std::vector<std::string> suppress, account_rates, password_commands;
-  double retry_delay = 30;
+  double retry_delay = 30, server_backoff = 1;
 };
 
 void Declare(CLI::App& app, Arguments& arguments, EngineOptions& options) {
@@ -72,6 +72,10 @@ void Declare(CLI::App& app, Arguments& arguments, EngineOptions& options) {
   app.add_option("--retry-delay", arguments.retry_delay,
                  "Seconds before the second attempt; doubles (default 30)")
       ->check(CLI::Range(0.0, 86400.0));
+  app.add_option("--server-backoff", arguments.server_backoff,
+                 "Seconds a server is left alone after it failed or asked for patience; doubles "
+                 "up to a minute (default 1)")
+      ->check(CLI::Range(0.01, 3600.0));
   app.add_option("--per-connection", delivery.messages_per_connection,
                  "Messages before a connection is renewed (default 500)")
       ->check(CLI::Range(1, 1'000'000));
@@ -116,6 +120,10 @@ Status ConvertServers(const Arguments& arguments, DeliveryOptions& delivery) {
   return {};
 }
 
+std::chrono::milliseconds Milliseconds(double seconds) {
+  return std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
+}
+
 // `has_only`: --only was given, be it empty.
 Status Convert(const Arguments& arguments, bool has_only, EngineOptions& options) {
   options.job_file = ModFiles::FromUtf8(arguments.job);
@@ -128,8 +136,11 @@ Status Convert(const Arguments& arguments, bool has_only, EngineOptions& options
   if (options.json && !options.dry_run.empty()) {
     return Status(Code::kUsage, "--dry-run sends nothing that --json could tell of");
   }
-  if (!std::isfinite(arguments.retry_delay)) {
-    return Status(Code::kUsage, "--retry-delay is a number of seconds");
+  for (const auto& [option, seconds] : {std::pair("--retry-delay", arguments.retry_delay),
+                                        std::pair("--server-backoff", arguments.server_backoff)}) {
+    if (!std::isfinite(seconds)) {
+      return Status(Code::kUsage, std::string(option) + " is a number of seconds");
+    }
   }
   if (options.trace_data && arguments.trace.empty()) {
     return Status(Code::kUsage, "--trace-data needs --trace FILE");
@@ -142,8 +153,8 @@ Status Convert(const Arguments& arguments, bool has_only, EngineOptions& options
   delivery.extra_ca = ModFiles::FromUtf8(arguments.ca);
   if (arguments.tls == "required") delivery.tls = TlsUse::kRequired;
   if (arguments.tls == "off") delivery.tls = TlsUse::kOff;
-  delivery.retry_delay =
-      std::chrono::milliseconds(static_cast<std::int64_t>(arguments.retry_delay * 1000));
+  delivery.retry_delay = Milliseconds(arguments.retry_delay);
+  delivery.server_backoff = Milliseconds(arguments.server_backoff);
   if (!arguments.rate.empty()) {
     Result<double> rate = ParseRate(arguments.rate);
     if (!rate.ok()) return rate.status();

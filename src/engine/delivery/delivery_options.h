@@ -39,6 +39,8 @@ struct DeliveryOptions {
   bool insecure_auth = false;      // passwords over a clear connection to a far server
   int retry = 3;                   // attempts a recipient may take in all
   std::chrono::milliseconds retry_delay{30'000};  // doubles from attempt to attempt
+  // How long a server is left alone after a failure; doubles from failure to failure.
+  std::chrono::milliseconds server_backoff{1000};
   std::size_t messages_per_connection = 500;
   std::size_t recipients_per_transaction = 100;
   double timeout_scale = 1.0;      // of RFC 5321, section 4.5.3.2; tests shorten it

@@ -72,7 +72,7 @@ TEST(DeliverySocketTest, WhoCantBeReached) {
     dead_port = gone.port;
   }
   Job refused(3);
-  refused.options.retry_delay = std::chrono::milliseconds(10);
+  refused.options.server_backoff = std::chrono::milliseconds(10);
   refused.To(dead_port);
   AsioLoop loop;
   const DeliveryEnd end = refused.Run(loop);
@@ -80,7 +80,7 @@ TEST(DeliverySocketTest, WhoCantBeReached) {
   EXPECT_NE(end.status.text().find("refused"), std::string::npos) << end.status.text();
 
   Job nameless(1);
-  nameless.options.retry_delay = std::chrono::milliseconds(10);
+  nameless.options.server_backoff = std::chrono::milliseconds(10);
   nameless.To(25, "no-such-host.invalid");
   AsioLoop other;
   EXPECT_EQ(nameless.Run(other).status.code(), Code::kUnavailable);

@@ -396,6 +396,37 @@ TEST(DeliveryTest, TellsWhenItGoesOn) {
   }
 }
 
+// How long a recipient waits says nothing about how long a server wants to be left alone.
+TEST(DeliveryTest, AServerThatAsksForPatienceGetsIt) {
+  const struct {
+    const char* why;
+    const char* at;
+    const char* answer;
+    std::size_t most_connections;  // in a minute
+  } rows[] = {{"at the greeting", "connect", "421 4.3.2 slow down", 7},
+              {"at EHLO", "EHLO", "421 4.3.2 slow down", 7},
+              {"at the sender", "MAIL", "421 4.7.0 slow down", 7},
+              {"at the end of the message", ".", "421 4.7.0 slow down", 7},
+              {"without the connection", "MAIL", "450 4.7.1 slow down", 1},
+              {"hangs up on us", "connect", ScriptedServer::kClose, 7}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.why);
+    ScriptedServer server({kOffers[2], [&](const std::string& command) -> std::string {
+                             return command.starts_with(row.at) ? row.answer : "";
+                           }});
+    FakeJob job(1000);
+    job.options.connections = 1;
+    job.options.retry = 100;
+    job.options.retry_delay = milliseconds(0);
+    job.To(server);
+    job.loop.After(seconds(60), [&] { job.running->RequestStop(); });
+    job.Run();
+    EXPECT_LE(server.connections(), row.most_connections);
+    EXPECT_GE(server.connections(), 1U);
+    EXPECT_EQ(job.ledger.Count(State::kSent), 0U);
+  }
+}
+
 TEST(DeliveryTest, NothingIsSentThatCantBeNoted) {
   ScriptedServer server;
   FakeJob job(10);

@@ -14,18 +14,19 @@ constexpr std::chrono::seconds kConnectGracePeriod{3};
 // Failures in a row after which a server counts as unreachable: after it had served, before it ever
 // did, and of the kind where it asks for patience.
 constexpr int kMaxConnectFailures = 8, kMaxFirstConnectFailures = 3, kMaxThrottles = 50;
-constexpr milliseconds kInitialBackoff{1000}, kReconnectBackoff{5000}, kMaxBackoff{60'000},
-    kMinBackoff{10};
+// One that has served is left alone longer than one that never answered, which may be a wrong name.
+constexpr int kReconnectFactor = 5;
+constexpr milliseconds kMaxBackoff{60'000}, kMinBackoff{10};
 
 }  // namespace
 
 Server::Server(Account account, CredentialSource credentials, std::size_t rate_limit,
-               milliseconds max_initial_backoff)
+               milliseconds initial_backoff)
     : account_(std::move(account)),
       name_(account_.server + ":" + std::to_string(account_.port)),
       credentials_(std::move(credentials)),
       rate_limit_(rate_limit),
-      max_initial_backoff_(max_initial_backoff) {}
+      initial_backoff_(std::max(initial_backoff, kMinBackoff)) {}
 
 bool Server::IsFor(const Account& account) const {
   return account.server == account_.server && account.port == account_.port &&
@@ -62,16 +63,17 @@ void Server::OnAccepted() {
 }
 
 void Server::OnThrottled(TimePoint now, const std::string& why) {
-  BackOff(throttle_backoff_, now, kInitialBackoff, why);
+  BackOff(throttle_backoff_, now, initial_backoff_, why);
 }
 
 void Server::OnConnectFailed(TimePoint now, const std::string& why) {
   if (ready_ > 0) {
     // It serves others of ours: this was one connection too many.
-    connection_limited_until_ = now + std::min(kReconnectBackoff, max_initial_backoff_);
+    connection_limited_until_ = now + kReconnectFactor * initial_backoff_;
     return;
   }
-  BackOff(connect_backoff_, now, ever_connected_ ? kReconnectBackoff : kInitialBackoff, why);
+  BackOff(connect_backoff_, now,
+          ever_connected_ ? kReconnectFactor * initial_backoff_ : initial_backoff_, why);
 }
 
 // Whatever fails during either wait belongs to the failure that began it.
@@ -79,8 +81,7 @@ void Server::BackOff(Backoff& backoff, TimePoint now, milliseconds initial,
                      const std::string& why) {
   last_error_ = why;
   if (now < backoff_until()) return;
-  backoff.Failed(now,
-                 {std::max(std::min(initial, max_initial_backoff_), kMinBackoff), kMaxBackoff});
+  backoff.Failed(now, {initial, std::max(initial, kMaxBackoff)});
 }
 
 void Server::Disable(Status reason, AccountTally::Remedy remedy) {

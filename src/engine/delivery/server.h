@@ -19,7 +19,7 @@ namespace vespro::engine {
 class Server {
  public:
   Server(Account account, CredentialSource credentials, std::size_t rate_limit,
-         std::chrono::milliseconds max_initial_backoff);
+         std::chrono::milliseconds initial_backoff);
 
   const std::string& name() const { return name_; }  // "name:port"
   const Account& account() const { return account_; }
@@ -79,7 +79,7 @@ class Server {
   unsigned weight_ = 1;
   CredentialSource credentials_;
   std::size_t rate_limit_;
-  std::chrono::milliseconds max_initial_backoff_;
+  std::chrono::milliseconds initial_backoff_;
   ServerQuirks quirks_;
 
   std::size_t open_ = 0, ready_ = 0;

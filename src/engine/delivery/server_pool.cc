@@ -35,7 +35,7 @@ std::vector<Server> MakeServers(const DeliveryOptions& options,
         credentials = CredentialSource(PasswordCommand(command.command));
       }
     }
-    servers.emplace_back(account, std::move(credentials), limit, options.retry_delay);
+    servers.emplace_back(account, std::move(credentials), limit, options.server_backoff);
   }
   return servers;
 }
