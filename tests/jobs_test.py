@@ -1,8 +1,10 @@
 """From a send to a started engine: what is checked and asked first, what is said of an engine that runs on its
 own, and how a job is taken up again without mailing anybody twice."""
 
+import collections
 import json
 import os
+import pathlib
 import re
 import shlex
 import signal
@@ -84,6 +86,53 @@ class Jobs(support.JobTest):
         self.expect(1, self.vespro(*self.compose(account, "--wait", "--anew", engine=("--rate", "9999/s"))))
         self.assertEqual(set(catcher.recipients()), set(self.people))
         self.assertGreater(len(catcher.recipients()), 2 * len(self.people))
+
+    def test_files_that_go_away_let_no_second_engine_in(self):
+        """Removed or renamed by a hand, a cleaner or a backup while the engine works."""
+        attacks = (("journal.lock",), ("journal",), ("journal", "journal.lock"))
+        for number, names in enumerate(attacks):
+            with self.subTest(away=names):
+                catcher = support.Catcher(self.folder / "caught{}".format(number))
+                self.addCleanup(catcher.stop)
+                self.people = ["a{}-{:03}@example.org".format(number, i) for i in range(200)]
+                self.list = self.write("list{}.txt".format(number), "".join(p + "\r\n" for p in self.people))
+                self.add_account(catcher.port)
+                job = self.expect(0, self.vespro(*self.compose(
+                    "127.0.0.1:{}".format(catcher.port), "--no-start"))).stdout.strip()
+                session, away = pathlib.Path(job).parent, self.folder / "away{}".format(number)
+                away.mkdir()
+                command = [str(support.PROGRAMS / "vespro-engine"), "-s", job, "--quiet"]
+                engine = subprocess.Popen([*command, "--rate", "100/s"], stdout=subprocess.DEVNULL,
+                                          stderr=subprocess.PIPE, text=True)
+                while "\tO\t" not in self.text_of(session / "journal"):
+                    time.sleep(0.01)
+                for name in names:
+                    (session / name).rename(away / name)
+                second = subprocess.run(command, capture_output=True, text=True, timeout=support.SECONDS)
+                self.assertEqual(second.returncode, 75, second.stderr)
+                self.assertIn("another engine is at work", second.stderr)
+                first = engine.communicate(timeout=support.SECONDS)[1]
+                if "journal" in names:
+                    self.assertEqual(engine.returncode, 75, first)
+                    self.assertIn("was moved or removed", first)
+                    self.assertEqual(subprocess.run(command, capture_output=True).returncode, 65)
+                    (away / "journal").replace(session / "journal")
+                    self.assertLess(len(catcher.recipients()), len(self.people))
+                    third = subprocess.run(command, capture_output=True, text=True, timeout=support.SECONDS)
+                    # The answers to what was on the wire were not waited for.
+                    self.assertIn(third.returncode, (0, 1), third.stderr)
+                else:
+                    self.assertEqual(engine.returncode, 0, first)
+                rows = [line.split("\t") for line in self.text_of(session / "report.txt").splitlines()]
+                unknown = {row[0] for row in rows if len(row) > 1 and row[1] == "unknown"}
+                self.assertLessEqual(len(unknown), 32)
+                got = collections.Counter(catcher.recipients())
+                self.assertEqual(set(got.values()), {1})
+                self.assertEqual(set(got) | unknown, set(self.people))
+
+    @staticmethod
+    def text_of(path):
+        return path.read_text("utf-8") if path.exists() else ""
 
     def test_of_sends_at_the_same_time_one_is_the_first(self):
         catcher = self.catcher()

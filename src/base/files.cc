@@ -110,7 +110,8 @@ Status AtomicFile::Commit(const std::function<Status()>& check) {
   Status replaced = platform::ReplaceByRename(state_->temporary_path, state_->target);
   if (!replaced.ok()) return replaced;
   state_->committed = true;
-  platform::SyncFolder(state_->target.parent_path());
+  // The new file is there, whatever a power cut leaves.
+  ModFiles::SyncFolder(state_->target.parent_path()).Ignore();
   return {};
 }
 

@@ -51,6 +51,11 @@ class File {
   };
   static Result<File> Open(const std::filesystem::path& path, Mode mode,
                            Access access = Access::kShared);
+  // kAppend, locked against every other OpenLocked until it is closed; readers and other writers
+  // are not hindered. kResumable while another holds it. Its name can still be removed or given to
+  // another file, see IsInPlace; Windows refuses that.
+  static Result<File> OpenLocked(const std::filesystem::path& path,
+                                 Access access = Access::kShared);
 
   File(File&& other) noexcept;
   File& operator=(File&& other) noexcept;
@@ -112,12 +117,16 @@ class AtomicFile final : public ByteSink {
   std::unique_ptr<State> state_;
 };
 
-// A lock between processes, held while the object lives. The lock file stays behind, empty.
+// A lock between processes, held while the object lives. The lock file stays, empty.
 class FileLock {
  public:
   enum class Wait { kUntilFree, kNo };
   // kResumable when Wait::kNo and somebody else holds it.
   static Result<FileLock> Take(const std::filesystem::path& path, Wait wait);
+  // A folder itself, which stays locked whatever is removed from it or renamed in it. Holds nothing
+  // where the system has no such locks: on Windows and on some network file systems. kResumable
+  // when somebody else holds it; kNotFound when there is no such folder.
+  static Result<FileLock> TakeFolder(const std::filesystem::path& folder);
   FileLock(FileLock&& other) noexcept;
   FileLock& operator=(FileLock&&) = delete;
   ~FileLock();
@@ -178,6 +187,9 @@ Status MakeFolders(const std::filesystem::path& path, Access access = Access::kP
 // is no failure.
 Status Remove(const std::filesystem::path& path);
 Status Rename(const std::filesystem::path& from, const std::filesystem::path& to);
+// Waits until the folder's entries - what was made, renamed or removed in it - are on the disk,
+// where the system has a way to say so.
+Status SyncFolder(const std::filesystem::path& folder);
 
 // Sets the hidden attribute and clears all others. Where a file's name alone decides what is hidden
 // there is no such attribute, and nothing is done.

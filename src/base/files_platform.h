@@ -16,8 +16,6 @@ std::uint32_t LastError();
 Status ReplaceByRename(const std::filesystem::path& from, const std::filesystem::path& to);
 // Gives `to` the permissions (and where possible the owner) of `from`.
 void CopyPermissions(const std::filesystem::path& from, const std::filesystem::path& to);
-// Makes the renames in a folder last through a power cut, where the system has a way to say so.
-void SyncFolder(const std::filesystem::path& folder);
 // 0700 or the umask's choice; false when it was not made.
 bool MakeFolder(const std::filesystem::path& path, bool is_private);
 

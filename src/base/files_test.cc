@@ -86,7 +86,24 @@ TEST(FilesTest, TheLockIsForOneAtATime) {
   EXPECT_TRUE(FileLock::Take(folder / "lock", FileLock::Wait::kNo).ok());
 }
 
-TEST(FilesTest, AppendsBehindTheEnd) {
+TEST(FilesTest, ALockedFileIsForOneWriterAndAllReaders) {
+  TemporaryFolder folder;
+  const fs::path path = folder.Write("log", "a");
+  {
+    Result<File> file = File::OpenLocked(path);
+    ASSERT_TRUE(file.ok()) << file.status().text();
+    ASSERT_TRUE(file->Write("b").ok());
+    EXPECT_EQ(File::OpenLocked(path).status().code(), Code::kResumable);
+    EXPECT_EQ(folder.Read("log"), "ab");
+  }
+  Result<File> next = File::OpenLocked(path);
+  ASSERT_TRUE(next.ok());
+  ASSERT_TRUE(next->Write("c").ok());
+  EXPECT_EQ(folder.Read("log"), "abc") << "nothing was emptied";
+  EXPECT_EQ(FileLock::TakeFolder(folder / "nowhere").status().code(), Code::kNotFound);
+}
+
+TEST(FilesTest, AppendsAfterTheEnd) {
   TemporaryFolder folder;
   const fs::path path = folder.Write("log", "a");
   Result<File> file = File::Open(path, File::Mode::kAppend);

@@ -12,6 +12,7 @@
 #include "cli/start_job.h"
 #include "engine/journal.h"
 #include "engine/options.h"
+#include "engine/session_lock.h"
 #include "send/send_command.h"
 #include "send/session.h"
 #include "settings/settings.h"

@@ -7,7 +7,7 @@
 #include "base/text.h"
 #include "cli/job_verbs.h"
 #include "cli/verbs.h"
-#include "engine/journal.h"
+#include "engine/session_lock.h"
 #include "reports/report_commands.h"
 #include "reports/session_files.h"
 #include "reports/show_page.h"

@@ -6,7 +6,6 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -21,6 +20,7 @@
 #include "engine/preview.h"
 #include "engine/progress.h"
 #include "engine/report.h"
+#include "engine/session_lock.h"
 #include "engine/template.h"
 #include "engine/trace_file.h"
 #include "merge/custom_words.h"
@@ -31,8 +31,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::uint64_t kMaxKeyBytes = 64 * 1024;
-constexpr int kLockTries = 200;
-constexpr std::chrono::milliseconds kLockPause{5};
 constexpr double kSlowestRate = 1.0 / 86400 / 366;  // messages a second: one a year
 constexpr std::string_view kCutOff =
     "the job was cut off while this message was on its way; it may have arrived";
@@ -219,15 +217,10 @@ class Run {
     return nobody.empty() ? kExitAllSent : kExitBadInput;
   }
 
-  // Who asks how far the job is holds the lock for a moment; another engine holds it for long.
-  Result<FileLock> TakeLock() {
-    const fs::path path = folder_ / kJournalLock;
-    for (int tries = 0;; ++tries) {
-      Result<FileLock> lock = FileLock::Take(path, FileLock::Wait::kNo);
-      if (lock.ok() || lock.status().code() != Code::kResumable) return lock;
-      if (tries == kLockTries) break;
-      std::this_thread::sleep_for(kLockPause);
-    }
+  // In other words, and remembered, where another engine holds it.
+  template <class T>
+  Result<T> UnlessBusy(Result<T> taken) {
+    if (taken.ok() || taken.status().code() != Code::kResumable) return taken;
     busy_ = true;
     return Status(Code::kResumable,
                   "another engine is at work on this job; see how far it is with: " +
@@ -260,16 +253,17 @@ class Run {
   }
 
   Status OpenJournal() {
-    Result<FileLock> lock = TakeLock();
+    Result<SessionLock> lock = UnlessBusy(SessionLock::Take(folder_));
     if (!lock.ok()) return lock.status();
-    lock_ = std::make_unique<FileLock>(std::move(lock).value());
+    lock_ = std::make_unique<SessionLock>(std::move(lock).value());
     Result<ListIdentity> list = IdentifyList(ModFiles::FromUtf8(job_.list.path));
     if (!list.ok()) return list.status();
     list_ = list.value();
     if (list_.bytes != source_->file_bytes()) {
       return Status(Code::kResumable, "the list is being changed; start the job when it is done");
     }
-    Result<Journal> journal = Journal::Open(folder_, list_, options_.fresh, world_.clock);
+    Result<Journal> journal =
+        UnlessBusy(Journal::Open(folder_, list_, options_.fresh, world_.clock));
     if (!journal.ok()) return journal.status();
     journal_ = std::make_unique<Journal>(std::move(journal).value());
     if (Status status = journal_->BeginRun(message_hash_); !status.ok()) return status;
@@ -584,7 +578,7 @@ class Run {
   fs::path folder_;  // of the session
   std::unique_ptr<ListSource> source_;
   std::unique_ptr<Template> template_;
-  std::unique_ptr<FileLock> lock_;
+  std::unique_ptr<SessionLock> lock_;
   ListIdentity list_;
   std::unique_ptr<Journal> journal_;
   std::optional<TraceFile> trace_;

@@ -13,6 +13,7 @@
 #include "engine/list_source.h"
 #include "engine/preview.h"
 #include "engine/progress.h"
+#include "engine/session_lock.h"
 #include "settings/password.h"
 
 namespace vespro::engine {
@@ -446,12 +447,63 @@ TEST_F(EngineTest, AListThatIsChangedWhileItIsSentToIsNotFinished) {
 }
 
 TEST_F(EngineTest, TwoEnginesOnOneJob) {
-  Result<FileLock> other = FileLock::Take(folder_ / "journal.lock", FileLock::Wait::kNo);
+  Result<FileLock> other = FileLock::Take(folder_ / kJournalLock, FileLock::Wait::kNo);
   ASSERT_TRUE(other.ok());
   FakeDelivery delivery;
   EXPECT_EQ(Run(delivery), kExitRunAgain);
   EXPECT_NE(err_.text.find("another engine"), std::string::npos) << err_.text;
   EXPECT_EQ(delivery.sent, Addresses{});
+}
+
+// Whatever is removed or renamed while an engine works: no other one sends a second copy, then or
+// later, and nobody is left out. Some systems refuse to remove or rename what is locked.
+TEST_F(EngineTest, NoSecondEngineWhateverBecomesOfItsFiles) {
+  namespace fs = std::filesystem;
+  const struct {
+    std::vector<const char*> removed;
+    const char* renamed;
+    bool fresh;
+  } kCases[] = {{{"journal.lock"}, nullptr, false},
+                {{"journal.lock"}, nullptr, true},
+                {{"journal.lock"}, "journal", false},
+                {{"journal.lock"}, "journal", true},
+                {{}, "journal", false}};
+  for (const auto& row : kCases) {
+    SCOPED_TRACE(std::string(row.renamed != nullptr ? row.renamed : "nothing") + " is renamed, " +
+                 std::to_string(row.removed.size()) + " removed" + (row.fresh ? ", --fresh" : ""));
+    std::error_code error;
+    for (const char* name : {"journal", "journal.old", "journal.lock"}) {
+      fs::remove(folder_ / name, error);
+    }
+    FakeDelivery first, second;
+    first.verdicts = {{"b@x.org", State::kUnknown}};
+    first.at_end = [&] {
+      for (const char* name : row.removed) fs::remove(folder_ / name, error);
+      if (row.renamed != nullptr) {
+        fs::rename(folder_ / row.renamed, folder_ / (std::string(row.renamed) + ".away"), error);
+      }
+      const Result<JobStatus> status = ReadJobStatus(options_, randomness_);
+      ASSERT_TRUE(status.ok()) << status.status().text();
+      EXPECT_EQ(status->phase, JobStatus::Phase::kRunning);
+      options_.fresh = row.fresh;
+      EngineWorld world{clock_, randomness_, out_, err_, false, std::ref(second)};
+      EXPECT_EQ(RunEngine(options_, world), kExitRunAgain);
+      options_.fresh = false;
+    };
+    const int exit = Run(first);
+    EXPECT_EQ(first.sent.size(), 4u);
+    EXPECT_EQ(second.sent, Addresses{});
+    const bool moved = ModFiles::IsFile(folder_ / "journal.away");
+    EXPECT_EQ(exit, moved ? kExitRunAgain : kExitSomeNotSent) << err_.text;
+    if (moved) {
+      EXPECT_NE(err_.text.find("put it back"), std::string::npos) << err_.text;
+      EXPECT_EQ(Run(second), kExitBadInput) << "until it is put back";
+      fs::rename(folder_ / "journal.away", folder_ / "journal");
+    }
+    EXPECT_EQ(Run(second), kExitSomeNotSent) << err_.text;
+    EXPECT_EQ(second.sent, Addresses{});
+    EXPECT_TRUE(out_.text.find("3 sent, 2 skipped, 1 unknown") != std::string::npos) << out_.text;
+  }
 }
 
 TEST_F(EngineTest, AMissingVerdictIsAnInternalError) {

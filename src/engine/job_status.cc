@@ -4,6 +4,7 @@
 #include "base/files.h"
 #include "engine/job.h"
 #include "engine/list_source.h"
+#include "engine/session_lock.h"
 #include "mime/header.h"
 #include "mime/reader.h"
 
@@ -23,12 +24,6 @@ std::string SubjectOf(const fs::path& message_file) {
   head.resize(size.value());
   const Result<MimePart> message = ParseMime(head);
   return message.ok() ? ModHeader::Decode(HeaderValue(message.value(), "Subject")) : "";
-}
-
-bool IsRunning(const fs::path& folder) {
-  const fs::path lock = folder / kJournalLock;
-  if (!ModFiles::IsFile(lock)) return false;
-  return FileLock::Take(lock, FileLock::Wait::kNo).status().code() == Code::kResumable;
 }
 
 // Nothing when the list can't be read.
@@ -89,7 +84,7 @@ Result<JobStatus> ReadJobStatus(const EngineOptions& options, Randomness& random
   if (!job.ok()) return job.status();
   JobStatus status;
   status.subject = SubjectOf(job->message_file);
-  const bool running = IsRunning(folder);
+  const bool running = SessionLock::IsHeld(folder);
   Result<JournalContent> journal = ReadJournal(folder, status);
   if (!journal.ok()) return journal.status();
   const LineStates& states = journal->states;

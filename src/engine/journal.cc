@@ -364,6 +364,57 @@ Status CutOff(const fs::path& path, std::uint64_t bytes) {
                 "cannot write '" + ModFiles::ToUtf8(path) + "': " + error.message());
 }
 
+struct OpenedJournal {
+  File file;
+  Loaded loaded;
+};
+
+// Nobody else writes to it when this returns, and nothing was changed in one that somebody else
+// writes to.
+Result<OpenedJournal> OpenOrBegin(const fs::path& path, const ListIdentity& list, bool fresh) {
+  Result<File> file = File::OpenLocked(path, Access::kPrivate);
+  if (!file.ok()) return file.status();
+  const Result<std::uint64_t> size = file->Size();
+  if (!size.ok()) return size.status();
+  const auto reopen = [&](const Status& closed_and_changed) -> Status {
+    if (!closed_and_changed.ok()) return closed_and_changed;
+    file = File::OpenLocked(path, Access::kPrivate);
+    return file.status();
+  };
+  Loaded loaded;
+  loaded.states = LineStates(list.lines);
+  if (size.value() > 0 && fresh) {
+    // Windows renames no file that is open.
+    Status renamed = file->Close();
+    if (renamed.ok()) renamed = ModFiles::Rename(path, path.parent_path() / "journal.old");
+    if (renamed = reopen(renamed); !renamed.ok()) return renamed;
+  } else if (size.value() > 0) {
+    Result<Loaded> read = Load(path, list);
+    if (!read.ok()) return read.status();
+    loaded = std::move(read).value();
+    if (!loaded.usable) {
+      if (Status emptied = CutOff(path, 0); !emptied.ok()) return emptied;
+    } else if (loaded.of_first_version) {
+      Status upgraded = file->Close();
+      if (upgraded.ok()) upgraded = Upgrade(path, loaded.whole_bytes);
+      if (upgraded = reopen(upgraded); !upgraded.ok()) return upgraded;
+    } else if (loaded.torn_bytes > 0) {
+      // A torn end that stayed could not be told from damage later.
+      if (Status cut = CutOff(path, loaded.whole_bytes); !cut.ok()) return cut;
+    }
+  }
+  return OpenedJournal{std::move(file).value(), std::move(loaded)};
+}
+
+// A folder's own name is in the folder above it, and any of these may be as new as the journal.
+Status SyncFolders(const fs::path& folder) {
+  for (fs::path at = ModFiles::FullPath(folder); !at.empty(); at = at.parent_path()) {
+    if (Status synced = ModFiles::SyncFolder(at); !synced.ok()) return synced;
+    if (at == at.parent_path()) break;
+  }
+  return {};
+}
+
 }  // namespace
 
 std::string_view StateName(State state) { return kStateNames[static_cast<std::size_t>(state)]; }
@@ -643,8 +694,10 @@ std::uint64_t LineStates::InDoubtCount() const { return CountMarks(kInDoubt); }
 
 fs::path Journal::PathIn(const fs::path& folder) { return folder / "journal"; }
 
-Journal::Journal(File file, const Clock& clock, const ListIdentity& list, LineStates states)
+Journal::Journal(File file, fs::path path, const Clock& clock, const ListIdentity& list,
+                 LineStates states)
     : file_(std::move(file)),
+      path_(std::move(path)),
       clock_(&clock),
       list_(list),
       states_(std::move(states)),
@@ -653,29 +706,10 @@ Journal::Journal(File file, const Clock& clock, const ListIdentity& list, LineSt
 Result<Journal> Journal::Open(const fs::path& folder, const ListIdentity& list, bool fresh,
                               const Clock& clock) {
   const fs::path path = PathIn(folder);
-  std::error_code error;
-  Loaded loaded;
-  loaded.states = LineStates(list.lines);
-  if (fs::exists(path, error)) {
-    if (fresh) {
-      Status renamed = ModFiles::Rename(path, folder / "journal.old");
-      if (!renamed.ok()) return renamed;
-    } else {
-      Result<Loaded> read = Load(path, list);
-      if (!read.ok()) return read.status();
-      loaded = std::move(read).value();
-    }
-  }
-  if (loaded.usable && (loaded.of_first_version || loaded.torn_bytes > 0)) {
-    // A torn end that stayed could not be told from damage later.
-    const Status mended = loaded.of_first_version ? Upgrade(path, loaded.whole_bytes)
-                                                  : CutOff(path, loaded.whole_bytes);
-    if (!mended.ok()) return mended;
-  }
-  Result<File> file = File::Open(path, loaded.usable ? File::Mode::kAppend : File::Mode::kReplace,
-                                 Access::kPrivate);
-  if (!file.ok()) return file.status();
-  Journal journal(std::move(file).value(), clock, list, std::move(loaded.states));
+  Result<OpenedJournal> opened = OpenOrBegin(path, list, fresh);
+  if (!opened.ok()) return opened.status();
+  Loaded& loaded = opened->loaded;
+  Journal journal(std::move(opened->file), path, clock, list, std::move(loaded.states));
   journal.damaged_ = loaded.damaged;
   journal.torn_bytes_ = loaded.torn_bytes;
   journal.doubted_ = std::move(loaded.doubted);
@@ -688,7 +722,8 @@ Result<Journal> Journal::Open(const fs::path& folder, const ListIdentity& list, 
     AppendHeader(journal.buffer_, list);
     journal.next_number_ = 2;
   }
-  const Status begun = loaded.usable ? journal.Write() : journal.Sync();
+  Status begun = loaded.usable ? journal.Write() : journal.Sync();
+  if (begun.ok() && !loaded.usable) begun = SyncFolders(folder);
   if (!begun.ok()) return begun;
   return journal;
 }
@@ -705,9 +740,21 @@ Status Journal::Write() {
   return failure_;
 }
 
+// An empty file, or none, would begin the job anew.
+Status Journal::CheckPlace() const {
+  if (file_.IsInPlace()) return {};
+  const std::string what = "the journal '" + ModFiles::ToUtf8(path_) +
+                           "' was moved or removed while it was written; put it back in its "
+                           "place, since only it says who was served";
+  Result<File> sign = File::Open(path_, File::Mode::kCreateNew, Access::kPrivate);
+  if (sign.ok()) sign->Write(what + "\n").Ignore();  // the run ends all the same
+  return Status(Code::kCannotWrite, what);
+}
+
 Status Journal::Sync() {
   if (Status written = Write(); !written.ok()) return written;
   failure_ = file_.Sync();
+  if (failure_.ok()) failure_ = CheckPlace();
   last_sync_ = std::chrono::steady_clock::now();
   unsynced_ = false;
   return failure_;

@@ -46,8 +46,6 @@ std::string CountsText(const StateCounts& counts);
 
 // How a run ended that came to the end of its list, as the journal says it.
 inline constexpr char kResultFinished[] = "finished";
-// Held while an engine works on the job in this folder.
-inline constexpr char kJournalLock[] = "journal.lock";
 
 struct JournalEvent {
   // kReach: intents up to this line of the list may follow. kLost: no event, but records that are
@@ -151,14 +149,20 @@ class LineStates {
   std::vector<std::uint64_t> put_back_;  // of those, put back since
 };
 
-// Appends to the journal of a session folder. Lines are gathered; Commit has them with the system
-// when it returns, and calling it again and again has them on the disk within about a second. After
-// a failure, such as a full disk, every further call fails likewise and writes nothing.
+// Appends to the journal of a session folder, which no other Journal can do as long as the object
+// lives. Lines are gathered; Commit has them with the system when it returns, and calling it again
+// and again has them on the disk within about a second. After a failure, such as a full disk, every
+// further call fails likewise and writes nothing.
+//
+// A journal that is moved or removed meanwhile is a failure too, noticed within a second of
+// sending: an engine that came then would find none and send to everybody again. In its place there
+// is then a file that no engine takes for a journal, unless another file is there.
 class Journal final : public ResultSink {
  public:
-  // Continues the journal in `folder`, or begins one. kBadInput when the one that is there belongs
-  // to another list or version, or is no journal. `fresh` renames it to "journal.old" instead.
-  // `clock` must outlive the object.
+  // Continues the journal in `folder`, or begins one: that it is there has then reached the disk,
+  // and so has the folder. kResumable while another Journal has it. kBadInput when the one that is
+  // there belongs to another list or version, or is no journal. `fresh` renames it to "journal.old"
+  // instead. `clock` must outlive the object.
   static Result<Journal> Open(const std::filesystem::path& folder, const ListIdentity& list,
                               bool fresh, const Clock& clock);
   static std::filesystem::path PathIn(const std::filesystem::path& folder);
@@ -188,14 +192,17 @@ class Journal final : public ResultSink {
   Status EndRun(std::string_view reason);
 
  private:
-  Journal(File file, const Clock& clock, const ListIdentity& list, LineStates states);
+  Journal(File file, std::filesystem::path path, const Clock& clock, const ListIdentity& list,
+          LineStates states);
   void RaiseReach(std::uint64_t line);
   Status Gathered();
   Status Write();
   Status Sync();
+  Status CheckPlace() const;
   Status AppendOutcome(const Recipient& recipient, const Outcome& outcome, std::string_view row);
 
   File file_;
+  std::filesystem::path path_;
   const Clock* clock_;
   ListIdentity list_;
   LineStates states_;

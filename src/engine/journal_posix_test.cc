@@ -1,14 +1,53 @@
-// The journal on a disk that is full; the system's file size limit stands in for it.
+// The journal on a disk that is full, in whose place the system's file size limit is, and on one
+// that has lost its power, in whose place a list of what was waited for is.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
+#include <vector>
 
 #include "base/testing.h"
 #include "engine/journal.h"
 
+namespace {
+
+// The paths of what was synchronised, in order.
+std::vector<std::filesystem::path>& Synced() {
+  static std::vector<std::filesystem::path> paths;
+  return paths;
+}
+
+}  // namespace
+
+// In front of the C library's.
+extern "C" int fsync(int fd) {
+  std::error_code error;
+  Synced().push_back(std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd), error));
+  return static_cast<int>(syscall(SYS_fsync, fd));
+}
+
 namespace vespro::engine {
 namespace {
+
+// A journal whose name the disk does not have is gone after a power cut, and with it who was
+// served.
+TEST(JournalPowerCutTest, TheFoldersAreOnTheDiskBeforeAnythingIsSent) {
+  TemporaryFolder outer;
+  const std::filesystem::path folder = outer / "sessions" / "1";
+  ASSERT_TRUE(ModFiles::MakeFolders(folder).ok());
+  const SystemClock clock;
+  for (const bool fresh : {false, true}) {
+    Synced().clear();
+    ASSERT_TRUE(Journal::Open(folder, ListIdentity{1, 1, 1000}, fresh, clock).ok());
+    std::vector<std::filesystem::path> expected = {folder / "journal", folder, folder.parent_path(),
+                                                   outer.path()};
+    ASSERT_GE(Synced().size(), expected.size());
+    EXPECT_TRUE(std::equal(expected.begin(), expected.end(), Synced().begin())) << fresh;
+  }
+}
 
 class FileSizeLimit {
  public:

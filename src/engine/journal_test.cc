@@ -125,6 +125,8 @@ TEST(JournalTest, CutAtEveryByte) {
 
     ASSERT_TRUE(journal->Record(Person(7), {State::kSent, 1, "", ""}).ok());
     ASSERT_TRUE(journal->Commit().ok());
+    EXPECT_EQ(OpenIn(folder).status().code(), Code::kResumable) << "it is for one at a time";
+    { const Journal closed = std::move(journal).value(); }
     Result<Journal> again = OpenIn(folder);
     ASSERT_TRUE(again.ok()) << cut;
     EXPECT_EQ(again->states().OutcomeOf(7), State::kSent) << cut;

@@ -52,23 +52,26 @@ Status RemoveAll(const std::vector<fs::path>& paths) {
   return {};
 }
 
-// An engine holds the lock of its session; while we hold it, none begins there.
+// An engine holds the lock of its session, and the folder's where the system can do that; while we
+// hold them, none begins there.
 Status RemoveSession(const fs::path& session) {
   const Result<std::vector<fs::path>> inside = List(session);
   if (!inside.ok()) return inside.status();
   std::vector<FileLock> locks;
+  const auto take = [&](Result<FileLock> lock) -> Status {
+    if (lock.ok()) locks.push_back(std::move(lock).value());
+    if (lock.status().code() != Code::kResumable) return lock.status();
+    return Failure(session, "its job is being sent", Code::kResumable);
+  };
+  if (Status taken = take(FileLock::TakeFolder(session)); !taken.ok()) return taken;
   std::vector<fs::path> others;
   for (const fs::path& path : inside.value()) {
     if (path.extension() != ".lock" || !ModFiles::EntryAt(path).is_file) {
       others.push_back(path);
       continue;
     }
-    Result<FileLock> lock = FileLock::Take(path, FileLock::Wait::kNo);
-    if (lock.status().code() == Code::kResumable) {
-      return Failure(session, "its job is being sent", Code::kResumable);
-    }
-    if (!lock.ok()) return lock.status();
-    locks.push_back(std::move(lock).value());
+    Status taken = take(FileLock::Take(path, FileLock::Wait::kNo));
+    if (!taken.ok()) return taken;
   }
   if (Status removed = RemoveAll(others); !removed.ok()) return removed;
   locks.clear();  // Windows keeps the folder as long as a file in it is open

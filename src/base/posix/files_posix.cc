@@ -30,6 +30,15 @@ Status Fail(Code code, const char* what, const fs::path& path) {
   return platform::Failure(code, what, path, platform::LastError());
 }
 
+Status Lock(int fd, bool wait, const fs::path& path) {
+  while (flock(fd, wait ? LOCK_EX : LOCK_EX | LOCK_NB) != 0) {
+    if (errno == EINTR) continue;
+    if (errno == EWOULDBLOCK) return Fail(Code::kResumable, "another program holds", path);
+    return Fail(Code::kCannotWrite, "cannot lock", path);
+  }
+  return {};
+}
+
 }  // namespace
 
 Result<File> File::Open(const fs::path& path, Mode mode, Access access) {
@@ -128,15 +137,28 @@ bool File::IsInPlace() const {
          open.st_dev == there.st_dev && open.st_ino == there.st_ino;
 }
 
+Result<File> File::OpenLocked(const fs::path& path, Access access) {
+  Result<File> file = Open(path, Mode::kAppend, access);
+  if (!file.ok()) return file;
+  if (Status locked = Lock(Fd(file->handle_), false, path); !locked.ok()) return locked;
+  if (file->IsInPlace()) return file;
+  return platform::Failure(Code::kResumable, "another program holds", path, EWOULDBLOCK);
+}
+
 Result<FileLock> FileLock::Take(const fs::path& path, Wait wait) {
   const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   if (fd < 0) return Fail(Code::kCannotWrite, "cannot write", path);
   FileLock lock(fd);
-  while (flock(fd, wait == Wait::kNo ? LOCK_EX | LOCK_NB : LOCK_EX) != 0) {
-    if (errno == EINTR) continue;
-    if (errno == EWOULDBLOCK) return Fail(Code::kResumable, "another program holds", path);
-    return Fail(Code::kCannotWrite, "cannot lock", path);
-  }
+  if (Status locked = Lock(fd, wait == Wait::kUntilFree, path); !locked.ok()) return locked;
+  return lock;
+}
+
+Result<FileLock> FileLock::TakeFolder(const fs::path& folder) {
+  const int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return Fail(Code::kNotFound, "cannot read", folder);
+  FileLock lock(fd);
+  const Status locked = Lock(fd, false, folder);
+  if (locked.code() == Code::kResumable) return locked;
   return lock;
 }
 
@@ -199,18 +221,22 @@ void CopyPermissions(const fs::path& from, const fs::path& to) {
   CopyAttributes(from, to);
 }
 
-void SyncFolder(const fs::path& folder) {
-  const int fd = open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (fd < 0) return;
-  fsync(fd);
-  close(fd);
-}
-
 bool MakeFolder(const fs::path& path, bool is_private) {
   return mkdir(path.c_str(), is_private ? 0700 : 0777) == 0;
 }
 
 }  // namespace platform
+
+Status SyncFolder(const fs::path& folder) {
+  const int fd = open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  // Whoever may only write into it can't wait for it either.
+  if (fd < 0) return errno == EACCES ? Status() : Fail(Code::kNotFound, "cannot read", folder);
+  // Any other failure says that this file system can't do it.
+  const bool lost = fsync(fd) != 0 && (errno == EIO || errno == ENOSPC || errno == EDQUOT);
+  const Status status = lost ? Fail(Code::kCannotWrite, "cannot write", folder) : Status();
+  close(fd);
+  return status;
+}
 
 Entry EntryAt(const fs::path& path) {
   struct statx facts {};

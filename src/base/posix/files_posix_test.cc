@@ -68,6 +68,19 @@ TEST(FilesPosixTest, ReplacingKeepsWhoElseMayRead) {
   EXPECT_TRUE(std::equal(std::begin(list), std::end(list), kept));
 }
 
+TEST(FilesPosixTest, AFolderIsLockedWhateverBecomesOfItsFiles) {
+  TemporaryFolder folder;
+  const fs::path inner = folder / "session";
+  ASSERT_TRUE(ModFiles::EnsureFolder(inner));
+  {
+    const Result<FileLock> first = FileLock::TakeFolder(inner);
+    ASSERT_TRUE(first.ok()) << first.status().text();
+    ASSERT_TRUE(ModFiles::Rename(inner, folder / "renamed").ok());
+    EXPECT_EQ(FileLock::TakeFolder(folder / "renamed").status().code(), Code::kResumable);
+  }
+  EXPECT_TRUE(FileLock::TakeFolder(folder / "renamed").ok());
+}
+
 TEST(FilesPosixTest, AProtectedFileIsNotReplaced) {
   TemporaryFolder folder;
   const fs::path path = folder.Write("list.txt", "old");

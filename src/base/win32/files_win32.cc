@@ -22,6 +22,17 @@ Status Fail(Code code, const char* what, const fs::path& path) {
   return platform::Failure(code, what, path, platform::LastError());
 }
 
+// One byte, at `offset_high` times 4 gigabytes.
+Status Lock(HANDLE handle, DWORD flags, DWORD offset_high, const fs::path& path) {
+  OVERLAPPED at{};
+  at.OffsetHigh = offset_high;
+  if (LockFileEx(handle, LOCKFILE_EXCLUSIVE_LOCK | flags, 0, 1, 0, &at)) return {};
+  if (GetLastError() == ERROR_LOCK_VIOLATION) {
+    return Fail(Code::kResumable, "another program holds", path);
+  }
+  return Fail(Code::kCannotWrite, "cannot lock", path);
+}
+
 }  // namespace
 
 Result<File> File::Open(const fs::path& path, Mode mode, Access) {
@@ -120,21 +131,34 @@ bool File::IsInPlace() const {
          a.nFileIndexLow == b.nFileIndexLow;
 }
 
+// No FILE_SHARE_DELETE: it keeps its name. FILE_READ_DATA is for the lock.
+Result<File> File::OpenLocked(const fs::path& path, Access) {
+  const HANDLE handle = CreateFileW(path.c_str(), FILE_APPEND_DATA | FILE_READ_DATA | SYNCHRONIZE,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) return Fail(Code::kCannotWrite, "cannot write", path);
+  File file(reinterpret_cast<std::intptr_t>(handle), path);
+  // Locked bytes can't be read by others; none are so far out.
+  constexpr DWORD kFarOut = 0x7FFFFFFF;
+  const Status locked = Lock(handle, LOCKFILE_FAIL_IMMEDIATELY, kFarOut, path);
+  if (!locked.ok()) return locked;
+  return file;
+}
+
 Result<FileLock> FileLock::Take(const fs::path& path, Wait wait) {
   const HANDLE handle = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE,
                                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                     OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (handle == INVALID_HANDLE_VALUE) return Fail(Code::kCannotWrite, "cannot write", path);
   FileLock lock(reinterpret_cast<std::intptr_t>(handle));
-  OVERLAPPED at{};
-  const DWORD flags = LOCKFILE_EXCLUSIVE_LOCK | (wait == Wait::kNo ? LOCKFILE_FAIL_IMMEDIATELY : 0);
-  if (!LockFileEx(handle, flags, 0, 1, 0, &at)) {
-    if (GetLastError() == ERROR_LOCK_VIOLATION) {
-      return Fail(Code::kResumable, "another program holds", path);
-    }
-    return Fail(Code::kCannotWrite, "cannot lock", path);
-  }
+  const DWORD flags = wait == Wait::kNo ? LOCKFILE_FAIL_IMMEDIATELY : 0;
+  if (Status locked = Lock(handle, flags, 0, path); !locked.ok()) return locked;
   return lock;
+}
+
+Result<FileLock> FileLock::TakeFolder(const fs::path& folder) {
+  if (ModFiles::IsFolder(folder)) return FileLock(kClosed);
+  return platform::Failure(Code::kNotFound, "cannot read", folder, ERROR_PATH_NOT_FOUND);
 }
 
 FileLock::FileLock(FileLock&& other) noexcept : handle_(other.handle_) { other.handle_ = kClosed; }
@@ -207,12 +231,12 @@ void CopyPermissions(const fs::path& from, const fs::path& to) {
   if (attributes != INVALID_FILE_ATTRIBUTES) SetFileAttributesW(to.c_str(), attributes);
 }
 
-// MOVEFILE_WRITE_THROUGH has done it.
-void SyncFolder(const fs::path&) {}
-
 bool MakeFolder(const fs::path& path, bool) { return CreateDirectoryW(path.c_str(), nullptr) != 0; }
 
 }  // namespace platform
+
+// MOVEFILE_WRITE_THROUGH and FlushFileBuffers have done it.
+Status SyncFolder(const fs::path&) { return {}; }
 
 Entry EntryAt(const fs::path& path) {
   WIN32_FILE_ATTRIBUTE_DATA facts{};
