@@ -169,14 +169,15 @@ void Delivery::Impl::OpenSessions() {
     if (!next) return;
     Server& server = servers_[*next];
     server.OnConnecting(now);
-    ClientOptions& client = session_options_.client;
-    server.Configure(client);
-    ++client.connection;
-    if (client.trace != nullptr) {
-      client.trace->Write(client.connection, TraceKind::kNote, "connecting to " + server.name());
+    ++session_options_.client.connection;
+    SessionOptions options = session_options_;
+    server.Configure(options.client);
+    if (options.client.trace != nullptr) {
+      options.client.trace->Write(options.client.connection, TraceKind::kNote,
+                                  "connecting to " + server.name());
     }
-    sessions_.push_back(std::make_unique<Session>(loop_, *this, session_options_, server.account(),
-                                                  *next, server.credentials().generation(),
+    sessions_.push_back(std::make_unique<Session>(loop_, *this, options, server.account(), *next,
+                                                  server.credentials().generation(),
                                                   server.quirks()));
   }
 }
@@ -233,7 +234,7 @@ bool Delivery::Impl::Commit() {
 
 void Delivery::Impl::OnAnswer(const Session& session, const Recipient& recipient,
                               AttemptState& state, const Answer& answer) {
-  dispatcher_.OnAnswer(session.server(), recipient, state, answer, loop_.Now());
+  dispatcher_.OnAnswer(session.server(), recipient, state, answer, session.in_clear(), loop_.Now());
   if (!answer.accepted) PumpSoon();
 }
 

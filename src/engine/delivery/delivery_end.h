@@ -29,6 +29,8 @@ struct AccountTally {
   enum class Remedy { kLater, kTrustAnchor, kAnotherJob };
   Remedy remedy = Remedy::kLater;
   std::uint64_t sent = 0, refused = 0, failed = 0, unknown = 0;
+  // A message was accepted over a connection without TLS, from another machine than this one.
+  bool in_clear = false;
 };
 
 struct DeliveryEnd {

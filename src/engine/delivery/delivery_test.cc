@@ -427,6 +427,51 @@ TEST(DeliveryTest, AServerThatAsksForPatienceGetsIt) {
   }
 }
 
+// Whoever takes STARTTLS out of the server's answer gets no message to read.
+TEST(DeliveryTest, TlsThatWasOfferedOnceMayNotGoAway) {
+  for (const bool comes_back : {true, false}) {
+    SCOPED_TRACE(comes_back);
+    int connections = 0;
+    ScriptedServer server({{"STARTTLS"}, [&](const std::string& command) -> std::string {
+                             connections += command == "connect";
+                             const bool stripped =
+                                 connections > 2 && (!comes_back || connections < 5);
+                             return stripped && command.starts_with("EHLO") ? "250 test" : "";
+                           }});
+    FakeJob job(50);
+    job.loop.loopback = false;
+    job.options.connections = 1;
+    job.options.messages_per_connection = 10;
+    job.To(server);
+    const DeliveryEnd end = job.Run();
+    EXPECT_EQ(job.ledger.Count(State::kSent), comes_back ? 50U : 20U);
+    EXPECT_EQ(end.reason, comes_back ? Reason::kDone : Reason::kStopped);
+    EXPECT_EQ(end.status.text().find("offered TLS before") != std::string::npos, !comes_back);
+    EXPECT_FALSE(end.accounts[0].in_clear);
+  }
+}
+
+TEST(DeliveryTest, MailInClearIsTold) {
+  const struct {
+    TlsUse tls;
+    bool offered, loopback, in_clear;
+  } rows[] = {{TlsUse::kAuto, true, false, false},
+              {TlsUse::kAuto, false, false, true},
+              {TlsUse::kAuto, false, true, false},
+              {TlsUse::kOff, true, false, true}};
+  for (const auto& row : rows) {
+    ScriptedServer server;
+    if (row.offered) server = ScriptedServer({{"STARTTLS"}, {}});
+    FakeJob job(5);
+    job.loop.loopback = row.loopback;
+    job.options.tls = row.tls;
+    job.To(server);
+    const DeliveryEnd end = job.Run();
+    EXPECT_EQ(job.ledger.Count(State::kSent), 5U);
+    EXPECT_EQ(end.accounts[0].in_clear, row.in_clear);
+  }
+}
+
 TEST(DeliveryTest, NothingIsSentThatCantBeNoted) {
   ScriptedServer server;
   FakeJob job(10);

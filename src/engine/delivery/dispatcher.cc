@@ -11,6 +11,9 @@ constexpr Disposition kNoLogin{
 constexpr Disposition kTooLarge{
     .scope = Scope::kAccount, .action = Action::kDisableServer, .too_large = true};
 
+constexpr const char* kTlsWithdrawn =
+    "the server offered TLS before and does not any more; nothing is sent to it in clear";
+
 std::string InWords(const Answer& answer) {
   std::string words(answer.reply);
   const Failure& failure = answer.failure;
@@ -31,6 +34,7 @@ AccountTally::Remedy RemedyFor(Fault fault) {
 Dispatcher::Dispatcher(const DeliveryOptions& options, const std::vector<Account>& accounts,
                        WorkSource& source, Renderer& renderer, ResultSink& results, TimePoint now)
     : renderer_(renderer),
+      tls_(options.tls),
       recipients_per_transaction_(options.recipients_per_transaction),
       retry_policy_{options.retry, options.retry_delay},
       queue_(source, renderer.recipients_per_message()),
@@ -84,9 +88,9 @@ Poll Dispatcher::NextMessage(std::size_t server, std::size_t max_recipients, boo
 }
 
 void Dispatcher::OnAnswer(std::size_t server, const Recipient& recipient, AttemptState& state,
-                          const Answer& answer, TimePoint now) {
+                          const Answer& answer, bool in_clear, TimePoint now) {
   if (answer.accepted) {
-    pool_[server].OnAccepted();
+    pool_[server].OnAccepted(in_clear);
     return recorder_.Final(recipient, state, server, State::kSent, answer.reply);
   }
   const Disposition& disposition = answer.disposition;
@@ -121,6 +125,9 @@ void Dispatcher::OnReady(std::size_t server, unsigned generation, std::uint64_t 
 void Dispatcher::OnFailed(std::size_t server, const SessionEnd& end, TimePoint now) {
   if (end.disposition.login && pool_[server].credentials().OnRefused(end.credential_generation)) {
     return;
+  }
+  if (end.failure.fault == Fault::kNoTls && tls_ != TlsUse::kRequired) {
+    return pool_[server].OnConnectFailed(now, kTlsWithdrawn);
   }
   if (end.disposition.action == Action::kDisableServer) {
     return Disable(server, end.disposition, end.text, RemedyFor(end.failure.fault));
@@ -214,6 +221,7 @@ DeliveryEnd Dispatcher::End() {
     // Others may have carried the job meanwhile.
     if (server.enabled() && server.NeverConnected()) tally.taken_out = server.last_error();
     tally.remedy = server.remedy();
+    tally.in_clear = server.sent_in_clear();
     tally.sent = counts.sent;
     tally.refused = counts.refused;
     tally.failed = counts.failed;

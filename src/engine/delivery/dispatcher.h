@@ -45,7 +45,7 @@ class Dispatcher {
   }
   bool Commit() { return recorder_.Commit(); }
   void OnAnswer(std::size_t server, const Recipient& recipient, AttemptState& state,
-                const Answer& answer, TimePoint now);
+                const Answer& answer, bool in_clear, TimePoint now);
   void OnMessageFinished(std::size_t recipients) { queue_.Finished(recipients); }
   // What a session of the server is told; `generation` is of the credentials that it used.
   void OnReady(std::size_t server, unsigned generation, std::uint64_t max_size);
@@ -76,6 +76,7 @@ class Dispatcher {
   std::size_t BatchSize(std::size_t server, std::size_t max_recipients) const;
 
   Renderer& renderer_;
+  const TlsUse tls_;
   const std::size_t recipients_per_transaction_;
   const RetryPolicy retry_policy_;
   RecipientQueue queue_;

@@ -33,6 +33,7 @@ class FakeLoop final : public EventLoop {
     Add(now_ + delay, std::move(action));
   }
   void Interrupt() { on_interrupt_(); }
+  bool loopback = true;  // what connections say of the server
   std::chrono::duration<double> elapsed() const { return now_ - kStart; }
 
   std::unique_ptr<Connection> NewConnection(ConnectionEvents& events) override;
@@ -111,7 +112,7 @@ class FakeLoop::Wire : public std::enable_shared_from_this<FakeLoop::Wire> {
         session_ = server_->Accept();
       }
       if (session_ == nullptr) return Lose(Fault::kUnreachable, "connection refused");
-      events_->OnConnected("[127.0.0.1]", true);
+      events_->OnConnected("[127.0.0.1]", loop_.loopback);
       Deliver();
     });
   }

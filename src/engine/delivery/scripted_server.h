@@ -26,7 +26,7 @@ class ScriptedServer {
   static constexpr const char* kSilence = "silence";
 
   struct Behaviour {
-    std::vector<std::string> offers;  // EHLO keywords
+    std::vector<std::string> offers;  // EHLO keywords; STARTTLS in clear only
     // The answer to a command line; empty for the ordinary one. "." is the end of a message,
     // "connect" a new connection.
     std::function<std::string(const std::string& command)> answer;

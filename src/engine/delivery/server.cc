@@ -37,6 +37,7 @@ void Server::Configure(ClientOptions& options) const {
   const Secret& secret = credentials_.secret();
   options.credentials = {account_.login, secret.value, secret.is_bearer_token};
   options.tls_from_start = account_.port == kTlsPort && options.tls != TlsUse::kOff;
+  if (options.tls == TlsUse::kAuto && quirks_.tls_offered()) options.tls = TlsUse::kRequired;
   options.use_chunking = quirks_.chunking_works();
   options.use_pipelining = !quirks_.lock_step();
 }
@@ -57,7 +58,8 @@ void Server::OnClosed(bool was_ready) {
   if (was_ready) --ready_;
 }
 
-void Server::OnAccepted() {
+void Server::OnAccepted(bool in_clear) {
+  sent_in_clear_ = sent_in_clear_ || in_clear;
   throttle_backoff_.Succeeded();
   quirks_.OnAccepted();
 }

@@ -43,7 +43,8 @@ class Server {
   std::size_t connecting() const { return open_ - ready_; }
 
   // What it did.
-  void OnAccepted();
+  // `in_clear`: without TLS, and not to this machine.
+  void OnAccepted(bool in_clear);
   void OnThrottled(TimePoint now, const std::string& why);
   // A session ended before it was ready.
   void OnConnectFailed(TimePoint now, const std::string& why);
@@ -59,6 +60,7 @@ class Server {
   bool IsUnreachable() const;
   // It failed from the beginning.
   bool NeverConnected() const { return !ever_connected_ && connect_backoff_.failures() > 0; }
+  bool sent_in_clear() const { return sent_in_clear_; }
   const std::string& last_error() const { return last_error_; }
 
   // No message and no connection before.
@@ -84,7 +86,7 @@ class Server {
 
   std::size_t open_ = 0, ready_ = 0;
   TimePoint connecting_since_{};  // the first session that is not ready yet
-  bool ever_connected_ = false;
+  bool ever_connected_ = false, sent_in_clear_ = false;
 
   Backoff connect_backoff_, throttle_backoff_;
   TimePoint connection_limited_until_{};  // it takes no more at a time than are open

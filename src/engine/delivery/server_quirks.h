@@ -23,6 +23,11 @@ class ServerQuirks {
   // It offers CHUNKING and does not know BDAT.
   void OnChunkingFailed() { chunking_works_ = false; }
 
+  // It offers STARTTLS.
+  void OnTlsOffered() { tls_offered_ = true; }
+
+  // A connection without TLS is not the same server's then, or somebody's who reads along.
+  bool tls_offered() const { return tls_offered_; }
   bool lock_step() const { return lock_step_remaining_ > 0; }
   bool chunking_works() const { return chunking_works_; }
   // 0 while nothing is known, both.
@@ -31,7 +36,7 @@ class ServerQuirks {
   std::uint64_t max_messages() const { return max_messages_; }
 
  private:
-  bool chunking_works_ = true;
+  bool chunking_works_ = true, tls_offered_ = false;
   std::uint64_t lock_step_remaining_ = 0, lock_step_next_ = kLockStepMessages;
   std::size_t max_recipients_ = 0;
   std::uint64_t last_disconnect_after_ = 0, max_messages_ = 0;

@@ -76,7 +76,7 @@ TEST(ServerTest, AThrottleStopsMessagesUntilOneIsAccepted) {
   EXPECT_FALSE(server.CanSend(kStart + milliseconds(999)));
   EXPECT_TRUE(server.CanSend(kStart + seconds(1)));
   EXPECT_FALSE(server.IsHealthy());
-  server.OnAccepted();
+  server.OnAccepted(false);
   EXPECT_TRUE(server.IsHealthy());
 }
 

@@ -49,11 +49,13 @@ void Session::Advance(Timer timer) {
 }
 
 void Session::OnConnected(std::string local_literal, bool loopback) {
+  loopback_ = loopback;
   client_.Connected(host_name_.empty() ? std::move(local_literal) : host_name_, loopback);
   Flush(Timer::kRestart);
 }
 
 void Session::OnTlsEstablished() {
+  secure_ = true;
   client_.TlsEstablished();
   Flush(Timer::kRestart);
 }
@@ -61,6 +63,7 @@ void Session::OnTlsEstablished() {
 void Session::OnReceived(std::string_view bytes) {
   const std::uint64_t replies = client_.replies();
   client_.Received(bytes);
+  if (client_.extensions().starttls) quirks_.OnTlsOffered();
   if (!told_ready_ && client_.was_ready()) {
     told_ready_ = true;
     owner_.OnReady(*this, client_.extensions().max_size);

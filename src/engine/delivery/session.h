@@ -42,6 +42,8 @@ class Session final : private ConnectionEvents, private ClientEvents {
   bool was_ready() const { return client_.was_ready(); }
   bool closed() const { return closed_; }
   bool connecting() const { return !closed_ && !client_.was_ready(); }
+  // Without TLS, and not to this machine.
+  bool in_clear() const { return !secure_ && !loopback_; }
   // Idle: there was no message for it when it asked last.
   bool idle() const { return blocked_ && client_.ready() && client_.in_hand() == 0; }
 
@@ -75,7 +77,7 @@ class Session final : private ConnectionEvents, private ClientEvents {
   std::vector<InFlightMessage> messages_;  // by the client's slots
   WireBytes wire_;
   bool writing_ = false, tls_started_ = false, told_ready_ = false, blocked_ = false;
-  bool ending_ = false, closed_ = false;
+  bool ending_ = false, closed_ = false, secure_ = false, loopback_ = false;
   std::uint64_t begun_ = 0;  // messages
   // Destroyed first: what it writes points into the rest.
   std::unique_ptr<Connection> connection_;
