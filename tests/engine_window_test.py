@@ -1,6 +1,7 @@
 """The engine's window, under Wine: started as the add-in does, stopped, and gone on with."""
 
 import asyncio
+import time
 import unittest
 
 import support
@@ -35,7 +36,7 @@ class EngineWindow(support.JobTest):
         controller = Controller(self.server, hostname="127.0.0.1", port=port)
         controller.start()
         self.addCleanup(controller.stop)
-        self.people = ["p{:02}@example.net".format(i) for i in range(24)]
+        self.people = ["p{:02}@example.net".format(i) for i in range(60)]
         listed = self.write("list.txt", "\n".join(self.people) + "\n")
         self.add_account(port)
         # The first one by the command line, whose streams lead here: no window, and a job to go on with.
@@ -45,19 +46,36 @@ class EngineWindow(support.JobTest):
         self.assertIn("1 sent; report: ", done.stdout)
         [self.session] = self.sessions()
 
-    def window(self, deed):
+    def begin(self, deed):
+        return support.start_windows(support.PROGRAMS / "vespro-engine-window.exe",
+                                     support.windows_path(support.PROGRAMS / "Vespro.exe"),
+                                     support.windows_path(self.session / "Vespro.cfg"), deed)
+
+    def window(self, deed, begun=None):
         """What it showed at the end, and the engine's exit code."""
-        driver = support.PROGRAMS / "vespro-engine-window.exe"
-        done = support.run_windows(driver, support.windows_path(support.PROGRAMS / "Vespro.exe"),
-                                   support.windows_path(self.session / "Vespro.cfg"), deed)
-        self.expect(0, done)
-        *texts, code = done.stdout.splitlines()
+        *texts, code = self.end(begun or self.begin(deed)).splitlines()
         return texts, code
+
+    def end(self, process):
+        printed, errors = process.communicate(timeout=support.SECONDS)
+        self.assertEqual(process.returncode, 0, printed + errors)
+        return printed
+
+    def log_off(self):
+        begun = self.begin("watch")
+        served = len(self.server.recipients)
+        deadline = time.monotonic() + support.SECONDS
+        while len(self.server.recipients) < served + 3:
+            self.assertLess(time.monotonic(), deadline, "no mail went out")
+            time.sleep(0.05)
+        # As the system does: all windows are asked, then told, then their programs ended.
+        self.end(support.start_windows("wineboot", "--end-session"))
+        return self.window("watch", begun)
 
     def finish(self):
         texts, code = self.window("watch")
         self.assertEqual(code, "exit 0", texts)
-        for text in ("Rock && Roll", "To: list.txt", "24 sent", "Finished. Everybody was served.",
+        for text in ("Rock && Roll", "To: list.txt", "60 sent", "Finished. Everybody was served.",
                      "Show &report", "&Close"):
             self.assertIn(text, texts)
         self.assertNotIn("&Stop", texts)
@@ -77,10 +95,25 @@ class EngineWindow(support.JobTest):
         self.finish()
         self.assertEqual(sorted(self.server.recipients), self.people)
 
-    def test_the_end_of_the_session_stops_in_order(self):
-        texts, code = self.window("logoff")
-        self.assertEqual(code, "exit 130", texts)
-        self.assertIn("Stopped. Nothing is lost; the job can go on.", texts)
+    def test_go_on_does_the_rest_in_the_same_window(self):
+        texts, code = self.window("go-on")
+        self.assertEqual(code, "exit 0", texts)
+        self.assertIn("Finished. Everybody was served.", texts)
+        self.assertNotIn("&Go on", texts)
+        self.assertEqual(sorted(self.server.recipients), self.people)
+
+    def test_the_end_of_the_session_or_console_stops_in_order(self):
+        self.server.pause = 1  # on a slow machine, too, somebody is left for the next one
+        for deed in ("log off", "close-console"):
+            served = len(self.server.recipients)
+            ended = self.log_off() if deed == "log off" else self.window(deed)
+            self.assertEqual(ended, ([], "exit 130"), (deed, len(self.server.recipients)))
+            self.assertLess(served, len(self.server.recipients), deed)
+            self.assertLess(len(self.server.recipients), len(self.people), deed)
+            # In order: whoever got it is known to have it, and the report is of now.
+            self.assertEqual(sorted(self.addresses("sent")), sorted(self.server.recipients), deed)
+            self.assertIn("interrupted, ", (self.session / "report.html").read_text(), deed)
+        self.server.pause = Slow.pause
         self.finish()
         self.assertEqual(sorted(self.server.recipients), self.people)
 

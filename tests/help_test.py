@@ -15,7 +15,7 @@ DIALOGS = ROOT / "docs" / "screens" / "dialogs"
 EMPTY = {"meta", "link", "img", "br"}
 
 # Where the texts stand that the user of the add-in sees.
-ROOMS = ["addin", "merge", "recipients", "reports", "send", "settings", "support", "host/start_or_tell.h",
+ROOMS = ["addin", "engine_window", "merge", "recipients", "reports", "send", "settings", "support", "host/start_or_tell.h",
          "base/files.cc", "base/posix/files_posix.cc", "base/win32/files_win32.cc", "win32/win32_desktop.cc",
          "engine/delivery", "engine/smtp", *(f"engine/{file}.cc" for file in ("address", "engine", "journal", "list_source"))]
 OPTION = "options of the engine that the add-in does not use"

@@ -35,10 +35,10 @@ def windows_path(path):
     return "Z:{}".format(path)
 
 
-def run_windows(program, *arguments):
-    """Runs a program for Windows with these arguments as they are."""
-    return subprocess.run([str(ROOT / "cmake" / "wine-run"), str(program), *arguments],
-                          capture_output=True, encoding="utf-8", timeout=SECONDS)
+def start_windows(program, *arguments):
+    """Starts a program for Windows with these arguments as they are."""
+    return subprocess.Popen([str(ROOT / "cmake" / "wine-run"), str(program), *arguments], encoding="utf-8",
+                            stdout=subprocess.PIPE, stderr=subprocess.PIPE)
 
 
 class JobTest(unittest.TestCase):

@@ -10,7 +10,8 @@
 namespace vespro::engine {
 
 // Does the run; `watcher` may be nullptr. `stops`: how often the person has asked it to stop, as by
-// SIGTERM; it is looked at about ten times a second. Returns an ExitCode.
+// SIGTERM; it is looked at about ten times a second. Returns an ExitCode. Called again, when it has
+// returned, to go on with the same job.
 using RunFunction = std::function<int(RunWatcher* watcher, const std::atomic<int>& stops)>;
 
 class Front {
@@ -21,7 +22,7 @@ class Front {
   // Whether whatever is printed is lost.
   bool alone() const { return alone_; }
   // The run, and all that the person sees of it but the standard streams. Returns when both are
-  // through. Once in a process.
+  // through, with the last run's ExitCode. Once in a process.
   int Show(const Clock& clock, const RunFunction& run) const;
 
  private:

@@ -25,7 +25,9 @@ class WatchedDesktop final : public DesktopOver {
 class Desk {
  public:
   explicit Desk(Story& story)
-      : desktop(story.desktop()), form(desktop, [this] { OnStop(); }), story_(story) {
+      : desktop(story.desktop()),
+        form(desktop, {[this] { OnStop(); }, [this] { ++times_gone_on; }}),
+        story_(story) {
     look.subject = "Winter & you";
     look.list = "members.csv";
     look.counts = "12 sent, 1 refused, 0 failed, 187 left, 3.2/s, 0:58 to go";
@@ -41,7 +43,7 @@ class Desk {
 
   WatchedDesktop desktop;
   RunLook look;
-  int stops = 0;
+  int stops = 0, times_gone_on = 0;
   bool ends_at_first = true;  // whether the first wish to stop has been fulfilled when it returns
   frmProgress form;
 
@@ -83,6 +85,33 @@ void ItIsStoppedAndItsReportShown(Story& story) {
   EXPECT_EQ(desk.desktop.opened, "open /session/report.html\nopen /session/report.html\n");
 }
 
+// As if it had just been started: also the second wish to stop is new.
+void ItGoesOnWhereItStopped(Story& story) {
+  Desk desk(story);
+  desk.ends_at_first = false;
+  desk.Open();
+  story.Cannot(story.driver().Click("CmdGoOn"));
+  story.Click("CmdStop");
+  story.Click("Stop at once");
+  EXPECT_EQ(story.Of("LabelState").caption, "Stopped. Nothing is lost; the job can go on.");
+
+  story.PressAlt('G');
+  EXPECT_EQ(desk.times_gone_on, 1);
+  EXPECT_EQ(story.Of("LabelState").caption, "Getting ready...");
+  EXPECT_EQ(story.Of("LabelCounts").caption, "");
+  EXPECT_FALSE(story.Of("LabelSaid").visible);
+  for (const char* button : {"CmdGoOn", "CmdReport", "CmdClose"}) {
+    story.Cannot(story.driver().Click(button));
+  }
+  EXPECT_EQ(story.Of("CmdStop").caption, "&Stop");
+  desk.stops = 0;
+  story.CloseByFrame();
+  EXPECT_EQ(desk.stops, 1);
+  story.SeesWindows({"Vespro"});
+  story.Click("Stop at once");
+  story.SeesEnd();
+}
+
 // The frame's button stops in order; the window goes when that is done, and not before.
 void ClosingItStopsTheJob(Story& story) {
   Desk desk(story);
@@ -104,6 +133,7 @@ void AnEndWithoutReportIsClosed(Story& story) {
   desk.look.said = {"'job' is no job"};
   desk.look.exit = engine::kExitBadInput;
   desk.Open();
+  story.Cannot(story.driver().Click("CmdGoOn"));
   EXPECT_EQ(story.Of("LabelState").caption, "The job could not be done.");
   story.Cannot(story.driver().Click("CmdReport"));
   story.CloseByFrame();
@@ -116,6 +146,7 @@ void AnEndWithoutReportIsClosed(Story& story) {
 std::vector<FormStory> EngineWindowStories() {
   return {
       {"ItIsStoppedAndItsReportShown", ItIsStoppedAndItsReportShown},
+      {"ItGoesOnWhereItStopped", ItGoesOnWhereItStopped},
       {"ClosingItStopsTheJob", ClosingItStopsTheJob},
       {"AnEndWithoutReportIsClosed", AnEndWithoutReportIsClosed},
   };

@@ -26,6 +26,8 @@ std::string HowItEnded(int exit) {
   }
 }
 
+bool CanGoOn(int exit) { return exit == kExitInterrupted || exit == kExitRunAgain; }
+
 // Otherwise every tick would be a new layout.
 void SetCaption(Label& label, const std::string& text) {
   const std::string caption = ModCaption::Literal(text);
@@ -38,14 +40,14 @@ void SetVisible(Control& control, bool visible) {
 
 }  // namespace
 
-frmProgress::frmProgress(Desktop& desktop, std::function<void()> stop)
-    : Form("frmProgress", kModuleName), desktop_(desktop), stop_(std::move(stop)) {
+frmProgress::frmProgress(Desktop& desktop, Orders orders)
+    : Form("frmProgress", kModuleName), desktop_(desktop), orders_(std::move(orders)) {
   for (Label* label : {&LabelSubject, &LabelList, &LabelCounts, &LabelState, &LabelSaid}) {
     label->set_size(kColumns);
   }
   LabelSaid.set_visible(false);
-  CmdReport.set_visible(false);
-  CmdClose.set_visible(false);
+  for (Button* button : {&CmdGoOn, &CmdReport, &CmdClose}) button->set_visible(false);
+  CmdGoOn.OnClick([this] { CmdGoOn_Click(); });
   CmdReport.OnClick([this] { CmdReport_Click(); });
   CmdStop.OnClick([this] { CmdStop_Click(); });
   CmdClose.OnClick([this] { Unload(); });
@@ -53,7 +55,7 @@ frmProgress::frmProgress(Desktop& desktop, std::function<void()> stop)
 
 Layout frmProgress::Arrange() {
   return Rows({LabelSubject, LabelList, LabelCounts, LabelState, LabelSaid,
-               Columns({Space(), CmdReport, CmdStop, CmdClose})});
+               Columns({Space(), CmdGoOn, CmdReport, CmdStop, CmdClose})});
 }
 
 void frmProgress::Set(const RunLook& look) {
@@ -76,6 +78,7 @@ void frmProgress::Set(const RunLook& look) {
   SetCaption(LabelState, HowItEnded(*look.exit));
   if (CmdStop.visible()) {
     CmdStop.set_visible(false);
+    CmdGoOn.set_visible(CanGoOn(*look.exit));
     CmdReport.set_visible(!look.report.empty());
     CmdClose.set_visible(true);
     SetFocus(CmdClose);
@@ -92,11 +95,22 @@ bool frmProgress::Form_CloseByFrame() {
 void frmProgress::CmdStop_Click() {
   ++stops_;
   if (stops_ > 2) return;
-  stop_();
+  orders_.stop();
   // Whoever is impatient may have it at once: who is in doubt then is unknown in the report.
   if (stops_ == 1) CmdStop.set_caption("&Stop at once");
   if (stops_ == 2) CmdStop.set_enabled(false);
   Set(RunLook(look_));
+}
+
+void frmProgress::CmdGoOn_Click() {
+  stops_ = 0;
+  for (Button* button : {&CmdGoOn, &CmdReport, &CmdClose}) button->set_visible(false);
+  CmdStop.set_caption("&Stop");
+  CmdStop.set_enabled(true);
+  CmdStop.set_visible(true);
+  SetFocus(CmdStop);
+  Set({});
+  orders_.go_on();
 }
 
 void frmProgress::CmdReport_Click() {

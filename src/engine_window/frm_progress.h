@@ -10,9 +10,14 @@ namespace vespro::engine {
 
 class frmProgress final : public Form {
  public:
-  // `stop` asks the run to end in order; a second time, to end at once. `desktop` must outlive the
-  // dialog.
-  frmProgress(Desktop& desktop, std::function<void()> stop);
+  // What the window asks of the run.
+  struct Orders {
+    std::function<void()> stop;   // end in order; a second time, end at once
+    std::function<void()> go_on;  // the run has ended: do the rest of the job
+  };
+
+  // `desktop` must outlive the dialog.
+  frmProgress(Desktop& desktop, Orders orders);
 
   // Shows this from now on. A window that the user closed goes when the run has ended.
   void Set(const RunLook& look);
@@ -22,6 +27,7 @@ class frmProgress final : public Form {
   Label LabelCounts{this, "LabelCounts"};
   Label LabelState{this, "LabelState", "Getting ready..."};
   Label LabelSaid{this, "LabelSaid"};
+  Button CmdGoOn{this, "CmdGoOn", "&Go on"};
   Button CmdReport{this, "CmdReport", "Show &report"};
   Button CmdStop{this, "CmdStop", "&Stop"};
   Button CmdClose{this, "CmdClose", "&Close"};
@@ -30,10 +36,11 @@ class frmProgress final : public Form {
   Layout Arrange() override;
   bool Form_CloseByFrame() override;
   void CmdStop_Click();
+  void CmdGoOn_Click();
   void CmdReport_Click();
 
   Desktop& desktop_;
-  std::function<void()> stop_;
+  const Orders orders_;
   RunLook look_;
   int stops_ = 0;         // how often it was asked for
   bool leaving_ = false;  // the user wants it gone

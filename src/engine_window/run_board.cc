@@ -14,6 +14,12 @@ constexpr std::chrono::seconds kShownPause{20};
 
 }  // namespace
 
+void RunBoard::Begin() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  look_ = {};
+  began_ = std::chrono::steady_clock::now();
+}
+
 void RunBoard::OnStart(const std::string& subject, const std::filesystem::path& list) {
   const std::lock_guard<std::mutex> lock(mutex_);
   look_.subject = subject;
@@ -22,12 +28,9 @@ void RunBoard::OnStart(const std::string& subject, const std::filesystem::path& 
 
 void RunBoard::OnProgress(const Progress& progress, std::uint64_t left) {
   const auto now = std::chrono::steady_clock::now();
-  std::string counts = ProgressLine::Text(progress, left, now - began_);
-  std::string goes_on;
-  if (progress.goes_on > now + kShownPause) goes_on = TimeOf(progress.goes_on);
   const std::lock_guard<std::mutex> lock(mutex_);
-  look_.counts = std::move(counts);
-  look_.goes_on = std::move(goes_on);
+  look_.counts = ProgressLine::Text(progress, left, now - began_);
+  look_.goes_on = progress.goes_on > now + kShownPause ? TimeOf(progress.goes_on) : "";
 }
 
 void RunBoard::OnSay(const std::string& text) {

@@ -29,7 +29,10 @@ struct RunLook {
 class RunBoard final : public RunWatcher {
  public:
   // `clock` must outlive the board.
-  explicit RunBoard(const Clock& clock) : clock_(clock), began_(std::chrono::steady_clock::now()) {}
+  explicit RunBoard(const Clock& clock) : clock_(clock) {}
+
+  // A run begins: nothing is known of it, whatever was known of an earlier one.
+  void Begin();
 
   void OnStart(const std::string& subject, const std::filesystem::path& list) override;
   void OnProgress(const Progress& progress, std::uint64_t left) override;
@@ -46,10 +49,10 @@ class RunBoard final : public RunWatcher {
   std::string TimeOf(std::chrono::steady_clock::time_point moment) const;
 
   const Clock& clock_;
-  const std::chrono::steady_clock::time_point began_;
   mutable std::mutex mutex_;
   mutable std::condition_variable ended_;
   RunLook look_;
+  std::chrono::steady_clock::time_point began_ = std::chrono::steady_clock::now();
 };
 
 }  // namespace vespro::engine

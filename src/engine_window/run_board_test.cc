@@ -36,6 +36,10 @@ TEST(RunBoardTest, SaysWhenItGoesOn) {
 
   board.End(kExitInterrupted);
   EXPECT_EQ(board.Look().goes_on, "");
+  EXPECT_EQ(board.Look().exit, kExitInterrupted);
+  board.Begin();
+  EXPECT_EQ(board.Look().exit, std::nullopt);
+  EXPECT_EQ(board.Look().counts, "");
 }
 
 TEST(RunBoardTest, KeepsWhatWasSaidLast) {

@@ -27,12 +27,18 @@ struct Ending {
   RunBoard board;
 
   explicit Ending(const Clock& clock) : board(clock) {}
-  // Returns when the run is over or there is no more time.
-  void StopSoon() {
+  // Windows ends the program when this returns, which it does if the run takes too long. Otherwise
+  // the program has gone by itself, since its exit code is the run's. All that the run writes is
+  // written by then, so it goes without waiting for its other threads, which may be going, too.
+  void StopAndExit() {
     stops = std::max(stops.load(), 1);
-    if (board.WaitForEnd(kInOrder)) return;
-    stops = 2;
-    board.WaitForEnd(kAtOnce);
+    if (!board.WaitForEnd(kInOrder)) {
+      stops = 2;
+      board.WaitForEnd(kAtOnce);
+    }
+    if (const auto exit = board.Look().exit) {
+      TerminateProcess(GetCurrentProcess(), static_cast<UINT>(*exit));
+    }
   }
 };
 
@@ -44,7 +50,7 @@ BOOL WINAPI OnConsole(DWORD event) {
   Ending* ending = console_ending;
   if (ending == nullptr || event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT) return FALSE;
   AtEdge("the console's end", [&] {
-    ending->StopSoon();
+    ending->StopAndExit();
     return 0;
   });
   return FALSE;
@@ -60,11 +66,44 @@ int RunInTry(const RunFunction& run, RunBoard& board, const std::atomic<int>& st
   }
 }
 
-// An unseen window that is told of the time and of the end of the user's session.
+// The run, on a thread of its own.
+class Worker {
+ public:
+  // Both must outlive it.
+  Worker(const RunFunction& run, Ending& ending) : run_(run), ending_(ending) {}
+  ~Worker() { Wait(); }
+  Worker(const Worker&) = delete;
+  Worker& operator=(const Worker&) = delete;
+
+  // An earlier run must have ended.
+  void Begin() {
+    Wait();
+    ending_.stops = 0;
+    ending_.board.Begin();
+    thread_ = std::thread([this] {
+      exit_ = RunInTry(run_, ending_.board, ending_.stops);
+      ending_.board.End(exit_);
+    });
+  }
+  // Until the run is over. Returns what the last one returned.
+  int Wait() {
+    if (thread_.joinable()) thread_.join();
+    return exit_;
+  }
+
+ private:
+  const RunFunction& run_;
+  Ending& ending_;
+  int exit_ = kExitAllSent;
+  std::thread thread_;
+};
+
+// An unseen window that is told of the time and of the end of the user's session, on the thread
+// that made it.
 class Listener {
  public:
-  Listener(Ending& ending, std::function<void()> on_time)
-      : ending_(ending), on_time_(std::move(on_time)) {
+  Listener(std::function<void()> on_time, std::function<void()> on_session_end)
+      : on_time_(std::move(on_time)), on_session_end_(std::move(on_session_end)) {
     WNDCLASSW wanted{};
     wanted.lpfnWndProc = Procedure;
     wanted.hInstance = GetModuleHandleW(nullptr);
@@ -87,17 +126,12 @@ class Listener {
       return DefWindowProcW(window, message, wparam, lparam);
     }
     return AtEdge("the engine's window", [&]() -> LRESULT {
-      if (session_ends) {
-        self->ending_.StopSoon();
-      } else {
-        self->on_time_();
-      }
+      session_ends ? self->on_session_end_() : self->on_time_();
       return 0;
     });
   }
 
-  Ending& ending_;
-  std::function<void()> on_time_;
+  std::function<void()> on_time_, on_session_end_;
   Owned<HWND> window_;
 };
 
@@ -115,22 +149,20 @@ void MakeMinimizable(const Win32Renderer& renderer) {
 int ShowInWindow(const Clock& clock, const RunFunction& run) {
   Ending ending(clock);
   Win32Desktop desktop([]() -> HWND { return nullptr; }, [](std::string_view) {});
-  frmProgress form(desktop, [&ending] { ++ending.stops; });
-  int exit = kExitAllSent;
-  std::thread work([&] {
-    exit = RunInTry(run, ending.board, ending.stops);
-    ending.board.End(exit);
-  });
+  Worker worker(run, ending);
+  frmProgress form(desktop, {[&ending] { ++ending.stops; }, [&worker] { worker.Begin(); }});
+  worker.Begin();
   {
-    const Listener listener(ending, [&] {
-      form.Set(ending.board.Look());
-      MakeMinimizable(desktop.renderer());
-    });
+    const Listener listener(
+        [&] {
+          form.Set(ending.board.Look());
+          MakeMinimizable(desktop.renderer());
+        },
+        [&] { ending.StopAndExit(); });
     form.ShowModal(desktop);
   }
   // Where there was nothing to show, the run goes on to its end all the same.
-  work.join();
-  return exit;
+  return worker.Wait();
 }
 
 int ShowAtConsole(const Clock& clock, const RunFunction& run) {

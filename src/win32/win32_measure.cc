@@ -58,6 +58,8 @@ Size Win32Measure::Margin() const { return {fonts_.Across(7), fonts_.Down(7)}; }
 
 Size Win32Measure::LabelSize(const Label& label) const {
   Size size = Caption(label, label.columns() * fonts_.average_width());
+  // Wine draws large letters up to a thirtieth wider than it measures them.
+  if (label.style() == Label::Style::kHeading) size.width += size.width / 30;
   // A link's focus is drawn around it.
   if (label.style() == Label::Style::kLink) size.width += fonts_.Across(2);
   return size;

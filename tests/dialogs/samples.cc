@@ -5,6 +5,7 @@
 
 #include "addin/frm_attach_file.h"
 #include "base/files.h"
+#include "engine_window/frm_progress.h"
 #include "host/add_in.h"
 #include "host/desktop_over.h"
 #include "host/memory_client.h"
@@ -165,6 +166,51 @@ void ShowOptions(const fs::path& work_folder, Desktop& desktop, int tab) {
   dialog.ShowModal(desktop);
 }
 
+void ShowRun(Desktop& desktop, const engine::RunLook& look, bool stopped) {
+  engine::frmProgress dialog(desktop, {[] {}, [] {}});
+  dialog.Set(look);
+  dialog.Show(desktop);
+  if (stopped) dialog.Do(UserAction::Click(dialog.CmdStop));
+  dialog.ShowModal(desktop);
+}
+
+void AddRun(std::vector<DialogSample>& samples) {
+  const auto add = [&](std::string name, std::string explanation, engine::RunLook look,
+                       bool stopped = false) {
+    samples.push_back({std::move(name), [=](Desktop& desktop) { ShowRun(desktop, look, stopped); },
+                       std::move(explanation)});
+  };
+  add("frmProgress", "A mailing begins; the engine's window, where it has no console.", {});
+  engine::RunLook look;
+  look.subject = "The club's winter programme, and what else is new in the year to come";
+  look.list = "club.csv";
+  look.counts = "1204 sent, 3 refused, 0 failed, 793 left, 14.2/s, 0:56 to go";
+  add("frmProgress-sending", "It is on its way.", look);
+  look.goes_on = "14:05";
+  add("frmProgress-waiting", "A limit is reached, so it waits.", look);
+  look.goes_on.clear();
+  add("frmProgress-stopping", "Somebody has pressed Stop.", look, true);
+  look.report = "report.html";
+  look.counts = "1209 sent, 3 refused, 0 failed, 0 skipped, 0 unknown";
+  look.said = {
+      "interrupted, 788 left; go on with: \"C:\\Vespro\\vespro-cli.exe\" run "
+      "C:\\Vespro\\ann\\session\\2611250905001"};
+  look.exit = engine::kExitInterrupted;
+  add("frmProgress-stopped", "It has stopped, and can go on.", look);
+  look.counts = "2000 sent, 0 refused, 0 failed, 0 skipped, 0 unknown";
+  look.said.clear();
+  look.exit = engine::kExitAllSent;
+  add("frmProgress-finished", "Everybody has it.", look);
+  look.counts = "0 sent, 0 refused, 0 failed, 0 skipped, 0 unknown";
+  look.said = {
+      "stopped (no server takes the login: smtp.example.org: 535 5.7.8 wrong name or password; "
+      "correct "
+      "it with 'vespro accounts remove' and 'vespro accounts add'), 2000 left; go on with: "
+      "\"C:\\Vespro\\vespro-cli.exe\" run C:\\Vespro\\ann\\session\\2611250905001"};
+  look.exit = engine::kExitLogin;
+  add("frmProgress-failed", "It could not be done.", look);
+}
+
 }  // namespace
 
 std::vector<DialogSample> DialogSamples(const fs::path& work_folder) {
@@ -193,6 +239,7 @@ std::vector<DialogSample> DialogSamples(const fs::path& work_folder) {
   samples.push_back({"frmAttachFile",
                      [=](Desktop& desktop) { ShowAttachments(work_folder, desktop); },
                      "Files that go with one mail, besides what the mail client attaches."});
+  AddRun(samples);
   return samples;
 }
 

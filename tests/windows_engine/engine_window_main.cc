@@ -1,16 +1,19 @@
 // vespro-engine-window ENGINE JOB DEED: starts the engine as the add-in does, from a program that
 // may have a console, and uses its window. DEED: "watch" waits for the end, "stop" and "at-once"
-// press Stop once or twice when mail has gone out, "close" presses the frame's button then,
-// "logoff" plays the system that ends the session, "leave" leaves the window to others. Prints each
-// label of the window when the run has ended, if it still shows, and the engine's exit code.
+// press Stop once or twice when mail has gone out, "go-on" presses Stop and, when that is done, Go
+// on, "close" presses the frame's button, "leave" leaves the window to others. Prints each label of the window when the run has ended, if it still
+// shows, and the engine's exit code. "close-console" is for an engine in a console of its own.
 #include <windows.h>
 
+#include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include "base/command_line.h"
+#include "base/files.h"
 #include "base/win32/wide.h"
 #include "win32/owned.h"
 #include "win32/win32_desktop.h"
@@ -81,12 +84,6 @@ class Engine {
     return false;
   }
   void Close() const { PostMessageW(form_, WM_CLOSE, 0, 0); }
-  bool LogOff() const {
-    const HWND listener = FindWindowW(L"VesproEngine", nullptr);
-    if (listener == nullptr || SendMessageW(listener, WM_QUERYENDSESSION, 0, 0) == 0) return false;
-    SendMessageW(listener, WM_ENDSESSION, TRUE, 0);
-    return true;
-  }
   bool HasEnded() const { return WaitForSingleObject(process_.get(), 0) == WAIT_OBJECT_0; }
   DWORD ExitCode() const {
     DWORD code = 0;
@@ -104,11 +101,52 @@ int Fail(const char* what) {
   return 1;
 }
 
+std::uintmax_t SizeOf(const std::filesystem::path& file) {
+  std::error_code absent;
+  const std::uintmax_t size = std::filesystem::file_size(file, absent);
+  return absent ? 0 : size;
+}
+
+// Closing a console's window has Windows call this routine in its programs. Under Wine that window
+// takes them with it unasked, so here it is called directly.
+bool CloseConsoleOf(HANDLE process) {
+  const HMODULE library = GetModuleHandleW(L"kernel32.dll");
+  const auto routine = reinterpret_cast<LPTHREAD_START_ROUTINE>(
+      reinterpret_cast<void*>(GetProcAddress(library, "CtrlRoutine")));
+  const Owned<HANDLE> thread(
+      CreateRemoteThread(process, nullptr, 0, routine,
+                         reinterpret_cast<void*>(std::uintptr_t{CTRL_CLOSE_EVENT}), 0, nullptr));
+  return static_cast<bool>(thread);
+}
+
+int CloseConsole(const std::string& program, const std::string& line, const std::string& job) {
+  const std::filesystem::path journal = ModFiles::FromUtf8(job).parent_path() / "journal";
+  const std::uintmax_t before = SizeOf(journal);
+  STARTUPINFOW start{};
+  start.cb = sizeof(start);
+  PROCESS_INFORMATION started{};
+  if (!CreateProcessW(ModWide::FromUtf8(program).c_str(), ModWide::FromUtf8(line).data(), nullptr,
+                      nullptr, FALSE, CREATE_NEW_CONSOLE, nullptr, nullptr, &start, &started)) {
+    return Fail("starting it");
+  }
+  const Owned<HANDLE> process(started.hProcess), thread(started.hThread);
+  if (!Within(kPatience, [&] { return SizeOf(journal) > before + 500; })) {
+    return Fail("seeing mail go out");
+  }
+  if (!CloseConsoleOf(process.get())) return Fail("closing the console");
+  if (WaitForSingleObject(process.get(), kPatience) != WAIT_OBJECT_0) return Fail("its going");
+  DWORD code = 0;
+  GetExitCodeProcess(process.get(), &code);
+  std::printf("exit %lu\n", code);
+  return 0;
+}
+
 int Main(const std::vector<std::string>& arguments) {
   if (arguments.size() != 4) return Fail("ENGINE JOB DEED");
   const std::string& deed = arguments[3];
   Win32Desktop desktop([]() -> HWND { return nullptr; }, [](std::string_view) {});
   const std::string line = arguments[1] + " -s \"" + arguments[2] + "\" -p \"20\"";
+  if (deed == "close-console") return CloseConsole(arguments[1], line, arguments[2]);
   if (!desktop.Start({arguments[1], {}, line}).ok()) return Fail("starting it");
   if (deed == "leave") return 0;
   Engine engine;
@@ -117,14 +155,16 @@ int Main(const std::vector<std::string>& arguments) {
   if (deed != "watch" && !Within(kPatience, [&engine] { return engine.HasSent(); })) {
     return Fail("seeing mail go out");
   }
-  if (deed == "stop" || deed == "at-once") {
+  if (deed == "stop" || deed == "at-once" || deed == "go-on") {
     if (!engine.Press("&Stop")) return Fail("pressing Stop");
   }
   if (deed == "at-once" && !Within(kPatience, [&] { return engine.Press("&Stop at once"); })) {
     return Fail("pressing Stop at once");
   }
+  if (deed == "go-on" && !Within(kPatience, [&] { return engine.Press("&Go on"); })) {
+    return Fail("pressing Go on");
+  }
   if (deed == "close") engine.Close();
-  if (deed == "logoff" && !engine.LogOff()) return Fail("logging off");
   if (!Within(kPatience, ended)) return Fail("waiting for the end");
   if (!engine.HasEnded()) {
     for (const std::string& text : engine.Texts()) std::printf("%s\n", text.c_str());

@@ -4,6 +4,7 @@
 #include "addin/dialog_stories.h"
 #include "base/testing.h"
 #include "dialogs/samples.h"
+#include "engine_window/dialog_stories.h"
 #include "merge/dialog_stories.h"
 #include "recipients/dialog_stories.h"
 #include "settings/dialog_stories.h"
@@ -36,6 +37,9 @@ INSTANTIATE_TEST_SUITE_P(Merge, NativeDialogTest, testing::ValuesIn(MergeDialogS
 INSTANTIATE_TEST_SUITE_P(Support, NativeDialogTest, testing::ValuesIn(SupportStories()),
                          [](const auto& story) { return story.param.name; });
 INSTANTIATE_TEST_SUITE_P(Addin, NativeDialogTest, testing::ValuesIn(AddinDialogStories()),
+                         [](const auto& story) { return story.param.name; });
+
+INSTANTIATE_TEST_SUITE_P(EngineWindow, NativeDialogTest, testing::ValuesIn(EngineWindowStories()),
                          [](const auto& story) { return story.param.name; });
 
 RECT PlaceOf(HWND window, HWND form) {
