@@ -77,7 +77,10 @@ class MemoryClientParts {
   class Part {
    public:
     Part(MemoryClient& part_of, std::string kind, std::shared_ptr<Window> window)
-        : client(part_of), calls_(part_of.calls_), kind_(std::move(kind)), window_(std::move(window)) {
+        : client(part_of),
+          calls_(part_of.calls_),
+          kind_(std::move(kind)),
+          window_(std::move(window)) {
       ++calls_->held[kind_];
     }
     Part(const Part&) = delete;
@@ -281,7 +284,8 @@ class MemoryClientParts {
 
   class Bars final : public CommandBars, public Part {
    public:
-    Bars(MemoryClient& part_of, std::shared_ptr<Window> of) : Part(part_of, "Bars", std::move(of)) {}
+    Bars(MemoryClient& part_of, std::shared_ptr<Window> of)
+        : Part(part_of, "Bars", std::move(of)) {}
     std::shared_ptr<CommandBar> Item(std::string_view name) override {
       if (!Works("Item", Quoted(name))) return nullptr;
       auto below = window()->bars.Item(name);
@@ -493,6 +497,21 @@ class MemoryClientParts {
     }
   }
 
+  class RibbonPart final : public Ribbon, public Part {
+   public:
+    RibbonPart(MemoryClient& part_of, std::function<void(const std::string&)> invalidated)
+        : Part(part_of, "Ribbon", nullptr), invalidated_(std::move(invalidated)) {}
+
+    Status InvalidateControl(std::string_view id) override {
+      if (!Works("InvalidateControl", id)) return Failed();
+      invalidated_(std::string(id));
+      return {};
+    }
+
+   private:
+    const std::function<void(const std::string&)> invalidated_;
+  };
+
   static std::shared_ptr<Inspector> NewInspectorPart(MemoryClient& client,
                                                      const std::shared_ptr<Window>& window) {
     return std::make_shared<InspectorPart>(client, window);
@@ -557,6 +576,28 @@ std::shared_ptr<MailClient> MemoryClient::Application() {
   return std::make_shared<MemoryClientParts::Client>(*this);
 }
 
+std::shared_ptr<Inspector> MemoryClient::InspectorOf(const std::string& window) {
+  const auto found = Find(window);
+  if (found == nullptr || found->explorer) return nullptr;
+  return MemoryClientParts::NewInspectorPart(*this, found);
+}
+
+std::shared_ptr<Ribbon> MemoryClient::NewRibbon(
+    std::function<void(const std::string& id)> invalidated) {
+  return std::make_shared<MemoryClientParts::RibbonPart>(*this, std::move(invalidated));
+}
+
+std::vector<std::string> MemoryClient::WindowNames() const {
+  std::vector<std::string> names;
+  for (const auto& window : windows_) names.push_back(window->name);
+  return names;
+}
+
+bool MemoryClient::IsExplorer(const std::string& window) const {
+  const auto found = Find(window);
+  return found != nullptr && found->explorer;
+}
+
 std::shared_ptr<MemoryClient::Window> MemoryClient::Find(const std::string& name) const {
   for (const auto& window : windows_) {
     if (window->name == name) return window;
@@ -603,8 +644,9 @@ void MemoryClient::TellFront(const std::shared_ptr<Window>& window, bool active)
 void MemoryClient::BringToFront(const std::shared_ptr<Window>& window) {
   const auto old = windows_.empty() ? nullptr : windows_.back();
   if (old == window) return;
-  std::erase(windows_, window);
+  const bool is_new = std::erase(windows_, window) == 0;
   windows_.push_back(window);
+  if (is_new && on_show) on_show(window->name, window->explorer);
   if (old != nullptr) TellFront(old, false);
   if (!window->closed) TellFront(window, true);
 }
@@ -693,8 +735,8 @@ void MemoryClient::Raise(const std::string& tag) {
 }
 
 Status MemoryClient::Command(std::string_view caption) {
-  Status none(Code::kNotFound, "nothing called '" + std::string(caption) +
-                                         "' can be used in the window in front");
+  Status none(Code::kNotFound,
+              "nothing called '" + std::string(caption) + "' can be used in the window in front");
   if (windows_.empty()) return none;
   const auto window = windows_.back();
   for (const char* name : kBars) {
@@ -715,7 +757,7 @@ Status MemoryClient::Command(std::string_view caption) {
 
 Status MemoryClient::Choose(std::string_view entry) {
   Status none(Code::kNotFound,
-                    "the window in front has no box that offers '" + std::string(entry) + "'");
+              "the window in front has no box that offers '" + std::string(entry) + "'");
   if (windows_.empty()) return none;
   const auto window = windows_.back();
   for (const char* name : kBars) {

@@ -21,6 +21,7 @@
 #include "base/status.h"
 #include "host/mail_client.h"
 #include "host/memory_command_bars.h"
+#include "host/ribbon.h"
 
 namespace vespro {
 
@@ -86,9 +87,17 @@ class MemoryClient {
   // What PasteFace and PasteAtCaret take.
   std::string clipboard_text, clipboard_picture;
 
+  // A window is about to be shown, which is when a ribbon is made in it.
+  std::function<void(const std::string& window, bool is_explorer)> on_show;
+
   MemoryCalls& calls() { return *calls_; }
   // What the add-in is given; a new object each time.
   std::shared_ptr<MailClient> Application();
+
+  // As the add-in is given them: the window of an item, nullptr when there is none; a ribbon, which
+  // tells what was invalidated.
+  std::shared_ptr<Inspector> InspectorOf(const std::string& window);
+  std::shared_ptr<Ribbon> NewRibbon(std::function<void(const std::string& id)> invalidated);
 
   // Windows are called by a name of the test's own. kNotFound: there is no such window, or nothing
   // that a person could use.
@@ -109,6 +118,9 @@ class MemoryClient {
   MemoryItem* Item(const std::string& name);
   // A window's bar; nullptr when there is none.
   MemoryBar* Bar(const std::string& window, std::string_view bar);
+  // From the bottom to the top.
+  std::vector<std::string> WindowNames() const;
+  bool IsExplorer(const std::string& window) const;
   const std::vector<MemoryItem>& sent() const { return sent_; }
 
  private:

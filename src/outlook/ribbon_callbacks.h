@@ -1,5 +1,5 @@
-// outlook/ribbon_callbacks.h - what Office calls in the add-in's own object, by names that stand in
-// the description of our ribbons. One thread: Outlook's own.
+// outlook/ribbon_callbacks.h - the add-in's callbacks (addin/ribbon_callbacks.h) as Office calls
+// them in our own object. One thread: Outlook's own.
 #pragma once
 
 #include <windows.h>
@@ -24,7 +24,7 @@ std::optional<DISPID> Find(std::wstring_view name);
 // Calls it. `result` may be null. DISP_E_MEMBERNOTFOUND, DISP_E_BADPARAMCOUNT, DISP_E_TYPEMISMATCH,
 // DISP_E_BADINDEX as any object's; E_INVALIDARG for a control that is not ours or in no window of
 // ours. Where no ribbon of ours was asked for, or the add-in was disconnected, nothing is asked of
-// Outlook: all is hidden, the rest E_UNEXPECTED.
+// Outlook, and it is as if there were no such control.
 HRESULT Invoke(DISPID id, const DISPPARAMS& arguments, VARIANT* result, Connect& connect,
                const std::shared_ptr<const HostContext>& context);
 

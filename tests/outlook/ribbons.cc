@@ -38,7 +38,7 @@ std::string LooksOf(const Variant& value) {
   return std::to_string(info.bmWidth) + "x" + std::to_string(info.bmHeight);
 }
 
-RibbonValue ValueOf(const Variant& value) {
+RibbonAnswer ValueOf(const Variant& value) {
   if (value.type() == VT_BOOL) return value.ToBool().value();
   if (value.type() == VT_I4) return static_cast<int>(value.ToInt().value());
   if (value.type() == VT_BSTR) return value.ToText().value();
@@ -162,7 +162,7 @@ void Ribbons::Show(Window& window) {
   if (markup == nullptr || window.ended()) return;
   window.ribbon = std::make_shared<RibbonView>(
       markup, [this, &window](const std::string& name, const std::string& id,
-                              const std::vector<RibbonValue>& more) {
+                              const std::vector<RibbonAnswer>& more) {
         return Answer(window, name, id, more);
       });
 }
@@ -179,11 +179,11 @@ void Ribbons::InvalidateControl(const std::string& id) {
   }
 }
 
-Result<RibbonValue> Ribbons::Answer(Window& window, const std::string& name, const std::string& id,
-                                    const std::vector<RibbonValue>& more) {
+Result<RibbonAnswer> Ribbons::Answer(Window& window, const std::string& name, const std::string& id,
+                                     const std::vector<RibbonAnswer>& more) {
   std::vector<Variant> arguments;
   arguments.emplace_back(client_.ledger.Make<RibbonControl>(window, id).dispatch());
-  for (const RibbonValue& value : more) {
+  for (const RibbonAnswer& value : more) {
     if (const int* number = std::get_if<int>(&value)) arguments.emplace_back(*number);
     if (const auto* text = std::get_if<std::string>(&value)) arguments.emplace_back(*text);
   }

@@ -188,6 +188,8 @@ Status OutlookStoryHost::Without(std::string_view what) {
     client_->tells_deactivate = false;
   } else if (what == "engine") {
     TheSystem().can_start = false;
+  } else if (what == "ribbon") {
+    client_->asks_for_ribbons = Client::Asks::kNever;
   } else if (what == "explorer") {
     return Run([](Client& client) {
       client.Quit();

@@ -14,14 +14,14 @@ std::string Drawn(std::string_view label) {
 }
 
 template <class T>
-T Or(const RibbonValue& value, T otherwise) {
+T Or(const RibbonAnswer& value, T otherwise) {
   const T* held = std::get_if<T>(&value);
   return held == nullptr ? otherwise : *held;
 }
 
 }  // namespace
 
-RibbonView::RibbonView(std::shared_ptr<const RibbonNode> markup, RibbonCall call)
+RibbonView::RibbonView(std::shared_ptr<const RibbonNode> markup, RibbonAsk call)
     : markup_(std::move(markup)), call_(std::move(call)) {
   Looks();
 }
@@ -31,16 +31,16 @@ void RibbonView::InvalidateControl(const std::string& id) {
 }
 
 // What fails is as if it were not there, as in Office.
-RibbonValue RibbonView::Ask(const RibbonNode& node, const char* attribute, int index) {
+RibbonAnswer RibbonView::Ask(const RibbonNode& node, const char* attribute, int index) {
   const std::string& callback = node[attribute];
   if (callback.empty()) return {};
   const std::pair<std::string, std::string> key(
       node["id"], attribute + std::string(" ") + std::to_string(index));
   if (const auto known = known_.find(key); known != known_.end()) return known->second;
-  std::vector<RibbonValue> more;
+  std::vector<RibbonAnswer> more;
   if (index >= 0) more.emplace_back(index);
-  const Result<RibbonValue> answer = call_(callback, node["id"], more);
-  return known_[key] = answer.ok() ? answer.value() : RibbonValue();
+  const Result<RibbonAnswer> answer = call_(callback, node["id"], more);
+  return known_[key] = answer.ok() ? answer.value() : RibbonAnswer();
 }
 
 bool RibbonView::IsTrue(const RibbonNode& node, const char* fixed, const char* asked) {
@@ -101,8 +101,8 @@ const RibbonNode* RibbonView::FindButton(const RibbonNode& node, std::string_vie
 Status RibbonView::Click(std::string_view label) {
   const RibbonNode* button = FindButton(*markup_, label);
   if (button == nullptr) return Status(Code::kNotFound, "the ribbon has no such button");
-  const RibbonCall call = call_;  // the window may close below it
-  const Result<RibbonValue> done = call((*button)["onAction"], (*button)["id"], {});
+  const RibbonAsk call = call_;  // the window may close below it
+  const Result<RibbonAnswer> done = call((*button)["onAction"], (*button)["id"], {});
   return done.ok() ? Status() : done.status();
 }
 
@@ -140,8 +140,8 @@ Status RibbonView::Type(std::string_view text) {
 Status RibbonView::Change(const RibbonNode& box, std::string_view text) {
   if (Or<std::string>(Ask(box, "getText"), {}) == text) return {};
   known_[{box["id"], "getText -1"}] = std::string(text);
-  const RibbonCall call = call_;  // the window may close below it
-  const Result<RibbonValue> done = call(box["onChange"], box["id"], {std::string(text)});
+  const RibbonAsk call = call_;  // the window may close below it
+  const Result<RibbonAnswer> done = call(box["onChange"], box["id"], {std::string(text)});
   return done.ok() ? Status() : done.status();
 }
 

@@ -18,11 +18,11 @@
 namespace vespro {
 
 // A picture is a text that says how it looks.
-using RibbonValue = std::variant<std::monostate, bool, int, std::string>;
+using RibbonAnswer = std::variant<std::monostate, bool, int, std::string>;
 
 // Calls the add-in for the control of that id in the view's window.
-using RibbonCall = std::function<Result<RibbonValue>(const std::string& name, const std::string& id,
-                                                     const std::vector<RibbonValue>& more)>;
+using RibbonAsk = std::function<Result<RibbonAnswer>(const std::string& name, const std::string& id,
+                                                     const std::vector<RibbonAnswer>& more)>;
 
 // A control that is to be seen.
 struct RibbonControlLook {
@@ -35,7 +35,7 @@ struct RibbonControlLook {
 class RibbonView {
  public:
   // Asks for all that is to be seen.
-  RibbonView(std::shared_ptr<const RibbonNode> markup, RibbonCall call);
+  RibbonView(std::shared_ptr<const RibbonNode> markup, RibbonAsk call);
 
   void Invalidate() { known_.clear(); }
   void InvalidateControl(const std::string& id);
@@ -51,16 +51,16 @@ class RibbonView {
   const RibbonNode* FindBox();
   const RibbonNode* FindButton(const RibbonNode& node, std::string_view label);
   Status Change(const RibbonNode& box, std::string_view text);
-  RibbonValue Ask(const RibbonNode& node, const char* attribute, int index = -1);
+  RibbonAnswer Ask(const RibbonNode& node, const char* attribute, int index = -1);
   bool IsTrue(const RibbonNode& node, const char* fixed, const char* asked);
   std::string Text(const RibbonNode& node, const char* fixed, const char* asked);
   void AddLooks(const RibbonNode& node, const std::string& path,
                 std::vector<RibbonControlLook>& looks);
 
   const std::shared_ptr<const RibbonNode> markup_;
-  const RibbonCall call_;
+  const RibbonAsk call_;
   // By the control's id, and the attribute with an entry's number.
-  std::map<std::pair<std::string, std::string>, RibbonValue> known_;
+  std::map<std::pair<std::string, std::string>, RibbonAnswer> known_;
 };
 
 }  // namespace vespro

@@ -69,13 +69,13 @@ TEST(RibbonViewTest, AsksOnceUntilItIsInvalidated) {
   bool visible = true;
   RibbonView view(markup,
                   [&](const std::string& name, const std::string& id,
-                      const std::vector<RibbonValue>& more) -> Result<RibbonValue> {
+                      const std::vector<RibbonAnswer>& more) -> Result<RibbonAnswer> {
                     asked.push_back(name + " " + id + (more.empty() ? "" : "+"));
-                    if (name == "Visible") return RibbonValue(visible);
-                    if (name == "Count") return RibbonValue(1);
-                    if (name == "Label") return RibbonValue(std::string("entry"));
-                    if (name == "Text") return RibbonValue(std::string());
-                    return RibbonValue();
+                    if (name == "Visible") return RibbonAnswer(visible);
+                    if (name == "Count") return RibbonAnswer(1);
+                    if (name == "Label") return RibbonAnswer(std::string("entry"));
+                    if (name == "Text") return RibbonAnswer(std::string());
+                    return RibbonAnswer();
                   });
   const auto taken = [&] { return std::exchange(asked, {}); };
   using Lines = std::vector<std::string>;
@@ -104,10 +104,10 @@ TEST(RibbonXmlTest, HasTheCommandsOfMenuAndBar) {
     if (!markup.ok()) return std::vector<std::string>();
     RibbonView view(std::make_shared<const RibbonNode>(std::move(markup).value()),
                     [](const std::string& name, const std::string& id,
-                       const std::vector<RibbonValue>&) -> Result<RibbonValue> {
+                       const std::vector<RibbonAnswer>&) -> Result<RibbonAnswer> {
                       if (name == ribbon_callback::kGetImage)
-                        return RibbonValue("picture of " + id);
-                      return RibbonValue(true);
+                        return RibbonAnswer("picture of " + id);
+                      return RibbonAnswer(true);
                     });
     std::vector<std::string> lines;
     for (const RibbonControlLook& look : view.Looks()) {

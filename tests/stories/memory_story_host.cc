@@ -11,6 +11,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kProgId[] = "Vespro.Connect";
+// Versions whose windows all have ribbons.
+constexpr double kHasRibbons = 14;
 
 // What was added to the bar and to the popups in it.
 void AddControls(const MemoryBar& bar, const std::vector<std::string>& path,
@@ -128,6 +130,7 @@ MemoryStoryHost::MemoryStoryHost()
 
 MemoryStoryHost::~MemoryStoryHost() {
   driver_.End();
+  ribbons_.Detach();
   connections_.clear();
   ModFiles::Remove(root_).Ignore();  // the story is told
 }
@@ -160,6 +163,8 @@ Status MemoryStoryHost::Without(std::string_view what) {
     client_.tells_deactivate = false;
   } else if (what == "engine") {
     desktop_.no_engine = true;
+  } else if (what == "ribbon") {
+    asks_for_ribbons_ = false;
   } else if (what == "explorer") {
     client_.Quit();
   } else {
@@ -182,7 +187,11 @@ Status MemoryStoryHost::Connect(int mode) {
       std::make_unique<vespro::Connect>(desktop_, backend_, clock_, randomness_, std::move(place)));
   client_.calls().BeginAgain();
   return Run([this, mode, connection = connections_.back().get()] {
+    const bool has_ribbons = ModText::LeadingNumber(client_.version) >= kHasRibbons;
+    if (has_ribbons) connection->ExpectRibbons();
     connection->IDTExtensibility2_OnConnection(client_.Application(), mode, kProgId);
+    if (has_ribbons && asks_for_ribbons_) ribbons_.Attach(*connection);
+    connection->IDTExtensibility2_OnStartupComplete();
     return Status();
   });
 }
@@ -191,6 +200,7 @@ Status MemoryStoryHost::Disconnect() {
   if (connections_.empty()) return Status(Code::kUsage, "the add-in is not loaded");
   return Run([this, connection = connections_.back().get()] {
     connection->IDTExtensibility2_OnDisconnection();
+    ribbons_.Detach();
     client_.calls().End();
     return Status();
   });
@@ -246,18 +256,33 @@ Status MemoryStoryHost::SwitchFolder(std::optional<int> item_type) {
   return Run([this, item_type] { return client_.SwitchFolder(item_type); });
 }
 
+// What can't be done on bars may be on the ribbon of the window in front.
+Status MemoryStoryHost::OnBarsOr(Status done, const std::function<Status(RibbonView&)>& on_ribbon) {
+  const std::vector<std::string> windows = client_.WindowNames();
+  if (done.code() != Code::kNotFound || windows.empty()) return done;
+  const std::shared_ptr<RibbonView> ribbon = ribbons_.In(windows.back());
+  if (ribbon == nullptr) return done;
+  Status clicked = on_ribbon(*ribbon);
+  return clicked.code() == Code::kNotFound ? done : clicked;
+}
+
 Status MemoryStoryHost::Command(std::string_view caption) {
-  return Run([this, text = std::string(caption)] { return client_.Command(text); });
+  return Run([this, text = std::string(caption)] {
+    return OnBarsOr(client_.Command(text), [&](RibbonView& ribbon) { return ribbon.Click(text); });
+  });
 }
 
 Status MemoryStoryHost::Choose(std::string_view entry) {
-  return Run([this, text = std::string(entry)] { return client_.Choose(text); });
+  return Run([this, text = std::string(entry)] {
+    return OnBarsOr(client_.Choose(text), [&](RibbonView& ribbon) { return ribbon.Choose(text); });
+  });
 }
 
 Status MemoryStoryHost::Quit() {
   return Run([this] {
     client_.Quit();
     if (!connections_.empty()) connections_.back()->IDTExtensibility2_OnDisconnection();
+    ribbons_.Detach();
     client_.calls().End();
     return Status();
   });

@@ -16,6 +16,7 @@
 #include "host/desktop_over.h"
 #include "host/memory_client.h"
 #include "settings/file_backend.h"
+#include "stories/memory_ribbons.h"
 #include "stories/story_host.h"
 
 namespace vespro {
@@ -68,6 +69,9 @@ class MemoryStoryHost final : public StoryHost {
   ~MemoryStoryHost() override;
 
   MemoryClient& client() { return client_; }
+  const MemoryRibbons& ribbons() const { return ribbons_; }
+  // The last add-in that was loaded is asked for ribbons now.
+  void AskForRibbons() { ribbons_.Attach(*connections_.back()); }
 
   std::filesystem::path Home() override { return root_ / "home"; }
   std::filesystem::path DataFolder() override { return Home() / "app" / "user"; }
@@ -99,6 +103,7 @@ class MemoryStoryHost final : public StoryHost {
   std::vector<std::string> TakeStarted() override;
 
  private:
+  Status OnBarsOr(Status done, const std::function<Status(RibbonView&)>& on_ribbon);
   // On the program's thread: at once, or below the dialog that is open.
   Status Run(std::function<Status()> action);
 
@@ -107,6 +112,8 @@ class MemoryStoryHost final : public StoryHost {
   StoryClock clock_;
   SystemRandomness randomness_;
   MemoryClient client_;
+  MemoryRibbons ribbons_{client_};
+  bool asks_for_ribbons_ = true;
   ScriptedDriver driver_;
   StoryDesktop desktop_{driver_.desktop(), client_};
   // Each connection; the last one may be on.

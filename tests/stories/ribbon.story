@@ -1,4 +1,5 @@
-# A version with ribbons has no Web bar and no Edit menu, and a window's bars may fail.
+# A version with ribbons has no Web bar and no Edit menu, and a window's bars may fail. Without being asked for a ribbon of its own the
+# add-in is on bars.
 file lists/club.csv
 | Name,E-mail
 | Ann,ann@example.org
@@ -11,6 +12,7 @@ set SenderEmail me@example.org
 version 14.0.0.4760
 lack Web
 explorer ribbon
+without ribbon
 connect
 new A html
 choose NAME

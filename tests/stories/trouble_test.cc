@@ -13,6 +13,7 @@ namespace {
 struct LongStory {
   const char* name;  // a word
   const char* steps;
+  int calls;  // at least
 };
 
 constexpr LongStory kStories[] = {
@@ -43,7 +44,8 @@ command "Send Vespro"
 answer Yes
 command "Send Vespro"
 quit
-)"},
+)",
+     200},
     {"LoadedAgain", R"(
 version 12.0
 set SenderEmail me@example.org
@@ -63,7 +65,36 @@ explorer second
 close-window main
 close-window second
 disconnect
-)"},
+)",
+     200},
+    {"Ribbons", R"(
+file club.csv
+| Name,E-mail
+| Ann,ann@example.org
+set MailList "{home}/club.csv,CSV,1,HEADER"
+set SenderEmail me@example.org
+account mail.example.org 25
+version 16.0
+connect
+new A
+choose NAME
+command "Distribution File"
+close
+folder 1
+folder 0
+new B
+command "Vespro Attach"
+close
+activate main
+command "About"
+close
+activate A
+command "Send Vespro"
+explorer second
+close-window second
+disconnect
+)",
+     50},
 };
 
 // How a story ends that meets with `trouble` after so many calls; the number of its calls.
@@ -87,7 +118,7 @@ class TroubleTest : public testing::TestWithParam<LongStory> {
   template <class Trouble>
   void TellWith(const Trouble& trouble) {
     const int calls = Tell(GetParam(), 0, trouble);
-    ASSERT_GT(calls, 200);
+    ASSERT_GE(calls, GetParam().calls);
     for (int after = 1; after <= calls && !HasFailure(); ++after) Tell(GetParam(), after, trouble);
   }
 };
@@ -136,6 +167,33 @@ TEST(ConnectTest, AMailThatIsOpenedWhileAnotherOneOpensIsFollowed) {
     EXPECT_NE(held.find("held: 2 Inspector\n"), held.npos) << held << "call " << after;
     host.Disconnect().Ignore();
     EXPECT_TRUE(host.Held().empty()) << "call " << after;
+  }
+}
+
+// Which an Outlook does at a time of its own choice.
+TEST(ConnectTest, ARibbonMayBeAskedForBelowEveryCall) {
+  for (int after = 1;; ++after) {
+    SCOPED_TRACE(after);
+    bool asked = false;
+    MemoryStoryHost host;
+    host.client().calls().MeanwhileAt(after, [&] {
+      asked = true;
+      host.AskForRibbons();
+    });
+    TellStory(host, "version 16.0\nwithout ribbon\nconnect\nnew A\nnew B\n");
+    if (!asked) {
+      EXPECT_GT(after, 100);
+      break;
+    }
+    for (const char* window : {"main", "A", "B"}) {
+      EXPECT_TRUE(host.Controls(window).value().empty()) << window;
+      const std::shared_ptr<RibbonView> ribbon = host.ribbons().In(window);
+      ASSERT_NE(ribbon, nullptr) << window;
+      EXPECT_GE(ribbon->Looks().size(), 10U) << window;
+    }
+    host.Disconnect().Ignore();
+    EXPECT_EQ(host.Held(), std::vector<std::string>());
+    if (HasFailure()) break;
   }
 }
 
