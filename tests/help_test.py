@@ -26,6 +26,7 @@ NOT_SHOWN = {
     "settings/settings.h": "what the command line says of settings",
     "engine/smtp/secret_scanner.cc": "escapes",
     "engine/delivery/outcome_recorder.cc": "faults of the program's own",
+    "engine/delivery/delivery_trace.cc": "what --trace writes",
     "engine/smtp/session_trace.cc": "what --trace writes",
     "warning: the trace is incomplete: ": OPTION,
     "connecting to ": "what --trace writes",

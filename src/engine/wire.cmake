@@ -25,7 +25,8 @@ vespro_room(engine_net
   LIBRARIES vespro_asio vespro_openssl)
 
 vespro_room(engine_delivery
-  SOURCES delivery/backoff.cc delivery/credential_source.cc delivery/delivery.cc delivery/dispatcher.cc
+  SOURCES delivery/backoff.cc delivery/credential_source.cc delivery/delivery.cc delivery/delivery_trace.cc
+          delivery/dispatcher.cc
           delivery/fair_share.cc delivery/outcome_recorder.cc delivery/rate_limit.cc
           delivery/recipient_queue.cc delivery/retry_policy.cc delivery/server.cc
           delivery/server_pool.cc delivery/server_quirks.cc delivery/session.cc

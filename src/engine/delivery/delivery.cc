@@ -47,6 +47,8 @@ class Delivery::Impl final : public SessionOwner {
   void PumpSoon();
   void Tick();
   void SetWake();
+  std::size_t Connecting() const;
+  bool Full() const { return sessions_.size() >= max_connections_; }
   void OpenSessions();
   void YieldConnections();
   void FetchCredentials();
@@ -131,6 +133,7 @@ void Delivery::Impl::Pump() {
   for (const auto& session : sessions_) session->Drive();
   if (!ending_) YieldConnections();
   if (!ending_) OpenSessions();
+  if (!ending_) dispatcher_.TraceWaiting(Connecting(), Full(), loop_.Now());
   SetWake();
 }
 
@@ -159,22 +162,24 @@ void Delivery::Impl::SetWake() {
   });
 }
 
+std::size_t Delivery::Impl::Connecting() const {
+  return static_cast<std::size_t>(
+      std::count_if(sessions_.begin(), sessions_.end(),
+                    [](const auto& session) { return session->connecting(); }));
+}
+
 void Delivery::Impl::OpenSessions() {
-  while (sessions_.size() < max_connections_) {
-    const auto connecting = std::count_if(sessions_.begin(), sessions_.end(),
-                                          [](const auto& open) { return open->connecting(); });
+  while (!Full()) {
     const TimePoint now = loop_.Now();
-    const std::optional<std::size_t> next =
-        dispatcher_.NextToConnect(static_cast<std::size_t>(connecting), now);
+    const std::optional<std::size_t> next = dispatcher_.NextToConnect(Connecting(), now);
     if (!next) return;
     Server& server = servers_[*next];
     server.OnConnecting(now);
     ++session_options_.client.connection;
     SessionOptions options = session_options_;
     server.Configure(options.client);
-    if (options.client.trace != nullptr) {
-      options.client.trace->Write(options.client.connection, TraceKind::kNote,
-                                  "connecting to " + server.name());
+    if (dispatcher_.trace().on()) {
+      dispatcher_.trace().Connecting(options.client.connection, server);
     }
     sessions_.push_back(std::make_unique<Session>(loop_, *this, options, server.account(), *next,
                                                   server.credentials().generation(),
@@ -184,7 +189,7 @@ void Delivery::Impl::OpenSessions() {
 
 // A server without a connection gets one from those that are ahead of their share.
 void Delivery::Impl::YieldConnections() {
-  if (sessions_.size() < max_connections_) return;
+  if (!Full()) return;
   for (std::size_t starved = servers_.Starved(); starved > 0; --starved) {
     const auto idle = std::find_if(sessions_.begin(), sessions_.end(),
                                    [](const auto& session) { return session->idle(); });
@@ -202,7 +207,7 @@ void Delivery::Impl::FetchCredentials() {
     loop_.RunInBackground(
         [secret, fetch = *fetch](const std::atomic<bool>& stop) { *secret = fetch(stop); },
         [this, secret, i] {
-          dispatcher_.OnSecret(i, std::move(*secret));
+          dispatcher_.OnSecret(i, std::move(*secret), loop_.Now());
           PumpSoon();
         });
   }
@@ -213,9 +218,8 @@ void Delivery::Impl::FetchCredentials() {
 Poll Delivery::Impl::NextMessage(const Session& session, std::size_t max_recipients,
                                  InFlightMessage& message) {
   if (ending_) return Poll::kExhausted;
-  const bool full = sessions_.size() >= max_connections_;
   const Poll poll =
-      dispatcher_.NextMessage(session.server(), max_recipients, full, loop_.Now(), message);
+      dispatcher_.NextMessage(session.server(), max_recipients, Full(), loop_.Now(), message);
   if (poll == Poll::kBlocked) SetWake();
   // It may be another server's turn now.
   if (poll == Poll::kReady && servers_.size() > 1) PumpSoon();
@@ -244,7 +248,7 @@ void Delivery::Impl::OnMessageFinished(std::size_t recipients) {
 }
 
 void Delivery::Impl::OnReady(const Session& session, std::uint64_t max_size) {
-  dispatcher_.OnReady(session.server(), session.credential_generation(), max_size);
+  dispatcher_.OnReady(session.server(), session.credential_generation(), max_size, loop_.Now());
   PumpSoon();
 }
 

@@ -472,6 +472,45 @@ TEST(DeliveryTest, MailInClearIsTold) {
   }
 }
 
+class NoteTrace final : public Trace {
+ public:
+  void Write(std::uint64_t, TraceKind kind, std::string_view text) override {
+    if (kind == TraceKind::kNote) notes.emplace_back(text);
+  }
+  bool with_data() const override { return false; }
+  std::vector<std::string> notes;
+};
+
+// What a person reads who wants to know why nothing goes out.
+TEST(DeliveryTest, ATraceSaysWhyNothingIsSent) {
+  int mails = 0;
+  ScriptedServer server({{"PIPELINING"}, [&](const std::string& command) -> std::string {
+                           return command.starts_with("MAIL") && ++mails <= 2
+                                      ? "450 4.7.1 slow down"
+                                      : "";
+                         }});
+  ScriptedServer gone;
+  gone.Die();
+  FakeJob job(2);
+  job.options.connections = 2;
+  job.options.messages_per_second = 0.1;
+  NoteTrace trace;
+  job.options.trace = &trace;
+  job.To(server);
+  job.To(gone);
+  EXPECT_EQ(job.Run().reason, Reason::kDone);
+  for (const char* note : {
+           "connecting to mx1:25",
+           "mx1:25: backing off for 1 s, failure 1 in a row: 450 4.7.1 slow down",
+           "mx1:25: not sending: it is backed off from",
+           "mx1:25: works again",
+           "mx2:25: backing off for 1 s, failure 1 in a row: connection refused",
+       }) {
+    EXPECT_NE(std::find(trace.notes.begin(), trace.notes.end(), note), trace.notes.end()) << note;
+  }
+  EXPECT_LT(trace.notes.size(), 40U) << "what does not change is not repeated";
+}
+
 TEST(DeliveryTest, NothingIsSentThatCantBeNoted) {
   ScriptedServer server;
   FakeJob job(10);

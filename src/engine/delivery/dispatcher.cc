@@ -39,7 +39,8 @@ Dispatcher::Dispatcher(const DeliveryOptions& options, const std::vector<Account
       retry_policy_{options.retry, options.retry_delay},
       queue_(source, renderer.recipients_per_message()),
       pool_(options, accounts, now),
-      recorder_(results, pool_.Names()) {}
+      recorder_(results, pool_.Names()),
+      trace_(options.trace, pool_.size()) {}
 
 bool Dispatcher::HasWork(std::size_t server) {
   return queue_.HasEligible(
@@ -90,12 +91,17 @@ Poll Dispatcher::NextMessage(std::size_t server, std::size_t max_recipients, boo
 void Dispatcher::OnAnswer(std::size_t server, const Recipient& recipient, AttemptState& state,
                           const Answer& answer, bool in_clear, TimePoint now) {
   if (answer.accepted) {
+    const bool recovers = trace_.on() && !pool_[server].IsHealthy();
     pool_[server].OnAccepted(in_clear);
+    if (recovers && pool_[server].IsHealthy()) trace_.Recovered(pool_[server]);
     return recorder_.Final(recipient, state, server, State::kSent, answer.reply);
   }
   const Disposition& disposition = answer.disposition;
   state.last_reply = InWords(answer);
-  if (disposition.throttle) pool_[server].OnThrottled(now, state.last_reply);
+  if (disposition.throttle) {
+    pool_[server].OnThrottled(now, state.last_reply);
+    TraceFailure(server, now);
+  }
   if (disposition.action == Action::kDisableServer) Disable(server, disposition, state.last_reply);
   const NextStep next =
       retry_policy_.AfterFailure(disposition, server, pool_.HasEligible(state, server), state);
@@ -110,7 +116,8 @@ void Dispatcher::OnAnswer(std::size_t server, const Recipient& recipient, Attemp
   }
 }
 
-void Dispatcher::OnReady(std::size_t server, unsigned generation, std::uint64_t max_size) {
+void Dispatcher::OnReady(std::size_t server, unsigned generation, std::uint64_t max_size,
+                         TimePoint now) {
   pool_[server].OnReady();
   pool_[server].credentials().OnAccepted(generation);
   // Before anybody is told no: it would fail alike for the whole list.
@@ -120,26 +127,38 @@ void Dispatcher::OnReady(std::size_t server, unsigned generation, std::uint64_t 
           "the message has at least " + std::to_string(least) +
               " bytes, the server takes at most " + std::to_string(max_size),
           AccountTally::Remedy::kAnotherJob);
+  TraceFailure(server, now);
 }
 
 void Dispatcher::OnFailed(std::size_t server, const SessionEnd& end, TimePoint now) {
   if (end.disposition.login && pool_[server].credentials().OnRefused(end.credential_generation)) {
     return;
   }
-  if (end.failure.fault == Fault::kNoTls && tls_ != TlsUse::kRequired) {
-    return pool_[server].OnConnectFailed(now, kTlsWithdrawn);
+  const bool tls_withdrawn = end.failure.fault == Fault::kNoTls && tls_ != TlsUse::kRequired;
+  if (tls_withdrawn) {
+    pool_[server].OnConnectFailed(now, kTlsWithdrawn);
+  } else if (end.disposition.action == Action::kDisableServer) {
+    Disable(server, end.disposition, end.text, RemedyFor(end.failure.fault));
+  } else if (end.was_used) {
+    return;
+  } else if (end.was_ready) {
+    // Back off from servers that accept and then drop us, or we reconnect in a tight loop.
+    pool_[server].OnThrottled(now, end.text);
+  } else {
+    pool_[server].OnConnectFailed(now, end.text);
   }
-  if (end.disposition.action == Action::kDisableServer) {
-    return Disable(server, end.disposition, end.text, RemedyFor(end.failure.fault));
-  }
-  if (end.was_used) return;
-  // Back off from servers that accept and then drop us, or we reconnect in a tight loop.
-  if (end.was_ready) return pool_[server].OnThrottled(now, end.text);
-  pool_[server].OnConnectFailed(now, end.text);
+  TraceFailure(server, now);
 }
 
-void Dispatcher::OnSecret(std::size_t server, Result<Secret> secret) {
-  if (!secret.ok()) return Disable(server, kNoLogin, secret.status().text());
+void Dispatcher::TraceFailure(std::size_t server, TimePoint now) const {
+  if (trace_.on()) trace_.Failed(pool_[server], now);
+}
+
+void Dispatcher::OnSecret(std::size_t server, Result<Secret> secret, TimePoint now) {
+  if (!secret.ok()) {
+    Disable(server, kNoLogin, secret.status().text());
+    return TraceFailure(server, now);
+  }
   pool_[server].credentials().OnFetched(std::move(secret).value());
 }
 
@@ -163,6 +182,19 @@ void Dispatcher::BounceUndeliverable() {
                     state.last_reply);
     return true;
   });
+}
+
+void Dispatcher::TraceWaiting(std::size_t connecting, bool full, TimePoint now) {
+  if (!trace_.on()) return;
+  for (std::size_t i = 0; i < pool_.size(); ++i) {
+    Obstacle obstacle = HasWork(i) ? pool_.WhyNotSending(i, full, now) : Obstacle::kNoWork;
+    if (obstacle == Obstacle::kNone) {
+      obstacle = full                             ? Obstacle::kAllInUse
+                 : connecting >= queue_.InSight() ? Obstacle::kEnough
+                                                  : pool_[i].WhyNotConnecting(now);
+    }
+    trace_.Waits(i, pool_[i], obstacle);
+  }
 }
 
 void Dispatcher::Stop() {

@@ -12,6 +12,7 @@
 #include "base/status.h"
 #include "engine/delivery/delivery_end.h"
 #include "engine/delivery/delivery_options.h"
+#include "engine/delivery/delivery_trace.h"
 #include "engine/delivery/outcome_recorder.h"
 #include "engine/delivery/recipient_queue.h"
 #include "engine/delivery/retry_policy.h"
@@ -30,6 +31,7 @@ class Dispatcher {
              WorkSource& source, Renderer& renderer, ResultSink& results, TimePoint now);
 
   ServerPool& servers() { return pool_; }
+  const DeliveryTrace& trace() const { return trace_; }
 
   // Whether there is work that the server may take.
   bool HasWork(std::size_t server);
@@ -48,10 +50,12 @@ class Dispatcher {
                 const Answer& answer, bool in_clear, TimePoint now);
   void OnMessageFinished(std::size_t recipients) { queue_.Finished(recipients); }
   // What a session of the server is told; `generation` is of the credentials that it used.
-  void OnReady(std::size_t server, unsigned generation, std::uint64_t max_size);
+  void OnReady(std::size_t server, unsigned generation, std::uint64_t max_size, TimePoint now);
   void OnFailed(std::size_t server, const SessionEnd& end, TimePoint now);
-  void OnSecret(std::size_t server, Result<Secret> secret);
+  void OnSecret(std::size_t server, Result<Secret> secret, TimePoint now);
 
+  // Writes into the trace why servers get nothing, where that has changed.
+  void TraceWaiting(std::size_t connecting, bool full, TimePoint now);
   // Nothing more is begun.
   void Stop();
   bool stopping() const { return stopping_; }
@@ -72,6 +76,7 @@ class Dispatcher {
  private:
   void Disable(std::size_t server, const Disposition& disposition, const std::string& why,
                AccountTally::Remedy remedy = AccountTally::Remedy::kLater);
+  void TraceFailure(std::size_t server, TimePoint now) const;
   void BounceUndeliverable();
   std::size_t BatchSize(std::size_t server, std::size_t max_recipients) const;
 
@@ -82,6 +87,7 @@ class Dispatcher {
   RecipientQueue queue_;
   ServerPool pool_;
   OutcomeRecorder recorder_;
+  DeliveryTrace trace_;
   bool stopping_ = false;
   Status stop_reason_;  // no server can be reached
 };

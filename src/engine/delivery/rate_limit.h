@@ -43,6 +43,8 @@ class RateLimits {
   bool Take(std::size_t limit, TimePoint now);
   // Whether a server's own limit lets a message through.
   bool Allows(std::size_t limit, TimePoint now) const;
+  // Whether the job's limit does.
+  bool AllowsAny(TimePoint now) const { return all_.Ready(now); }
   // Many a server drops a connection that waits long for its first message. So no more are opened
   // than there are messages to be let through at once.
   bool MayConnect(std::size_t connecting, TimePoint now);

@@ -71,6 +71,7 @@ void Server::OnThrottled(TimePoint now, const std::string& why) {
 void Server::OnConnectFailed(TimePoint now, const std::string& why) {
   if (ready_ > 0) {
     // It serves others of ours: this was one connection too many.
+    last_error_ = why;
     connection_limited_until_ = now + kReconnectFactor * initial_backoff_;
     return;
   }
@@ -92,9 +93,7 @@ void Server::Disable(Status reason, AccountTally::Remedy remedy) {
   remedy_ = remedy;
 }
 
-bool Server::IsHealthy() const {
-  return enabled() && connect_backoff_.failures() == 0 && throttle_backoff_.failures() == 0;
-}
+bool Server::IsHealthy() const { return enabled() && failures() == 0; }
 
 bool Server::IsUnreachable() const {
   const int most = ever_connected_ ? kMaxConnectFailures : kMaxFirstConnectFailures;
@@ -109,14 +108,17 @@ TimePoint Server::connect_at() const {
   return std::max(backoff_until(), connection_limited_until_);
 }
 
-bool Server::CanSend(TimePoint now) const {
-  return enabled() && now >= backoff_until() && credentials_.available();
+Obstacle Server::WhyNotSending(TimePoint now) const {
+  if (!enabled()) return Obstacle::kDisabled;
+  if (now < backoff_until()) return Obstacle::kBackoff;
+  return credentials_.available() ? Obstacle::kNone : Obstacle::kCredentials;
 }
 
-bool Server::CanConnect(TimePoint now) const {
-  // After a failure one session tries for all.
+Obstacle Server::WhyNotConnecting(TimePoint now) const {
+  if (!CanSend(now)) return WhyNotSending(now);
+  if (now < connect_at()) return Obstacle::kConnectionLimit;
   const bool one_tries = connect_backoff_.failures() > 0 && open_ > 0;
-  return CanSend(now) && now >= connect_at() && !one_tries;
+  return one_tries ? Obstacle::kOneTries : Obstacle::kNone;
 }
 
 bool Server::KeepsShare(TimePoint now) const {

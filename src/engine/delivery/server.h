@@ -3,6 +3,7 @@
 // treated. Time is passed in. One thread.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <string>
@@ -10,6 +11,7 @@
 #include "engine/delivery/backoff.h"
 #include "engine/delivery/credential_source.h"
 #include "engine/delivery/delivery_end.h"
+#include "engine/delivery/obstacle.h"
 #include "engine/delivery/rate_limit.h"
 #include "engine/delivery/server_quirks.h"
 #include "engine/smtp/client.h"
@@ -54,6 +56,10 @@ class Server {
   bool enabled() const { return disabled_reason_.ok(); }
   const Status& disabled_reason() const { return disabled_reason_; }
   AccountTally::Remedy remedy() const { return remedy_; }
+  // In a row, of either kind.
+  int failures() const {
+    return std::max(connect_backoff_.failures(), throttle_backoff_.failures());
+  }
   // No recent failures.
   bool IsHealthy() const;
   // Too many failures in a row.
@@ -67,8 +73,10 @@ class Server {
   TimePoint backoff_until() const;
   // No connection before.
   TimePoint connect_at() const;
-  bool CanSend(TimePoint now) const;
-  bool CanConnect(TimePoint now) const;
+  Obstacle WhyNotSending(TimePoint now) const;
+  Obstacle WhyNotConnecting(TimePoint now) const;
+  bool CanSend(TimePoint now) const { return WhyNotSending(now) == Obstacle::kNone; }
+  bool CanConnect(TimePoint now) const { return WhyNotConnecting(now) == Obstacle::kNone; }
   // Has a connection that sends, or will soon: it keeps its share of the messages.
   bool KeepsShare(TimePoint now) const;
 

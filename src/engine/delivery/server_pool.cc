@@ -101,9 +101,19 @@ void ServerPool::UpdateShares(TimePoint now, const HasWork& has_work) {
   }
 }
 
+double ServerPool::Lead(std::size_t server, bool full) const {
+  return full && Starved() > 0 ? kMessagesPerTurn * servers_[server].weight() : 0;
+}
+
+Obstacle ServerPool::WhyNotSending(std::size_t server, bool full, TimePoint now) const {
+  if (!servers_[server].CanSend(now)) return servers_[server].WhyNotSending(now);
+  if (!limits_.Allows(servers_[server].rate_limit(), now)) return Obstacle::kServerRate;
+  if (servers_.size() > 1 && !shares_.MaySend(server, Lead(server, full))) return Obstacle::kShare;
+  return limits_.AllowsAny(now) ? Obstacle::kNone : Obstacle::kJobRate;
+}
+
 bool ServerPool::TakeTurn(std::size_t server, bool full, TimePoint now) {
-  const double lead = full && Starved() > 0 ? kMessagesPerTurn * servers_[server].weight() : 0;
-  if (servers_.size() > 1 && !shares_.MaySend(server, lead)) return false;
+  if (servers_.size() > 1 && !shares_.MaySend(server, Lead(server, full))) return false;
   return limits_.Take(servers_[server].rate_limit(), now);
 }
 

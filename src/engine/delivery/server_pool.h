@@ -43,6 +43,7 @@ class ServerPool {
   // Whether the next message may be `server`'s by its share; takes it from the rate limits then.
   // `full`: all connections are in use, so that servers take turns on them.
   bool TakeTurn(std::size_t server, bool full, TimePoint now);
+  Obstacle WhyNotSending(std::size_t server, bool full, TimePoint now) const;
   void OnTaken(std::size_t server) { shares_.Sent(server); }
 
   // The server with the fewest connections for its weight; of equals the one furthest behind its
@@ -68,6 +69,8 @@ class ServerPool {
   Status WhyUnreachable() const;
 
  private:
+  double Lead(std::size_t server, bool full) const;
+
   int max_attempts_;
   RateLimits limits_;
   std::vector<Server> servers_;

@@ -13,6 +13,8 @@ Session::Session(EventLoop& loop, SessionOwner& owner, const SessionOptions& opt
       host_name_(options.host_name),
       server_name_(account.server),
       max_messages_(options.max_messages),
+      connection_number_(options.client.connection),
+      trace_(options.client.trace),
       server_(server),
       credential_generation_(credential_generation),
       quirks_(quirks),
@@ -79,10 +81,16 @@ void Session::OnWritten(std::uint64_t bytes, bool finished) {
 }
 
 void Session::OnLost(Fault fault, const std::string& text) {
-  if (WasDroppedMidPipeline()) quirks_.OnDropped(client_.messages_accepted());
+  if (WasDroppedMidPipeline()) {
+    quirks_.OnDropped(client_.messages_accepted());
+    if (trace_.on()) trace_.Dropped(connection_number_, client_.in_hand(), quirks_);
+  }
   client_.Lost(fault, text);
   closed_ = true;
-  if (client_.chunking_failed()) quirks_.OnChunkingFailed();
+  if (client_.chunking_failed()) {
+    quirks_.OnChunkingFailed();
+    if (trace_.on()) trace_.ChunkingFailed(connection_number_);
+  }
   owner_.OnClosed(*this);
 }
 
@@ -110,6 +118,7 @@ void Session::OnFinished(std::size_t slot) {
   if (done.rejected_for_count > 0 &&
       done.first_rejected_for_count + done.rejected_for_count == count) {
     quirks_.OnRecipientLimit(count - done.rejected_for_count);
+    if (trace_.on()) trace_.RecipientLimit(connection_number_, quirks_);
   }
   owner_.OnMessageFinished(count);
 }

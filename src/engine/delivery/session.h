@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/delivery/delivery_trace.h"
 #include "engine/delivery/server_quirks.h"
 #include "engine/delivery/session_owner.h"
 #include "engine/message.h"
@@ -68,7 +69,8 @@ class Session final : private ConnectionEvents, private ClientEvents {
 
   SessionOwner& owner_;
   const std::string host_name_, server_name_;
-  const std::uint64_t max_messages_;
+  const std::uint64_t max_messages_, connection_number_;
+  const DeliveryTrace trace_;
   const std::size_t server_;
   const unsigned credential_generation_;
   ServerQuirks& quirks_;
