@@ -3,6 +3,7 @@ the report says is what the server has counted."""
 
 import collections
 import itertools
+import json
 import socket
 import ssl
 import subprocess
@@ -225,6 +226,36 @@ class Survive(support.JobTest):
                 # In a window, what was sent behind the last reply that came may not have been read.
                 unread = {a for a in states if chunking and states[a] == "unknown"}
                 self.assertEqual(sorted(unread.union(server.accepted)), self.PEOPLE)
+
+    def test_a_deferral_is_told_while_it_lasts_and_afterwards(self):
+        """Greylisting: whoever is new is put off once, at RCPT, before an intent was noted."""
+        class Grey(Server):
+            def on_recipient(self, talk, address, already):
+                with self.lock:
+                    new = address not in self.seen
+                    self.seen.add(address)
+                return "450 4.7.1 <{}> greylisted".format(address) if new else "250 ok"
+
+        for turbo in (False, True):
+            with self.subTest(turbo=turbo):
+                self.setUp()
+                server = Grey()
+                server.seen = set()
+                code, states = self.run_job(server, "--json", "--retry", "3", turbo=turbo)
+                self.assertEqual((code, set(states.values())), (0, {"sent"}), self.done.stderr)
+                events = [json.loads(line) for line in self.done.stdout.splitlines() if line.startswith("{")]
+                deferred = {e["address"]: e for e in events if e["event"] == "deferred"}
+                self.assertEqual(sorted(deferred), self.PEOPLE)
+                for address, event in deferred.items():
+                    self.assertEqual((event["attempts"], event["reply"]),
+                                     (1, "450 4.7.1 <{}> greylisted".format(address)))
+                for row in self.report():
+                    self.assertEqual(row[2], "2")
+                    self.assertIn("250 taken (deferred before: 450 4.7.1 <{}> greylisted, ".format(row[0]), row[4])
+                [journal] = self.home.rglob("journal")
+                puts = [line.split("\t") for line in journal.read_text("utf-8").splitlines() if "\tP\t" in line]
+                self.assertEqual(sorted(put[5] for put in puts),
+                                 ["450 4.7.1 <{}> greylisted".format(a) for a in self.PEOPLE])
 
     def test_half_of_them_refused(self):
         class Half(Server):

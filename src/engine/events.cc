@@ -48,6 +48,16 @@ void Events::Final(const Recipient& recipient, const Outcome& outcome) {
   Gathered();
 }
 
+void Events::Deferred(const Recipient& recipient, const Deferral& why) {
+  lines_ += Line({{"event", "deferred"},
+                  {"line", recipient.line},
+                  {"address", recipient.address},
+                  {"attempts", why.attempts},
+                  {"server", why.server},
+                  {"reply", why.reply}});
+  Gathered();
+}
+
 void Events::Show(const Progress& progress, std::uint64_t left,
                   std::chrono::steady_clock::time_point now) {
   Flush();

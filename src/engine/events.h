@@ -18,6 +18,8 @@ class Events {
 
   void Start(std::string_view job, std::string_view subject, std::size_t connections);
   void Final(const Recipient& recipient, const Outcome& outcome);
+  // Another attempt follows.
+  void Deferred(const Recipient& recipient, const Deferral& why);
   // At most once a second.
   void Show(const Progress& progress, std::uint64_t left,
             std::chrono::steady_clock::time_point now);
@@ -32,15 +34,18 @@ class Events {
   std::chrono::steady_clock::time_point shown_{};
 };
 
-// Passes everything on to `sink` and makes an event of every verdict. Both must outlive it.
+// Passes everything on to `sink` and makes an event of every verdict and deferral. Both must
+// outlive it.
 class EventSink final : public ResultSink {
  public:
   EventSink(ResultSink& sink, Events& events) : sink_(sink), events_(events) {}
   Status Sending(std::span<const Recipient> recipients, std::string_view server) override {
     return sink_.Sending(recipients, server);
   }
-  Status PutBack(std::span<const Recipient> recipients) override {
-    return sink_.PutBack(recipients);
+  Status PutBack(const Recipient& recipient, const Deferral& why) override {
+    Status noted = sink_.PutBack(recipient, why);
+    if (noted.ok()) events_.Deferred(recipient, why);
+    return noted;
   }
   Status Record(const Recipient& recipient, const Outcome& outcome) override {
     Status recorded = sink_.Record(recipient, outcome);

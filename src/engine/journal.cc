@@ -14,10 +14,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::string_view kFirstLine = "vespro-journal 2", kFirstVersion = "vespro-journal 1";
-static_assert(kFirstLine.size() == kFirstVersion.size());
-// Stands in the list's record too, so that a damaged first line is no other version's.
-constexpr std::uint64_t kVersion = 2;
+// The first line; its last character is the version, which is in the list's record too, so that a
+// damaged first line is no other version's.
+constexpr std::string_view kFirstLine = "vespro-journal 3";
+constexpr std::uint64_t kVersion = JournalReader::kVersion, kFirstNumbered = 2;
 // No record is shorter: "1\tP\t1\t01234567\n".
 constexpr std::uint64_t kShortestRecord = 15;
 // A row of the list may be a mebibyte, and twice that when all of it is escaped.
@@ -122,7 +122,7 @@ struct KindRow {
   std::size_t Fields(bool numbered) const { return numbered ? fields : fields_in_first_version; }
 };
 constexpr KindRow kKinds[] = {{'L', 4, 3}, {'R', 6, 2}, {'W', 1, 1}, {'I', 3, 3},
-                              {'P', 1, 1}, {'O', 7, 7}, {'E', 2, 2}};
+                              {'P', 4, 1}, {'O', 7, 7}, {'E', 2, 2}};
 
 const KindRow* FindKind(char letter) {
   for (const KindRow& kind : kKinds) {
@@ -148,6 +148,13 @@ bool TakeTime(std::string_view field, std::int64_t& time) {
   return true;
 }
 
+bool TakeAttempts(std::string_view field, int& attempts) {
+  std::uint64_t number = 0;
+  if (!ModText::ParseUnsigned(field, 1'000'000, &number)) return false;
+  attempts = static_cast<int>(number);
+  return true;
+}
+
 bool TakeState(std::string_view field, State& state) {
   const auto* found = std::find(kStateNames.begin(), kStateNames.end(), field);
   if (found == kStateNames.end()) return false;
@@ -166,15 +173,16 @@ bool ParseFields(char kind, std::span<const std::string_view> fields, JournalEve
   using Kind = JournalEvent::Kind;
   const bool numbered = event.number > 0;
   const KindRow* const row = FindKind(kind);
-  if (row == nullptr || fields.size() != row->Fields(numbered)) return false;
+  if (row == nullptr) return false;
+  const bool of_earlier_version = kind == 'P' && fields.size() == row->fields_in_first_version;
+  if (fields.size() != row->Fields(numbered) && !of_earlier_version) return false;
   Recipient& who = event.recipient;
   switch (kind) {
     case 'L': {
       event.kind = Kind::kList;
       if (!numbered) return TakeList(fields, event.list);
-      std::uint64_t version = 0;
-      return Number(fields[0], version) && version == kVersion &&
-             TakeList(fields.subspan(1), event.list);
+      return Number(fields[0], event.version) && event.version >= kFirstNumbered &&
+             event.version <= kVersion && TakeList(fields.subspan(1), event.list);
     }
     case 'R':
       event.kind = Kind::kRun;
@@ -196,21 +204,24 @@ bool ParseFields(char kind, std::span<const std::string_view> fields, JournalEve
       return true;
     case 'P':
       event.kind = Kind::kPutBack;
-      return Number(fields[0], who.line);
-    case 'O': {
+      event.outcome = {};
+      if (!Number(fields[0], who.line)) return false;
+      if (of_earlier_version) return true;
+      if (!TakeAttempts(fields[1], event.outcome.attempts)) return false;
+      event.outcome.server = Unescape(fields[2]);
+      event.outcome.reply = Unescape(fields[3]);
+      return true;
+    case 'O':
       event.kind = Kind::kOutcome;
-      std::uint64_t attempts = 0;
       if (!Number(fields[0], who.line) || !TakeState(fields[1], event.outcome.state) ||
-          !ModText::ParseUnsigned(fields[2], 1'000'000, &attempts)) {
+          !TakeAttempts(fields[2], event.outcome.attempts)) {
         return false;
       }
-      event.outcome.attempts = static_cast<int>(attempts);
       who.address = Unescape(fields[3]);
       event.outcome.server = Unescape(fields[4]);
       event.outcome.reply = Unescape(fields[5]);
       who.row = Unescape(fields[6]);
       return true;
-    }
     default:
       return false;
   }
@@ -263,9 +274,13 @@ std::int64_t Seconds(const Clock& clock) {
   return std::chrono::duration_cast<std::chrono::seconds>(clock.Now().time_since_epoch()).count();
 }
 
-void AppendHeader(std::string& out, const ListIdentity& list) {
+void AppendHead(std::string& out, const ListIdentity& list) {
   out.append(kFirstLine) += '\n';
   LineWriter(out, 1, 'L').Number(kVersion).Number(list.bytes).Number(list.lines).Hash(list.hash);
+}
+
+void AppendHeader(std::string& out, const ListIdentity& list) {
+  AppendHead(out, list);
   out += '\n';  // so that no damaged line end hides both records that name the list
 }
 
@@ -274,7 +289,7 @@ struct Loaded {
   LineStates states;
   std::uint64_t damaged = 0;
   bool usable = false;  // false: it broke off before its list was named, so nothing was sent
-  bool of_first_version = false;
+  bool of_earlier_version = false;
   std::uint64_t whole_bytes = 0, torn_bytes = 0, next_number = 2;
   std::map<std::uint64_t, std::string> doubted;  // the lines in doubt, with the server
   std::optional<std::uint64_t> message;          // of the last run
@@ -323,14 +338,30 @@ Result<Loaded> Load(const fs::path& path, const ListIdentity& list) {
                   "run ended; --fresh starts the job anew and mails them again");
   }
   loaded.damaged += reader->damaged();
-  loaded.of_first_version = reader->of_first_version();
+  loaded.of_earlier_version = reader->of_earlier_version();
   loaded.torn_bytes = reader->torn_bytes();
   loaded.whole_bytes = reader->file_bytes() - loaded.torn_bytes;
   loaded.next_number = reader->next_number();
   return loaded;
 }
 
-// Gives a journal of the first version this one's head, and takes only its first `whole_bytes`: an
+// What is to be written in place of the beginning of an earlier version's journal: this version's
+// first line and, if the list's record is the next one, that with this version.
+void UpgradeHead(std::string_view& bytes, std::string& head) {
+  head = kFirstLine;
+  bytes.remove_prefix(std::min(bytes.size(), kFirstLine.size()));
+  if (!bytes.starts_with('\n')) return;
+  const std::string_view line = bytes.substr(1, bytes.find('\n', 1) - 1);
+  JournalEvent event;
+  if (!ParseLine(line, event) || event.kind != JournalEvent::Kind::kList || event.number == 0) {
+    return;
+  }
+  head.clear();
+  AppendHead(head, event.list);
+  bytes.remove_prefix(std::min(bytes.size(), 1 + line.size() + 1));
+}
+
+// Gives a journal of an earlier version this one's head, and takes only its first `whole_bytes`: an
 // older engine would pass over the records that come now, and mail people again.
 Status Upgrade(const fs::path& path, std::uint64_t whole_bytes) {
   Result<File> old = File::Open(path, File::Mode::kRead);
@@ -346,8 +377,9 @@ Status Upgrade(const fs::path& path, std::uint64_t whole_bytes) {
     if (count.value() == 0) break;
     std::string_view bytes = std::string_view(block).substr(0, count.value());
     if (done == 0) {
-      if (Status head = renewed->Write(kFirstLine); !head.ok()) return head;
-      bytes.remove_prefix(std::min(bytes.size(), kFirstVersion.size()));
+      std::string head;
+      UpgradeHead(bytes, head);
+      if (Status begun = renewed->Write(head); !begun.ok()) return begun;
     }
     if (Status written = renewed->Write(bytes); !written.ok()) return written;
     done += count.value();
@@ -394,7 +426,7 @@ Result<OpenedJournal> OpenOrBegin(const fs::path& path, const ListIdentity& list
     loaded = std::move(read).value();
     if (!loaded.usable) {
       if (Status emptied = CutOff(path, 0); !emptied.ok()) return emptied;
-    } else if (loaded.of_first_version) {
+    } else if (loaded.of_earlier_version) {
       Status upgraded = file->Close();
       if (upgraded.ok()) upgraded = Upgrade(path, loaded.whole_bytes);
       if (upgraded = reopen(upgraded); !upgraded.ok()) return upgraded;
@@ -472,14 +504,16 @@ Result<JournalReader> JournalReader::Open(const fs::path& path) {
     return reader;
   }
   reader.whole_bytes_ = reader.lines_.offset();
-  reader.of_first_version_ = first == kFirstVersion;
-  if (reader.of_first_version_ || first == kFirstLine) return reader;
-  if (reader.lines_.file_bytes() == first.size() && kFirstLine.starts_with(first)) {
-    reader.empty_ = true;
+  const std::string_view head = first.substr(0, kFirstLine.size());
+  if (head.starts_with(kFirstLine.substr(0, kFirstLine.size() - 1)) &&
+      Number(head.substr(kFirstLine.size() - 1), reader.version_) && reader.version_ >= 1 &&
+      reader.version_ <= kVersion) {
+    // There may be something where its line end was.
+    if (first.size() > head.size()) reader.NoteDamage(first, true);
     return reader;
   }
-  if (first.starts_with(kFirstLine)) {  // and something where its line end was
-    reader.NoteDamage(first, true);
+  if (reader.lines_.file_bytes() == first.size() && kFirstLine.starts_with(first)) {
+    reader.empty_ = true;
     return reader;
   }
   // Damaged, in one line or in two.
@@ -558,6 +592,7 @@ bool JournalReader::Fits(JournalEvent& event) {
   event.missing = gap;
   // The first record names the list or begins a run: nobody is concerned.
   if (last_ == 0 && event.missing > 0) --event.missing;
+  if (event.kind == JournalEvent::Kind::kList && event.version > version_) ++damaged_;  // the head
   if (last_ == 0 && has_unnumbered_ && (pending_ > 0 || event.number > 1)) {
     event.missing = JournalEvent::kAnyNumber;
   }
@@ -785,10 +820,12 @@ Status Journal::Sending(std::span<const Recipient> recipients, std::string_view 
   return Gathered();
 }
 
-Status Journal::PutBack(std::span<const Recipient> recipients) {
-  for (const Recipient& recipient : recipients) {
-    LineWriter(buffer_, next_number_++, 'P').Number(recipient.line);
-  }
+Status Journal::PutBack(const Recipient& recipient, const Deferral& why) {
+  LineWriter(buffer_, next_number_++, 'P')
+      .Number(recipient.line)
+      .Number(static_cast<std::uint64_t>(std::max(why.attempts, 0)))
+      .Text(why.server)
+      .Text(why.reply);
   return Gathered();
 }
 

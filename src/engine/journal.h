@@ -59,11 +59,13 @@ struct JournalEvent {
   std::uint64_t missing = 0;
   static constexpr std::uint64_t kAnyNumber = UINT64_MAX;
   ListIdentity list;          // kList; kRun of a numbered record
+  std::uint64_t version = 0;  // kList of a numbered record: of the journal that begins with it
   std::int64_t time = 0;      // kRun, kEnd: seconds since 1970, UTC
   std::uint64_t message = 0;  // kRun: a hash of the message file
   Recipient recipient;  // kIntent: without row; kPutBack, kReach: the line only; kOutcome: all.
                         // An outcome's row is the one to mend and send again, empty for none.
-  Outcome outcome;      // kOutcome; kIntent: the server
+  Outcome outcome;      // kOutcome; kIntent: the server; kPutBack: all but the state, and nothing
+                        // from an earlier version
   std::string reason;   // kEnd: how the run ended
 };
 
@@ -82,13 +84,15 @@ class JournalReader {
   const Status& status() const { return lines_.status(); }
   // Whether the file ends within its first line: the run ended before anything was sent.
   bool empty() const { return empty_; }
-  // Whether it has the first version's head, whose records have no numbers.
-  bool of_first_version() const { return of_first_version_; }
+  // Whether it has an earlier version's head. The first one's records have no numbers.
+  bool of_earlier_version() const { return version_ < kVersion; }
 
   // After the last event: what of the file is a torn end, and the number that the next record gets.
   std::uint64_t file_bytes() const { return lines_.file_bytes(); }
   std::uint64_t torn_bytes() const { return torn_bytes_; }
   std::uint64_t next_number() const { return last_ + 1; }
+
+  static constexpr std::uint64_t kVersion = 3;
 
  private:
   explicit JournalReader(LineReader lines) : lines_(std::move(lines)) {}
@@ -99,7 +103,8 @@ class JournalReader {
   bool AtEnd(JournalEvent& event);
 
   LineReader lines_;
-  bool empty_ = false, of_first_version_ = false, ended_ = false;
+  bool empty_ = false, ended_ = false;
+  std::uint64_t version_ = kVersion;   // as its head says
   std::optional<JournalEvent> first_;  // read to see whose journal it is
   std::uint64_t damaged_ = 0;
   std::uint64_t last_ = 0;  // the last record's number
@@ -180,7 +185,7 @@ class Journal final : public ResultSink {
   std::optional<std::uint64_t> message_before() const { return message_before_; }
 
   Status Sending(std::span<const Recipient> recipients, std::string_view server) override;
-  Status PutBack(std::span<const Recipient> recipients) override;
+  Status PutBack(const Recipient& recipient, const Deferral& why) override;
   Status Record(const Recipient& recipient, const Outcome& outcome) override;
   Status Commit() override;
   // A row that is not sent to. `mend`: it belongs among the rows to be corrected and sent again,

@@ -99,11 +99,11 @@ Status WriteText(const fs::path& folder, const LineStates& states, const ReportF
     }
   }
   if (Status status = file->Write(head + "\r\n"); !status.ok()) return status;
-  Status rows = ForEach(folder, states, [&](const JournalEvent& event) {
+  Status rows = ForEach(folder, states, [&](const JournalEvent& event, std::string_view deferral) {
     std::string line = Who(event);
     line.append("\t").append(StateName(event.outcome.state)).append("\t");
     line += std::to_string(event.outcome.attempts) + "\t" + Value(event.outcome.server) + "\t" +
-            Words(event) + "\r\n";
+            Words(event, deferral) + "\r\n";
     return file->Write(line);
   });
   if (!rows.ok()) return rows;
@@ -121,7 +121,7 @@ Status WriteFailed(const fs::path& folder, const LineStates& states, const Repor
   bool some_without = false;
   for (const bool with_address : {true, false}) {
     if (!with_address && !some_without) break;
-    Status rows = ForEach(folder, states, [&](const JournalEvent& event) {
+    Status rows = ForEach(folder, states, [&](const JournalEvent& event, std::string_view) {
       const std::string& row = event.recipient.row;
       if (row.empty()) return Status();
       std::string address;
@@ -161,7 +161,7 @@ Result<ReportCounts> CountJournal(const fs::path& folder, const ListIdentity& li
   ReportCounts counts;
   counts.started = scan->started;
   counts.in_doubt = scan->states.InDoubtCount();
-  Status read = ForEach(folder, scan->states, [&](const JournalEvent& event) {
+  Status read = ForEach(folder, scan->states, [&](const JournalEvent& event, std::string_view) {
     const auto state = static_cast<std::size_t>(event.outcome.state);
     ++counts.by_state[state];
     if (!event.outcome.server.empty()) ++counts.by_server[event.outcome.server][state];

@@ -173,7 +173,7 @@ class PageWriter {
 
   const PagePlan& plan() const { return plan_; }
 
-  Status Add(const JournalEvent& event) {
+  Status Add(const JournalEvent& event, std::string_view deferral) {
     const State state = event.outcome.state;
     if (on_page_ == facts_.entries_per_page) {
       const bool goes_on = state == group_;
@@ -191,7 +191,7 @@ class PageWriter {
     page_ += "<tr><th scope=\"row\">" + Breakable(Who(event)) + "</th><td><b>";
     page_.append(StateName(state)) += "</b></td><td>" + std::to_string(event.outcome.attempts) +
                                       "</td><td>" + Html(event.outcome.server) + "</td><td>" +
-                                      Breakable(Words(event)) + "</td></tr>\n";
+                                      Breakable(Words(event, deferral)) + "</td></tr>\n";
     return {};
   }
 
@@ -366,7 +366,9 @@ Status WritePages(const fs::path& folder, const LineStates& states, const Report
   const auto add = [&](std::uint64_t at_most, const ModReportRows::Wanted& wanted) {
     if (at_most == 0) return Status();
     return ForFirst(folder, states, at_most, wanted,
-                    [&](const JournalEvent& event) { return pages.Add(event); });
+                    [&](const JournalEvent& event, std::string_view deferral) {
+                      return pages.Add(event, deferral);
+                    });
   };
   for (const State state : kProblemsFirst) {
     std::uint64_t left = pages.plan().shown(state);

@@ -15,6 +15,11 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kMaxValueBytes = 1000;
 
+std::string DeferralText(const Outcome& attempt) {
+  if (attempt.reply.empty()) return {};
+  return Value(attempt.reply) + ", " + Value(attempt.server);
+}
+
 }  // namespace
 
 Status ForFirst(const fs::path& folder, const LineStates& states, std::uint64_t at_most,
@@ -22,14 +27,18 @@ Status ForFirst(const fs::path& folder, const LineStates& states, std::uint64_t 
   Result<JournalReader> reader = JournalReader::Open(Journal::PathIn(folder));
   if (!reader.ok()) return reader.status();
   std::unordered_map<std::uint64_t, unsigned> seen;  // of the few lines with several outcomes
+  std::unordered_map<std::uint64_t, std::string> deferrals;
   std::uint64_t count = 0;
   for (JournalEvent event; count < at_most && reader->Next(event);) {
-    if (event.kind != JournalEvent::Kind::kOutcome) continue;
     const std::uint64_t line = event.recipient.line;
+    if (event.kind == JournalEvent::Kind::kPutBack) deferrals[line] = DeferralText(event.outcome);
+    if (event.kind != JournalEvent::Kind::kOutcome) continue;
+    const auto waited = deferrals.extract(line);
     const unsigned outcomes = states.Outcomes(line);
     if (outcomes == 0 || (outcomes > 1 && ++seen[line] != outcomes)) continue;
     if (!wanted(event)) continue;
-    if (Status status = take(event); !status.ok()) return status;
+    const std::string_view deferral = waited.empty() ? std::string_view() : waited.mapped();
+    if (Status status = take(event, deferral); !status.ok()) return status;
     ++count;
   }
   return reader->status();
@@ -51,6 +60,12 @@ std::string Words(const JournalEvent& event) {
   const std::string reply = Value(event.outcome.reply);
   if (event.outcome.state != State::kSkipped) return reply;
   return "line " + std::to_string(event.recipient.line) + ": " + reply;
+}
+
+std::string Words(const JournalEvent& event, std::string_view deferral) {
+  const std::string words = Words(event);
+  const bool is_told = deferral.empty() || deferral.starts_with(words);
+  return is_told ? words : words + " (deferred before: " + std::string(deferral) + ")";
 }
 
 std::string LocalTimeText(std::int64_t seconds) {

@@ -19,10 +19,12 @@ inline constexpr std::array<State, kStates> kProblemsFirst = {
     State::kRefused, State::kFailed, State::kUnknown, State::kSkipped, State::kSent};
 
 using Wanted = std::function<bool(const JournalEvent&)>;
-using Take = std::function<Status(const JournalEvent&)>;
+// `deferral` is empty for none.
+using Take = std::function<Status(const JournalEvent&, std::string_view deferral)>;
 
 // Reads the journal once more and gives the last outcome of each line, in the order in which they
-// were settled. Ends at the first failure of `take`.
+// were settled, with how it was deferred last. Ends at the first failure of `take`. Memory: the
+// words of those who wait for another attempt at any point of the journal, as the engine has it.
 Status ForEach(const std::filesystem::path& folder, const LineStates& states, const Take& take);
 // The first `at_most` of them that are `wanted`; reads no further.
 Status ForFirst(const std::filesystem::path& folder, const LineStates& states,
@@ -34,6 +36,8 @@ std::string Value(std::string_view text);
 std::string Who(const JournalEvent& event);
 // The server's words or ours; for a skipped row with its line's number.
 std::string Words(const JournalEvent& event);
+// The same with the deferral, unless the words say that already.
+std::string Words(const JournalEvent& event, std::string_view deferral);
 // "2026-11-24 20:15:00 +0100", in the local time.
 std::string LocalTimeText(std::int64_t seconds);
 

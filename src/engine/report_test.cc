@@ -191,6 +191,32 @@ TEST_F(ReportTest, TheTextIsReadAsItWasWritten) {
             "failed4@x.org|failed|1|mail.x.org:25|the server's words\n");
 }
 
+// What came first explains the delay; the same words are not said twice.
+TEST_F(ReportTest, ADeferralIsShownWithWhatCameOfIt) {
+  const Deferral later{1, "mx.x.org:25", "450 4.7.1 <greylisted>"};
+  const Recipient people[] = {
+      {1, "ann@x.org", ""}, {2, "bob@x.org", "bob@x.org"}, {3, "cid@x.org", "cid@x.org"}};
+  for (const Recipient& person : people) {
+    ASSERT_TRUE(journal_->PutBack(person, {1, "mx.x.org:25", "421 busy"}).ok());
+    ASSERT_TRUE(journal_->PutBack(person, later).ok());
+  }
+  ASSERT_TRUE(journal_->Record(people[0], {State::kSent, 3, "mx.x.org:25", "250 ok"}).ok());
+  ASSERT_TRUE(journal_->Record(people[1], {State::kFailed, 3, "mx.x.org:25", later.reply}).ok());
+  // The third one still waits: a run that is stopped says nothing of him.
+  Write(100);
+  const std::string text = folder_.Read("report.txt");
+  EXPECT_NE(text.find("ann@x.org\tsent\t3\tmx.x.org:25\t250 ok (deferred before: 450 4.7.1 "
+                      "<greylisted>, mx.x.org:25)\r\n"),
+            std::string::npos)
+      << text;
+  EXPECT_NE(text.find("bob@x.org\tfailed\t3\tmx.x.org:25\t450 4.7.1 <greylisted>\r\n"),
+            std::string::npos)
+      << text;
+  EXPECT_EQ(text.find("cid"), std::string::npos);
+  EXPECT_NE(Page(1).find("(deferred before: 450 4.7.1 &lt;greylisted&gt;"), std::string::npos);
+  EXPECT_EQ(folder_.Read("failed.csv").find("deferred"), std::string::npos);
+}
+
 // An editor or a spreadsheet may have been at it.
 TEST_F(ReportTest, ATextThatIsNoReportIsRefusedAndADamagedOneTold) {
   for (const char* text : {"", "\r\n", "hello", "From: x\r\n\r\n", "Subject: x\r\nno colon\r\n\r\n",

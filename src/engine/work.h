@@ -23,6 +23,14 @@ struct Outcome {
   std::string reply;   // the server's own words, or ours where no server spoke; one line
 };
 
+// Why one recipient waits for another attempt. The fields are as in Outcome; `attempts` are those
+// that were used up.
+struct Deferral {
+  int attempts = 0;
+  std::string server;
+  std::string reply;
+};
+
 class WorkSource {
  public:
   virtual ~WorkSource() = default;
@@ -50,11 +58,13 @@ class ResultSink {
   // The end of the message to these recipients goes out behind the next Commit: from then on
   // `server` may accept it.
   virtual Status Sending(std::span<const Recipient> recipients, std::string_view server) = 0;
-  // After Sending, when the server certainly has not taken the message (an answer to try again
-  // later, a connection that broke before the end of the data): these recipients wait for another
-  // attempt. A job that is stopped before it would otherwise have to call them kUnknown.
-  virtual Status PutBack(std::span<const Recipient> recipients) {
-    static_cast<void>(recipients);
+  // The server certainly has not taken the message (an answer to try again later, a connection that
+  // broke before the end of the data): the recipient waits for another attempt. Always told after
+  // Sending - a job that is stopped before that attempt would otherwise have to call him kUnknown -
+  // and where an attempt was used up.
+  virtual Status PutBack(const Recipient& recipient, const Deferral& why) {
+    static_cast<void>(recipient);
+    static_cast<void>(why);
     return {};
   }
   // The verdict on one recipient, once. After a failure nothing further is sent.

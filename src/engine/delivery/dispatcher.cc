@@ -103,12 +103,13 @@ void Dispatcher::OnAnswer(std::size_t server, const Recipient& recipient, Attemp
     TraceFailure(server, now);
   }
   if (disposition.action == Action::kDisableServer) Disable(server, disposition, state.last_reply);
+  const int attempt = state.attempts;
   const NextStep next =
       retry_policy_.AfterFailure(disposition, server, pool_.HasEligible(state, server), state);
   if (next.final_state) {
     return recorder_.Final(recipient, state, server, *next.final_state, state.last_reply);
   }
-  recorder_.Withdraw(recipient, state);
+  recorder_.Withdraw(recipient, state, server, state.attempts == attempt);
   if (next.delay.count() > 0) {
     queue_.Defer({recipient, std::move(state)}, now + next.delay);
   } else {

@@ -33,10 +33,11 @@ void OutcomeRecorder::Intent(const Recipient& recipient, AttemptState& state) {
   Note(sink_.Sending({&recipient, 1}, servers_[state.last_server]));
 }
 
-void OutcomeRecorder::Withdraw(const Recipient& recipient, AttemptState& state) {
-  if (!status_.ok() || !state.intent_logged) return;
+void OutcomeRecorder::Withdraw(const Recipient& recipient, AttemptState& state, std::size_t server,
+                               bool attempt_used) {
+  if (!status_.ok() || (!state.intent_logged && !attempt_used)) return;
   state.intent_logged = false;
-  Note(sink_.PutBack({&recipient, 1}));
+  Note(sink_.PutBack(recipient, {state.attempts, servers_[server], state.last_reply}));
 }
 
 void OutcomeRecorder::Final(const Recipient& recipient, AttemptState& state, std::size_t server,

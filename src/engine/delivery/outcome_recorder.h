@@ -29,8 +29,10 @@ class OutcomeRecorder {
 
   // From the next Commit on the server may accept the message for this recipient.
   void Intent(const Recipient& recipient, AttemptState& state);
-  // It did not; there will be another attempt. Nothing is told where there was no intent.
-  void Withdraw(const Recipient& recipient, AttemptState& state);
+  // It did not, with these words; there will be another attempt. Nothing is told where there was no
+  // intent and no attempt was used up.
+  void Withdraw(const Recipient& recipient, AttemptState& state, std::size_t server,
+                bool attempt_used);
   void Final(const Recipient& recipient, AttemptState& state, std::size_t server, State final_state,
              std::string_view reply);
   // What was told outlives the process when this returns true.

@@ -12,8 +12,8 @@ class Log final : public ResultSink {
     lines += "intent " + recipients[0].address + " " + std::string(server) + "\n";
     return next;
   }
-  Status PutBack(std::span<const Recipient> recipients) override {
-    lines += "withdraw " + recipients[0].address + "\n";
+  Status PutBack(const Recipient& recipient, const Deferral& why) override {
+    lines += "withdraw " + recipient.address + " " + why.server + " " + why.reply + "\n";
     return next;
   }
   Status Record(const Recipient& recipient, const Outcome& outcome) override {
@@ -45,12 +45,14 @@ TEST(OutcomeRecorderTest, TellsAndCounts) {
   recorder.Intent(bob.recipient, bob.state);
   EXPECT_TRUE(recorder.Commit());
   recorder.Final(ann.recipient, ann.state, 1, State::kSent, "250 ok");
-  recorder.Withdraw(bob.recipient, bob.state);
-  recorder.Withdraw(cid.recipient, cid.state);
+  bob.state.last_reply = cid.state.last_reply = "450 later";
+  recorder.Withdraw(bob.recipient, bob.state, 1, false);
+  recorder.Withdraw(cid.recipient, cid.state, 0, false);
+  recorder.Withdraw(cid.recipient, cid.state, 0, true);
   recorder.Final(cid.recipient, cid.state, 0, State::kRefused, "550 no");
   EXPECT_EQ(log.lines,
-            "intent ann two:25\nintent bob two:25\ncommit\nfinal ann two:25 250 ok\nwithdraw bob\n"
-            "final cid one:25 550 no\n");
+            "intent ann two:25\nintent bob two:25\ncommit\nfinal ann two:25 250 ok\nwithdraw bob "
+            "two:25 450 later\nwithdraw cid one:25 450 later\nfinal cid one:25 550 no\n");
   EXPECT_EQ(recorder.of(1).sent, 1U);
   EXPECT_EQ(recorder.of(0).refused, 1U);
   EXPECT_EQ(recorder.total().Total(), 2U);

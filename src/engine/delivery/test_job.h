@@ -74,10 +74,12 @@ class Ledger final : public ResultSink {
     if (sending_fails) return Status(Code::kCannotWrite, "disk full");
     return {};
   }
-  Status PutBack(std::span<const Recipient> recipients) override {
-    for (const Recipient& recipient : recipients) {
-      EXPECT_EQ(on_the_wire.erase(recipient.address), 1U) << "put back and not sent";
-    }
+  Status PutBack(const Recipient& recipient, const Deferral& why) override {
+    const bool announced = on_the_wire.erase(recipient.address) == 1;
+    EXPECT_TRUE(announced || why.attempts > 0) << "put back, not sent and no attempt used";
+    EXPECT_FALSE(outcomes.contains(recipient.address)) << "put back after its verdict";
+    EXPECT_FALSE(why.server.empty());
+    EXPECT_FALSE(why.reply.empty());
     return {};
   }
   Status Record(const Recipient& recipient, const Outcome& outcome) override {
