@@ -1,4 +1,4 @@
-// addin/commands.h - the add-in's commands: what the user reads and sees of each one, in the menu
+// addin/commands.h - the add-in's commands: what the user reads and sees of each one, in the menu,
 // on the bars and on the ribbon of a window.
 #pragma once
 

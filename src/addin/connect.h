@@ -72,7 +72,7 @@ class Connect {
 
   bool EnsureUserProfile();
   void CreateMainMenu(Explorer& explorer, MyAddIn& main_window);
-  // Has the host not asked for ribbons until now, it is not going to.
+  // A host that has not asked for ribbons by now is not going to.
   void CreateMissedMenu();
   bool HasRibbonVersion();
   bool TakesRibbons(RibbonKind kind);

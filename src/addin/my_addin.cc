@@ -148,7 +148,7 @@ void MyAddIn::CreateBars(Inspector& window) {
 void MyAddIn::UseRibbon() {
   const auto menu = menu_;
   LeaveBars();
-  // It would have the same commands. Where it can't be had away the user sees them twice.
+  // It has the same commands. Where it stays the user sees them twice.
   if (menu != nullptr) menu->Delete().Ignore();
   if (inspector == nullptr) return;
   const auto box = std::make_shared<RibbonComboBox>([&ribbons = services_.ribbons] {

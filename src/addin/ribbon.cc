@@ -85,7 +85,7 @@ void WriteButton(Writer& writer, const Command& command) {
 }
 
 void WriteMenu(Writer& writer, RibbonKind kind, std::span<const Command> commands) {
-  writer.Begin("menu").Set("id", kRibbonMenu).Set("label", kModuleName).Set("size", "large");
+  writer.Begin("menu").Set("id", kRibbonMenu).Set("label", kModuleName);
   writer.Set("getImage", ribbon_callback::kGetImage);
   Place open = Place::kMenu;
   for (const Command& command : commands) {

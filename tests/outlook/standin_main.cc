@@ -152,7 +152,9 @@ int Run(const std::vector<std::string>& arguments) {
     } else {
       std::fputs(
           "usage: outlook-standin [--version V] [--home DIR] [--pictures DIR]\n"
-          "  --version   the Outlook that it plays, such as 9.0.0.3821\n"
+          "  --version   the Outlook that it plays, such as 9.0.0.3821; from 14 on the add-in is "
+          "on "
+          "ribbons, which are not drawn\n"
           "  --home      installs the built add-in in DIR, which is emptied, with settings of its "
           "own\n"
           "  --pictures  puts pictures of its windows and the add-in's dialogs there, and ends\n",

@@ -74,7 +74,6 @@ void RibbonView::AddLooks(const RibbonNode& node, const std::string& path,
     look.picture = Text(node, "image", "getImage");
     look.enabled = IsTrue(node, "enabled", "getEnabled");
     look.labelled = IsTrue(node, "showLabel", "getShowLabel");
-    look.large = node["size"] == "large";
     if (is_box) {
       look.text = Or<std::string>(Ask(node, "getText"), {});
       const int count = Or<int>(Ask(node, "getItemCount"), 0);

@@ -29,7 +29,7 @@ struct RibbonControlLook {
   std::string path;  // labels from the group on, such as "Vespro / Delivery Reports / Purge All"
   std::string tooltip, picture, text;
   std::vector<std::string> items;
-  bool enabled = true, large = false, labelled = true;
+  bool enabled = true, labelled = true;
 };
 
 class RibbonView {

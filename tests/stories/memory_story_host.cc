@@ -188,7 +188,7 @@ Status MemoryStoryHost::Connect(int mode) {
   client_.calls().BeginAgain();
   return Run([this, mode, connection = connections_.back().get()] {
     const bool has_ribbons = ModText::LeadingNumber(client_.version) >= kHasRibbons;
-    if (has_ribbons) connection->ExpectRibbons();
+    if (has_ribbons && announces_ribbons) connection->ExpectRibbons();
     connection->IDTExtensibility2_OnConnection(client_.Application(), mode, kProgId);
     if (has_ribbons && asks_for_ribbons_) ribbons_.Attach(*connection);
     connection->IDTExtensibility2_OnStartupComplete();

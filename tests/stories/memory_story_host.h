@@ -70,6 +70,8 @@ class MemoryStoryHost final : public StoryHost {
 
   MemoryClient& client() { return client_; }
   const MemoryRibbons& ribbons() const { return ribbons_; }
+  // The add-in is told before its connection that ribbons exist.
+  bool announces_ribbons = true;
   // The last add-in that was loaded is asked for ribbons now.
   void AskForRibbons() { ribbons_.Attach(*connections_.back()); }
 

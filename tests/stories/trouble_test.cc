@@ -170,30 +170,34 @@ TEST(ConnectTest, AMailThatIsOpenedWhileAnotherOneOpensIsFollowed) {
   }
 }
 
+// Opens three windows, and the ribbon is asked for within that call; whether it came to it.
+bool AsksBelowCall(int call, bool announced) {
+  bool asked = false;
+  MemoryStoryHost host;
+  host.announces_ribbons = announced;
+  host.client().calls().MeanwhileAt(call, [&] {
+    asked = true;
+    host.AskForRibbons();
+  });
+  TellStory(host, "version 16.0\nwithout ribbon\nconnect\nnew A\nnew B\n");
+  if (!asked) return false;
+  for (const char* window : {"main", "A", "B"}) {
+    EXPECT_TRUE(host.Controls(window).value().empty()) << window;
+    const std::shared_ptr<RibbonView> ribbon = host.ribbons().In(window);
+    EXPECT_GE(ribbon == nullptr ? 0 : ribbon->Looks().size(), 10U) << window;
+  }
+  host.Disconnect().Ignore();
+  EXPECT_EQ(host.Held(), std::vector<std::string>());
+  return true;
+}
+
 // Which an Outlook does at a time of its own choice.
 TEST(ConnectTest, ARibbonMayBeAskedForBelowEveryCall) {
-  for (int after = 1;; ++after) {
-    SCOPED_TRACE(after);
-    bool asked = false;
-    MemoryStoryHost host;
-    host.client().calls().MeanwhileAt(after, [&] {
-      asked = true;
-      host.AskForRibbons();
-    });
-    TellStory(host, "version 16.0\nwithout ribbon\nconnect\nnew A\nnew B\n");
-    if (!asked) {
-      EXPECT_GT(after, 100);
-      break;
-    }
-    for (const char* window : {"main", "A", "B"}) {
-      EXPECT_TRUE(host.Controls(window).value().empty()) << window;
-      const std::shared_ptr<RibbonView> ribbon = host.ribbons().In(window);
-      ASSERT_NE(ribbon, nullptr) << window;
-      EXPECT_GE(ribbon->Looks().size(), 10U) << window;
-    }
-    host.Disconnect().Ignore();
-    EXPECT_EQ(host.Held(), std::vector<std::string>());
-    if (HasFailure()) break;
+  for (const bool announced : {true, false}) {
+    int calls = 0;
+    while (!HasFailure() && AsksBelowCall(calls + 1, announced)) ++calls;
+    EXPECT_FALSE(HasFailure()) << "below call " << calls + 1;
+    EXPECT_GT(calls, 100);
   }
 }
 
