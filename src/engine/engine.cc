@@ -490,6 +490,9 @@ class Run {
                               counts->Of(State::kUnknown) + counts->to_mend >
                           0;
     dead_accounts_ = DeadAccounts(end);
+    for (const AccountTally& account : end.accounts) {
+      if (account.in_clear) in_clear_.push_back(account.server);
+    }
     if (exit == kExitAllSent && (some_not || !dead_accounts_.empty())) exit = kExitSomeNotSent;
     // A run that was stopped for lack of accounts has named them.
     if (end.status.ok()) {
@@ -551,6 +554,7 @@ class Run {
         dead.push_back({{"server", server}, {"reason", reason}});
       }
       summary["accounts_not_working"] = dead;
+      summary["in_clear"] = in_clear_;
       summary["report"] = ModFiles::ToUtf8(folder_ / "report.html");
       summary["exit"] = exit;
       world_.out
@@ -564,6 +568,7 @@ class Run {
       text = "this job was finished before; nobody is left\n";
     text += CountsText(counts.by_state) + "; report: " + ModFiles::ToUtf8(folder_ / "report.html") +
             "\n";
+    for (const std::string& server : in_clear_) text += server + ": " + kInClear + "\n";
     if (counts.Of(State::kUnknown) > 0) {
       text +=
           "unknown: the message may have arrived; they are mailed again, and maybe twice, with: " +
@@ -588,7 +593,8 @@ class Run {
   std::uint64_t maybe_lost_ = 0;  // recipients whose intent damage may hide
   std::string result_;
   std::vector<std::pair<std::string, std::string>> dead_accounts_;  // server and reason
-  bool busy_ = false;  // another engine is at work on the job
+  std::vector<std::string> in_clear_;  // servers that took messages without TLS
+  bool busy_ = false;                  // another engine is at work on the job
   Events events_;
 };
 

@@ -410,6 +410,22 @@ TEST_F(EngineTest, AnAccountThatDidNotWorkIsNamed) {
   EXPECT_EQ(err_.text.find("good.x.org"), std::string::npos);
 }
 
+TEST_F(EngineTest, MailInClearIsNamed) {
+  FakeDelivery delivery;
+  delivery.tallies.resize(2);
+  delivery.tallies[0].server = "plain.x.org:25";
+  delivery.tallies[0].in_clear = true;
+  delivery.tallies[1].server = "good.x.org:25";
+  EXPECT_EQ(Run(delivery), kExitSomeNotSent);
+  const std::string told = "plain.x.org:25: mail went in clear, without TLS";
+  EXPECT_NE(out_.text.find(told + "\n"), std::string::npos) << out_.text;
+  EXPECT_NE(folder_.Read("report.txt").find("In clear: " + told), std::string::npos);
+  EXPECT_NE(folder_.Read("report.html").find("mail went in clear"), std::string::npos);
+  options_.json = options_.fresh = true;
+  Run(delivery);
+  EXPECT_NE(out_.text.find("\"in_clear\":[\"plain.x.org:25\"]"), std::string::npos) << out_.text;
+}
+
 TEST_F(EngineTest, AChangedMessageIsToldAndAChangedListRefused) {
   FakeDelivery delivery;
   delivery.stop_after = 1;

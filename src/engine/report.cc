@@ -97,6 +97,7 @@ Status WriteText(const fs::path& folder, const LineStates& states, const ReportF
     if (!account.taken_out.empty()) {
       head += "Given up: " + Value(account.server) + ": " + Value(account.taken_out) + "\r\n";
     }
+    if (account.in_clear) head += "In clear: " + Value(account.server) + ": " + kInClear + "\r\n";
   }
   if (Status status = file->Write(head + "\r\n"); !status.ok()) return status;
   Status rows = ForEach(folder, states, [&](const JournalEvent& event, std::string_view deferral) {

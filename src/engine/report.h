@@ -19,6 +19,9 @@
 
 namespace vespro::engine {
 
+// What is said of an account whose messages went over a connection without TLS.
+inline constexpr char kInClear[] = "mail went in clear, without TLS";
+
 // What the journal does not know. Text is UTF-8.
 struct ReportFacts {
   std::string subject;
@@ -47,14 +50,15 @@ struct ReportCounts {
 // Counts every recipient once, by its last outcome.
 Result<ReportCounts> CountJournal(const std::filesystem::path& folder, const ListIdentity& list);
 
-// Writes all reports into the session folder. The pages show all problems - refused, failed,
-// unknown, and skipped rows that are to be mended - and the first `kMaxOthers` of the others, so
-// that a large job does not leave thousands of files; report.txt has everybody. failed.csv holds
+// Writes all reports into the session folder. The pages show problems - refused, failed,
+// unknown, and skipped rows that are to be mended - on at most `kMaxProblemPages`, and the first
+// `kMaxOthers` of the others, so that a large job does not leave thousands of files; report.txt has
+// everybody. failed.csv holds
 // the rows that surely were not sent: state and reason, then the row as read. It can be used as a
 // list: it always has a header, and the reason has neither commas nor quotes nor an "@".
 // Duplicates, suppressed and unknown recipients are not in it, since sending to it would mail them
 // wrongly. Without such rows there is no failed.csv.
-inline constexpr std::uint64_t kMaxOthers = 10'000;
+inline constexpr std::uint64_t kMaxProblemPages = 1000, kMaxOthers = 10'000;
 Status WriteReports(const std::filesystem::path& folder, const ListIdentity& list,
                     const ReportFacts& facts, const ReportCounts& counts);
 

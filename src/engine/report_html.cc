@@ -133,12 +133,21 @@ std::string CountOf(State state, std::uint64_t count) {
 class PagePlan {
  public:
   PagePlan(const ReportCounts& counts, std::uint64_t per_page) : per_page_(per_page) {
-    const std::uint64_t others = counts.Of(State::kSkipped) - counts.skipped_to_mend;
-    const std::uint64_t skipped_others = std::min(others, kMaxOthers);
+    std::uint64_t problems = kMaxProblemPages * per_page;
+    std::uint64_t others = std::min(kMaxOthers, problems);
+    const auto take = [](std::uint64_t count, std::uint64_t& room) {
+      const std::uint64_t taken = std::min(count, room);
+      room -= taken;
+      return taken;
+    };
     for (const State state : kProblemsFirst) {
-      std::uint64_t shown = counts.Of(state);
-      if (state == State::kSkipped) shown = counts.skipped_to_mend + skipped_others;
-      if (state == State::kSent) shown = std::min(shown, kMaxOthers - skipped_others);
+      std::uint64_t shown = 0;
+      if (state == State::kSkipped) {
+        skipped_to_mend_ = take(counts.skipped_to_mend, problems);
+        shown = skipped_to_mend_ + take(counts.Of(state) - counts.skipped_to_mend, others);
+      } else {
+        shown = take(counts.Of(state), state == State::kSent ? others : problems);
+      }
       begin_[Index(state)] = total_;
       shown_[Index(state)] = shown;
       total_ += shown;
@@ -146,6 +155,7 @@ class PagePlan {
   }
 
   std::uint64_t shown(State state) const { return shown_[Index(state)]; }
+  std::uint64_t skipped_to_mend() const { return skipped_to_mend_; }
   std::uint64_t total() const { return total_; }
   std::uint64_t pages() const {
     return std::max<std::uint64_t>((total_ + per_page_ - 1) / per_page_, 1);
@@ -159,7 +169,7 @@ class PagePlan {
   static std::size_t Index(State state) { return static_cast<std::size_t>(state); }
 
   std::uint64_t per_page_;
-  std::uint64_t total_ = 0;
+  std::uint64_t total_ = 0, skipped_to_mend_ = 0;
   std::array<std::uint64_t, kStates> begin_{}, shown_{};
 };
 
@@ -304,6 +314,7 @@ class PageWriter {
       }
       if (!account.taken_out.empty())
         html += Fact(account.server, "given up: " + account.taken_out);
+      if (account.in_clear) html += Fact(account.server, kInClear);
     }
     if (counts_.to_mend > 0) {
       html += "<dt>To correct</dt><dd><a href=\"failed.csv\">failed.csv</a> (" +
@@ -319,7 +330,8 @@ class PageWriter {
   // Where those are that the pages have no room for.
   std::string Rest() const {
     if (plan_.total() == counts_.Total()) return {};
-    return "<p>These pages show every problem and the first " + Grouped(kMaxOthers) +
+    return "<p>These pages show problems first, at most " + Grouped(kMaxProblemPages) +
+           " pages of them, and the first " + Grouped(kMaxOthers) +
            " of the other recipients. All " + Grouped(counts_.Total()) +
            " are in <a href=\"report.txt\">report.txt</a>.</p>\n";
   }
@@ -373,7 +385,7 @@ Status WritePages(const fs::path& folder, const LineStates& states, const Report
   for (const State state : kProblemsFirst) {
     std::uint64_t left = pages.plan().shown(state);
     if (state == State::kSkipped) {
-      const std::uint64_t to_mend = counts.skipped_to_mend;
+      const std::uint64_t to_mend = pages.plan().skipped_to_mend();
       Status mended = add(to_mend, [](const JournalEvent& event) {
         return event.outcome.state == State::kSkipped && !event.recipient.row.empty();
       });

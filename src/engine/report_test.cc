@@ -149,6 +149,27 @@ TEST_F(ReportTest, ALargeJobLeavesAllProblemsAndFewPages) {
   EXPECT_EQ(Count(folder_.Read("report.txt"), "@x.org\t"), 14'000u);
 }
 
+// Whatever goes wrong with a million recipients, a folder does not get a file for each of them.
+TEST_F(ReportTest, ProblemsHaveNoMoreThanAThousandPages) {
+  Add(State::kSent, 1'005);
+  Add(State::kFailed, 10);
+  Add(State::kSkipped, 20, true);
+  Add(State::kRefused, 985);
+  Write(1);
+  EXPECT_TRUE(HasPage(2'000));
+  EXPECT_FALSE(HasPage(2'001));
+  std::map<std::string, int> shown;
+  for (int number = 1; number <= 2'000; ++number) {
+    const std::vector<std::string> people = PeopleOn(Page(number));
+    ASSERT_EQ(people.size(), 1u) << number;
+    ++shown[people[0].substr(0, people[0].find_first_of("0123456789"))];
+  }
+  EXPECT_EQ(shown, (std::map<std::string, int>{
+                       {"refused", 985}, {"failed", 10}, {"skipped", 5}, {"sent", 1'000}}));
+  EXPECT_NE(Page(1).find("at most 1,000 pages of them"), std::string::npos);
+  EXPECT_EQ(Count(folder_.Read("report.txt"), "@x.org\t"), 2'020u);
+}
+
 TEST_F(ReportTest, AStateWithoutARowOnAnyPageLeadsToTheText) {
   Add(State::kSent, 1);
   Add(State::kSkipped, 10'001);
