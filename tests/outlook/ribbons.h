@@ -62,7 +62,7 @@ class Ribbons {
   std::string NameOf(const Window& window) const;
   void Ask(const std::string& ribbon_id);
   Result<RibbonAnswer> Answer(Window& window, const std::string& name, const std::string& id,
-                             const std::vector<RibbonAnswer>& more);
+                              const std::vector<RibbonAnswer>& more);
 
   Client& client_;
   ComPtr<IDispatch> add_in_;

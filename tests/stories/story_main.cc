@@ -13,9 +13,10 @@ namespace vespro {
 namespace {
 
 int Run(const std::vector<std::string>& arguments) {
-  const bool check = arguments.size() == 3 && arguments[1] == "--check";
+  const bool as_version = arguments.size() == 4 && arguments[1] == "--check-as";
+  const bool check = as_version || (arguments.size() == 3 && arguments[1] == "--check");
   if (arguments.size() != 2 && !check) {
-    std::cerr << "usage: vespro-story [--check] FILE\n"
+    std::cerr << "usage: vespro-story [--check | --check-as VERSION] FILE\n"
                  "  FILE   steps and what came of them (tests/stories/README.md); - is standard "
                  "input\n";
     return 2;
@@ -31,6 +32,7 @@ int Run(const std::vector<std::string>& arguments) {
     return 2;
   }
   MemoryStoryHost host;
+  if (as_version) host.SetVersion(arguments[2]).Ignore();  // nothing is connected yet
   const std::string told = TellStory(host, story.value());
   if (!check) {
     std::cout << told;
