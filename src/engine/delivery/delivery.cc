@@ -238,8 +238,12 @@ bool Delivery::Impl::Commit() {
 
 void Delivery::Impl::OnAnswer(const Session& session, const Recipient& recipient,
                               AttemptState& state, const Answer& answer) {
-  dispatcher_.OnAnswer(session.server(), recipient, state, answer, session.in_clear(), loop_.Now());
-  if (!answer.accepted) PumpSoon();
+  const std::size_t server = session.server();
+  if (answer.accepted) {
+    return dispatcher_.OnAccepted(server, recipient, state, answer, session.in_clear());
+  }
+  dispatcher_.OnNotAccepted(server, recipient, state, answer, loop_.Now());
+  PumpSoon();
 }
 
 void Delivery::Impl::OnMessageFinished(std::size_t recipients) {

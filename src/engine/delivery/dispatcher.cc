@@ -88,21 +88,25 @@ Poll Dispatcher::NextMessage(std::size_t server, std::size_t max_recipients, boo
   return Poll::kReady;
 }
 
-void Dispatcher::OnAnswer(std::size_t server, const Recipient& recipient, AttemptState& state,
-                          const Answer& answer, bool in_clear, TimePoint now) {
-  if (answer.accepted) {
-    const bool recovers = trace_.on() && !pool_[server].IsHealthy();
-    pool_[server].OnAccepted(in_clear);
-    if (recovers && pool_[server].IsHealthy()) trace_.Recovered(pool_[server]);
-    return recorder_.Final(recipient, state, server, State::kSent, answer.reply);
-  }
+void Dispatcher::OnAccepted(std::size_t server, const Recipient& recipient, AttemptState& state,
+                            const Answer& answer, bool in_clear) {
+  const bool recovers = trace_.on() && !pool_[server].IsHealthy();
+  pool_[server].OnAccepted(in_clear);
+  if (recovers && pool_[server].IsHealthy()) trace_.Recovered(pool_[server]);
+  recorder_.Final(recipient, state, server, State::kSent, answer.reply);
+}
+
+void Dispatcher::OnNotAccepted(std::size_t server, const Recipient& recipient, AttemptState& state,
+                               const Answer& answer, TimePoint now) {
   const Disposition& disposition = answer.disposition;
   state.last_reply = InWords(answer);
-  if (disposition.throttle) {
-    pool_[server].OnThrottled(now, state.last_reply);
+  if (disposition.throttle && pool_[server].OnThrottled(now, state.last_reply)) {
     TraceFailure(server, now);
   }
-  if (disposition.action == Action::kDisableServer) Disable(server, disposition, state.last_reply);
+  if (disposition.action == Action::kDisableServer) {
+    Disable(server, disposition, state.last_reply);
+    TraceFailure(server, now);
+  }
   const int attempt = state.attempts;
   const NextStep next =
       retry_policy_.AfterFailure(disposition, server, pool_.HasEligible(state, server), state);
@@ -136,19 +140,20 @@ void Dispatcher::OnFailed(std::size_t server, const SessionEnd& end, TimePoint n
     return;
   }
   const bool tls_withdrawn = end.failure.fault == Fault::kNoTls && tls_ != TlsUse::kRequired;
+  bool is_new = true;
   if (tls_withdrawn) {
-    pool_[server].OnConnectFailed(now, kTlsWithdrawn);
+    is_new = pool_[server].OnConnectFailed(now, kTlsWithdrawn);
   } else if (end.disposition.action == Action::kDisableServer) {
     Disable(server, end.disposition, end.text, RemedyFor(end.failure.fault));
   } else if (end.was_used) {
     return;
   } else if (end.was_ready) {
     // Back off from servers that accept and then drop us, or we reconnect in a tight loop.
-    pool_[server].OnThrottled(now, end.text);
+    is_new = pool_[server].OnThrottled(now, end.text);
   } else {
-    pool_[server].OnConnectFailed(now, end.text);
+    is_new = pool_[server].OnConnectFailed(now, end.text);
   }
-  TraceFailure(server, now);
+  if (is_new) TraceFailure(server, now);
 }
 
 void Dispatcher::TraceFailure(std::size_t server, TimePoint now) const {

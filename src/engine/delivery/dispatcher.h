@@ -46,8 +46,10 @@ class Dispatcher {
     recorder_.Intent(recipient, state);
   }
   bool Commit() { return recorder_.Commit(); }
-  void OnAnswer(std::size_t server, const Recipient& recipient, AttemptState& state,
-                const Answer& answer, bool in_clear, TimePoint now);
+  void OnAccepted(std::size_t server, const Recipient& recipient, AttemptState& state,
+                  const Answer& answer, bool in_clear);
+  void OnNotAccepted(std::size_t server, const Recipient& recipient, AttemptState& state,
+                     const Answer& answer, TimePoint now);
   void OnMessageFinished(std::size_t recipients) { queue_.Finished(recipients); }
   // What a session of the server is told; `generation` is of the credentials that it used.
   void OnReady(std::size_t server, unsigned generation, std::uint64_t max_size, TimePoint now);

@@ -22,13 +22,14 @@ OutcomeRecorder::OutcomeRecorder(ResultSink& sink, std::vector<std::string> serv
     : sink_(sink), servers_(std::move(servers)), by_server_(servers_.size()) {}
 
 void OutcomeRecorder::Note(Status told) {
-  if (status_.ok()) status_ = std::move(told);
+  if (!told.ok() && status_.ok()) status_ = std::move(told);
 }
 
 void OutcomeRecorder::Intent(const Recipient& recipient, AttemptState& state) {
   if (!status_.ok()) return;
-  if (state.finished)
+  if (state.finished) {
     return Note(Broken("line " + std::to_string(recipient.line) + " is sent after its outcome"));
+  }
   state.intent_logged = true;
   Note(sink_.Sending({&recipient, 1}, servers_[state.last_server]));
 }

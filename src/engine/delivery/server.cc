@@ -64,27 +64,28 @@ void Server::OnAccepted(bool in_clear) {
   quirks_.OnAccepted();
 }
 
-void Server::OnThrottled(TimePoint now, const std::string& why) {
-  BackOff(throttle_backoff_, now, initial_backoff_, why);
+bool Server::OnThrottled(TimePoint now, const std::string& why) {
+  return BackOff(throttle_backoff_, now, initial_backoff_, why);
 }
 
-void Server::OnConnectFailed(TimePoint now, const std::string& why) {
+bool Server::OnConnectFailed(TimePoint now, const std::string& why) {
   if (ready_ > 0) {
     // It serves others of ours: this was one connection too many.
     last_error_ = why;
     connection_limited_until_ = now + kReconnectFactor * initial_backoff_;
-    return;
+    return true;
   }
-  BackOff(connect_backoff_, now,
-          ever_connected_ ? kReconnectFactor * initial_backoff_ : initial_backoff_, why);
+  return BackOff(connect_backoff_, now,
+                 ever_connected_ ? kReconnectFactor * initial_backoff_ : initial_backoff_, why);
 }
 
 // Whatever fails during either wait belongs to the failure that began it.
-void Server::BackOff(Backoff& backoff, TimePoint now, milliseconds initial,
+bool Server::BackOff(Backoff& backoff, TimePoint now, milliseconds initial,
                      const std::string& why) {
   last_error_ = why;
-  if (now < backoff_until()) return;
+  if (now < backoff_until()) return false;
   backoff.Failed(now, {initial, std::max(initial, kMaxBackoff)});
+  return true;
 }
 
 void Server::Disable(Status reason, AccountTally::Remedy remedy) {

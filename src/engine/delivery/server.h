@@ -47,9 +47,10 @@ class Server {
   // What it did.
   // `in_clear`: without TLS, and not to this machine.
   void OnAccepted(bool in_clear);
-  void OnThrottled(TimePoint now, const std::string& why);
-  // A session ended before it was ready.
-  void OnConnectFailed(TimePoint now, const std::string& why);
+  // Returns whether it begins a wait; a failure during one belongs to the one that began it.
+  bool OnThrottled(TimePoint now, const std::string& why);
+  // A session ended before it was ready. Returns the same.
+  bool OnConnectFailed(TimePoint now, const std::string& why);
   // It takes no further part; the code tells what kind of trouble it is. The first reason counts.
   void Disable(Status reason, AccountTally::Remedy remedy);
 
@@ -81,7 +82,7 @@ class Server {
   bool KeepsShare(TimePoint now) const;
 
  private:
-  void BackOff(Backoff& backoff, TimePoint now, std::chrono::milliseconds initial,
+  bool BackOff(Backoff& backoff, TimePoint now, std::chrono::milliseconds initial,
                const std::string& why);
 
   Account account_;
