@@ -14,6 +14,7 @@ std::vector<Server> MakeServers(const DeliveryOptions& options,
                                 const std::vector<Account>& accounts, RateLimits& limits,
                                 TimePoint now) {
   std::vector<std::size_t> limit_of_rate;
+  limit_of_rate.reserve(options.account_rates.size());
   for (const ServerRate& rate : options.account_rates) {
     limit_of_rate.push_back(limits.Add(rate.messages_per_second, now));
   }
@@ -42,6 +43,7 @@ std::vector<Server> MakeServers(const DeliveryOptions& options,
 
 std::vector<unsigned> WeightsOf(const std::vector<Server>& servers) {
   std::vector<unsigned> weights;
+  weights.reserve(servers.size());
   for (const Server& server : servers) weights.push_back(server.weight());
   return weights;
 }
@@ -57,6 +59,7 @@ ServerPool::ServerPool(const DeliveryOptions& options, const std::vector<Account
 
 std::vector<std::string> ServerPool::Names() const {
   std::vector<std::string> names;
+  names.reserve(servers_.size());
   for (const Server& server : servers_) names.push_back(server.name());
   return names;
 }

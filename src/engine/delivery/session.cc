@@ -52,7 +52,7 @@ void Session::Advance(Timer timer) {
 
 void Session::OnConnected(std::string local_literal, bool loopback) {
   loopback_ = loopback;
-  client_.Connected(host_name_.empty() ? std::move(local_literal) : host_name_, loopback);
+  client_.Connected(host_name_.empty() ? local_literal : host_name_, loopback);
   Flush(Timer::kRestart);
 }
 

@@ -445,6 +445,7 @@ namespace {
 class ConnectionHandle final : public Connection {
  public:
   explicit ConnectionHandle(std::shared_ptr<AsioConnection> impl) : impl_(std::move(impl)) {}
+  // NOLINTNEXTLINE(bugprone-exception-escape): out of memory ends the program here too
   ~ConnectionHandle() override { impl_->Abandon(); }
 
   void Connect(const std::string& server, std::uint16_t port) override {
