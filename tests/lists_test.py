@@ -1,5 +1,6 @@
 """The operations on a list by the finished command: what they say, a full disk, Ctrl-C, a terminal."""
 
+import collections
 import json
 import os
 import pty
@@ -159,6 +160,87 @@ class Lists(support.JobTest):
             done = self.run_list(73, *arguments, preexec_fn=limit)
             self.assertIn("list.txt", done.stderr)
             self.assertEqual(self.files(), before)
+
+    def operations(self):
+        """What takes rows out, by its arguments; each on a list of its own: (arguments, list, what goes)."""
+        rows = ["r{:05}@example.org".format(i % 9000) for i in range(10000)]
+        unwanted = self.write("unwanted.txt", "".join(row + "\n" for row in rows[8000:9000]))
+        for number, flags in enumerate((["--yes"], ["--yes", "--json"])):
+            for verb, others, gone in (("dedupe", [], rows[9000:]), ("filter", [unwanted], rows[8000:9000])):
+                listed = self.write("{}{}.txt".format(verb, number), "".join(row + "\n" for row in rows))
+                if verb == "filter" and "--json" in flags:
+                    gone = rows[9000:] + gone
+                yield ["list", verb, listed, *others, *flags], listed, gone
+
+    def test_output_that_can_not_be_written_is_kept_beside_the_list(self):
+        for arguments, listed, gone in self.operations():
+            before = listed.read_bytes()
+            for sink in ("full", "closed"):
+                with self.subTest(arguments=arguments, sink=sink):
+                    listed.write_bytes(before)
+                    taken = self.folder / (listed.name + ".removed.txt")
+                    beside = taken
+                    if sink == "closed":
+                        taken.write_text("somebody's")
+                        beside = self.folder / (listed.name + ".removed-2.txt")
+                    read, write = os.pipe()
+                    os.close(read)
+                    with open("/dev/full" if sink == "full" else write, "wb") as out:
+                        done = subprocess.run(support.command_line("--home", self.home, *arguments), stdout=out,
+                                              stderr=subprocess.PIPE, text=True, timeout=support.SECONDS)
+                    if sink == "full":
+                        os.close(write)
+                    self.assertEqual(done.returncode, 73, done.stderr)
+                    self.assertIn("the removed rows are in '{}'".format(beside), done.stderr)
+                    self.assertEqual(beside.read_text().splitlines(), gone)
+                    self.assertLess(len(listed.read_bytes().splitlines()), 10000, "the work is done")
+                    if sink == "closed":
+                        self.assertEqual(taken.read_text(), "somebody's")
+                    else:
+                        taken.unlink()
+
+    def test_killed_while_it_prints(self):
+        """The list is the old one, or what has gone from it was printed or lies beside it."""
+        replaced = 0
+        for arguments, listed, going in self.operations():
+            before = listed.read_bytes()
+            for milliseconds in range(0, 30, 3):
+                listed.write_bytes(before)
+                beside = self.folder / (listed.name + ".removed.txt")
+                beside.unlink(missing_ok=True)
+                out = self.write("out", b"")
+                with out.open("wb") as stream:
+                    process = subprocess.Popen(support.command_line("--home", self.home, *arguments), stdout=stream,
+                                               stderr=subprocess.DEVNULL)
+                    time.sleep(milliseconds / 1000)
+                    process.kill()
+                    process.wait()
+                replaced += listed.read_bytes() != before
+                old, new = (collections.Counter(text.decode().split()) for text in (before, listed.read_bytes()))
+                told = out.read_text() + (beside.read_text() if beside.exists() else "")
+                lost = [row for row in going if new[row] < old[row] and row not in told]
+                self.assertEqual(lost, [], (arguments, milliseconds))
+        self.assertGreater(replaced, 0)
+
+    def test_no_room_for_the_rows_beside_the_list(self):
+        """On a disk that is full the list stays as it is."""
+        disk = self.folder / "disk"
+        disk.mkdir()
+        if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=400k", "tmpfs", disk], capture_output=True).returncode:
+            self.skipTest("no disk can be mounted here")
+        self.addCleanup(subprocess.run, ["umount", disk], check=True)
+        # 180 KB; the new one takes 95 KB, and the rows that go as many.
+        content = "".join("r{:05}@example.org\n".format(i % 5000) for i in range(10000)).encode()
+        listed = disk / "list.txt"
+        listed.write_bytes(content)
+        (disk / "filler").write_bytes(b"x" * 70_000)
+        with open("/dev/full", "wb") as full:
+            done = subprocess.run(support.command_line("--home", self.home, "list", "dedupe", listed, "--yes"),
+                                  stdout=full, stderr=subprocess.PIPE, text=True, timeout=support.SECONDS)
+        self.assertEqual(done.returncode, 73, done.stderr)
+        self.assertIn("list.txt.removed.txt", done.stderr)
+        self.assertEqual(listed.read_bytes(), content)
+        self.assertEqual(sorted(path.name for path in disk.iterdir()), ["filler", "list.txt"])
 
     def test_signals(self):
         """Whenever it comes, the list is the old one or the new one, and nothing lies beside it."""

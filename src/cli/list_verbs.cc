@@ -1,11 +1,13 @@
 #include <algorithm>
 #include <iostream>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <tuple>
 
 #include "base/command_line.h"
 #include "base/files.h"
 #include "base/lines.h"
+#include "base/signals.h"
 #include "base/text.h"
 #include "cli/long_work.h"
 #include "cli/verbs.h"
@@ -187,6 +189,79 @@ void PrintLines(std::string_view lines) {
   }
 }
 
+// The addresses of the rows that go, on their way to standard output. The list is replaced only
+// when they were printed or, where that fails, are in a file beside the list.
+class RemovedRows {
+ public:
+  explicit RemovedRows(std::string list_path) : list_path_(std::move(list_path)) {
+    ModSignals::IgnoreBrokenPipes();  // a reader that goes away is a failure like others
+  }
+
+  Status Print(std::string_view addresses) {
+    PrintLines(addresses);
+    return std::cout.flush() ? Status() : Keep(addresses);
+  }
+
+  // Until Finish. Fails when they are not safely there; the list must stay then.
+  Status Keep(std::string_view addresses) {
+    if (!file_.has_value()) {
+      if (Status made = Make(); !made.ok()) return made;
+    }
+    Status kept = file_->Write(addresses);
+    if (kept.ok()) kept = file_->Sync();
+    return kept;
+  }
+
+  // After all was printed: what the command exits with.
+  int Finish() {
+    const bool printed = std::cout.flush().good();
+    if (!file_.has_value()) return 0;
+    if (printed) return Drop();
+    return Fail(
+        Status(Code::kCannotWrite, "cannot write to standard output; the removed rows are in '" +
+                                       ModFiles::ToUtf8(path_) + "'"));
+  }
+
+  // The operation failed. Rows that have gone before that stay in the file.
+  int FailWith(const Status& why, bool some_are_gone) {
+    if (!file_.has_value()) return cli::Fail(why);
+    if (!some_are_gone) {
+      Drop();
+      return cli::Fail(why);
+    }
+    return cli::Fail(Status(why.code(), why.text() + "; the rows that were removed are in '" +
+                                            ModFiles::ToUtf8(path_) + "'"));
+  }
+
+ private:
+  Status Make() {
+    constexpr int kMaxNames = 1000;
+    Status made;
+    for (int number = 1; number <= kMaxNames; ++number) {
+      path_ = ModFiles::FromUtf8(list_path_ + ".removed" +
+                                 (number == 1 ? "" : "-" + std::to_string(number)) + ".txt");
+      Result<File> file = File::Open(path_, File::Mode::kCreateNew, Access::kPrivate);
+      if (file.ok()) {
+        file_ = std::move(file).value();
+        return {};
+      }
+      made = file.status();
+      std::error_code error;
+      if (!std::filesystem::exists(path_, error)) break;
+    }
+    return made;
+  }
+  int Drop() {
+    file_.reset();
+    const Status removed = ModFiles::Remove(path_);
+    return removed.ok() ? 0 : cli::Fail(removed);
+  }
+
+  const std::string list_path_;
+  std::filesystem::path path_;
+  std::optional<File> file_;
+};
+
 Status NothingChanged() { return Status(Code::kCancelled, "nothing was changed"); }
 
 bool CanAnswer(const Globals& globals) {
@@ -267,27 +342,30 @@ int Dedupe(const Globals& globals, const ListArguments& arguments) {
   if (!CanAnswer(globals)) {
     return Fail(Status(Code::kUsage, "nobody to ask: --yes removes the duplicates"));
   }
+  RemovedRows removed(chosen->path);
   Result<ModRecipients::Loaded> loaded = [&] {
     LongWork work;
-    return ModRecipients::LoadAndDeduplicate(chosen.value(), work.on_line(),
-                                             Guards(globals, arguments, work));
+    ModRecipients::LoadGuards guards = Guards(globals, arguments, work);
+    guards.before_duplicates_go = [&](std::string_view addresses) {
+      return globals.json ? removed.Keep(addresses) : removed.Print(addresses);
+    };
+    return ModRecipients::LoadAndDeduplicate(chosen.value(), work.on_line(), guards);
   }();
-  if (!loaded.ok()) return Fail(loaded.status());
+  if (!loaded.ok()) return removed.FailWith(loaded.status(), false);
   if (globals.json) {
     PrintJson({{"duplicates", loaded->duplicates},
                {"addresses", loaded->distinct},
                {"removed", Lines(loaded->duplicate_addresses)},
                {"without_address", loaded->without_address.count},
                {"without_address_lines", LineNumbers(loaded->without_address)}});
-    return 0;
+    return removed.Finish();
   }
-  PrintLines(loaded->duplicate_addresses);
   if (!loaded->rewritten) NoteOddRows(loaded->without_address, arguments, false);
   Note(loaded->duplicates == 0
            ? std::string("No email duplicates found")
            : "Found and removed " + std::to_string(loaded->duplicates) + " email duplicates, " +
                  std::to_string(loaded->distinct) + " addresses stay");
-  return 0;
+  return removed.Finish();
 }
 
 // How the tables' columns differ, for a question; empty when they do not, or are no tables.
@@ -396,13 +474,24 @@ int Filter(const Globals& globals, const ListArguments& arguments) {
     return Fail(fits);
   if (Status yes = ConfirmFilter(globals, arguments, chosen.value(), unwanted); !yes.ok())
     return Fail(yes);
+  RemovedRows removed(chosen->path);
+  bool some_are_gone = false;
   const Result<ModRecipients::Cleared> cleared = [&] {
     LongWork work;
     ModRecipients::LoadGuards guards = Guards(globals, arguments, work);
+    if (globals.json) {
+      guards.before_duplicates_go = [&](std::string_view addresses) {
+        some_are_gone = true;
+        return removed.Keep(addresses);
+      };
+    }
+    guards.before_unwanted_go = [&](std::string_view addresses) {
+      return globals.json ? removed.Keep(addresses) : removed.Print(addresses);
+    };
     if (!globals.rules.assume_yes) guards.confirm = {};  // that was asked
     return ModRecipients::DeduplicateAndFilter(chosen.value(), unwanted, work.on_line(), guards);
   }();
-  if (!cleared.ok()) return Fail(cleared.status());
+  if (!cleared.ok()) return removed.FailWith(cleared.status(), some_are_gone);
   if (globals.rules.assume_yes) NoteUnwanted(cleared->filtered, unwanted);
   const ModRecipients::Loaded& loaded = cleared->loaded;
   const ModRecipients::Filtered& filtered = cleared->filtered;
@@ -414,9 +503,8 @@ int Filter(const Globals& globals, const ListArguments& arguments) {
                {"duplicate_addresses", Lines(loaded.duplicate_addresses)},
                {"without_address", loaded.without_address.count},
                {"without_address_lines", LineNumbers(loaded.without_address)}});
-    return 0;
+    return removed.Finish();
   }
-  PrintLines(filtered.removed_addresses);
   if (globals.rules.assume_yes && !loaded.rewritten) {
     NoteOddRows(loaded.without_address, arguments, false);
   }
@@ -427,7 +515,7 @@ int Filter(const Globals& globals, const ListArguments& arguments) {
            ? std::string("No unwanted emails found in the current distribution file")
            : "Filtered out " + std::to_string(filtered.removed) +
                  " unwanted emails from the current distribution file");
-  return 0;
+  return removed.Finish();
 }
 
 void AddMapping(CLI::App* verb, const std::shared_ptr<ListArguments>& arguments) {

@@ -46,7 +46,7 @@ class Deduplicator {
   }
 
   // The new file, and the duplicates' addresses on the way.
-  Status Write(const ListStamp& stamp) {
+  Status Write(const ListStamp& stamp, const LoadGuards& guards) {
     Result<AtomicFile> file = AtomicFile::Create(stamp.path);
     if (!file.ok()) return file.status();
     if (Status written = file->Write(head_); !written.ok()) return written;
@@ -61,7 +61,11 @@ class Deduplicator {
     duplicates.Finish().Ignore();  // memory takes everything
     loaded_.duplicate_addresses = std::move(addresses.text);
     if (Status written = kept.Finish(); !written.ok()) return written;
-    return file->Commit([&stamp] { return stamp.CheckUnchanged(); });
+    return file->Commit([&]() -> Status {
+      Status unchanged = stamp.CheckUnchanged();
+      if (!unchanged.ok() || !guards.before_duplicates_go) return unchanged;
+      return guards.before_duplicates_go(loaded_.duplicate_addresses);
+    });
   }
 
   Loaded& loaded() { return loaded_; }
@@ -127,7 +131,7 @@ Result<Loaded> Deduplicate(const Distribution& list, const OnLine& on_line,
     if (guards.confirm) {
       if (Status confirmed = guards.confirm(loaded); !confirmed.ok()) return confirmed;
     }
-    if (Status written = deduplicator.Write(stamp); !written.ok()) return written;
+    if (Status written = deduplicator.Write(stamp, guards); !written.ok()) return written;
     loaded.rewritten = true;
   }
   return std::move(loaded);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "base/status.h"
@@ -36,6 +37,11 @@ struct LoadGuards {
   // in the address's place (ModRow::LooksLikeAddress): cells that are in a wrong column tell
   // people apart badly.
   bool keep_odd_rows = false;
+  // Told of the addresses of the rows that go, each ended by LF, when the new list is on the disk
+  // and right before it takes the old one's place; a failure keeps the old one and comes back from
+  // the operation. Not told when none go.
+  std::function<Status(std::string_view addresses)> before_duplicates_go = {};
+  std::function<Status(std::string_view addresses)> before_unwanted_go = {};  // of filtering
 };
 
 // Reads the list and, when an address is in it twice, replaces the file: a TEXT list by its

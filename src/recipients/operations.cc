@@ -277,8 +277,8 @@ Status CheckFilter(std::string_view current, std::string_view unwanted) {
 namespace {
 
 // What `current` and `unwanted` are fit for was asked.
-Result<Filtered> TakeOut(const Distribution& current, std::string_view unwanted, bool keep_odd_rows,
-                         const OnLine& on_line) {
+Result<Filtered> TakeOut(const Distribution& current, std::string_view unwanted,
+                         const LoadGuards& guards, const OnLine& on_line) {
   Result<ListBlocks> blocks = ListBlocks::Open(current.path);
   if (!blocks.ok()) return blocks.status();
   const ListStamp stamp = blocks->stamp();
@@ -287,19 +287,24 @@ Result<Filtered> TakeOut(const Distribution& current, std::string_view unwanted,
   if (Status loaded = lines.Load(unwanted, on_line, current.path); !loaded.ok()) return loaded;
   Result<AtomicFile> file = AtomicFile::Create(stamp.path);
   if (!file.ok()) return file.status();
-  Result<Filtered> filtered =
-      KeepOthers(std::move(blocks).value(), current, lines, keep_odd_rows, file.value(), on_line);
+  Result<Filtered> filtered = KeepOthers(std::move(blocks).value(), current, lines,
+                                         guards.keep_odd_rows, file.value(), on_line);
   if (!filtered.ok()) return filtered;
   lines.Tell(filtered.value());
-  const Status committed = file->Commit([&stamp] { return stamp.CheckUnchanged(); });
+  const Status committed = file->Commit([&]() -> Status {
+    Status unchanged = stamp.CheckUnchanged();
+    const bool told = guards.before_unwanted_go && filtered->removed > 0;
+    return unchanged.ok() && told ? guards.before_unwanted_go(filtered->removed_addresses)
+                                  : unchanged;
+  });
   if (!committed.ok()) return committed;
   return filtered;
 }
 
 Result<Filtered> TakeOutSafely(const Distribution& current, std::string_view unwanted,
-                               bool keep_odd_rows, const OnLine& on_line) {
+                               const LoadGuards& guards, const OnLine& on_line) {
   try {
-    return TakeOut(current, unwanted, keep_odd_rows, on_line);
+    return TakeOut(current, unwanted, guards, on_line);
   } catch (const std::bad_alloc&) {
     return TooLarge(current.path);
   }
@@ -310,7 +315,7 @@ Result<Filtered> TakeOutSafely(const Distribution& current, std::string_view unw
 Result<Filtered> Filter(const Distribution& current, std::string_view unwanted,
                         const OnLine& on_line) {
   if (Status fits = CheckFilter(current.path, unwanted); !fits.ok()) return fits;
-  return TakeOutSafely(current, unwanted, false, on_line);
+  return TakeOutSafely(current, unwanted, {}, on_line);
 }
 
 Result<Filtered> PreviewFilter(const Distribution& current, std::string_view unwanted,
@@ -335,7 +340,7 @@ Result<Cleared> DeduplicateAndFilter(const Distribution& current, std::string_vi
   if (Status fits = CheckFilter(current.path, unwanted); !fits.ok()) return fits;
   Result<Loaded> loaded = LoadAndDeduplicate(current, on_line, guards);
   if (!loaded.ok()) return loaded.status();
-  Result<Filtered> filtered = TakeOutSafely(current, unwanted, guards.keep_odd_rows, on_line);
+  Result<Filtered> filtered = TakeOutSafely(current, unwanted, guards, on_line);
   if (filtered.ok()) return Cleared{std::move(loaded).value(), std::move(filtered).value()};
   const Status& why = filtered.status();
   if (!loaded->rewritten) return why;
