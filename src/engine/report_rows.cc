@@ -57,7 +57,7 @@ std::string Who(const JournalEvent& event) {
 }
 
 std::string Words(const JournalEvent& event) {
-  const std::string reply = Value(event.outcome.reply);
+  std::string reply = Value(event.outcome.reply);
   if (event.outcome.state != State::kSkipped) return reply;
   return "line " + std::to_string(event.recipient.line) + ": " + reply;
 }
