@@ -69,6 +69,10 @@ class ResultSink {
   }
   // The verdict on one recipient, once. After a failure nothing further is sent.
   virtual Status Record(const Recipient& recipient, const Outcome& outcome) = 0;
+  // A recorded verdict turned out to be unsure; `outcome` takes its place.
+  virtual Status Correct(const Recipient& recipient, const Outcome& outcome) {
+    return Record(recipient, outcome);
+  }
   // What was told until now must outlive the process when this returns. Called before any end of a
   // message goes out, after every group of answers, and on every tick. After a failure nothing
   // further is sent.

@@ -61,6 +61,8 @@ class Delivery::Impl final : public SessionOwner {
   bool Commit() override;
   void OnAnswer(const Session& session, const Recipient& recipient, AttemptState& state,
                 const Answer& answer) override;
+  void OnUnsure(const Session& session, const Recipient& recipient, int attempts, State was,
+                std::string_view why) override;
   void OnMessageFinished(std::size_t recipients) override;
   void OnReady(const Session& session, std::uint64_t max_size) override;
   void OnFailed(const Session& session, const SessionEnd& end) override;
@@ -244,6 +246,11 @@ void Delivery::Impl::OnAnswer(const Session& session, const Recipient& recipient
   }
   dispatcher_.OnNotAccepted(server, recipient, state, answer, loop_.Now());
   PumpSoon();
+}
+
+void Delivery::Impl::OnUnsure(const Session& session, const Recipient& recipient, int attempts,
+                              State was, std::string_view why) {
+  dispatcher_.OnUnsure(session.server(), recipient, attempts, was, why);
 }
 
 void Delivery::Impl::OnMessageFinished(std::size_t recipients) {

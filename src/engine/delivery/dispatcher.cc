@@ -8,6 +8,7 @@ namespace {
 
 constexpr Disposition kNoLogin{
     .scope = Scope::kAccount, .action = Action::kDisableServer, .login = true};
+constexpr Disposition kIncoherent{.scope = Scope::kAccount, .action = Action::kDisableServer};
 constexpr Disposition kTooLarge{
     .scope = Scope::kAccount, .action = Action::kDisableServer, .too_large = true};
 
@@ -141,13 +142,16 @@ void Dispatcher::OnFailed(std::size_t server, const SessionEnd& end, TimePoint n
   }
   const bool tls_withdrawn = end.failure.fault == Fault::kNoTls && tls_ != TlsUse::kRequired;
   bool is_new = true;
+  const bool out_of_step = end.failure.fault == Fault::kOutOfStep;
   if (tls_withdrawn) {
     is_new = pool_[server].OnConnectFailed(now, kTlsWithdrawn);
   } else if (end.disposition.action == Action::kDisableServer) {
     Disable(server, end.disposition, end.text, RemedyFor(end.failure.fault));
+  } else if (out_of_step && pool_[server].quirks().IsIncoherent()) {
+    Disable(server, kIncoherent, "it answers more often than it is asked: " + end.text);
   } else if (end.was_used) {
     return;
-  } else if (end.was_ready) {
+  } else if (end.was_ready && !out_of_step) {
     // Back off from servers that accept and then drop us, or we reconnect in a tight loop.
     is_new = pool_[server].OnThrottled(now, end.text);
   } else {

@@ -18,6 +18,12 @@ void OutcomeCounts::Add(State state) {
   unknown += state == State::kUnknown;
 }
 
+void OutcomeCounts::Replace(State was, State state) {
+  sent -= was == State::kSent;
+  refused -= was == State::kRefused;
+  Add(state);
+}
+
 OutcomeRecorder::OutcomeRecorder(ResultSink& sink, std::vector<std::string> servers)
     : sink_(sink), servers_(std::move(servers)), by_server_(servers_.size()) {}
 
@@ -55,6 +61,18 @@ void OutcomeRecorder::Final(const Recipient& recipient, AttemptState& state, std
   by_server_[server].Add(final_state);
   total_.Add(final_state);
   Note(sink_.Record(recipient, outcome_));
+}
+
+void OutcomeRecorder::Correct(const Recipient& recipient, int attempts, std::size_t server,
+                              State was, std::string_view reply) {
+  if (!status_.ok()) return;
+  outcome_.state = State::kUnknown;
+  outcome_.attempts = attempts;
+  outcome_.server = servers_[server];
+  outcome_.reply = reply;
+  by_server_[server].Replace(was, State::kUnknown);
+  total_.Replace(was, State::kUnknown);
+  Note(sink_.Correct(recipient, outcome_));
 }
 
 bool OutcomeRecorder::Commit() {

@@ -20,6 +20,7 @@ struct OutcomeCounts {
   std::uint64_t sent = 0, refused = 0, failed = 0, unknown = 0;
   std::uint64_t Total() const { return sent + refused + failed + unknown; }
   void Add(State state);
+  void Replace(State was, State state);
 };
 
 class OutcomeRecorder {
@@ -35,6 +36,9 @@ class OutcomeRecorder {
                 bool attempt_used);
   void Final(const Recipient& recipient, AttemptState& state, std::size_t server, State final_state,
              std::string_view reply);
+  // It turned out that its outcome, `was` sent or refused, is not known.
+  void Correct(const Recipient& recipient, int attempts, std::size_t server, State was,
+               std::string_view reply);
   // What was told outlives the process when this returns true.
   bool Commit();
 

@@ -66,7 +66,7 @@ void Session::OnReceived(std::string_view bytes) {
   const std::uint64_t replies = client_.replies();
   client_.Received(bytes);
   if (client_.extensions().starttls) quirks_.OnTlsOffered();
-  if (!told_ready_ && client_.was_ready()) {
+  if (!told_ready_ && client_.was_ready() && !client_.over()) {
     told_ready_ = true;
     owner_.OnReady(*this, client_.extensions().max_size);
   }
@@ -108,7 +108,22 @@ void Session::OnRecipient(std::size_t slot, std::size_t index, const Answer& ans
       message.rejected_for_count++ == 0) {
     message.first_rejected_for_count = index;
   }
-  owner_.OnAnswer(*this, message.recipients[index], message.states[index], answer);
+  // What is told now and may be another message's answer is final.
+  const Recipient& recipient = message.recipients[index];
+  if (answer.accepted) {
+    Remember(recipient, message.states[index].attempts, State::kSent);
+  } else if (answer.failure.end_of_data_sent && answer.disposition.action == Action::kBounce) {
+    Remember(recipient, message.states[index].attempts, State::kRefused);
+  }
+  owner_.OnAnswer(*this, recipient, message.states[index], answer);
+}
+
+void Session::Remember(const Recipient& recipient, int attempts, State state) {
+  if (unconfirmed_count_ == unconfirmed_.size()) unconfirmed_.emplace_back();
+  Unconfirmed& told = unconfirmed_[unconfirmed_count_++];
+  told.recipient = recipient;
+  told.attempts = attempts;
+  told.state = state;
 }
 
 void Session::OnFinished(std::size_t slot) {
@@ -125,8 +140,16 @@ void Session::OnFinished(std::size_t slot) {
 
 void Session::OnSessionFailed(const Failure& failure, const Disposition& disposition,
                               const std::string& text) {
-  owner_.OnFailed(
-      *this, {client_.was_ready(), begun_ > 0, credential_generation_, failure, disposition, text});
+  if (failure.fault == Fault::kOutOfStep) {
+    quirks_.OnOutOfStep(lock_step_);
+    for (std::size_t i = 0; i < unconfirmed_count_; ++i) {
+      const Unconfirmed& told = unconfirmed_[i];
+      owner_.OnUnsure(*this, told.recipient, told.attempts, told.state, text);
+    }
+    unconfirmed_count_ = 0;
+  }
+  owner_.OnFailed(*this,
+                  {told_ready_, begun_ > 0, credential_generation_, failure, disposition, text});
 }
 
 // False when there is nothing to begin now.
@@ -146,6 +169,7 @@ bool Session::BeginOne() {
   switch (owner_.NextMessage(*this, max_recipients, next)) {
     case Poll::kBlocked:
       blocked_ = true;
+      if (client_.holds_answers()) client_.Quit();
       return false;
     case Poll::kExhausted:
       client_.Quit();

@@ -40,7 +40,7 @@ class Session final : private ConnectionEvents, private ClientEvents {
 
   std::size_t server() const { return server_; }
   unsigned credential_generation() const { return credential_generation_; }
-  bool was_ready() const { return client_.was_ready(); }
+  bool was_ready() const { return told_ready_; }
   bool closed() const { return closed_; }
   bool connecting() const { return !closed_ && !client_.was_ready(); }
   // Without TLS, and not to this machine.
@@ -58,6 +58,7 @@ class Session final : private ConnectionEvents, private ClientEvents {
   void OnLost(Fault fault, const std::string& text) override;
   void OnRecipient(std::size_t slot, std::size_t index, const Answer& answer) override;
   void OnFinished(std::size_t slot) override;
+  void OnConfirmed() override { unconfirmed_count_ = 0; }
   void OnSessionFailed(const Failure& failure, const Disposition& disposition,
                        const std::string& text) override;
 
@@ -65,6 +66,7 @@ class Session final : private ConnectionEvents, private ClientEvents {
   bool BeginOne();
   void Flush(Timer timer);
   void LogIntents();
+  void Remember(const Recipient& recipient, int attempts, State state);
   bool WasDroppedMidPipeline() const;
 
   SessionOwner& owner_;
@@ -77,6 +79,14 @@ class Session final : private ConnectionEvents, private ClientEvents {
   const bool lock_step_;
   SmtpClient client_;
   std::vector<InFlightMessage> messages_;  // by the client's slots
+  // Whose outcome was told since the client's last confirmation. It never shrinks, for its memory.
+  struct Unconfirmed {
+    Recipient recipient;
+    int attempts = 0;
+    State state = State::kSent;
+  };
+  std::vector<Unconfirmed> unconfirmed_;
+  std::size_t unconfirmed_count_ = 0;
   WireBytes wire_;
   bool writing_ = false, tls_started_ = false, told_ready_ = false, blocked_ = false;
   bool ending_ = false, closed_ = false, secure_ = false, loopback_ = false;

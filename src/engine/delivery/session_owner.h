@@ -53,6 +53,9 @@ class SessionOwner {
   virtual bool Commit() = 0;
   virtual void OnAnswer(const Session& session, const Recipient& recipient, AttemptState& state,
                         const Answer& answer) = 0;
+  // Its outcome was told, `was` sent or refused, and can't be relied on: `why` is for a person.
+  virtual void OnUnsure(const Session& session, const Recipient& recipient, int attempts, State was,
+                        std::string_view why) = 0;
   // After the last answer of a message to so many recipients.
   virtual void OnMessageFinished(std::size_t recipients) = 0;
   // Logged in. `max_size` in bytes, 0 when the server names no limit.

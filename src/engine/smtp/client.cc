@@ -13,6 +13,12 @@ using std::chrono::seconds;
 constexpr seconds kConnectLimit{60}, kHandshakeLimit{120}, kCommandLimit{300}, kDataLimit{120},
     kBlockLimit{180}, kEndLimit{600}, kQuitLimit{5}, kClosingLimit{30};
 
+// Messages, and recipients, after which a confirmation is sought.
+constexpr std::size_t kConfirmMessages = 100, kConfirmRecipients = 1000;
+// Commands between a DATA that was refused and the next one, where BDAT serves as well: more than
+// replies could be too many. The 354 that belongs to the first then comes to one of them.
+constexpr std::uint64_t kDataDistance = 40;
+
 seconds LimitOf(Stage stage) {
   switch (stage) {
     case Stage::kData:
@@ -83,13 +89,21 @@ void SmtpClient::Received(std::string_view bytes) {
 
 void SmtpClient::Written(std::uint64_t bytes) {
   output_.Written(bytes);
+  // The write that was under way when the answer came is finished, and did not have all of it.
+  if (early_ > output_.written()) return OutOfStep("the server answered before it was asked");
+  early_ = 0;
   Advance();
 }
 
 void SmtpClient::Lost(Fault fault, std::string_view text) {
   if (state_ == State::kOver) return;
   if (state_ == State::kQuitting) {
-    return EnterState(State::kOver);  // everything is finished, QUIT is a courtesy
+    if (odd_quit_reply_ && fault == Fault::kTimeout) {
+      return OutOfStep("there was a reply left at QUIT");
+    }
+    // Everything is answered, QUIT is a courtesy.
+    confirmed_ = order_.size();
+    return EndAfterQuit();
   }
   // The close announced by 421: later commands were not processed.
   if (closing_at_ == replies_ && fault != Fault::kTimeout) {
@@ -110,6 +124,13 @@ void SmtpClient::Lost(Fault fault, std::string_view text) {
 void SmtpClient::ProtocolError(std::string_view text) {
   count_queued_as_sent_ = true;
   Lost(Fault::kProtocolError, text);
+}
+
+// Whose the answers since the last confirmation are is not known.
+void SmtpClient::OutOfStep(const std::string& text) {
+  count_queued_as_sent_ = true;
+  const Stage stage = expected_.empty() ? Stage::kReset : expected_.front().stage;
+  SessionOver(LocalFailure(stage, Fault::kOutOfStep), text);
 }
 
 // Replies
@@ -138,13 +159,16 @@ void SmtpClient::OnReply(const Reply& reply) {
   }
   if (expected_.empty()) {
     if (reply.code == 421) return On421({Stage::kReset}, reply);
-    return ProtocolError("the server answered what was not asked: " + setup_.Redacted(reply));
+    return OutOfStep("the server answered what was not asked: " + setup_.Redacted(reply));
   }
   const PendingReply pending = expected_.front();
+  if (pending.due > output_.taken()) {
+    return OutOfStep("the server answered what was not asked: " + setup_.Redacted(reply));
+  }
+  if (pending.stage == Stage::kQuit) return OnQuitReply(reply);
   expected_.pop_front();
-  if (pending.stage == Stage::kQuit) {
-    EnterState(State::kOver);
-  } else if (reply.code == 421) {
+  if (pending.due > output_.written()) early_ = std::max(early_, pending.due);
+  if (reply.code == 421) {
     On421(pending, reply);
   } else if (pending.stage < Stage::kMail) {
     TakeSetupStep(setup_.OnReply(pending.stage, reply));
@@ -153,21 +177,50 @@ void SmtpClient::OnReply(const Reply& reply) {
   }
 }
 
+// Some servers have another code for QUIT; one that has more to say then answers too often.
+void SmtpClient::OnQuitReply(const Reply& reply) {
+  if (odd_quit_reply_ || reply.severity() == 3) {
+    return OutOfStep("there was a reply left at QUIT: " + setup_.Redacted(reply));
+  }
+  odd_quit_reply_ = reply.code != 221 && reply.code != 421;
+  if (odd_quit_reply_) return;
+  Confirm(order_.size());
+  EndAfterQuit();
+}
+
+void SmtpClient::EndAfterQuit() {
+  CompleteFinished();
+  if (draining_) return EndSession(drain_failure_, drain_text_);
+  EnterState(State::kOver);
+}
+
+// What the code alone can tell, and what the answers before it allow. A server that has said 421
+// may answer the rest as it likes.
+bool SmtpClient::IsInStep(const PendingReply& pending, const Reply& reply) {
+  if (!CanAnswer(pending.stage, reply, extensions().pipelining)) return false;
+  if (setup_.IsEhloReply(reply)) return false;
+  if (pending.stage == Stage::kReset) return reply.severity() == 2 || reply.code == 421;
+  if (reply.severity() != 2 || closing_at_) return true;
+  const Transaction& transaction = transactions_[pending.slot];
+  if (pending.stage == Stage::kRcpt) return !transaction.IsSenderRefused();
+  if (pending.stage != Stage::kEndOfData || !transaction.body_sent()) return true;
+  if (transaction.end() > output_.written()) early_ = std::max(early_, transaction.end());
+  return transaction.HasRecipients();
+}
+
 void SmtpClient::OnTransactionReply(const PendingReply& pending, const Reply& reply) {
   if (bdat_in_doubt_ && !ResolveBdatDoubt(reply)) return;
-  if (pending.stage == Stage::kReset) {
-    if (reply.severity() != 2 && reply.code != 421) {
-      return ProtocolError("RSET was refused: " + setup_.Redacted(reply));
-    }
-    return Advance();
-  }
-  const bool out_of_place = reply.severity() == 3 && pending.stage != Stage::kData;
   // A wrong guess here loses or duplicates a message.
-  if (out_of_place || (pending.stage == Stage::kEndOfData && reply.contradictory)) {
+  if (!IsInStep(pending, reply)) {
+    if (pending.stage == Stage::kReset)
+      return OutOfStep("RSET was refused: " + setup_.Redacted(reply));
     expected_.push_front(pending);  // it is not answered
-    return ProtocolError(
-        (out_of_place ? "an answer out of place: " : "an answer that says yes and no: ") +
-        setup_.Redacted(reply));
+    return OutOfStep("an answer out of place: " + setup_.Redacted(reply));
+  }
+  if (pending.stage == Stage::kReset) return Advance();
+  if (pending.stage == Stage::kEndOfData && reply.contradictory) {
+    expected_.push_front(pending);
+    return ProtocolError("an answer that says yes and no: " + setup_.Redacted(reply));
   }
   Transaction& transaction = transactions_[pending.slot];
   switch (pending.stage) {
@@ -180,7 +233,14 @@ void SmtpClient::OnTransactionReply(const PendingReply& pending, const Reply& re
     case Stage::kData:
       awaiting_354_ = false;
       if (transaction.OnDataReply(reply, setup_.Redacted(reply))) {
+        const auto place = std::find(order_.begin(), order_.end(), pending.slot);
+        Confirm(static_cast<std::size_t>(place - order_.begin()));
         SendMessageText(pending.slot, transaction);
+        break;
+      }
+      data_refused_at_ = commands_;
+      if (IsOddRefusal(transaction, reply)) {
+        QuitToConfirm();
       }
       break;
     default:
@@ -188,6 +248,25 @@ void SmtpClient::OnTransactionReply(const PendingReply& pending, const Reply& re
       break;
   }
   Advance();
+}
+
+// DATA refused for another reason than that nobody is left to send to. Were it a reply too many,
+// the server would wait for the message now, and its 354 could be taken for that of the next DATA:
+// then one message would go to the recipients of another. A single command at a time rules that
+// out.
+bool SmtpClient::IsOddRefusal(const Transaction& transaction, const Reply& reply) const {
+  if (!extensions().pipelining && transaction.recipients() == 1) return false;
+  const bool nobody = reply.code == 503 || reply.code == 554;
+  return !nobody || transaction.HasRecipients() || !transaction.IsSenderRefusedInOrder();
+}
+
+// Nothing is told before QUIT confirms it; what is begun and not sent goes back.
+void SmtpClient::QuitToConfirm() {
+  quit_asked_ = hold_all_ = true;
+  const std::size_t last = order_.back();
+  if (transactions_[last].next() != Transaction::Step::kMail) return;
+  const Failure failure = LocalFailure(Stage::kMail, Fault::kClosed);
+  Complete(last, &failure, "the connection is renewed");
 }
 
 // "Command not known", to a BDAT, may be about the command or about the message. About the command:
@@ -241,12 +320,19 @@ void SmtpClient::On421(const PendingReply& pending, const Reply& reply) {
 bool SmtpClient::CanBegin() const {
   if (state_ != State::kReady || draining_ || quit_asked_) return false;
   if (order_.empty()) return true;
+  if (order_.size() == transactions_.size()) return false;
   const Extensions& offered = extensions();
-  if (!offered.pipelining || transactions_[order_.back()].next() != Transaction::Step::kAllSent) {
-    return false;
-  }
-  if (!offered.chunking) return order_.size() < std::min<std::size_t>(2, transactions_.size());
-  return order_.size() < transactions_.size() && bytes_in_hand_ < options_.window_bytes;
+  if (!offered.pipelining) return IsAllAnswered();
+  if (transactions_[order_.back()].next() != Transaction::Step::kAllSent) return false;
+  if (offered.chunking) return bytes_in_hand_ < options_.window_bytes;
+  return in_hand() < 2;
+}
+
+std::size_t SmtpClient::in_hand() const {
+  const auto open = std::count_if(order_.begin(), order_.end(), [this](std::size_t slot) {
+    return !transactions_[slot].IsAnswered();
+  });
+  return static_cast<std::size_t>(open);
 }
 
 std::size_t SmtpClient::FreeSlot() const {
@@ -262,7 +348,9 @@ void SmtpClient::Begin(std::size_t slot, const Submission& submission) {
   transactions_[slot].Begin(submission, extensions());
   order_.push_back(slot);
   bytes_in_hand_ += submission.message->bytes;
-  reset_for_.reset();
+  ++unconfirmed_messages_;
+  unconfirmed_recipients_ += submission.recipients.size();
+  reset_done_ = false;
   Advance();
 }
 
@@ -280,7 +368,9 @@ void SmtpClient::Pump() {
       if (!SendNext(slot, transaction)) return;
     }
   }
-  if (order_.empty() && expected_.empty() && quit_asked_) {
+  // QUIT also confirms what waits for it, where there is no room for another message.
+  if (!expected_.empty() || !IsAllAnswered()) return;
+  if (quit_asked_ || (holds_ && !CanBegin())) {
     Send("QUIT", Stage::kQuit);
     EnterState(State::kQuitting);
   }
@@ -293,9 +383,10 @@ bool SmtpClient::SendNext(std::size_t slot, Transaction& transaction) {
     case Transaction::Step::kMail:
       // After a BDAT that may yet be refused the server's state is uncertain: no message may
       // inherit an envelope (RFC 3030, section 2).
-      if (reset_for_ != slot && (needs_rset_ || (extensions().chunking && !expected_.empty()))) {
+      if (!reset_done_ &&
+          (needs_rset_ || LeftEnvelope(slot) || (extensions().chunking && !expected_.empty()))) {
         Send("RSET", Stage::kReset);
-        reset_for_ = slot;
+        reset_done_ = true;
         needs_rset_ = false;
         return true;
       }
@@ -316,8 +407,16 @@ bool SmtpClient::SendNext(std::size_t slot, Transaction& transaction) {
   return true;
 }
 
+// Whether the transaction before it failed and is not completed yet.
+bool SmtpClient::LeftEnvelope(std::size_t slot) const {
+  const auto place = std::find(order_.begin(), order_.end(), slot);
+  if (place == order_.begin()) return false;
+  const Transaction& before = transactions_[*std::prev(place)];
+  return before.IsAnswered() && before.LeavesEnvelope();
+}
+
 void SmtpClient::SendBody(std::size_t slot, Transaction& transaction) {
-  if (!extensions().chunking) {
+  if (!extensions().chunking || ShouldConfirm()) {
     Send("DATA", Stage::kData, slot);
     awaiting_354_ = true;
     return;
@@ -329,7 +428,7 @@ void SmtpClient::SendBody(std::size_t slot, Transaction& transaction) {
 }
 
 void SmtpClient::SendMessageText(std::size_t slot, Transaction& transaction) {
-  expected_.push_back({Stage::kEndOfData, slot});
+  expected_.push_back({Stage::kEndOfData, slot, 0, output_.queued() + 1});
   if (!transaction.HasRecipients()) {
     // The server took DATA without a recipient: an empty end (RFC 2920, section 3.1).
     return output_.Append(".\r\n");
@@ -340,9 +439,10 @@ void SmtpClient::SendMessageText(std::size_t slot, Transaction& transaction) {
 }
 
 void SmtpClient::Send(std::string_view command, Stage stage, std::size_t slot, std::size_t index) {
+  ++commands_;
   output_.Append(command);
   output_.Append("\r\n");
-  expected_.push_back({stage, slot, index});
+  expected_.push_back({stage, slot, index, output_.queued()});
   if (trace_.on()) trace_.Command(command, stage);
 }
 
@@ -361,31 +461,94 @@ bool SmtpClient::MayHaveEnded(const Transaction& transaction) const {
   return transaction.body_sent() && sent >= transaction.end();
 }
 
+bool SmtpClient::IsAllAnswered() const {
+  return std::all_of(order_.begin(), order_.end(), [this](std::size_t slot) {
+    const Transaction& transaction = transactions_[slot];
+    return transaction.IsAnswered() && output_.written() >= transaction.end();
+  });
+}
+
+bool SmtpClient::ShouldConfirm() const {
+  if (data_refused_at_ && commands_ - *data_refused_at_ < kDataDistance) return false;
+  return holds_ || unconfirmed_messages_ >= kConfirmMessages ||
+         unconfirmed_recipients_ >= kConfirmRecipients;
+}
+
+// The first so many transactions in order_, and all before them, have the answers that are theirs.
+void SmtpClient::Confirm(std::size_t transactions) {
+  confirmed_ = transactions;
+  data_refused_at_.reset();
+  CompleteFinished();
+  only_refusals_ = order_.empty();
+  events_.OnConfirmed();
+  unconfirmed_messages_ = unconfirmed_recipients_ = 0;
+  for (const std::size_t slot : order_) {
+    ++unconfirmed_messages_;
+    unconfirmed_recipients_ += transactions_[slot].recipients();
+  }
+}
+
+// Whether somebody would be sent to again, or the server be given up, after these answers: with a
+// reply too many they may be another message's, and this one may have been accepted.
+bool SmtpClient::NeedsConfirmation(const Transaction& transaction) {
+  // As long as there was nothing but refusals that belong together no reply can be too many: it
+  // would have torn one apart. A whole list that is told to wait costs no connection.
+  if (!transaction.IsRefusedInOrder()) only_refusals_ = false;
+  if (only_refusals_ || transaction.IsEveryoneAccepted()) return false;
+  const Transaction::Circumstances circumstances = CircumstancesOf(order_.front());
+  bool needs = false;
+  for (std::size_t i = 0; i < transaction.recipients(); ++i) {
+    const Answer answer = transaction.AnswerFor(i, circumstances);
+    if (answer.accepted || !transaction.IsUncertain(i, answer.failure.stage)) continue;
+    const Action action = answer.disposition.action;
+    const bool again = transaction.body_sent() && action != Action::kBounce;
+    const bool gives_up = action == Action::kDisableServer && unconfirmed_messages_ > 1;
+    if (!again && !gives_up) continue;
+    needs = true;
+    if (!answer.disposition.close_connection) continue;
+    Drain(answer.failure, answer.reply);
+    quit_asked_ = true;
+  }
+  return needs;
+}
+
+bool SmtpClient::CompleteFront() {
+  if (order_.empty()) return false;
+  const Transaction& first = transactions_[order_.front()];
+  if (!first.IsAnswered() || output_.written() < first.end()) return false;
+  holds_ = confirmed_ == 0 && !closing_at_ && (hold_all_ || NeedsConfirmation(first));
+  if (holds_) return false;
+  Complete(order_.front(), nullptr, {});
+  return true;
+}
+
 // Returns whether any completed.
 bool SmtpClient::CompleteFinished() {
   if (bdat_in_doubt_) return false;
   bool any = false;
-  while (!order_.empty()) {
-    const Transaction& first = transactions_[order_.front()];
-    if (!first.IsAnswered() || output_.written() < first.end()) break;
-    Complete(order_.front(), nullptr, {});
-    any = true;
-  }
+  while (CompleteFront()) any = true;
   if (draining_ && order_.empty() && state_ == State::kReady) {
     EndSession(drain_failure_, drain_text_);
   }
   return any;
 }
 
+Transaction::Circumstances SmtpClient::CircumstancesOf(std::size_t slot) const {
+  return {.delivered_before = messages_accepted_ > 0,
+          .head_of_line = order_.front() == slot,
+          .may_have_ended = MayHaveEnded(transactions_[slot])};
+}
+
 // Tells every recipient's answer. `lost` is set when the session ended before the transaction did.
 void SmtpClient::Complete(std::size_t slot, const Failure* lost, std::string_view lost_text) {
   Transaction& transaction = transactions_[slot];
-  const Transaction::Circumstances circumstances{.delivered_before = messages_accepted_ > 0,
-                                                 .head_of_line = order_.front() == slot,
-                                                 .may_have_ended = MayHaveEnded(transaction),
-                                                 .lost = lost,
-                                                 .lost_text = lost_text};
-  order_.erase(std::find(order_.begin(), order_.end(), slot));
+  Transaction::Circumstances circumstances = CircumstancesOf(slot);
+  circumstances.lost = lost;
+  circumstances.lost_text = lost_text;
+  const auto place = std::find(order_.begin(), order_.end(), slot);
+  circumstances.confirmed = static_cast<std::size_t>(place - order_.begin()) < confirmed_;
+  if (circumstances.confirmed) --confirmed_;
+  order_.erase(place);
   bytes_in_hand_ -= transaction.bytes();
   if (transaction.LeavesEnvelope()) needs_rset_ = true;
   for (std::size_t i = 0; i < transaction.recipients(); ++i) {
@@ -411,6 +574,7 @@ void SmtpClient::SessionOver(const Failure& failure, const std::string& text) {
   if (state_ == State::kOver) return;
   EnterState(State::kOver, text);
   bdat_in_doubt_.reset();
+  holds_ = false;
   expected_.clear();
   output_.DropWaiting();
   // Backwards, so that only the oldest one is head of line.

@@ -13,6 +13,11 @@
 // up to `window_messages` at a time. With PIPELINING alone, MAIL, RCPT and DATA go out in one
 // piece, after the end of the message before. Otherwise every command waits for its answer.
 //
+// A server, or a proxy, that sends a reply too many shifts every later answer to the next message.
+// 354 and 221 belong to DATA and QUIT only: where one comes in its place everything before it was
+// in step, which is told by OnConfirmed. With CHUNKING, every hundredth message is sent with DATA
+// for that. An answer after which a message would be sent again is told only once it is confirmed.
+//
 // The parts: session_setup.h is the dialogue up to the first message, transaction.h one message,
 // output_queue.h what is to be written. Here is what they share: the order of commands and replies.
 #pragma once
@@ -43,6 +48,9 @@ class ClientEvents {
   virtual void OnRecipient(std::size_t slot, std::size_t index, const Answer& answer) = 0;
   // After all its recipients: the slot and the transaction's memory are the owner's again.
   virtual void OnFinished(std::size_t slot) = 0;
+  // Every answer that was told until now is the server's to that message: replies and commands were
+  // in step here. With Fault::kOutOfStep the answers since the last call are not to be relied on.
+  virtual void OnConfirmed() = 0;
   // The session ended otherwise than by Quit, all transactions are finished. Once, the last call.
   virtual void OnSessionFailed(const Failure& failure, const Disposition& disposition,
                                const std::string& text) = 0;
@@ -91,7 +99,10 @@ class SmtpClient {
   bool was_ready() const { return was_ready_; }
   bool over() const { return state_ == State::kOver; }
   bool draining() const { return draining_; }  // takes no more transactions
-  std::size_t in_hand() const { return order_.size(); }
+  // Transactions that are not answered.
+  std::size_t in_hand() const;
+  // Answered, and not told before they are confirmed: the next message or QUIT does that.
+  bool holds_answers() const { return holds_ && expected_.empty(); }
   const Extensions& extensions() const { return setup_.extensions(); }
   std::uint64_t messages_accepted() const { return messages_accepted_; }
   // Replies that have been read as a whole.
@@ -106,12 +117,18 @@ class SmtpClient {
     Stage stage;
     std::size_t slot = 0;
     std::size_t index = 0;
+    std::uint64_t due = 0;  // there is no reply before so much of the output was handed over
   };
 
   void EnterState(State state, std::string_view why = {});
   void TakeSetupStep(const SessionSetup::Step& step);
   void OnReply(const Reply& reply);
+  void OnQuitReply(const Reply& reply);
+  void EndAfterQuit();
+  bool IsInStep(const PendingReply& pending, const Reply& reply);
   void OnTransactionReply(const PendingReply& pending, const Reply& reply);
+  bool IsOddRefusal(const Transaction& transaction, const Reply& reply) const;
+  void QuitToConfirm();
   void OnEndReply(std::size_t slot, const Reply& reply);
   bool ResolveBdatDoubt(const Reply& reply);
   void DisableChunking();
@@ -119,17 +136,25 @@ class SmtpClient {
 
   void Pump();
   bool SendNext(std::size_t slot, Transaction& transaction);
+  bool LeftEnvelope(std::size_t slot) const;
   void SendBody(std::size_t slot, Transaction& transaction);
   void SendMessageText(std::size_t slot, Transaction& transaction);
   void Send(std::string_view command, Stage stage, std::size_t slot = 0, std::size_t index = 0);
 
   void Advance();
   bool CompleteFinished();
+  bool CompleteFront();
+  void Confirm(std::size_t transactions);
+  bool NeedsConfirmation(const Transaction& transaction);
+  bool IsAllAnswered() const;
+  bool ShouldConfirm() const;
+  Transaction::Circumstances CircumstancesOf(std::size_t slot) const;
   void Complete(std::size_t slot, const Failure* lost, std::string_view lost_text);
   bool MayHaveEnded(const Transaction& transaction) const;
 
   void Drain(const Failure& failure, std::string_view text);
   void ProtocolError(std::string_view text);
+  void OutOfStep(const std::string& text);
   void SessionOver(const Failure& failure, const std::string& text);
   void EndSession(const Failure& failure, const std::string& text);
 
@@ -154,11 +179,22 @@ class SmtpClient {
   std::vector<std::size_t> order_;   // slots in use, in the order of the wire
   std::uint64_t bytes_in_hand_ = 0;  // of the messages in use
   std::uint64_t messages_accepted_ = 0;
-  bool awaiting_354_ = false;             // DATA is out, nothing may follow before its answer
-  bool needs_rset_ = false;               // the server may still hold a transaction that failed
-  std::optional<std::size_t> reset_for_;  // the slot for which RSET was said last
-  Failure drain_failure_;                 // why draining_ is set
+  bool awaiting_354_ = false;  // DATA is out, nothing may follow before its answer
+  bool needs_rset_ = false;    // the server may still hold a transaction that failed
+  bool reset_done_ = false;    // RSET was said for the transaction that was begun last
+  Failure drain_failure_;      // why draining_ is set
   std::string drain_text_;
+  // Transactions at the front of order_ whose answers are confirmed.
+  std::size_t confirmed_ = 0;
+  // Begun since the last confirmation.
+  std::size_t unconfirmed_messages_ = 0, unconfirmed_recipients_ = 0;
+  bool holds_ = false;         // the transaction at the front waits for a confirmation
+  std::uint64_t early_ = 0;    // an answer came before this much of the output was handed over
+  bool only_refusals_ = true;  // since the last confirmation
+  std::uint64_t commands_ = 0;
+  std::optional<std::uint64_t> data_refused_at_;  // commands_ then, since the last confirmation
+  bool hold_all_ = false;                         // nothing more is told without a confirmation
+  bool odd_quit_reply_ = false;
   // How many replies there were with the 421 that announced the end; nothing is begun from then on.
   std::optional<std::uint64_t> closing_at_;
   bool count_queued_as_sent_ = false;  // the session broke while a write was under way

@@ -82,6 +82,7 @@ class Play final : public ClientEvents {
     line += answer.accepted ? "sent" : ActionName(answer.disposition.action);
     results.push_back(line + ": " + std::string(answer.reply));
   }
+  void OnConfirmed() override {}
   void OnFinished(std::size_t slot) override {
     ++finished_messages_;
     envelopes_.at(slot).reset();  // a later look at it is found by the sanitizer
@@ -285,7 +286,8 @@ TEST(SmtpClientTest, LockStep) {
        ""},
       {"DATA refused, RSET before the next",
        kPlain + "+ a@x\nC: MAIL FROM:<s@x>\nS: 250 ok\nC: RCPT TO:<a@x>\nS: 250 ok\nC: DATA\n"
-                "S: 451 no room\n+ b@x\nC: RSET\nS: 250 ok\nC: MAIL FROM:<s@x>\nS: 554 no\n",
+                "S: 451 no room\n+ b@x\nC: RSET\nS: 250 ok\nC: MAIL FROM:<s@x>\nS: 554 no\n"
+                "quit\nC: QUIT\nS: 221 bye\n",
        {"a@x later: 451 no room", "b@x takeout: 554 no"},
        ""},
       {"the message refused",
@@ -385,7 +387,7 @@ TEST(SmtpClientTest, Window) {
       {"MAIL, RCPT and BDAT refused, one each",
        kWindow + "+ a@x\n" + one + "+ a@x\n" + next + "+ a@x\n" + next +
            "S: 550 not you\nS: 503 x\nS: 503 x\nS: 250 ok\nS: 250 ok\nS: 550 no\nS: 554 none\n"
-           "S: 250 ok\nS: 250 ok\nS: 250 ok\nS: 452 full\n",
+           "S: 250 ok\nS: 250 ok\nS: 250 ok\nS: 452 full\nquit\nC: QUIT\nS: 221 bye\n",
        {"a@x takeout: 550 not you", "a@x refuse: 550 no", "a@x later: 452 full"},
        ""},
       {"a hang-up: what was answered counts, what was sent is unknown",
@@ -746,6 +748,7 @@ class Storm final : public ClientEvents {
     message_.bytes = message_.pieces[0].size();
     client_.Connected("[127.0.0.1]", true);
     client_.Received("220 hi\r\n");
+    Write();
     std::string hello = "250-x\r\n";
     if (pipelining) hello += "250-PIPELINING\r\n";
     if (chunking) hello += "250-CHUNKING\r\n";
@@ -777,6 +780,7 @@ class Storm final : public ClientEvents {
     EXPECT_FALSE(answer.accepted && index == 2) << "an address that was never said";
     sent_ += answer.accepted;
   }
+  void OnConfirmed() override {}
   void OnFinished(std::size_t) override { ++finished_; }
   void OnSessionFailed(const Failure&, const Disposition&, const std::string&) override {}
 
@@ -802,8 +806,10 @@ class Storm final : public ClientEvents {
       const std::string_view verb = line.substr(0, 4);
       if (verb == "DATA") {
         owed += '3';
+      } else if (verb == "QUIT") {
+        owed += 'Q';
       } else if (line == ".\r" || verb == "MAIL" || verb == "RCPT" || verb == "BDAT" ||
-                 verb == "RSET" || verb == "QUIT") {
+                 verb == "RSET") {
         owed += '2';
       }
     }
@@ -812,8 +818,9 @@ class Storm final : public ClientEvents {
   void Answer() {
     static constexpr const char* kOthers[] = {"550 no", "550 no",  "451 not", "452 full", "250 ok",
                                               "354 go", "503 bad", "421 bye", "?"};
-    std::string answer = owed_[0] == '3' ? "354 go" : "250 ok";
-    if (Chance(8)) answer = kOthers[random_() % (Chance(4) ? std::size(kOthers) : 4)];
+    std::string answer = owed_[0] == '3' ? "354 go" : owed_[0] == 'Q' ? "221 bye" : "250 ok";
+    if (owed_[0] != 'Q' && Chance(8))
+      answer = kOthers[random_() % (Chance(4) ? std::size(kOthers) : 4)];
     yes_ += answer.starts_with("250");
     owed_.erase(0, 1);
     client_.Received(answer + "\r\n");

@@ -27,6 +27,7 @@ class TraceText final : public Trace {
 class Ignored final : public ClientEvents {
  public:
   void OnRecipient(std::size_t, std::size_t, const Answer&) override {}
+  void OnConfirmed() override {}
   void OnFinished(std::size_t) override {}
   void OnSessionFailed(const Failure&, const Disposition&, const std::string&) override {}
 };

@@ -172,6 +172,29 @@ Disposition Classify(const Failure& failure) {
   return failure.end_of_data_sent ? kUncertain : kBroken;
 }
 
+bool CanAnswer(Stage stage, const Reply& reply, bool strict) {
+  if (stage < Stage::kMail || stage > Stage::kReset) return true;
+  switch (reply.code) {
+    case 211:  // codes of other commands
+    case 214:
+    case 220:
+    case 221:
+    case 235:
+    case 334:
+      return false;
+    case 251:
+    case 252:
+      return stage == Stage::kRcpt;
+    default:
+      break;
+  }
+  if ((reply.severity() == 3) != (stage == Stage::kData) && reply.severity() < 4) return false;
+  if (!strict || reply.severity() != 2) return true;
+  // X.1 is about addresses, X.6 about the message (RFC 3463).
+  if (reply.enhanced.subject == 1) return stage == Stage::kMail || stage == Stage::kRcpt;
+  return reply.enhanced.subject != 6 || stage == Stage::kEndOfData;
+}
+
 const char* StageName(Stage stage) {
   switch (stage) {
     case Stage::kConnect:

@@ -34,6 +34,8 @@ enum class Fault {
   kTimeout,        // no answer in time
   kClosed,         // the connection ended or broke
   kProtocolError,  // what came was no reply, or one that does not belong here
+  // It sent a reply too many: whose answers those since the last confirmation are is not known.
+  kOutOfStep,
   kDnsFailure,     // the server's name has no address
   kUnreachable,    // no connection to any of its addresses
   kTls,            // TLS could not be agreed on
@@ -79,6 +81,10 @@ struct Disposition {
 };
 
 Disposition Classify(const Failure& failure);
+
+// Whether `reply` can be the answer to a command of this stage; with one that can't be, the two
+// sides are out of step. `strict` looks at enhanced codes too, of which some servers are careless.
+bool CanAnswer(Stage stage, const Reply& reply, bool strict);
 
 // "MAIL FROM", for messages.
 const char* StageName(Stage stage);

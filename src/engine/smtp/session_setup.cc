@@ -67,6 +67,7 @@ SessionSetup::Step SessionSetup::OnEhlo(const Reply& reply) {
   if (reply.severity() == 5 && !said_helo_) return SendEhlo("HELO ");
   if (reply.severity() != 2) return Refused(Stage::kEhlo, reply);
   if (!said_helo_) extensions_ = ParseEhlo(reply.text);
+  ehlo_text_ = reply.text.find('\n') != std::string::npos ? reply.text : std::string();
   extensions_.pipelining = extensions_.pipelining && options_.use_pipelining;
   extensions_.chunking = extensions_.chunking && options_.use_chunking;
   for (const std::string& mechanism : extensions_.auth_mechanisms) sasl_.Offer(mechanism);

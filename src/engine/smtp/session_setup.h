@@ -46,6 +46,10 @@ class SessionSetup {
   // The reply as one line without secrets. Some servers repeat what they were sent; a trace of the
   // login is enough for the text to be left out.
   std::string Redacted(const Reply& reply) const;
+  // Whether it is the answer to EHLO once more, which has several lines.
+  bool IsEhloReply(const Reply& reply) const {
+    return !ehlo_text_.empty() && reply.code == 250 && reply.text == ehlo_text_;
+  }
   bool RepeatsLogin(std::string_view text) const { return secrets_.FoundIn(text); }
 
  private:
@@ -64,6 +68,7 @@ class SessionSetup {
   SecretScanner secrets_;  // never to be shown
   Extensions extensions_;
   std::string hello_name_;
+  std::string ehlo_text_;  // the last answer to EHLO, if it has several lines
   bool secure_ = false, loopback_ = false, said_helo_ = false;
 };
 

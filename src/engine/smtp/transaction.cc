@@ -196,10 +196,39 @@ const Transaction::StoredReply* Transaction::DecisiveReply(std::size_t index, bo
   return nullptr;
 }
 
+bool Transaction::IsRefusedInOrder() const {
+  const auto nobody = [](const StoredReply& reply) {
+    return reply.open() || reply.code == 503 || reply.code == 554;
+  };
+  return accepted_ == 0 && IsSenderRefusedInOrder() && nobody(data_) && nobody(body_);
+}
+
+bool Transaction::IsSenderRefusedInOrder() const {
+  if (!IsSenderRefused()) return true;
+  for (std::size_t i = 0; i < recipients(); ++i) {
+    if (recipients_[i].fault == Fault::kReply && !recipients_[i].open() &&
+        recipients_[i].code != 503) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool Transaction::IsUncertain(std::size_t index, Stage stage) const {
+  const bool local = mail_.fault != Fault::kReply || recipients_[index].fault != Fault::kReply;
+  return !local && (stage == Stage::kEndOfData || data_.open());
+}
+
 Answer Transaction::AnswerFor(std::size_t index, const Circumstances& circumstances) const {
   Answer answer;
   Failure& failure = answer.failure;
   const StoredReply* decisive = DecisiveReply(index, circumstances.may_have_ended, failure.stage);
+  const bool out_of_step =
+      circumstances.lost != nullptr && circumstances.lost->fault == Fault::kOutOfStep;
+  if (out_of_step && !circumstances.confirmed && IsUncertain(index, failure.stage)) {
+    decisive = nullptr;
+    failure.stage = circumstances.may_have_ended ? Stage::kEndOfData : circumstances.lost->stage;
+  }
   if (decisive != nullptr) {
     answer.reply = decisive->text;
     answer.accepted = failure.stage == Stage::kEndOfData && decisive->accepted();

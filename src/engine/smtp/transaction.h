@@ -41,6 +41,7 @@ class Transaction {
     bool delivered_before = false;  // a message was accepted on this connection before
     bool head_of_line = true;       // no earlier transaction was open
     bool may_have_ended = false;    // the whole message may have reached the server
+    bool confirmed = false;         // its answers are its own, whatever came later
     // Why the session ended before the transaction did; null otherwise.
     const Failure* lost = nullptr;
     std::string_view lost_text = {};
@@ -87,6 +88,16 @@ class Transaction {
     return !mail_.failed() && !recipients_[index].failed();
   }
   std::size_t recipients() const { return submission_.recipients.size(); }
+  bool IsSenderRefused() const { return mail_.failed() && mail_.fault == Fault::kReply; }
+  // False when the sender was refused and a recipient was answered as if that were not so.
+  bool IsSenderRefusedInOrder() const;
+  // The sender or every recipient was refused, and what followed as it must be then.
+  bool IsRefusedInOrder() const;
+  bool IsEveryoneAccepted() const { return IsAccepted() && accepted_ == recipients(); }
+  // Whether an answer from `stage` may be another message's as long as nothing confirms it: it is
+  // not ours, and not one that came before this message's 354.
+  bool IsUncertain(std::size_t index, Stage stage) const;
+  // After kOutOfStep the uncertain answers count as none.
   Answer AnswerFor(std::size_t index, const Circumstances& circumstances) const;
 
  private:
