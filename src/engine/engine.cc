@@ -167,16 +167,16 @@ class Run {
   Status CheckServers() const {
     const auto has = [this](const std::string& server, bool with_login) {
       return std::any_of(job_.accounts.begin(), job_.accounts.end(), [&](const Account& account) {
-        return Names(server, account) && (!with_login || !account.login.empty());
+        return Matches(server, account) && (!with_login || !account.login.empty());
       });
     };
     const std::string none = "', which is no account of this job";
-    for (const ServerRate& rate : options_.delivery.account_rates) {
+    for (const ServerRateLimit& rate : options_.delivery.account_rates) {
       if (has(rate.server, false)) continue;
       return Status(Code::kUsage,
                     "--account-rate names '" + ModText::Printable(rate.server) + none);
     }
-    for (const ServerCommand& command : options_.delivery.password_commands) {
+    for (const ServerPasswordCommand& command : options_.delivery.password_commands) {
       if (has(command.server, true)) continue;
       return Status(Code::kUsage, "--password-command names '" +
                                       ModText::Printable(command.server) + none + " with a login");
@@ -514,8 +514,8 @@ class Run {
     for (const AccountTally& account : end.accounts) {
       if (!account.login_refused.empty()) {
         dead.emplace_back(account.server, "login refused: " + account.login_refused);
-      } else if (!account.taken_out.empty()) {
-        dead.emplace_back(account.server, account.taken_out);
+      } else if (!account.disabled.empty()) {
+        dead.emplace_back(account.server, account.disabled);
       }
     }
     return dead;

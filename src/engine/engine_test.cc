@@ -394,7 +394,7 @@ TEST_F(EngineTest, AnAccountThatDidNotWorkIsNamed) {
   delivery.tallies[1].server = "old.x.org:587";
   delivery.tallies[1].login_refused = "535 5.7.8 who are you";
   delivery.tallies[2].server = "far.x.org:25";
-  delivery.tallies[2].taken_out = "connection refused";
+  delivery.tallies[2].disabled = "connection refused";
   options_.json = true;
   EXPECT_EQ(Run(delivery), kExitSomeNotSent);
   const std::string json = out_.text.substr(out_.text.rfind("{\"event\""));

@@ -67,7 +67,7 @@ void Declare(CLI::App& app, Arguments& arguments, EngineOptions& options) {
       ->type_name("FILE");
   app.add_flag("--insecure-auth", delivery.insecure_auth,
                "Allow a password over a clear connection to another machine");
-  app.add_option("--retry", delivery.retry, "Attempts a recipient may take (default 3)")
+  app.add_option("--retry", delivery.max_attempts, "Attempts a recipient may take (default 3)")
       ->check(CLI::Range(1, 100));
   app.add_option("--retry-delay", arguments.retry_delay,
                  "Seconds before the second attempt; doubles (default 30)")

@@ -94,8 +94,8 @@ Status WriteText(const fs::path& folder, const LineStates& states, const ReportF
       head +=
           "Login refused: " + Value(account.server) + ": " + Value(account.login_refused) + "\r\n";
     }
-    if (!account.taken_out.empty()) {
-      head += "Given up: " + Value(account.server) + ": " + Value(account.taken_out) + "\r\n";
+    if (!account.disabled.empty()) {
+      head += "Given up: " + Value(account.server) + ": " + Value(account.disabled) + "\r\n";
     }
     if (account.in_clear) head += "In clear: " + Value(account.server) + ": " + kInClear + "\r\n";
   }

@@ -312,8 +312,7 @@ class PageWriter {
       if (!account.login_refused.empty()) {
         html += Fact(account.server, "login refused: " + account.login_refused);
       }
-      if (!account.taken_out.empty())
-        html += Fact(account.server, "given up: " + account.taken_out);
+      if (!account.disabled.empty()) html += Fact(account.server, "given up: " + account.disabled);
       if (account.in_clear) html += Fact(account.server, kInClear);
     }
     if (counts_.to_mend > 0) {

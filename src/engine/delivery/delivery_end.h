@@ -24,7 +24,7 @@ struct Progress {
 struct AccountTally {
   std::string server;         // "name:port"
   std::string login_refused;  // the server's words when it took no login; empty otherwise
-  std::string taken_out;      // why else it took no further part, or none at all; empty otherwise
+  std::string disabled;       // why else it took no further part, or none at all; empty otherwise
   // What would help, where it took no further part. A job keeps its accounts and its message.
   enum class Remedy { kLater, kTrustAnchor, kAnotherJob };
   Remedy remedy = Remedy::kLater;

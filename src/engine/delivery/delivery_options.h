@@ -15,18 +15,18 @@
 namespace vespro::engine {
 
 // Said of one server: of all accounts that `server`, "name" or "name:port", matches.
-struct ServerRate {
+struct ServerRateLimit {
   std::string server;
   double messages_per_second = 0;
 };
-struct ServerCommand {
+struct ServerPasswordCommand {
   std::string server;
   // A shell command. The first line that it writes is the password, or after "Bearer " an OAuth 2
   // access token. It is run when the first connection is wanted, and again when a login is refused
   // that was accepted before: tokens expire.
   std::string command;
 };
-inline bool Names(std::string_view server, const Account& account) {
+inline bool Matches(std::string_view server, const Account& account) {
   const std::string with_port = account.server + ":" + std::to_string(account.port);
   return ModText::EqualsIgnoringAsciiCase(server, account.server) ||
          ModText::EqualsIgnoringAsciiCase(server, with_port);
@@ -37,7 +37,7 @@ struct DeliveryOptions {
   TlsUse tls = TlsUse::kAuto;
   std::filesystem::path extra_ca;  // PEM, beside the system's own anchors; empty for none
   bool insecure_auth = false;      // passwords over a clear connection to a far server
-  int retry = 3;                   // attempts a recipient may take in all
+  int max_attempts = 3;            // that a recipient may take in all
   std::chrono::milliseconds retry_delay{30'000};  // doubles from attempt to attempt
   // How long a server is left alone after a failure; doubles from failure to failure.
   std::chrono::milliseconds server_backoff{1000};
@@ -45,8 +45,8 @@ struct DeliveryOptions {
   std::size_t recipients_per_transaction = 100;
   double timeout_scale = 1.0;      // of RFC 5321, section 4.5.3.2; tests shorten it
   double messages_per_second = 0;  // over all accounts; 0 for no ceiling
-  std::vector<ServerRate> account_rates;
-  std::vector<ServerCommand> password_commands;
+  std::vector<ServerRateLimit> account_rates;
+  std::vector<ServerPasswordCommand> password_commands;
   Trace* trace = nullptr;  // outlives the Delivery; null for none
 };
 

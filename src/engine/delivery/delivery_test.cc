@@ -73,7 +73,7 @@ TEST(DeliveryTest, BatchesAreSplitWhereTheServerHasNoMoreRoom) {
                            }});
     FakeJob job(100, 10);
     job.options.connections = 1;
-    job.options.retry = 1;
+    job.options.max_attempts = 1;
     job.To(server);
     EXPECT_EQ(job.Run().reason, Reason::kDone);
     EXPECT_EQ(job.ledger.Count(State::kSent), 100U);
@@ -144,8 +144,8 @@ TEST(DeliveryTest, AServerThatIsNotThere) {
   with_good.To(good);
   const DeliveryEnd carried = with_good.Run();
   EXPECT_EQ(carried.reason, Reason::kDone);
-  EXPECT_NE(carried.accounts[0].taken_out.find("refused"), std::string::npos);
-  EXPECT_EQ(carried.accounts[1].taken_out, "");
+  EXPECT_NE(carried.accounts[0].disabled.find("refused"), std::string::npos);
+  EXPECT_EQ(carried.accounts[1].disabled, "");
   EXPECT_EQ(with_good.ledger.Count(State::kSent), 50U);
 
   FakeJob alone(100'000);
@@ -178,7 +178,7 @@ TEST(DeliveryTest, AMessageThatIsTooLargeForAServer) {
     EXPECT_EQ(end.reason, with_large ? Reason::kDone : Reason::kStopped);
     EXPECT_EQ(job.ledger.Count(State::kSent), with_large ? 20U : 0U);
     EXPECT_EQ(job.ledger.outcomes.size(), with_large ? 20U : 0U);
-    EXPECT_EQ(end.accounts[0].taken_out,
+    EXPECT_EQ(end.accounts[0].disabled,
               "the message has at least 83 bytes, the server takes at most 50");
     EXPECT_EQ(end.status.code(), with_large ? Code::kOk : Code::kBadInput) << end.status.text();
   }
@@ -225,7 +225,7 @@ TEST(DeliveryTest, TemporaryFailuresAreTriedAgainAndThenFail) {
                            return ++asked[command] < 3 || never ? "450 4.2.0 greylisted" : "";
                          }});
   FakeJob job(10);
-  job.options.retry = 3;
+  job.options.max_attempts = 3;
   job.To(server);
   EXPECT_EQ(job.Run().reason, Reason::kDone);
   for (const auto& [address, outcome] : job.ledger.outcomes) {
@@ -242,7 +242,7 @@ TEST(DeliveryTest, AServerThatTakesNobodyCostsNobodyTheirLastAttempt) {
                       }});
   ScriptedServer good({kOffers[2], {}});
   FakeJob job(400);
-  job.options.retry = 2;
+  job.options.max_attempts = 2;
   job.To(bad);
   job.To(good);
   EXPECT_EQ(job.Run().reason, Reason::kDone);
@@ -266,7 +266,7 @@ TEST(DeliveryTest, AServerThatHangsUpWithoutAWordIsLearntFrom) {
                            }});
     FakeJob job(300);
     job.options.connections = 1;
-    job.options.retry = 10;
+    job.options.max_attempts = 10;
     job.To(server);
     EXPECT_EQ(job.Run().reason, Reason::kDone);
     EXPECT_LE(job.ledger.Count(State::kUnknown), row.most_unknown);
@@ -285,7 +285,7 @@ TEST(DeliveryTest, ASenderThatOneServerRefusesGoesToTheOther) {
     job.To(strict);
     if (with_open) job.To(open);
     const DeliveryEnd end = job.Run();
-    EXPECT_EQ(end.accounts[0].taken_out, "550 5.7.1 not here");
+    EXPECT_EQ(end.accounts[0].disabled, "550 5.7.1 not here");
     if (with_open) {
       EXPECT_EQ(end.reason, Reason::kDone);
       EXPECT_EQ(job.ledger.Count(State::kSent), 40U);
@@ -306,7 +306,7 @@ TEST(DeliveryTest, ALimitOfMessagesIsNoFailure) {
                          }});
   FakeJob job(100);
   job.options.connections = 1;
-  job.options.retry = 1;
+  job.options.max_attempts = 1;
   job.To(server);
   EXPECT_EQ(job.Run().reason, Reason::kDone);
   EXPECT_EQ(job.ledger.Count(State::kSent), 100U);
@@ -325,7 +325,7 @@ TEST(DeliveryTest, Silence) {
                              return command.starts_with(row.at) ? ScriptedServer::kSilence : "";
                            }});
     FakeJob job(2);
-    job.options.retry = 2;
+    job.options.max_attempts = 2;
     job.To(server);
     EXPECT_EQ(job.Run().reason, Reason::kDone);
     EXPECT_EQ(job.ledger.Count(row.state), 2U);
@@ -416,7 +416,7 @@ TEST(DeliveryTest, AServerThatAsksForPatienceGetsIt) {
                            }});
     FakeJob job(1000);
     job.options.connections = 1;
-    job.options.retry = 100;
+    job.options.max_attempts = 100;
     job.options.retry_delay = milliseconds(0);
     job.To(server);
     job.loop.After(seconds(60), [&] { job.running->RequestStop(); });

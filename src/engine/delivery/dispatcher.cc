@@ -37,7 +37,7 @@ Dispatcher::Dispatcher(const DeliveryOptions& options, const std::vector<Account
     : renderer_(renderer),
       tls_(options.tls),
       recipients_per_transaction_(options.recipients_per_transaction),
-      retry_policy_{options.retry, options.retry_delay},
+      retry_policy_{options.max_attempts, options.retry_delay},
       queue_(source, renderer.recipients_per_message()),
       pool_(options, accounts, now),
       recorder_(results, pool_.Names()),
@@ -259,9 +259,9 @@ DeliveryEnd Dispatcher::End() {
     AccountTally tally;
     tally.server = server.name();
     const bool login = server.disabled_reason().code() == Code::kLogin;
-    (login ? tally.login_refused : tally.taken_out) = server.disabled_reason().text();
+    (login ? tally.login_refused : tally.disabled) = server.disabled_reason().text();
     // Others may have carried the job meanwhile.
-    if (server.enabled() && server.NeverConnected()) tally.taken_out = server.last_error();
+    if (server.enabled() && server.NeverConnected()) tally.disabled = server.last_error();
     tally.remedy = server.remedy();
     tally.in_clear = server.sent_in_clear();
     tally.sent = counts.sent;

@@ -15,7 +15,7 @@ std::vector<Server> MakeServers(const DeliveryOptions& options,
                                 TimePoint now) {
   std::vector<std::size_t> limit_of_rate;
   limit_of_rate.reserve(options.account_rates.size());
-  for (const ServerRate& rate : options.account_rates) {
+  for (const ServerRateLimit& rate : options.account_rates) {
     limit_of_rate.push_back(limits.Add(rate.messages_per_second, now));
   }
   std::vector<Server> servers;
@@ -28,11 +28,11 @@ std::vector<Server> MakeServers(const DeliveryOptions& options,
     }
     std::size_t limit = RateLimits::kUnlimited;
     for (std::size_t i = 0; i < limit_of_rate.size(); ++i) {
-      if (engine::Names(options.account_rates[i].server, account)) limit = limit_of_rate[i];
+      if (Matches(options.account_rates[i].server, account)) limit = limit_of_rate[i];
     }
     CredentialSource credentials(account.password);
-    for (const ServerCommand& command : options.password_commands) {
-      if (engine::Names(command.server, account)) {
+    for (const ServerPasswordCommand& command : options.password_commands) {
+      if (Matches(command.server, account)) {
         credentials = CredentialSource(PasswordCommand(command.command));
       }
     }
@@ -52,7 +52,7 @@ std::vector<unsigned> WeightsOf(const std::vector<Server>& servers) {
 
 ServerPool::ServerPool(const DeliveryOptions& options, const std::vector<Account>& accounts,
                        TimePoint now)
-    : max_attempts_(options.retry),
+    : max_attempts_(options.max_attempts),
       limits_(options.messages_per_second, now),
       servers_(MakeServers(options, accounts, limits_, now)),
       shares_(WeightsOf(servers_)) {}

@@ -31,7 +31,7 @@ TEST(ServerPoolTest, EqualLinesAreOneServerWithMoreConnections) {
 
 TEST(ServerPoolTest, TheLastAttemptIsNotMadeWhereTheOneBeforeFailed) {
   DeliveryOptions options;
-  options.retry = 3;
+  options.max_attempts = 3;
   ServerPool pool = MakePool({"a", "b"}, options);
   AttemptState state;
   state.last_server = 0;
