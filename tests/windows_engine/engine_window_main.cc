@@ -1,8 +1,9 @@
 // vespro-engine-window ENGINE JOB DEED: starts the engine as the add-in does, from a program that
 // may have a console, and uses its window. DEED: "watch" waits for the end, "stop" and "at-once"
 // press Stop once or twice when mail has gone out, "go-on" presses Stop and, when that is done, Go
-// on, "close" presses the frame's button, "leave" leaves the window to others. Prints each label of the window when the run has ended, if it still
-// shows, and the engine's exit code. "close-console" is for an engine in a console of its own.
+// on, "close" presses the frame's button, "leave" leaves the window to others. Prints each label of
+// the window when the run has ended, if it still shows, and the engine's exit code. "close-console"
+// is for an engine in a console of its own.
 #include <windows.h>
 
 #include <cstdint>
