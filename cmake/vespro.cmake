@@ -1,4 +1,4 @@
-# How every target of this project is built, and the one way to declare a room.
+# How every target of this project is built, and the one way to declare a module.
 
 find_package(Threads REQUIRED)
 include(${CMAKE_CURRENT_LIST_DIR}/product.cmake)
@@ -62,22 +62,22 @@ if(VESPRO_TESTS)
   add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
 endif()
 
-# vespro_room(NAME SOURCES ... [TESTS ...] [USES room ...] [LIBRARIES ...])
-# A room is the static library vespro_NAME and, with TESTS, one test program NAME_test.
-function(vespro_room name)
-  cmake_parse_arguments(ROOM "" "" "SOURCES;TESTS;USES;LIBRARIES" ${ARGN})
-  add_library(vespro_${name} STATIC ${ROOM_SOURCES})
-  list(TRANSFORM ROOM_USES PREPEND vespro_)
-  target_link_libraries(vespro_${name} PUBLIC ${ROOM_USES} vespro_options ${ROOM_LIBRARIES})
-  if(ROOM_TESTS AND VESPRO_TESTS)
-    add_executable(${name}_test ${ROOM_TESTS})
+# vespro_module(NAME SOURCES ... [TESTS ...] [USES module ...] [LIBRARIES ...])
+# A module is the static library vespro_NAME and, with TESTS, one test program NAME_test.
+function(vespro_module name)
+  cmake_parse_arguments(MODULE "" "" "SOURCES;TESTS;USES;LIBRARIES" ${ARGN})
+  add_library(vespro_${name} STATIC ${MODULE_SOURCES})
+  list(TRANSFORM MODULE_USES PREPEND vespro_)
+  target_link_libraries(vespro_${name} PUBLIC ${MODULE_USES} vespro_options ${MODULE_LIBRARIES})
+  if(MODULE_TESTS AND VESPRO_TESTS)
+    add_executable(${name}_test ${MODULE_TESTS})
     target_link_libraries(${name}_test PRIVATE vespro_${name} gtest_main)
     add_test(NAME ${name} COMMAND ${name}_test)
     set_tests_properties(${name} PROPERTIES TIMEOUT 300)
   endif()
 endfunction()
 
-# vespro_fuzzer(NAME SOURCE USES room ...): a libFuzzer program, in the fuzz preset only.
+# vespro_fuzzer(NAME SOURCE USES module ...): a libFuzzer program, in the fuzz preset only.
 function(vespro_fuzzer name source)
   cmake_parse_arguments(FUZZ "" "" "USES" ${ARGN})
   if(VESPRO_FUZZ)

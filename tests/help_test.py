@@ -15,7 +15,7 @@ DIALOGS = ROOT / "docs" / "screens" / "dialogs"
 EMPTY = {"meta", "link", "img", "br"}
 
 # Where the texts stand that the user of the add-in sees.
-ROOMS = ["addin", "engine_window", "merge", "recipients", "reports", "send", "settings", "support", "host/start_or_tell.h",
+MODULES = ["addin", "engine_window", "merge", "recipients", "reports", "send", "settings", "support", "host/start_or_tell.h",
          "base/files.cc", "base/posix/files_posix.cc", "base/win32/files_win32.cc", "win32/win32_desktop.cc",
          "engine/delivery", "engine/smtp", *(f"engine/{file}.cc" for file in ("address", "engine", "journal", "list_source"))]
 OPTION = "options of the engine that the add-in does not use"
@@ -106,8 +106,8 @@ def texts_in(source):
 
 
 def sources():
-    for room in ROOMS:
-        path = SOURCES / room
+    for module in MODULES:
+        path = SOURCES / module
         for file in sorted(path.iterdir()) if path.is_dir() else [path]:
             if file.suffix in (".h", ".cc") and not re.search(r"_test|stories|testing|test_host|test_server|test_job|fake_|scripted_server", file.name):
                 yield file

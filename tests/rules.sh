@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The house rules that a search can check: platform headers stay behind the platform rooms' doors, the
-# build and not the preprocessor picks a platform, every room says what it is for. A test may play the
+# The house rules that a search can check: platform headers stay behind the platform modules' doors, the
+# build and not the preprocessor picks a platform, every module says what it is for. A test may play the
 # other side of a connection, so tests are free to use what their subject is not.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../src"
@@ -14,13 +14,13 @@ complain() {
   done
 }
 
-complain "platform header outside the platform rooms" < <(
+complain "platform header outside the platform modules" < <(
   grep -rnE --include=*.h --include=*.cc \
     '#include *<(windows\.h|winsock2\.h|ole2\.h|gtk/|sys/socket\.h|netdb\.h|arpa/|netinet/|asio)' . |
     sed 's,^\./,,' |
     grep -vE '^(win32|outlook|evolution|terminal|base/win32|base/posix)/|^engine/net/|_test\.cc:|/test_[a-z]*\.h:' || true)
 
-complain "platform test in a room" < <(
+complain "platform test in a module" < <(
   grep -rnE --include=*.h --include=*.cc '^ *# *(if|ifdef|ifndef|elif).*(_WIN32|_WIN64|__linux__|__unix__|\bSIG[A-Z]+\b)' . |
     sed 's,^\./,,' | grep -vE '^(win32|outlook|evolution|base/win32|base/posix)/' || true)
 
@@ -35,9 +35,9 @@ complain "include of a higher layer" < <(
   wire_includes | grep -E '^engine/(smtp/[^ ]* engine/(net|delivery)/|net/[^ ]* engine/delivery/)' || true
   wire_includes | grep -vE ' engine/((smtp|net|delivery)/|(message|work|trace|hmac)$)' || true)
 
-complain "room without a README.md" < <(
-  for room in */; do
-    if compgen -G "$room*.cc" >/dev/null && [[ ! -e ${room}README.md ]]; then echo "$room"; fi
+complain "module without a README.md" < <(
+  for module in */; do
+    if compgen -G "$module*.cc" >/dev/null && [[ ! -e ${module}README.md ]]; then echo "$module"; fi
   done)
 
 complain "README.md that names what is not there" < <(
@@ -47,7 +47,7 @@ complain "README.md that names what is not there" < <(
     done
   done)
 
-complain "test that no room runs" < <(
+complain "test that no module runs" < <(
   for test in */*_test.cc */*/*_test.cc; do
     [[ -e $test ]] || continue
     grep -rqF "$(basename "$test")" --include=CMakeLists.txt --include=*.cmake . || echo "$test"

@@ -1,4 +1,4 @@
-// base/status.h - how every room reports failure. A Status is small and by value; our code throws
+// base/status.h - how every module reports failure. A Status is small and by value; our code throws
 // nothing. Any thread.
 #pragma once
 

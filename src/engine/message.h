@@ -1,5 +1,5 @@
-// engine/message.h - the plain data that the engine's rooms hand to each other: who gets what, over
-// which account. Text is UTF-8.
+// engine/message.h - the plain data that the engine's modules hand to each other: who gets what,
+// over which account. Text is UTF-8.
 #pragma once
 
 #include <cstdint>

@@ -7,24 +7,24 @@ else()
   set(system_tests delivery/delivery_socket_test.cc)  # its server wakes its threads as only POSIX does
 endif()
 # What OpenSSL does for us beside TLS itself.
-vespro_room(engine_crypto
+vespro_module(engine_crypto
   SOURCES hmac.cc ${system}
   USES base
   LIBRARIES vespro_openssl)
 
-vespro_room(engine_smtp
+vespro_module(engine_smtp
   SOURCES smtp/client.cc smtp/extensions.cc smtp/output_queue.cc smtp/policy.cc smtp/reply.cc smtp/sasl.cc
           smtp/secret_scanner.cc smtp/session_setup.cc smtp/session_trace.cc smtp/transaction.cc
   TESTS smtp/client_test.cc smtp/client_trace_test.cc smtp/extensions_test.cc smtp/output_queue_test.cc smtp/policy_test.cc smtp/reply_test.cc smtp/sasl_test.cc
         smtp/secret_scanner_test.cc smtp/surplus_reply_test.cc
   USES base mime engine_crypto)
 
-vespro_room(engine_net
+vespro_module(engine_net
   SOURCES net/asio_loop.cc
   USES engine_smtp
   LIBRARIES vespro_asio vespro_openssl)
 
-vespro_room(engine_delivery
+vespro_module(engine_delivery
   SOURCES delivery/backoff.cc delivery/credential_source.cc delivery/delivery.cc delivery/delivery_trace.cc
           delivery/dispatcher.cc
           delivery/fair_share.cc delivery/outcome_recorder.cc delivery/rate_limit.cc

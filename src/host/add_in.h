@@ -20,7 +20,7 @@ class MailClient;
 // file, and is the title of every message box.
 inline constexpr char kModuleName[] = "Vespro";
 
-// A compose window, as far as the rooms know it.
+// A compose window, as far as the modules know it.
 struct ComposeWindow {
   virtual ~ComposeWindow() = default;
 

@@ -1,4 +1,4 @@
-// send/send_test_host.h - a whole add-in in memory, for the tests of this room.
+// send/send_test_host.h - a whole add-in in memory, for the tests of this module.
 #pragma once
 
 #include <gtest/gtest.h>

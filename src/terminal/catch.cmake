@@ -1,5 +1,5 @@
 # The loopback mail catcher, apart from the rest of the folder: it alone needs sockets.
-vespro_room(catch
+vespro_module(catch
   SOURCES catch_session.cc catcher.cc
   TESTS catch_session_test.cc catcher_test.cc
   USES base
