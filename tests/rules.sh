@@ -24,16 +24,16 @@ complain "platform test in a module" < <(
   grep -rnE --include=*.h --include=*.cc '^ *# *(if|ifdef|ifndef|elif).*(_WIN32|_WIN64|__linux__|__unix__|\bSIG[A-Z]+\b)' . |
     sed 's,^\./,,' | grep -vE '^(win32|outlook|evolution|base/win32|base/posix)/' || true)
 
-# "user used" of the wire half of the engine, a header and its source as one.
-wire_includes() {
-  grep -rE --include=*.h --include=*.cc '^#include "engine/' engine/smtp engine/net engine/delivery |
+# "user used" of the engine's files in these folders, a header and its source as one.
+engine_includes() {
+  grep -rE --include=*.h --include=*.cc '^#include "engine/' "$@" |
     grep -vE '(_test|_fuzz)\.cc:|/(test|fake|scripted)_[a-z_]*\.h:' |
     sed -E 's,^([^:]*)\.(h|cc):#include "([^"]*)\.h".*,\1 \3,' | awk '$1 != $2'
 }
-complain "circle of includes" < <(wire_includes | tsort 2>&1 >/dev/null | sed 's,^tsort: ,,')
+complain "circle of includes" < <(engine_includes engine | tsort 2>&1 >/dev/null | sed 's,^tsort: ,,')
 complain "include of a higher layer" < <(
-  wire_includes | grep -E '^engine/(smtp/[^ ]* engine/(net|delivery)/|net/[^ ]* engine/delivery/)' || true
-  wire_includes | grep -vE ' engine/((smtp|net|delivery)/|(message|work|trace|hmac)$)' || true)
+  engine_includes engine/smtp engine/net | grep -E '^engine/(smtp/[^ ]* engine/(net|delivery)/|net/[^ ]* engine/delivery/)' || true
+  engine_includes engine/smtp engine/net engine/delivery | grep -vE ' engine/((smtp|net|delivery)/|(message|work|trace|hmac)$)' || true)
 
 complain "module without a README.md" < <(
   for module in */; do

@@ -7,6 +7,7 @@
 #include "base/text.h"
 #include "cli/send_again.h"
 #include "cli/verbs.h"
+#include "engine/report_html.h"
 #include "engine/report_reader.h"
 #include "engine/report_rows.h"
 #include "reports/report_index.h"

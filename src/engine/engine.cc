@@ -1,7 +1,6 @@
 #include "engine/engine.h"
 
 #include <algorithm>
-#include <charconv>
 #include <csignal>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -31,7 +30,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::uint64_t kMaxKeyBytes = 64 * 1024;
-constexpr double kSlowestRate = 1.0 / 86400 / 366;  // messages a second: one a year
 constexpr std::string_view kCutOff =
     "the job was cut off while this message was on its way; it may have arrived";
 constexpr std::string_view kMaybeLost =
@@ -604,32 +602,6 @@ int RunEngine(const EngineOptions& options, EngineWorld& world) { return Run(opt
 
 Result<JobOutlook> LookAtJob(const EngineOptions& options, EngineWorld& world) {
   return Run(options, world).Look();
-}
-
-Result<double> ParseRate(std::string_view text) {
-  const std::size_t slash = text.find('/');
-  double number = 0;
-  const std::string_view digits = text.substr(0, slash);
-  const auto read = std::from_chars(digits.data(), digits.data() + digits.size(), number,
-                                    std::chars_format::fixed);
-  const bool whole = read.ec == std::errc() && read.ptr == digits.data() + digits.size();
-  const std::string_view unit =
-      slash == std::string_view::npos ? std::string_view() : text.substr(slash + 1);
-  double seconds = 0;
-  if (unit == "s") seconds = 1;
-  if (unit == "min") seconds = 60;
-  if (unit == "h") seconds = 3600;
-  if (unit == "day") seconds = 86400;
-  if (!whole || !(number > 0 && number < 1e9) || seconds == 0 || number / seconds < kSlowestRate) {
-    return Status(Code::kUsage, "a rate is a number and /s, /min, /h or /day, such as 30/min");
-  }
-  return number / seconds;
-}
-
-std::size_t ParseEntriesPerPage(std::string_view text) {
-  std::uint64_t entries = 0;
-  if (!ModText::ParseUnsigned(ModText::Trim(text), 500, &entries) || entries == 0) return 100;
-  return static_cast<std::size_t>(entries);
 }
 
 }  // namespace vespro::engine

@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <functional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "base/clock.h"
@@ -14,42 +13,9 @@
 #include "base/random.h"
 #include "base/status.h"
 #include "engine/delivery/delivery.h"
-#include "engine/list_source.h"
-#include "engine/unsubscribe.h"
+#include "engine/engine_options.h"
 
 namespace vespro::engine {
-
-// What the program exits with.
-enum ExitCode : int {
-  kExitAllSent = 0,
-  // Finished, but somebody was refused, failed, unknown or has a bad row, or an account did not
-  // work.
-  kExitSomeNotSent = 1,
-  kExitUsage = 2,
-  kExitBadInput = 65,  // job, list or message
-  kExitInternal = 70,  // the verdicts do not add up: a fault of ours
-  kExitRunAgain = 75,  // stopped with nothing lost
-  kExitLogin = 77,     // every account refused the login
-  kExitNoAccount = 78,
-  kExitInterrupted = 130,
-};
-
-struct EngineOptions {
-  std::filesystem::path job_file;
-  std::size_t entries_per_page = 100;
-  std::filesystem::path dry_run;  // a Maildir to render into, contacting nobody; empty: send
-  ListOptions list;
-  std::vector<std::filesystem::path> suppress;
-  DeliveryOptions delivery;               // `connections` comes from the job
-  UnsubscribeOptions unsubscribe;         // without the key,
-  std::filesystem::path unsubscribe_key;  // which is in this file; empty for none
-  bool fresh = false;
-  bool resend_unknown = false;
-  std::filesystem::path trace;  // a file for the dialogue with the servers; empty for none
-  bool trace_data = false;      // with the messages' text
-  bool json = false;
-  bool quiet = false;
-};
 
 // Makes a Delivery of these and runs it; tests put something else here.
 using DeliverFunction = std::function<DeliveryEnd(
@@ -99,10 +65,5 @@ struct JobOutlook {
 // Everything that RunEngine checks before it sends, with its failures, and the list read to its
 // end. Contacts nobody and writes nothing but warnings on `err`.
 Result<JobOutlook> LookAtJob(const EngineOptions& options, EngineWorld& world);
-
-// "30/min": a number and "/s", "/min", "/h" or "/day", as messages a second.
-Result<double> ParseRate(std::string_view text);
-// What -p says: 1 to 500, and 100 for anything else.
-std::size_t ParseEntriesPerPage(std::string_view text);
 
 }  // namespace vespro::engine

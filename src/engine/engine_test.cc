@@ -11,6 +11,7 @@
 #include "engine/job_status.h"
 #include "engine/journal.h"
 #include "engine/list_source.h"
+#include "engine/options.h"
 #include "engine/preview.h"
 #include "engine/progress.h"
 #include "engine/session_lock.h"

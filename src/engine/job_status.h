@@ -9,7 +9,7 @@
 
 #include "base/random.h"
 #include "base/status.h"
-#include "engine/engine.h"
+#include "engine/engine_options.h"
 #include "engine/journal.h"
 
 namespace vespro::engine {

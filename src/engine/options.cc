@@ -2,8 +2,11 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <sstream>
+
+#include "base/text.h"
 
 namespace vespro::engine {
 namespace {
@@ -13,6 +16,8 @@ constexpr const char* kFooter =
     "70 internal error; 75 stopped, run again to go on; 77 every account refused the login; "
     "78 no usable account; 130 interrupted, run again to go on.\n"
     "Example: vespro-engine -s session/Vespro.cfg -p 100 --rate 30/min";
+
+constexpr double kSlowestRate = 1.0 / 86400 / 366;  // messages a second: one a year
 
 // The options as texts, as they stand on the command line.
 struct Arguments {
@@ -200,6 +205,32 @@ std::vector<OptionName> OptionNames() {
     }
   }
   return names;
+}
+
+Result<double> ParseRate(std::string_view text) {
+  const std::size_t slash = text.find('/');
+  double number = 0;
+  const std::string_view digits = text.substr(0, slash);
+  const auto read = std::from_chars(digits.data(), digits.data() + digits.size(), number,
+                                    std::chars_format::fixed);
+  const bool whole = read.ec == std::errc() && read.ptr == digits.data() + digits.size();
+  const std::string_view unit =
+      slash == std::string_view::npos ? std::string_view() : text.substr(slash + 1);
+  double seconds = 0;
+  if (unit == "s") seconds = 1;
+  if (unit == "min") seconds = 60;
+  if (unit == "h") seconds = 3600;
+  if (unit == "day") seconds = 86400;
+  if (!whole || !(number > 0 && number < 1e9) || seconds == 0 || number / seconds < kSlowestRate) {
+    return Status(Code::kUsage, "a rate is a number and /s, /min, /h or /day, such as 30/min");
+  }
+  return number / seconds;
+}
+
+std::size_t ParseEntriesPerPage(std::string_view text) {
+  std::uint64_t entries = 0;
+  if (!ModText::ParseUnsigned(ModText::Trim(text), 500, &entries) || entries == 0) return 100;
+  return static_cast<std::size_t>(entries);
 }
 
 }  // namespace vespro::engine

@@ -4,9 +4,11 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "engine/engine.h"
+#include "base/status.h"
+#include "engine/engine_options.h"
 
 namespace vespro::engine {
 
@@ -26,5 +28,10 @@ struct OptionName {
   bool takes_value = false;
 };
 std::vector<OptionName> OptionNames();
+
+// "30/min": a number and "/s", "/min", "/h" or "/day", as messages a second.
+Result<double> ParseRate(std::string_view text);
+// What -p says: 1 to 500, and 100 for anything else.
+std::size_t ParseEntriesPerPage(std::string_view text);
 
 }  // namespace vespro::engine

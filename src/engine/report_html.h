@@ -6,13 +6,17 @@
 // others in a newer one.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 
 #include "base/status.h"
 #include "engine/journal.h"
-#include "engine/report.h"
+#include "engine/report_facts.h"
 
 namespace vespro::engine {
+
+// A large job does not leave thousands of files.
+inline constexpr std::uint64_t kMaxProblemPages = 1000, kMaxOthers = 10'000;
 
 // Writes all pages and removes those that an earlier report had more. report.html, which people
 // open, comes last.
