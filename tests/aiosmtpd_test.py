@@ -1,5 +1,6 @@
 """Encrypted sending with a login, against a server written in Python."""
 
+import base64
 import ssl
 import subprocess
 import time
@@ -98,6 +99,27 @@ class EncryptedServer(support.JobTest):
         self.expect(0, subprocess.run(other, capture_output=True, text=True, timeout=support.SECONDS))
         self.assertEqual(self.addresses("sent"), self.people)
         self.assertEqual((session / "Vespro.cfg").stat().st_mode & 0o777, 0o600)
+
+    def test_a_trace_has_the_dialogue_and_no_secret(self):
+        trace = self.folder / "a trace.txt"
+        self.expect(0, self.job(PASSWORD, "--ca", self.certificate, "--trace", trace))
+        text = trace.read_text("utf-8")
+        self.assertEqual(trace.stat().st_mode & 0o777, 0o600)
+        for line in ("> EHLO", "> STARTTLS", "> AUTH PLAIN", "> MAIL FROM:<sender@example.org>",
+                     "> RCPT TO:<p07@example.net>", "< 250 kept", "> QUIT", "connecting to localhost:{}".format(self.port)):
+            self.assertIn(line, text)
+        self.assertNotIn("Hello", text)
+        plain = "\0{}\0{}".format(LOGIN, PASSWORD).encode()
+        for secret in (PASSWORD, base64.b64encode(plain).decode(), base64.b64encode(PASSWORD.encode()).decode(),
+                       PASSWORD.encode().hex()):
+            self.assertNotIn(secret.rstrip("=").lower(), text.lower())
+        # The next run appends; a full disk costs the trace and not the mail.
+        [session] = self.sessions()
+        self.expect(0, self.vespro("run", session, "--", "--fresh", "--trace", trace, "--trace-data"))
+        self.assertTrue(trace.read_text("utf-8").startswith(text))
+        self.assertIn("Hello", trace.read_text("utf-8")[len(text):])
+        self.expect(0, self.vespro("run", session, "--", "--fresh", "--trace", "/dev/full"))
+        self.assertEqual(len(self.keeper.messages), 3 * len(self.people))
 
     # What a folder's name with a blank is put between in the system's shell.
     QUOTE = '"' if (support.PROGRAMS / "vespro-cli.exe").exists() else "'"
