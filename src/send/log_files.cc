@@ -59,7 +59,10 @@ Status RemoveSession(const fs::path& session) {
   if (!inside.ok()) return inside.status();
   std::vector<FileLock> locks;
   const auto take = [&](Result<FileLock> lock) -> Status {
-    if (lock.ok()) locks.push_back(std::move(lock).value());
+    if (lock.ok()) {
+      locks.push_back(std::move(lock).value());
+      return {};
+    }
     if (lock.status().code() != Code::kResumable) return lock.status();
     return Failure(session, "its job is being sent", Code::kResumable);
   };

@@ -250,7 +250,7 @@ class ComposedItem::EmlReader {
       if (!bytes.ok()) return bytes.status();
       const bool shown = has_html_ && !part->content_id.empty() && Shows(part->content_id);
       std::string name = NameOf(*part);
-      if (shown) name = Unique(std::move(name));
+      if (shown) name = Unique(name);
       Result<fs::path> staged = item_.Stage(name);
       if (!staged.ok()) return staged.status();
       if (Status written = ModFiles::ReplaceWith(staged.value(), bytes.value(), Access::kPrivate);

@@ -215,7 +215,7 @@ void CopyPermissions(const fs::path& from, const fs::path& to) {
   // edit must not take a user's file away.
   const bool owner_kept = chown(to.c_str(), info.st_uid, info.st_gid) == 0;
   const mode_t mode = info.st_mode & 07777;
-  // The folder may have given it a list of its own, which the mode would bring to life.
+  // The folder may have given it a list of its own, which chmod would activate.
   removexattr(to.c_str(), kAccessList.data());
   chmod(to.c_str(), owner_kept ? mode : mode & 0777);
   CopyAttributes(from, to);
@@ -233,7 +233,7 @@ Status SyncFolder(const fs::path& folder) {
   if (fd < 0) return errno == EACCES ? Status() : Fail(Code::kNotFound, "cannot read", folder);
   // Any other failure says that this file system can't do it.
   const bool lost = fsync(fd) != 0 && (errno == EIO || errno == ENOSPC || errno == EDQUOT);
-  const Status status = lost ? Fail(Code::kCannotWrite, "cannot write", folder) : Status();
+  Status status = lost ? Fail(Code::kCannotWrite, "cannot write", folder) : Status();
   close(fd);
   return status;
 }
