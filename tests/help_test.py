@@ -44,7 +44,6 @@ NOT_SHOWN = {
     " recipients in '": OPTION,
     " rows skipped; nothing was sent\n": OPTION,
     " -- --ca FILE": OPTION,
-    "a rate is a number and /s, /min, /h or /day, such as 30/min": OPTION,
     "' is neither TEXT nor CSV in the job": "a job that nobody but a program writes",
     "no stage of the set-up": "a fault of the program's own",
     "ask CanBegin first": "a fault of the program's own",

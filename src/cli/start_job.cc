@@ -176,7 +176,7 @@ Result<engine::JobOutlook> LookAtJob(const Globals& globals, const fs::path& job
   SystemClock clock;
   SystemRandomness randomness;
   NoteSink notes(engine_is_seen);
-  engine::EngineWorld world{clock, randomness, notes, notes, false, {}};
+  engine::EngineEnvironment world{clock, randomness, notes, notes, false, {}};
   return engine::LookAtJob(parsed.options, world);
 }
 

@@ -54,12 +54,12 @@ int ExitOf(const Status& status) {
 }
 
 // The first signal has no more to ask for, the second one ends the program.
-void OnlyOnce(int number) { std::signal(number, SIG_DFL); }
+void RestoreDefault(int number) { std::signal(number, SIG_DFL); }
 
 // One run; the parts of it share these.
 class Run {
  public:
-  Run(const EngineOptions& options, EngineWorld& world)
+  Run(const EngineOptions& options, EngineEnvironment& world)
       : options_(options), world_(world), events_(world.out) {}
 
   // For JobOutlook.
@@ -147,7 +147,7 @@ class Run {
     for (const fs::path& file : options_.suppress) {
       if (Status status = source_->Suppress(file); !status.ok()) return status;
     }
-    Result<UnsubscribeOptions> unsubscribe = WithKey();
+    Result<UnsubscribeOptions> unsubscribe = LoadUnsubscribeKey();
     if (!unsubscribe.ok()) return unsubscribe.status();
     Result<std::vector<std::string>> words = ModMailMerge::LoadCustomWords(folder_);
     if (!words.ok()) return words.status();
@@ -182,13 +182,13 @@ class Run {
     return {};
   }
 
-  Result<UnsubscribeOptions> WithKey() const {
+  Result<UnsubscribeOptions> LoadUnsubscribeKey() const {
     UnsubscribeOptions unsubscribe = options_.unsubscribe;
     if (options_.unsubscribe_key.empty()) return unsubscribe;
     Result<std::string> key = ModFiles::ReadAll(options_.unsubscribe_key, kMaxKeyBytes);
     if (!key.ok()) return key.status();
     unsubscribe.key = std::move(key).value();
-    // An editor's line end is not meant.
+    // Strip the line end that editors append.
     while (unsubscribe.key.ends_with('\n') || unsubscribe.key.ends_with('\r')) {
       unsubscribe.key.pop_back();
     }
@@ -210,7 +210,7 @@ class Run {
                  " rows skipped; nothing was sent\n")
           .Ignore();  // the messages are there all the same
     }
-    const std::string nobody = WhyNobody();
+    const std::string nobody = NoRecipientsReason();
     if (!nobody.empty()) Say(nobody);
     return nobody.empty() ? kExitAllSent : kExitBadInput;
   }
@@ -271,9 +271,9 @@ class Run {
     if (world_.watcher != nullptr) {
       world_.watcher->OnStart(template_->subject(), ModFiles::FromUtf8(job_.list.path));
     }
-    if (Status status = SettleDoubts(); !status.ok()) return status;
+    if (Status status = ResolveInDoubt(); !status.ok()) return status;
     if (journal_->damaged() > 0) Say(WhatDamageHides());
-    before_ = RecordedBefore();
+    before_ = CountRecorded();
     if (before_ > 0 && journal_->message_before().value_or(message_hash_) != message_hash_) {
       Say("warning: the message has changed since the last run; whoever has it already, has the "
           "earlier one");
@@ -292,7 +292,7 @@ class Run {
 
   // Whoever was on the wire when an earlier run was cut off is unknown from now on, and so is
   // everybody whose intent may be among the journal's missing records.
-  Status SettleDoubts() {
+  Status ResolveInDoubt() {
     LineStates& states = journal_->states();
     if (states.InDoubtCount() == 0 && journal_->damaged() == 0) return {};
     Result<ListSource> again = ListSource::Open(job_.list, {}, world_.randomness);
@@ -332,7 +332,7 @@ class Run {
            RunCommand(options_.job_file) + " -- --resend-unknown";
   }
 
-  std::uint64_t RecordedBefore() const {
+  std::uint64_t CountRecorded() const {
     std::uint64_t count = 0;
     for (std::uint64_t line = 1; line <= list_.lines; ++line) {
       if (journal_->states().Outcomes(line) > 0) ++count;
@@ -396,7 +396,7 @@ class Run {
   }
 
   // Why a finished run had nobody to send to; empty when it had.
-  std::string WhyNobody() const {
+  std::string NoRecipientsReason() const {
     if (source_->given() > 0 || source_->passed_over() > 0) return {};
     const std::string& only = options_.list.only;
     if (!only.empty()) {
@@ -435,7 +435,7 @@ class Run {
     }
     if (exit != kExitAllSent) Say(result_);
     // What a signal asks for is written down now, and an earlier one has asked for it already.
-    const ModSignals::Handled signals(exit == kExitInterrupted ? SIG_DFL : OnlyOnce);
+    const ModSignals::Handled signals(exit == kExitInterrupted ? SIG_DFL : RestoreDefault);
     Status ended = journal_->EndRun(result_);
     if (!ended.ok()) {
       if (exit == kExitAllSent) Say(ended.text());
@@ -462,7 +462,7 @@ class Run {
         std::chrono::duration_cast<std::chrono::seconds>(world_.clock.Now().time_since_epoch())
             .count();
     facts.entries_per_page = options_.entries_per_page;
-    const bool adds_up = AddsUp(end, counts.value());
+    const bool adds_up = CountsAreConsistent(end, counts.value());
     if (!adds_up) {
       facts.result += "; but the verdicts do not add up to the recipients, see the journal";
     }
@@ -480,7 +480,7 @@ class Run {
           "says who was served");
       exit = kExitInternal;
     }
-    if (const std::string nobody = WhyNobody(); exit == kExitAllSent && !nobody.empty()) {
+    if (const std::string nobody = NoRecipientsReason(); exit == kExitAllSent && !nobody.empty()) {
       Say(nobody);
       exit = kExitBadInput;
     }
@@ -527,7 +527,7 @@ class Run {
   }
 
   // Every recipient has one verdict, or the run says that it was stopped before.
-  bool AddsUp(const DeliveryEnd& end, const ReportCounts& counts) const {
+  bool CountsAreConsistent(const DeliveryEnd& end, const ReportCounts& counts) const {
     const std::uint64_t expected = before_ + source_->given() + source_->skipped() - repeated_;
     if (end.reason == DeliveryEnd::Reason::kDone) {
       return counts.Total() == expected && counts.in_doubt == 0;
@@ -572,11 +572,11 @@ class Run {
           "unknown: the message may have arrived; they are mailed again, and maybe twice, with: " +
           RunCommand(options_.job_file) + " -- --resend-unknown\n";
     }
-    world_.out.Write(text).Ignore();  // the same
+    world_.out.Write(text).Ignore();  // progress is best effort
   }
 
   const EngineOptions& options_;
-  EngineWorld& world_;
+  EngineEnvironment& world_;
   Job job_;
   fs::path folder_;  // of the session
   std::unique_ptr<ListSource> source_;
@@ -598,9 +598,11 @@ class Run {
 
 }  // namespace
 
-int RunEngine(const EngineOptions& options, EngineWorld& world) { return Run(options, world).Go(); }
+int RunEngine(const EngineOptions& options, EngineEnvironment& world) {
+  return Run(options, world).Go();
+}
 
-Result<JobOutlook> LookAtJob(const EngineOptions& options, EngineWorld& world) {
+Result<JobOutlook> LookAtJob(const EngineOptions& options, EngineEnvironment& world) {
   return Run(options, world).Look();
 }
 

@@ -37,7 +37,7 @@ class RunWatcher {
 };
 
 // What a run needs from outside.
-struct EngineWorld {
+struct EngineEnvironment {
   const Clock& clock;
   Randomness& randomness;
   ByteSink& out;
@@ -48,7 +48,7 @@ struct EngineWorld {
 };
 
 // Says what went wrong in one line on `err`. Returns an ExitCode.
-int RunEngine(const EngineOptions& options, EngineWorld& world);
+int RunEngine(const EngineOptions& options, EngineEnvironment& world);
 
 // What a new job would do, for the question before it is started.
 struct JobOutlook {
@@ -64,6 +64,6 @@ struct JobOutlook {
 
 // Everything that RunEngine checks before it sends, with its failures, and the list read to its
 // end. Contacts nobody and writes nothing but warnings on `err`.
-Result<JobOutlook> LookAtJob(const EngineOptions& options, EngineWorld& world);
+Result<JobOutlook> LookAtJob(const EngineOptions& options, EngineEnvironment& world);
 
 }  // namespace vespro::engine

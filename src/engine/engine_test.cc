@@ -92,7 +92,7 @@ class EngineTest : public ::testing::Test {
   int Run(FakeDelivery& delivery) {
     out_.text.clear();
     err_.text.clear();
-    EngineWorld world{clock_, randomness_, out_, err_, false, std::ref(delivery)};
+    EngineEnvironment world{clock_, randomness_, out_, err_, false, std::ref(delivery)};
     options_.job_file = folder_ / "Vespro.cfg";
     return RunEngine(options_, world);
   }
@@ -123,7 +123,7 @@ TEST_F(EngineTest, AJobCanBeLookedAtBeforeItIsStarted) {
   options_.suppress = {folder_ / "gone.txt"};
   options_.job_file = folder_ / "Vespro.cfg";
   FakeDelivery none;
-  EngineWorld world{clock_, randomness_, out_, err_, false, std::ref(none)};
+  EngineEnvironment world{clock_, randomness_, out_, err_, false, std::ref(none)};
   const Result<JobOutlook> outlook = LookAtJob(options_, world);
   ASSERT_TRUE(outlook.ok()) << outlook.status().text();
   EXPECT_EQ(outlook->subject, "Hi, #NAME <now>");
@@ -503,7 +503,7 @@ TEST_F(EngineTest, NoSecondEngineWhateverBecomesOfItsFiles) {
       ASSERT_TRUE(status.ok()) << status.status().text();
       EXPECT_EQ(status->phase, JobStatus::Phase::kRunning);
       options_.fresh = row.fresh;
-      EngineWorld world{clock_, randomness_, out_, err_, false, std::ref(second)};
+      EngineEnvironment world{clock_, randomness_, out_, err_, false, std::ref(second)};
       EXPECT_EQ(RunEngine(options_, world), kExitRunAgain);
       options_.fresh = false;
     };
@@ -706,7 +706,7 @@ TEST(JobTest, WhatIsMissingIsNamed) {
     EXPECT_NE(job.status().text().find(row.text), std::string::npos) << job.status().text();
     EXPECT_EQ(job.status().text().find("p%ss"), std::string::npos);
   }
-  // Behind a byte-order mark a job is UTF-8, whatever the code page is.
+  // After a byte-order mark a job is UTF-8, whatever the code page is.
   const std::string mark = "\xEF\xBB\xBF";
   Result<Job> marked = ParseJob(mark + "MESSAGE FILE=\xC5\x82\n" + list + host);
   ASSERT_TRUE(marked.ok()) << marked.status().text();

@@ -9,7 +9,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::size_t kMostGathered = 64 * 1024;  // bytes
+constexpr std::size_t kMaxBufferBytes = 64 * 1024;  // bytes
 constexpr auto kShowEvery = std::chrono::seconds(1);
 
 // Bytes that are no UTF-8 - a server's words, an address in another charset - are replaced.
@@ -19,8 +19,8 @@ std::string Line(const Json& event) {
 
 }  // namespace
 
-void Events::Gathered() {
-  if (lines_.size() >= kMostGathered) Flush();
+void Events::FlushIfFull() {
+  if (lines_.size() >= kMaxBufferBytes) Flush();
 }
 
 void Events::Flush() {
@@ -45,7 +45,7 @@ void Events::Final(const Recipient& recipient, const Outcome& outcome) {
                   {"attempts", outcome.attempts},
                   {"server", outcome.server},
                   {"reply", outcome.reply}});
-  Gathered();
+  FlushIfFull();
 }
 
 void Events::Deferred(const Recipient& recipient, const Deferral& why) {
@@ -55,7 +55,7 @@ void Events::Deferred(const Recipient& recipient, const Deferral& why) {
                   {"attempts", why.attempts},
                   {"server", why.server},
                   {"reply", why.reply}});
-  Gathered();
+  FlushIfFull();
 }
 
 void Events::Show(const Progress& progress, std::uint64_t left,

@@ -23,11 +23,11 @@ class Events {
   // At most once a second.
   void Show(const Progress& progress, std::uint64_t left,
             std::chrono::steady_clock::time_point now);
-  // Whoever reads sees everything until now. A reader that has gone away is no reason to stop.
+  // Flushes. A consumer that closed the pipe does not stop the job.
   void Flush();
 
  private:
-  void Gathered();
+  void FlushIfFull();
 
   ByteSink& out_;
   std::string lines_;

@@ -109,7 +109,7 @@ struct Reader {
 }  // namespace
 
 Result<Job> ParseJob(std::string_view bytes) {
-  // The mark stands before a job whose paths the code page can't hold.
+  // The mark is written before a job whose paths the code page can't hold.
   const std::string_view utf8 = ModRow::StripByteOrderMark(bytes);
   const bool marked = utf8.size() < bytes.size();
   if (marked && !ModText::IsUtf8(utf8)) return Status(Code::kBadInput, "the job is not UTF-8");

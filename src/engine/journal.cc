@@ -24,7 +24,7 @@ constexpr std::uint64_t kShortestRecord = 15;
 constexpr std::size_t kMaxLineBytes = 4 * 1024 * 1024;
 constexpr std::uint64_t kMaxNumber = std::uint64_t{1} << 62;
 constexpr auto kSyncEvery = std::chrono::seconds(1);
-constexpr std::size_t kMostGathered = 256 * 1024;  // bytes
+constexpr std::size_t kMaxBufferBytes = 256 * 1024;  // bytes
 constexpr std::size_t kChecksumDigits = 8;
 
 constexpr std::array<std::string_view, kStates> kStateNames = {"sent", "refused", "failed",
@@ -115,7 +115,7 @@ std::string Unescape(std::string_view field) {
   return text;
 }
 
-// How many fields stand between a record's letter and its checksum.
+// How many fields are between a record's letter and its checksum.
 struct KindRow {
   char letter;
   std::size_t fields, fields_in_first_version;
@@ -764,7 +764,7 @@ Result<Journal> Journal::Open(const fs::path& folder, const ListIdentity& list, 
 }
 
 // After every line: a group must not grow without end.
-Status Journal::Gathered() { return buffer_.size() < kMostGathered ? failure_ : Write(); }
+Status Journal::FlushIfFull() { return buffer_.size() < kMaxBufferBytes ? failure_ : Write(); }
 
 Status Journal::Write() {
   if (failure_.ok() && !buffer_.empty()) {
@@ -817,7 +817,7 @@ Status Journal::Sending(std::span<const Recipient> recipients, std::string_view 
         .Text(recipient.address)
         .Text(server);
   }
-  return Gathered();
+  return FlushIfFull();
 }
 
 Status Journal::PutBack(const Recipient& recipient, const Deferral& why) {
@@ -826,7 +826,7 @@ Status Journal::PutBack(const Recipient& recipient, const Deferral& why) {
       .Number(static_cast<std::uint64_t>(std::max(why.attempts, 0)))
       .Text(why.server)
       .Text(why.reply);
-  return Gathered();
+  return FlushIfFull();
 }
 
 Status Journal::AppendOutcome(const Recipient& recipient, const Outcome& outcome,
@@ -839,7 +839,7 @@ Status Journal::AppendOutcome(const Recipient& recipient, const Outcome& outcome
       .Text(outcome.server)
       .Text(outcome.reply)
       .Text(row);
-  return Gathered();
+  return FlushIfFull();
 }
 
 Status Journal::Record(const Recipient& recipient, const Outcome& outcome) {

@@ -49,7 +49,7 @@ inline constexpr char kResultFinished[] = "finished";
 
 struct JournalEvent {
   // kReach: intents up to this line of the list may follow. kLost: no event, but records that are
-  // missing at the end. kStray: a whole record that stands where another one belongs; it tells that
+  // missing at the end. kStray: a whole record that is where another one belongs; it tells that
   // there was something with `recipient`, and no more.
   enum class Kind { kList, kRun, kReach, kIntent, kPutBack, kOutcome, kEnd, kLost, kStray };
   Kind kind = Kind::kList;
@@ -116,7 +116,7 @@ class JournalReader {
   std::uint64_t torn_bytes_ = 0;
 };
 
-// Where every line of the list stands, in one byte a line.
+// Where every line of the list is, in one byte a line.
 class LineStates {
  public:
   explicit LineStates(std::uint64_t lines = 0) : marks_(static_cast<std::size_t>(lines) + 1) {}
@@ -200,7 +200,7 @@ class Journal final : public ResultSink {
   Journal(File file, std::filesystem::path path, const Clock& clock, const ListIdentity& list,
           LineStates states);
   void RaiseReach(std::uint64_t line);
-  Status Gathered();
+  Status FlushIfFull();
   Status Write();
   Status Sync();
   Status CheckPlace() const;

@@ -86,7 +86,7 @@ TEST(JournalOnAFullDiskTest, FailsForGoodAndIsReadableAfterwards) {
       }
     }
     EXPECT_EQ(status.code(), Code::kCannotWrite);
-    // There is room again, but the last line is torn: nothing may be written behind it.
+    // There is room again, but the last line is torn: nothing may be written after it.
     EXPECT_EQ(journal->Record({999, "a@x.org", ""}, {}).code(), Code::kCannotWrite);
   }
   EXPECT_GT(recorded, 10u);

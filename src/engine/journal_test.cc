@@ -93,7 +93,7 @@ void Overwrite(const TemporaryFolder& folder, std::string_view bytes) {
   ASSERT_TRUE(file.ok() && file->Write(bytes).ok());
 }
 
-// What a run may claim after the power went: cut after any byte, each line stands as the last whole
+// What a run may claim after the power went: cut after any byte, each line is as the last whole
 // event says, never better, and the journal goes on from there.
 TEST(JournalTest, CutAtEveryByte) {
   TemporaryFolder folder;
@@ -264,7 +264,7 @@ TEST(JournalTest, EveryFlippedBit) {
   EXPECT_GT(most_lost, 0u) << "some damage hides an intent";
 }
 
-// Lines that are gone, doubled or out of their order, and another run's behind this one's.
+// Lines that are gone, doubled or out of their order, and another run's after this one's.
 TEST(JournalTest, LinesOutOfTheirPlaceHideNobody) {
   TemporaryFolder folder, other_folder;
   WriteTwoRuns(folder);

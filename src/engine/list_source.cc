@@ -23,7 +23,7 @@ std::string ShortRow(std::string_view row, int column) {
 }
 
 // What parts the addresses of a suppression file: plain lines, tables, "Name <address>". An
-// apostrophe may stand in one, and around it as a quote.
+// apostrophe may be in one, and around it as a quote.
 constexpr std::string_view kBetweenAddresses = " \t,;:<>()\"";
 constexpr char kApostrophe = '\'';
 
@@ -87,7 +87,7 @@ Result<ListSource> ListSource::Open(const Distribution& list, ListOptions option
   return source;
 }
 
-// Whoever asked not to be mailed must not be missed for the sake of a file's form: every address
+// A suppression must not be missed because of the file's format: every address
 // counts, quoted or not. A line without one is a fault, but for a table's first, and so is a word
 // that looks like an address and is none.
 Status ListSource::Suppress(const fs::path& file) {
@@ -118,7 +118,7 @@ Status ListSource::Suppress(const fs::path& file) {
       if (!WhyUnusable(address).empty())
         return Unclear(name, lines.value(), "an address with a fault");
       addresses.Insert(address);
-      // As it is compared when it stands in a CSV table.
+      // As it is compared when it is in a CSV table.
       if (std::erase(address, kApostrophe) > 0) addresses.Insert(address);
     }
     if (!found && no_head && !ModText::Trim(line).empty()) {

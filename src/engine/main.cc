@@ -72,7 +72,7 @@ int Main(std::vector<std::string> command_line, const Front& front) {
   const bool watched = ModCommandLine::IsTerminal(ModCommandLine::Stream::kError);
   EngineOptions options = parsed.options;
   return front.Show(clock, [&](RunWatcher* watcher, const std::atomic<int>& stops) {
-    EngineWorld world{clock, randomness, out, err, watched, OverTheWire(stops), watcher};
+    EngineEnvironment world{clock, randomness, out, err, watched, OverTheWire(stops), watcher};
     const int exit = RunEngine(options, world);
     // What goes on with a job neither begins it anew nor sends to anybody twice.
     options.fresh = options.resend_unknown = false;

@@ -138,7 +138,7 @@ class MergeTextBuilder {
  public:
   MergeTextBuilder(const MergeWords& words, std::string_view text) : words_(words), text_(text) {}
 
-  // Looks for words in what stands between the position and `end`, and moves there.
+  // Looks for words in what is between the position and `end`, and moves there.
   void Search(std::size_t end, Place place) {
     end = std::min(end, text_.size());
     const std::size_t first = at_;
@@ -186,12 +186,12 @@ class MergeTextBuilder {
 
 namespace {
 
-// One attribute of a tag, at the position; ends behind it.
+// One attribute of a tag, at the position; ends after it.
 void WalkAttribute(MergeTextBuilder& walk, std::string_view tag) {
   const std::string_view html = walk.text();
   std::size_t at = walk.at();
   const std::size_t name_start = at;
-  // A "=" that stands first belongs to the name, which must not be empty.
+  // A "=" that is first belongs to the name, which must not be empty.
   do {
     ++at;
   } while (at < html.size() && !IsHtmlBlank(html[at]) && html[at] != '=' && html[at] != '>' &&
@@ -217,7 +217,7 @@ void WalkAttribute(MergeTextBuilder& walk, std::string_view tag) {
   walk.SkipTo(place == Place::kHtml ? end + 1 : end);
 }
 
-// From "<" of a tag to behind its ">". The answer is the tag's name.
+// From "<" of a tag to after its ">". The answer is the tag's name.
 std::string_view WalkTag(MergeTextBuilder& walk) {
   const std::string_view html = walk.text();
   std::size_t at = walk.at() + 1;

@@ -12,7 +12,7 @@
 
 namespace vespro::engine {
 
-// How a value has to be written where its word stands.
+// How a value has to be written where its word is.
 enum class Place {
   kPlain,
   kHtml,          // between tags, or within a quoted attribute
@@ -54,7 +54,7 @@ class MergeWords {
   };
   struct Found {
     const Word* word = nullptr;
-    std::size_t length = 0;  // of what stands in the text, without the "#"
+    std::size_t length = 0;  // of what is in the text, without the "#"
   };
   Found At(std::string_view after_hash, bool html) const;
 

@@ -19,7 +19,7 @@ constexpr const char* kFooter =
 
 constexpr double kSlowestRate = 1.0 / 86400 / 366;  // messages a second: one a year
 
-// The options as texts, as they stand on the command line.
+// The options as texts, as they are on the command line.
 struct Arguments {
   std::string job, per_page, dry_run, only, rate, ca, unsubscribe_key, trace, tls = "auto";
   std::vector<std::string> suppress, account_rates, password_commands;
@@ -29,7 +29,7 @@ struct Arguments {
 void Declare(CLI::App& app, Arguments& arguments, EngineOptions& options) {
   DeliveryOptions& delivery = options.delivery;
   app.footer(kFooter);
-  // A job that is taken up again brings its earlier options; what is said anew comes behind them.
+  // A job that is taken up again brings its earlier options; what is said anew comes after them.
   app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   app.set_version_flag("--version", "vespro-engine " VESPRO_VERSION);
   app.add_option("-s", arguments.job, "The job file")->required()->type_name("FILE");

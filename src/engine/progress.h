@@ -29,7 +29,7 @@ class ProgressLine {
   ByteSink& err_;
   bool terminal_;
   Moment start_, shown_;
-  std::size_t width_ = 0;  // of what stands on the terminal
+  std::size_t width_ = 0;  // of what is on the terminal
 };
 
 }  // namespace vespro::engine

@@ -18,7 +18,7 @@ class QpPiece {
   friend class QpWriter;
   std::string bytes_;
   std::size_t first_line_ = 0;  // characters before the first line end
-  std::size_t last_line_ = 0;   // behind the last one
+  std::size_t last_line_ = 0;   // after the last one
   bool breaks_ = false;         // has a line end
 };
 

@@ -23,7 +23,7 @@ struct ReportFacts {
   Distribution list;                   // its path as the report shows it
   std::string first_row;               // of a CSV list, bytes, a header or not
   bool byte_order_mark = false;        // the list begins with one
-  std::string result;                  // how the job stands, for a person
+  std::string result;                  // how the job went, for a person
   std::vector<AccountTally> accounts;  // for those that did not work
   std::int64_t ended = 0;              // seconds since 1970
   std::size_t entries_per_page = 100;

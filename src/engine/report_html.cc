@@ -20,7 +20,7 @@ using ModReportRows::Value;
 using ModReportRows::Who;
 using ModReportRows::Words;
 
-// Every colour stands out from its ground by 4.5:1 at least, in the light and in the dark look.
+// Every colour is set off from its ground by 4.5:1 at least, in the light and in the dark look.
 constexpr std::string_view kStyle =
     "<style>\n"
     "body{font:15px/1.45 system-ui,\"Segoe UI\",Arial,sans-serif;margin:1.5em auto;max-width:70em;"
@@ -96,7 +96,7 @@ std::string TitleText(std::string_view subject) {
   return title;
 }
 
-// Escaped. A word longer than a narrow column may be broken behind its marks, where a reader's eye
+// Escaped. A word longer than a narrow column may be broken after its marks, where a reader's eye
 // expects it, before a browser breaks it anywhere.
 std::string Breakable(std::string_view value) {
   constexpr std::size_t kNarrow = 24;

@@ -16,7 +16,7 @@
 
 namespace vespro::engine {
 
-// What stands before the recipients. UTF-8 without control characters.
+// What is before the recipients. UTF-8 without control characters.
 struct ReportHead {
   std::string subject, from, list, result;
   std::string started, ended;   // in the local time of the machine that wrote them

@@ -80,7 +80,7 @@ std::vector<std::string> PeopleOn(const std::string& page) {
   return people;
 }
 
-// What a link leads to: the first rows behind its anchor, on its page.
+// What a link leads to: the first rows after its anchor, on its page.
 std::string FirstBehind(const std::string& page, std::string_view state) {
   const std::size_t group = page.find("<tbody id=\"" + std::string(state) + "\"");
   return group == std::string::npos ? "" : PeopleOn(page.substr(group)).at(0);

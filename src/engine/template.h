@@ -74,7 +74,7 @@ class Template final : public Renderer {
     std::string name;
     MergeText text;
   };
-  // Where such a piece stands between the bytes of a message's own.
+  // Where such a piece is between the bytes of a message's own.
   struct Cut {
     std::size_t at = 0;
     std::string_view outside;

@@ -63,7 +63,7 @@ bool IsEncoded(const MimePart& part) {
   return part.encoding == "base64" || part.encoding == "quoted-printable";
 }
 
-// Whether every server can take the body as it stands.
+// Whether every server can take the body as it is.
 bool CanStay(const MimePart& part, const BodyShape& shape) {
   const bool known = IsEncoded(part) || part.encoding.empty() || part.encoding == "7bit" ||
                      part.encoding == "8bit" || part.encoding == "binary";
@@ -72,7 +72,7 @@ bool CanStay(const MimePart& part, const BodyShape& shape) {
 }
 
 // What is signed or encrypted is so as a whole.
-bool IsTakenApart(const MimePart& part) {
+bool IsDecomposed(const MimePart& part) {
   return part.IsMultipart() && part.subtype != "signed" && part.subtype != "encrypted";
 }
 
@@ -80,17 +80,17 @@ bool IsComposite(const MimePart& part) { return part.type == "message" || part.I
 
 // A message or a signed part with letters outside ASCII: it may not be encoded as a whole (RFC
 // 2046, section 5.2.1; RFC 2045, section 6.4), so it needs a server with 8BITMIME.
-bool StaysEightBit(const MimePart& part, const BodyShape& shape) {
+bool NeedsEightBitMime(const MimePart& part, const BodyShape& shape) {
   return IsComposite(part) && !IsEncoded(part) && !shape.ascii && !shape.lone_cr &&
          shape.longest <= kMaxLine;
 }
 
-// So does what it stands in.
+// So does what it is in.
 bool HoldsEightBit(const MimePart& part) {
-  if (IsTakenApart(part)) {
+  if (IsDecomposed(part)) {
     return std::any_of(part.children.begin(), part.children.end(), HoldsEightBit);
   }
-  return IsComposite(part) && StaysEightBit(part, ShapeOf(part.body));
+  return IsComposite(part) && NeedsEightBitMime(part, ShapeOf(part.body));
 }
 
 // Beyond one byte in six that needs "=XX", Base64 is shorter.
@@ -348,7 +348,7 @@ void Template::AddAuthorFields(const MimePart& root) {
 }
 
 Status Template::AddPart(const MimePart& part) {
-  if (IsTakenApart(part)) return AddMultipart(part);
+  if (IsDecomposed(part)) return AddMultipart(part);
   const bool is_text = part.type == "text" && part.disposition != "attachment";
   if (!is_text) return AddOther(part);
   Result<std::string> decoded = DecodedText(part);
@@ -368,7 +368,7 @@ Status Template::AddMultipart(const MimePart& part) {
   if (part.children.empty()) {
     return Status(Code::kBadInput, "the message has a multipart without parts");
   }
-  // "=_" stands in no quoted-printable or Base64 text, so no value can end the part.
+  // "=_" is in no quoted-printable or Base64 text, so no value can end the part.
   const std::string boundary = "=_" + UniqueText();
   AddBytes("Content-Type: " + TypeOf(part) + Parameters(part.parameters, {"boundary"}) +
            ";\r\n boundary=\"" + boundary + "\"\r\n" +
@@ -412,10 +412,10 @@ void Template::AddText(const MimePart& part, MergeText text, bool base64) {
   text_parts_.push_back(std::move(prepared));
 }
 
-// A part that nothing is put into: as it stands where it can travel so, as Base64 elsewhere.
+// A part that nothing is put into: as it is where it can travel so, as Base64 elsewhere.
 Status Template::AddOther(const MimePart& part) {
   const BodyShape shape = ShapeOf(part.body);
-  const bool eight_bit = StaysEightBit(part, shape);
+  const bool eight_bit = NeedsEightBitMime(part, shape);
   const bool stays = eight_bit || CanStay(part, shape);
   std::string encoding = eight_bit ? "8bit" : "base64";
   if (stays && !eight_bit) encoding = IsEncoded(part) ? part.encoding : "7bit";

@@ -9,9 +9,9 @@ namespace vespro::engine {
 namespace {
 
 constexpr std::string_view kAddress = "{address}", kToken = "{token}", kMailto = "mailto:";
-constexpr std::size_t kTokenDigits = 32, kLeastKey = 16;
-constexpr std::size_t kMostPattern = 500;  // bytes
-constexpr std::size_t kMostLink = 900;     // so that the line stays below 998
+constexpr std::size_t kTokenDigits = 32, kMinKeyBytes = 16;
+constexpr std::size_t kMaxPatternBytes = 500;  // bytes
+constexpr std::size_t kMaxLinkBytes = 900;     // so that the line stays below 998
 
 bool Has(std::string_view text, std::string_view what) {
   return text.find(what) != std::string_view::npos;
@@ -19,8 +19,8 @@ bool Has(std::string_view text, std::string_view what) {
 
 bool IsPersonal(std::string_view pattern) { return Has(pattern, kAddress) || Has(pattern, kToken); }
 
-// No placeholder is misspelt: a brace stands in none but those.
-bool KnowsItsPlaceholders(std::string_view pattern) {
+// No placeholder is misspelt: a brace is in none but those.
+bool HasOnlyKnownPlaceholders(std::string_view pattern) {
   for (;;) {
     const std::size_t brace = pattern.find_first_of("{}");
     if (brace == std::string_view::npos) return true;
@@ -30,12 +30,12 @@ bool KnowsItsPlaceholders(std::string_view pattern) {
   }
 }
 
-// What may stand between "<" and ">" in the field; a comma would end the link for many programs.
+// What may be between "<" and ">" in the field; a comma would end the link for many programs.
 bool IsClean(std::string_view pattern) {
   const auto fits = [](char c) {
     return c > ' ' && c < '\x7F' && c != '<' && c != '>' && c != '"' && c != ',';
   };
-  return pattern.size() <= kMostPattern && KnowsItsPlaceholders(pattern) &&
+  return pattern.size() <= kMaxPatternBytes && HasOnlyKnownPlaceholders(pattern) &&
          std::all_of(pattern.begin(), pattern.end(), fits);
 }
 
@@ -105,7 +105,7 @@ Result<Unsubscribe> Unsubscribe::Make(const UnsubscribeOptions& options, bool sh
                   "many people, which cannot carry a link for each: send it personalised, or use "
                   "an --unsubscribe-mailto without them");
   }
-  if ((Has(options.url, kToken) || Has(mailto, kToken)) && options.key.size() < kLeastKey) {
+  if ((Has(options.url, kToken) || Has(mailto, kToken)) && options.key.size() < kMinKeyBytes) {
     return Status(Code::kUsage, "{token} needs --unsubscribe-key with a file of at least 16 bytes");
   }
   // RFC 8058, section 3.1: a POST has to say by itself who wants to leave.
@@ -131,7 +131,7 @@ void Unsubscribe::AppendLink(std::string& links, std::string_view scheme, std::s
       pattern.remove_prefix(1);
     }
   }
-  if (link.size() > kMostLink) return;
+  if (link.size() > kMaxLinkBytes) return;
   links.append(links.empty() ? "<" : ",\r\n <").append(link) += '>';
 }
 

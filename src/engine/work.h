@@ -55,7 +55,7 @@ class Renderer {
 class ResultSink {
  public:
   virtual ~ResultSink() = default;
-  // The end of the message to these recipients goes out behind the next Commit: from then on
+  // The end of the message to these recipients goes out after the next Commit: from then on
   // `server` may accept it.
   virtual Status Sending(std::span<const Recipient> recipients, std::string_view server) = 0;
   // The server certainly has not taken the message (an answer to try again later, a connection that

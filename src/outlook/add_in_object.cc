@@ -200,7 +200,7 @@ STDMETHODIMP AddInObject::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCI
     if (_wcsicmp(names[0], kMethods[i].name) == 0) ids[0] = static_cast<DISPID>(i + 1);
   }
   if (const auto callback = ModRibbonCallbacks::Find(names[0])) ids[0] = *callback;
-  // Names behind the first are those of arguments, which have none here.
+  // Names after the first are those of arguments, which have none here.
   return ids[0] == DISPID_UNKNOWN || count > 1 ? DISP_E_UNKNOWNNAME : S_OK;
 }
 

@@ -46,7 +46,7 @@ void DlgMapCSV::FillFields() {
   Result<ModDistribution::FirstRows> rows = ModDistribution::ReadFirstRows(path_);
   const Result<ModDistribution::Mapping> mapping =
       rows.ok() ? ModDistribution::ProposeMapping(rows->first, rows->second) : rows.status();
-  if (!mapping.ok()) return ModListTasks::TellFailure(desktop_, mapping.status());
+  if (!mapping.ok()) return ModListTasks::ShowError(desktop_, mapping.status());
   const std::vector<std::string>& fields = mapping.value().fields;
   for (std::size_t i = 0; i < std::min(fields.size(), kMaxFields); ++i) {
     ComboFields.AddItem(ModText::Printable(fields[i]));
@@ -59,7 +59,7 @@ void DlgMapCSV::Form_Unload() {
   if (!confirmed_) {
     // However it was left: nothing may be sent by half a mapping.
     const Status stored = settings_.Write(setting::kMailList, "");
-    if (!stored.ok()) ModListTasks::TellFailure(desktop_, stored);
+    if (!stored.ok()) ModListTasks::ShowError(desktop_, stored);
   }
   path_.clear();
   confirm_only_ = false;
@@ -69,7 +69,7 @@ void DlgMapCSV::CmdFinish_Click() {
   const Distribution list{path_, ListKind::kCsv, static_cast<std::int16_t>(ComboFields.selected()),
                           OptionHeader.checked()};
   const Status stored = settings_.Write(setting::kMailList, ModDistribution::Compose(list));
-  if (!stored.ok()) return ModListTasks::TellFailure(desktop_, stored);
+  if (!stored.ok()) return ModListTasks::ShowError(desktop_, stored);
   confirmed_ = true;
   if (!confirm_only_) ModListTasks::RemoveDuplicates(desktop_, list);
   Unload();

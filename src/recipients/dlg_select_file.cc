@@ -144,14 +144,14 @@ void DlgSelectFile::CmdOk_Click() {
 // False: it could not be stored.
 bool DlgSelectFile::Store(const std::string& path) {
   if (const Status fits = ModDistribution::CheckPath(path); !fits.ok()) {
-    ModListTasks::TellFailure(desktop_, fits);
+    ModListTasks::ShowError(desktop_, fits);
     return false;
   }
   const ListKind kind = ModDistribution::KindOf(path);
   const Status stored =
       settings_.Write(setting::kMailList, ModDistribution::ComposeUnmapped(path, kind));
   if (!stored.ok()) {
-    ModListTasks::TellFailure(desktop_, stored);
+    ModListTasks::ShowError(desktop_, stored);
     return false;
   }
   switch (kind) {

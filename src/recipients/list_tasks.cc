@@ -59,7 +59,7 @@ bool AskMapping(Desktop& desktop, Settings& settings, Distribution& list) {
   Status stored =
       settings.Write(setting::kMailList, ModDistribution::ComposeUnmapped(list.path, list.kind));
   if (!stored.ok()) {
-    TellFailure(desktop, stored);
+    ShowError(desktop, stored);
     return false;
   }
   DlgMapCSV dialog(desktop, settings);
@@ -70,7 +70,7 @@ bool AskMapping(Desktop& desktop, Settings& settings, Distribution& list) {
   list.header = mapped.header;
   if (dialog.confirmed() && list.column >= 0) return true;
   stored = settings.Write(setting::kMailList, before);
-  if (!stored.ok()) TellFailure(desktop, stored);
+  if (!stored.ok()) ShowError(desktop, stored);
   return false;
 }
 
@@ -98,23 +98,23 @@ void ShowSkippedRows(Desktop& desktop, std::uint64_t rows) {
 
 }  // namespace
 
-void TellFailure(Desktop& desktop, const Status& failure) {
+void ShowError(Desktop& desktop, const Status& failure) {
   const bool blank = failure.text() == ModRecipients::kBlankFile;
   TellUser(desktop, failure.text(), blank ? MessageIcon::kExclamation : MessageIcon::kCritical);
 }
 
 void RemoveDuplicates(Desktop& desktop, const Distribution& list) {
   const Result<std::uint64_t> size = FileSize(list.path);
-  if (!size.ok()) return TellFailure(desktop, size.status());
+  if (!size.ok()) return ShowError(desktop, size.status());
   if (size.value() == 0) {
-    return TellFailure(desktop, Status(Code::kBadInput, std::string(ModRecipients::kBlankFile)));
+    return ShowError(desktop, Status(Code::kBadInput, std::string(ModRecipients::kBlankFile)));
   }
   if (desktop.MsgBox("Do you want to remove duplicate emails?", MessageIcon::kQuestion,
                      MessageButtons::kYesNo, kModuleName) != MessageAnswer::kYes) {
     return;
   }
   const Result<ModRecipients::Loaded> loaded = RemoveDuplicatesSilently(desktop, list);
-  if (!loaded.ok()) return TellFailure(desktop, loaded.status());
+  if (!loaded.ok()) return ShowError(desktop, loaded.status());
   if (loaded.value().duplicates == 0) {
     return TellUser(desktop, "No email duplicates found", MessageIcon::kInformation);
   }
@@ -127,7 +127,7 @@ void RemoveDuplicates(Desktop& desktop, const Distribution& list) {
 void Merge(Desktop& desktop, std::string_view current, std::string_view second) {
   Status merged = ModRecipients::CheckMerge(current, second);
   if (merged.ok()) merged = MergeSilently(desktop, current, second);
-  if (!merged.ok()) return TellFailure(desktop, merged);
+  if (!merged.ok()) return ShowError(desktop, merged);
   TellUser(desktop, "File Merged into the current distribution file", MessageIcon::kInformation);
 }
 
@@ -135,7 +135,7 @@ bool Filter(Desktop& desktop, Settings& settings, std::string_view current,
             std::string_view unwanted) {
   Distribution list{std::string(current), ModDistribution::KindOf(current)};
   if (const Status fits = CheckFilter(list, unwanted); !fits.ok()) {
-    TellFailure(desktop, fits);
+    ShowError(desktop, fits);
     return false;
   }
   if (list.kind == ListKind::kUnknown) {
@@ -146,15 +146,15 @@ bool Filter(Desktop& desktop, Settings& settings, std::string_view current,
   if (list.kind == ListKind::kCsv && !AskMapping(desktop, settings, list)) return false;
   const Result<ModRecipients::Cleared> cleared = FilterSilently(desktop, list, unwanted);
   if (!cleared.ok()) {
-    TellFailure(desktop, cleared.status());
+    ShowError(desktop, cleared.status());
     // The mapping may have been confirmed; the list is the one that it was all the same.
     if (const Status put_back = settings.Write(setting::kMailList, before); !put_back.ok()) {
-      TellFailure(desktop, put_back);
+      ShowError(desktop, put_back);
     }
     return false;
   }
   const Status stored = settings.Write(setting::kMailList, ModDistribution::Compose(list));
-  if (!stored.ok()) TellFailure(desktop, stored);
+  if (!stored.ok()) ShowError(desktop, stored);
   if (cleared->loaded.rewritten) ShowSkippedRows(desktop, cleared->loaded.without_address.count);
   TellUser(desktop, FilterSummary(cleared->filtered.removed), MessageIcon::kInformation);
   return stored.ok();

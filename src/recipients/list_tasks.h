@@ -17,7 +17,7 @@ namespace vespro::ModListTasks {
 inline constexpr std::string_view kUnknownKind = "Unknown file type";
 
 // A failure that has no words of its own here.
-void TellFailure(Desktop& desktop, const Status& failure);
+void ShowError(Desktop& desktop, const Status& failure);
 
 // Asks first. Shows the duplicates that were removed.
 void RemoveDuplicates(Desktop& desktop, const Distribution& list);

@@ -67,7 +67,7 @@ class Appender {
   }
 
   // `why`, with the file as long as it was. Says so when that could not be done.
-  Status TakeBack(Status why) {
+  Status Rollback(Status why) {
     const Status shortened = Shorten(size_, size_before_);
     if (shortened.ok()) return why;
     return Status(why.code(), why.text() + "; what was appended stays: " + shortened.text());
@@ -196,8 +196,8 @@ std::string_view KeyOf(std::string_view row, const Distribution& list, std::stri
 }
 
 // Takes the list, so that it is closed when it is replaced: Windows does not replace an open file.
-Result<Filtered> KeepOthers(ListBlocks blocks, const Distribution& list, const Unwanted& unwanted,
-                            bool keep_odd_rows, ByteSink& out, const OnLine& on_line) {
+Result<Filtered> FilterOut(ListBlocks blocks, const Distribution& list, const Unwanted& unwanted,
+                           bool keep_odd_rows, ByteSink& out, const OnLine& on_line) {
   Filtered filtered;
   std::string lower, bare;
   if (blocks.has_byte_order_mark()) {
@@ -260,7 +260,7 @@ Status Merge(std::string_view current, std::string_view second, const OnLine& on
   if (merged.ok()) merged = AppendLines(blocks.value(), appender.value(), current, on_line);
   if (merged.ok()) return appender->Close();
   const bool disk_failed = merged.code() == Code::kCannotWrite || merged.code() == Code::kNotFound;
-  return disk_failed ? merged : appender->TakeBack(std::move(merged));
+  return disk_failed ? merged : appender->Rollback(std::move(merged));
 }
 
 Status CheckFilter(std::string_view current, std::string_view unwanted) {
@@ -287,8 +287,8 @@ Result<Filtered> TakeOut(const Distribution& current, std::string_view unwanted,
   if (Status loaded = lines.Load(unwanted, on_line, current.path); !loaded.ok()) return loaded;
   Result<AtomicFile> file = AtomicFile::Create(stamp.path);
   if (!file.ok()) return file.status();
-  Result<Filtered> filtered = KeepOthers(std::move(blocks).value(), current, lines,
-                                         guards.keep_odd_rows, file.value(), on_line);
+  Result<Filtered> filtered = FilterOut(std::move(blocks).value(), current, lines,
+                                        guards.keep_odd_rows, file.value(), on_line);
   if (!filtered.ok()) return filtered;
   lines.Tell(filtered.value());
   const Status committed = file->Commit([&]() -> Status {
@@ -330,7 +330,7 @@ Result<Filtered> PreviewFilter(const Distribution& current, std::string_view unw
   if (Status loaded = lines.Load(unwanted, on_line, current.path); !loaded.ok()) return loaded;
   Nowhere nowhere;
   Result<Filtered> filtered =
-      KeepOthers(std::move(blocks).value(), current, lines, keep_odd_rows, nowhere, on_line);
+      FilterOut(std::move(blocks).value(), current, lines, keep_odd_rows, nowhere, on_line);
   if (filtered.ok()) lines.Tell(filtered.value());
   return filtered;
 }

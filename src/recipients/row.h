@@ -14,7 +14,7 @@ enum class ListKind { kUnknown, kText, kCsv };
 
 namespace ModRow {
 
-// No line of a person is as long; a larger file without line ends is no list.
+// Upper bound for one row: a larger file without line ends is not a list.
 inline constexpr std::size_t kMaxLineBytes = 1024 * 1024;
 
 // The first line of a file without a UTF-8 byte-order mark, which is no part of the first field.

@@ -18,7 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // That there are no reports is no failure to the user.
-void TellFailure(AddIn& add_in, const Status& status) {
+void ShowError(AddIn& add_in, const Status& status) {
   const bool none = status.code() == Code::kNotFound;
   TellUser(*add_in.desktop, status.text(),
            none ? MessageIcon::kInformation : MessageIcon::kCritical);
@@ -76,7 +76,7 @@ Result<fs::path> MakeIndex(AddIn& add_in) {
 void ViewReports(AddIn& add_in) {
   const Hourglass hourglass(*add_in.desktop);
   const Result<fs::path> page = MakeIndex(add_in);
-  if (!page.ok()) return TellFailure(add_in, page.status());
+  if (!page.ok()) return ShowError(add_in, page.status());
   Show(add_in, page.value());
 }
 
@@ -89,17 +89,17 @@ Purged Purge(AddIn& add_in, const Remover& remove) {
   }
   const Result<std::vector<fs::path>> folders = ListFolders(add_in);
   if (!folders.ok()) {
-    TellFailure(add_in, folders.status());
+    ShowError(add_in, folders.status());
     return {folders.status()};
   }
   if (Status removed = RemoveReports(folders.value(), remove); !removed.ok()) {
-    TellFailure(add_in, removed);
+    ShowError(add_in, removed);
     // Where the page can't be written either, enough was said.
     return {removed, WriteWhatIsLeft(add_in).ok()};
   }
   TellUser(*add_in.desktop, "Reports purged", MessageIcon::kInformation);
   const Status written = ModIndexPage::WriteEmpty(IndexFile(add_in));
-  if (!written.ok()) TellFailure(add_in, written);
+  if (!written.ok()) ShowError(add_in, written);
   return {written, written.ok()};
 }
 

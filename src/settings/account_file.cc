@@ -154,7 +154,7 @@ void AppendLine(std::string& file, const AccountEntry& entry) {
   file += "\r\n";
 }
 
-bool TearsItsLine(std::string_view text) {
+bool HasLineBreaker(std::string_view text) {
   return text.find_first_of(kLineBreakers) != std::string_view::npos;
 }
 
@@ -210,7 +210,7 @@ std::string WhyLeftOut(const AccountEntry& entry) {
 Status WriteAccountFile(const fs::path& path, const std::vector<AccountEntry>& entries) {
   std::string file;
   for (const AccountEntry& entry : entries) {
-    if (!IsKeptAsRead(entry) && (TearsItsLine(entry.server) || TearsItsLine(entry.port))) {
+    if (!IsKeptAsRead(entry) && (HasLineBreaker(entry.server) || HasLineBreaker(entry.port))) {
       return Status(Code::kBadInput, "an account's server or port holds a line break or a NUL");
     }
     AppendLine(file, entry);
@@ -238,7 +238,7 @@ Status AccountList::CheckFields(const AccountEntry& entry) {
                 {"password", entry.password, true}};
   for (const auto& field : fields) {
     const std::string the_name = std::string("the ") + field.name;
-    if (TearsItsLine(field.text)) {
+    if (HasLineBreaker(field.text)) {
       return Status(Code::kUsage, the_name + " holds a line break or a NUL");
     }
     if (!field.encoded && field.text.find_first_of("\",") != std::string_view::npos) {

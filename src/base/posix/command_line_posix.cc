@@ -24,7 +24,7 @@ void FillStandardStreams() {
 
 std::vector<std::string> Begin(int argc, char** argv) {
   FillStandardStreams();
-  // A file that may not grow any more is a failed write, as on a full disk, and no death.
+  // Ignore SIGXFSZ: a file that may not grow is a write error, as on a full disk.
   std::signal(SIGXFSZ, SIG_IGN);
   return {argv, argv + argc};
 }
