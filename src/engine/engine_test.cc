@@ -4,6 +4,7 @@
 
 #include <map>
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "base/testing.h"
 #include "base/text.h"
@@ -29,7 +30,9 @@ struct FakeDelivery {
   DeliveryEnd::Reason stop_reason = DeliveryEnd::Reason::kStopped;
   Status stop_status;
   bool stop_on_the_wire = false;  // the last message gets no verdict, as if the power went
-  bool forget_one = false;        // a fault that the count at the end must show
+  // Called unknown after all, before the next message.
+  std::set<std::string> corrected;
+  bool forget_one = false;  // a fault that the count at the end must show
   std::function<void()> at_end = [] {};
   std::vector<AccountTally> tallies;
 
@@ -40,7 +43,13 @@ struct FakeDelivery {
     const std::string server =
         accounts.front().server + ":" + std::to_string(accounts.front().port);
     RenderedMessage message;
+    std::vector<Recipient> to_correct;
     for (std::size_t count = 0;; ++count) {
+      for (const Recipient& recipient : std::exchange(to_correct, {})) {
+        const Status noted =
+            results.Correct(recipient, {State::kUnknown, 1, server, "a reply too many"});
+        if (!noted.ok()) return {DeliveryEnd::Reason::kCannotRecord, noted, {}};
+      }
       Result<std::vector<Recipient>> next = source.Next(renderer.recipients_per_message());
       if (!next.ok()) return {DeliveryEnd::Reason::kCannotRecord, next.status(), {}};
       if (next->empty()) {
@@ -58,6 +67,7 @@ struct FakeDelivery {
         if (std::exchange(forget_one, false)) continue;
         status = results.Record(recipient, OutcomeFor(recipient.address, server));
         if (!status.ok()) return {DeliveryEnd::Reason::kCannotRecord, status, {}};
+        if (corrected.contains(recipient.address)) to_correct.push_back(recipient);
       }
       on_tick({});
     }
@@ -338,6 +348,38 @@ TEST_F(EngineTest, StoppedAnywhereAndStartedAgain) {
       EXPECT_NE(out_.text.find("4 sent, 2 skipped;"), std::string::npos) << out_.text;
       options_.resend_unknown = false;
     }
+  }
+}
+
+// One row and one count for each, whatever was said of him first, and no second message.
+TEST_F(EngineTest, ACorrectedVerdictCountsOnce) {
+  for (const bool json : {false, true}) {
+    SCOPED_TRACE(json);
+    ModFiles::Remove(folder_ / "journal").Ignore();  // the last round's
+    options_.json = json;
+    FakeDelivery first;
+    first.verdicts = {{"b@x.org", State::kRefused}};
+    first.corrected = {"a@x.org", "b@x.org"};
+    first.stop_after = 3;
+    EXPECT_EQ(Run(first), kExitInterrupted);
+    const auto counts = [this] {
+      const std::string report = folder_.Read("report.txt");
+      const std::size_t at = report.find("sent: ");
+      return report.substr(at, report.find("\r\n\r\n") - at);
+    };
+    EXPECT_EQ(counts(),
+              "sent: 1\r\nrefused: 0\r\nfailed: 0\r\nskipped: 2\r\nunknown: 2\r\n"
+              "Account: mail.x.org:25 sent 1 unknown 2");
+
+    FakeDelivery second;
+    EXPECT_EQ(Run(second), kExitSomeNotSent);
+    EXPECT_EQ(second.sent, Addresses{"d@x.org"}) << "the others may have it";
+    EXPECT_EQ(counts(),
+              "sent: 2\r\nrefused: 0\r\nfailed: 0\r\nskipped: 2\r\nunknown: 2\r\n"
+              "Account: mail.x.org:25 sent 2 unknown 2");
+    EXPECT_EQ(folder_.Read("report.txt").find("a@x.org\tsent"), std::string::npos);
+    EXPECT_EQ(folder_.Read("failed.csv").find("b@x.org"), std::string::npos)
+        << "whoever sends to it would mail him twice";
   }
 }
 
