@@ -5,8 +5,7 @@
 #include <map>
 #include <set>
 
-#include "engine/delivery/fake_loop.h"
-#include "engine/delivery/test_job.h"
+#include "engine/delivery/fake_job.h"
 
 namespace vespro::engine {
 namespace {
@@ -15,23 +14,6 @@ using std::chrono::hours;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 using Reason = DeliveryEnd::Reason;
-
-// A job to scripted servers, with the delays and limits of a real one.
-struct FakeJob : Job {
-  using Job::Job;
-  void To(ScriptedServer& server) {
-    if (!names_.contains(&server)) names_[&server] = "mx" + std::to_string(names_.size() + 1);
-    Job::To(25, names_[&server]);
-    loop.Serve(names_[&server], 25, server);
-  }
-  void ToNobody() { Job::To(25, "nobody"); }
-  DeliveryEnd Run() { return Job::Run(loop); }
-
-  FakeLoop loop;
-
- private:
-  std::map<ScriptedServer*, std::string> names_;
-};
 
 TEST(DeliveryTest, EveryoneGetsTheirOwnMessageOnce) {
   for (const auto& offers : kOffers) {

@@ -93,6 +93,21 @@ class Ledger final : public ResultSink {
     if (on_record) on_record();
     return {};
   }
+  // The last word counts.
+  Status Correct(const Recipient& recipient, const Outcome& outcome) override {
+    const auto told = outcomes.find(recipient.address);
+    if (told == outcomes.end()) {
+      ADD_FAILURE() << "corrected before it was told";
+      return {};
+    }
+    EXPECT_TRUE(told->second.state == State::kSent || told->second.state == State::kRefused);
+    EXPECT_EQ(outcome.state, State::kUnknown);
+    EXPECT_EQ(outcome.attempts, told->second.attempts);
+    EXPECT_EQ(outcome.server, told->second.server);
+    told->second = outcome;
+    ++corrections;
+    return {};
+  }
   Status Commit() override {
     committed.insert(on_the_wire.begin(), on_the_wire.end());
     return {};
@@ -105,6 +120,7 @@ class Ledger final : public ResultSink {
   std::map<std::string, Outcome> outcomes;
   std::set<std::string> on_the_wire;  // sent, without a verdict or a way back
   std::set<std::string> committed;    // of those that ever were
+  std::size_t corrections = 0;
   std::function<void()> on_record;
   bool sending_fails = false;
 };

@@ -216,7 +216,7 @@ bool Transaction::IsSenderRefusedInOrder() const {
 
 bool Transaction::IsUncertain(std::size_t index, Stage stage) const {
   const bool local = mail_.fault != Fault::kReply || recipients_[index].fault != Fault::kReply;
-  return !local && (stage == Stage::kEndOfData || data_.open());
+  return !local && (stage == Stage::kEndOfData || !data_.accepted());
 }
 
 Answer Transaction::AnswerFor(std::size_t index, const Circumstances& circumstances) const {

@@ -84,8 +84,9 @@ class Transaction {
   bool IsAccepted() const { return body_.accepted() && accepted_ > 0; }
   // The server holds an envelope of it that no message ended.
   bool LeavesEnvelope() const { return mail_.accepted() && !(body_sent_ && body_.accepted()); }
+  // Once the message is out: a refusal that a surplus reply may have brought does not rule it out.
   bool MayStillAccept(std::size_t index) const {
-    return !mail_.failed() && !recipients_[index].failed();
+    return (!mail_.failed() && !recipients_[index].failed()) || IsUncertain(index, Stage::kRcpt);
   }
   std::size_t recipients() const { return submission_.recipients.size(); }
   bool IsSenderRefused() const { return mail_.failed() && mail_.fault == Fault::kReply; }
