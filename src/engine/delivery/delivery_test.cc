@@ -485,6 +485,7 @@ TEST(DeliveryTest, ATraceSaysWhyNothingIsSent) {
            "connecting to mx1:25",
            "mx1:25: backing off for 1 s, failure 1 in a row: 450 4.7.1 slow down",
            "mx1:25: not sending: it is backed off from",
+           "mx1:25: line 1 again in 30 s, attempts used up: 1; 450 4.7.1 slow down",
            "mx1:25: works again",
            "mx2:25: backing off for 1 s, failure 1 in a row: connection refused",
        }) {

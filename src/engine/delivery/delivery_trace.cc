@@ -67,6 +67,12 @@ void DeliveryTrace::Failed(const Server& server, TimePoint now) const {
 
 void DeliveryTrace::Recovered(const Server& server) const { Note(server, "works again"); }
 
+void DeliveryTrace::Retry(const Server& server, std::uint64_t line, int attempts,
+                          std::chrono::milliseconds delay, std::string_view reply) const {
+  Note(server, "line " + std::to_string(line) + " again in " + Seconds(delay) +
+                   ", attempts used up: " + std::to_string(attempts) + "; " + std::string(reply));
+}
+
 void DeliveryTrace::Dropped(std::uint64_t connection, std::size_t in_flight,
                             const ServerQuirks& quirks) const {
   std::string text = "closed without a word, messages in flight: " + std::to_string(in_flight) +

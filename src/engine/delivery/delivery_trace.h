@@ -2,7 +2,9 @@
 // of the servers, and why nothing is sent to one. Costs nothing without a trace. One thread.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 #include "engine/delivery/backoff.h"
@@ -24,6 +26,9 @@ class DeliveryTrace {
   // The server has failed or asked for patience, and what follows; or it is disabled.
   void Failed(const Server& server, TimePoint now) const;
   void Recovered(const Server& server) const;
+  // The recipient, by the line of the list, gets another attempt.
+  void Retry(const Server& server, std::uint64_t line, int attempts,
+             std::chrono::milliseconds delay, std::string_view reply) const;
   // The connection was closed by the server with so many messages in flight.
   void Dropped(std::uint64_t connection, std::size_t in_flight, const ServerQuirks& quirks) const;
   void RecipientLimit(std::uint64_t connection, const ServerQuirks& quirks) const;

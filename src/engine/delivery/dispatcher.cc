@@ -115,6 +115,9 @@ void Dispatcher::OnNotAccepted(std::size_t server, const Recipient& recipient, A
     return recorder_.Final(recipient, state, server, *next.final_state, state.last_reply);
   }
   recorder_.Withdraw(recipient, state, server, state.attempts == attempt);
+  if (trace_.on()) {
+    trace_.Retry(pool_[server], recipient.line, state.attempts, next.delay, state.last_reply);
+  }
   if (next.delay.count() > 0) {
     queue_.Defer({recipient, std::move(state)}, now + next.delay);
   } else {
