@@ -10,6 +10,15 @@
 #include "engine/options.h"
 
 namespace vespro::cli {
+namespace {
+
+// Bytes that are not UTF-8 become U+FFFD.
+template <class Json>
+std::string Dump(const Json& data, int indent) {
+  return data.dump(indent, ' ', false, Json::error_handler_t::replace);
+}
+
+}  // namespace
 
 int ExitCode(Code code) {
   switch (code) {
@@ -65,13 +74,9 @@ bool HidePasswordCommands(std::vector<std::string>& words) {
   return hidden;
 }
 
-void PrintJson(const nlohmann::json& data) {
-  std::cout << data.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
-}
+void PrintJson(const nlohmann::json& data) { std::cout << Dump(data, 2) << "\n"; }
 
-std::string JsonText(const nlohmann::ordered_json& data, int indent) {
-  return data.dump(indent, ' ', false, nlohmann::json::error_handler_t::replace);
-}
+std::string JsonText(const nlohmann::ordered_json& data, int indent) { return Dump(data, indent); }
 
 void Note(std::string_view text) {
   // Files and servers have odd names.
