@@ -13,9 +13,9 @@ vespro_module(engine_crypto
   LIBRARIES vespro_openssl)
 
 vespro_module(engine_smtp
-  SOURCES smtp/client.cc smtp/extensions.cc smtp/output_queue.cc smtp/policy.cc smtp/reply.cc smtp/sasl.cc
+  SOURCES smtp/client.cc smtp/complaint.cc smtp/extensions.cc smtp/output_queue.cc smtp/policy.cc smtp/reply.cc smtp/sasl.cc
           smtp/secret_scanner.cc smtp/session_setup.cc smtp/session_trace.cc smtp/transaction.cc
-  TESTS smtp/client_test.cc smtp/client_trace_test.cc smtp/extensions_test.cc smtp/output_queue_test.cc smtp/policy_test.cc smtp/reply_test.cc smtp/sasl_test.cc
+  TESTS smtp/client_test.cc smtp/client_trace_test.cc smtp/complaint_test.cc smtp/extensions_test.cc smtp/output_queue_test.cc smtp/policy_test.cc smtp/reply_test.cc smtp/sasl_test.cc
         smtp/secret_scanner_test.cc smtp/surplus_reply_test.cc
   USES base mime engine_crypto)
 

@@ -101,7 +101,8 @@ void Dispatcher::OnNotAccepted(std::size_t server, const Recipient& recipient, A
                                const Answer& answer, TimePoint now) {
   const Disposition& disposition = answer.disposition;
   state.last_reply = InWords(answer);
-  if (disposition.throttle && pool_[server].OnThrottled(now, state.last_reply)) {
+  const bool slows = disposition.limit != Limit::kNone && disposition.limit != Limit::kQuota;
+  if (slows && pool_[server].OnThrottled(now, state.last_reply)) {
     TraceFailure(server, now);
   }
   if (disposition.action == Action::kDisableServer) {

@@ -306,7 +306,7 @@ void SmtpClient::DisableChunking() {
 // The server closes the connection after this reply (RFC 5321, section 3.8). One that does not,
 // and answers what was sent after it, is listened to: it may yet accept a message.
 void SmtpClient::On421(const PendingReply& pending, const Reply& reply) {
-  const Failure failure{.stage = pending.stage, .code = 421, .enhanced = reply.enhanced};
+  const Failure failure = FailureOf(pending.stage, reply);
   if (pending.stage < Stage::kMail || state_ != State::kReady) {
     return SessionOver(failure, setup_.Redacted(reply));
   }

@@ -24,6 +24,7 @@ struct Row {
   int first_code, last_code;
   Condition condition;
   Disposition disposition;
+  Complaint complaint = Complaint::kNone;  // kNone: any
 };
 
 constexpr Stage kFirstSession = Stage::kConnect, kLastSession = Stage::kAuth;
@@ -35,14 +36,24 @@ constexpr Disposition kBroken{
     .scope = Scope::kConnection, .action = kDefer, .close_connection = true};
 constexpr Disposition kRequeueUnharmed{
     .scope = Scope::kConnection, .action = kRequeue, .close_connection = true};
-constexpr Disposition kServerBusy{
-    .scope = Scope::kConnection, .action = kDefer, .close_connection = true, .throttle = true};
+constexpr Disposition kServerBusy{.scope = Scope::kConnection,
+                                  .action = kDefer,
+                                  .close_connection = true,
+                                  .limit = Limit::kConcurrency};
 constexpr Disposition kNoLoginHere{
     .scope = Scope::kAccount, .action = kDisableServer, .close_connection = true, .login = true};
 constexpr Disposition kServerUnusable{
     .scope = Scope::kAccount, .action = kDisableServer, .close_connection = true, .unusable = true};
 // What is on the wire still gets its answer.
 constexpr Disposition kSenderRejected{.scope = Scope::kAccount, .action = kDisableServer};
+// Nothing was wrong with the message, and the connection stays unless the server closes it.
+constexpr Disposition kSlower{.scope = Scope::kAccount, .action = kRequeue, .limit = Limit::kRate};
+constexpr Disposition kFewer{
+    .scope = Scope::kAccount, .action = kRequeue, .limit = Limit::kConcurrency};
+constexpr Disposition kRested{
+    .scope = Scope::kAccount, .action = kRequeue, .close_connection = true, .limit = Limit::kRest};
+constexpr Disposition kUsedUp{
+    .scope = Scope::kAccount, .action = kDisableServer, .limit = Limit::kQuota};
 constexpr Disposition kMessageLater{.scope = Scope::kMessage, .action = kDefer};
 constexpr Disposition kMessageNever{.scope = Scope::kMessage, .action = kBounce};
 constexpr Disposition kOtherAccounts{.scope = Scope::kMessage, .action = kTryOtherServer};
@@ -80,6 +91,21 @@ constexpr Row kRows[] = {
     // and no failure. Later commands on the wire were not processed.
     {Stage::kMail, Stage::kEndOfData, kAnswer, kAnswer, 421, 421, Condition::kNotHeadOfLine,
      kRequeueUnharmed},
+
+    // What the words say is a limit of the account's, at every stage.
+    {kFirstSession, Stage::kEndOfData, kAnswer, kAnswer, 400, 599, Condition::kAlways, kUsedUp,
+     Complaint::kQuota},
+    {kFirstSession, Stage::kEndOfData, kAnswer, kAnswer, 400, 599, Condition::kAlways, kRested,
+     Complaint::kUnsolicited},
+    {Stage::kMail, Stage::kEndOfData, kAnswer, kAnswer, 400, 599, Condition::kAlways, kSlower,
+     Complaint::kRate},
+    {Stage::kMail, Stage::kEndOfData, kAnswer, kAnswer, 400, 599, Condition::kAlways, kFewer,
+     Complaint::kConcurrency},
+    {Stage::kMail, Stage::kEndOfData, kAnswer, kAnswer, 500, 599, Condition::kAlways,
+     kSenderRejected, Complaint::kSender},
+    {Stage::kMail, Stage::kEndOfData, kAnswer, kAnswer, 500, 599, Condition::kAlways, kNoLoginHere,
+     Complaint::kLogin},
+
     {Stage::kMail, Stage::kData, kAnswer, kAnswer, 421, 421, Condition::kDeliveredBefore,
      kRequeueUnharmed},
     {kFirstSession, Stage::kQuit, kAnswer, kAnswer, 421, 421, Condition::kAlways, kServerBusy},
@@ -102,7 +128,7 @@ constexpr Row kRows[] = {
      400,
      499,
      Condition::kSlowDown,
-     {.scope = Scope::kMessage, .action = kDefer, .throttle = true}},
+     {.scope = Scope::kMessage, .action = kDefer, .limit = Limit::kRate}},
     {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 400, 499, Condition::kAlways, kMessageLater},
     // A sender refused, a quota used up: it would fail alike for every recipient, so the account is
     // disabled and no recipient blamed.
@@ -159,10 +185,18 @@ bool Fits(const Row& row, const Failure& failure) {
   return failure.stage >= row.first_stage && failure.stage <= row.last_stage &&
          failure.fault >= row.first_fault && failure.fault <= row.last_fault &&
          failure.code >= row.first_code && failure.code <= row.last_code &&
+         (row.complaint == Complaint::kNone || failure.complaint == row.complaint) &&
          Holds(row.condition, failure);
 }
 
 }  // namespace
+
+Failure FailureOf(Stage stage, const Reply& reply) {
+  return {.stage = stage,
+          .code = reply.code,
+          .enhanced = reply.enhanced,
+          .complaint = ComplaintOf(reply)};
+}
 
 Disposition Classify(const Failure& failure) {
   for (const Row& row : kRows) {

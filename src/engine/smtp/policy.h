@@ -3,12 +3,13 @@
 //
 // The questions, in the order in which they matter:
 //   May the server have the message? Then nothing is sent again: kUnknown.
-//   Whose trouble is it? The account's (a login, a certificate), the connection's (a hang-up, a
-//   421), the message's (its sender, its size, its content) or one recipient's. Does it pass by
-//   itself? 4xx and broken connections do, 5xx does not.
+//   Whose trouble is it? The account's (a login, a certificate, a limit of the provider's), the
+//   connection's (a hang-up, a 421), the message's (its sender, its size, its content) or one
+//   recipient's. Does it pass by itself? 4xx and broken connections do, 5xx does not.
 // The table in policy.cc answers them row by row; the first row that fits wins.
 #pragma once
 
+#include "engine/smtp/complaint.h"
 #include "engine/smtp/reply.h"
 
 namespace vespro::engine {
@@ -59,11 +60,21 @@ enum class Action {
   kUnknown,         // the server may have the message
 };
 
+// What the server limits: never the recipient's trouble.
+enum class Limit {
+  kNone,
+  kRate,         // messages in a time: fewer of them
+  kConcurrency,  // transactions, or connections, at a time: fewer of them
+  kRest,         // nothing for minutes, then one connection
+  kQuota,        // used up for hours: with kDisableServer
+};
+
 struct Failure {
   Stage stage = Stage::kConnect;
   Fault fault = Fault::kReply;
   int code = 0;  // of the reply, with kReply
   EnhancedCode enhanced;
+  Complaint complaint = Complaint::kNone;  // what its words say, with kReply
   bool others_accepted = false;   // at kRcpt: another recipient of the same message was taken
   bool delivered_before = false;  // a message was accepted on this connection before
   bool end_of_data_sent = false;  // the whole message may have reached the server
@@ -74,12 +85,14 @@ struct Disposition {
   Scope scope = Scope::kConnection;
   Action action = Action::kDefer;
   bool close_connection = false;  // it can't be used again
-  bool throttle = false;   // the server asks us to slow down: nothing to this account for a while
+  Limit limit = Limit::kNone;
   bool login = false;      // with kDisableServer: it was the login
   bool unusable = false;   // with kDisableServer: only another account or option helps
   bool too_large = false;  // with kDisableServer: no message of this job is small enough
 };
 
+// What a reply at `stage` says.
+Failure FailureOf(Stage stage, const Reply& reply);
 Disposition Classify(const Failure& failure);
 
 // Whether `reply` can be the answer to a command of this stage; with one that can't be, the two

@@ -88,9 +88,9 @@ TEST(PolicyTest, CircumstancesCount) {
   Failure busy = Answered(Stage::kMail, 421);
   busy.delivered_before = true;
   EXPECT_EQ(Classify(busy).action, Action::kRequeue) << "421 after accepted messages is ordinary";
-  EXPECT_FALSE(Classify(busy).throttle);
+  EXPECT_EQ(Classify(busy).limit, Limit::kNone);
   busy.delivered_before = false;
-  EXPECT_TRUE(Classify(busy).throttle);
+  EXPECT_EQ(Classify(busy).limit, Limit::kConcurrency);
 
   for (const int code : {452, 552}) {
     Failure many = Answered(Stage::kRcpt, code);
@@ -108,12 +108,63 @@ TEST(PolicyTest, CircumstancesCount) {
   behind.head_of_line = false;
   EXPECT_EQ(Classify(behind).action, Action::kRequeue) << "it was not this message that broke it";
 
-  EXPECT_TRUE(Classify(Answered(Stage::kMail, 450, {4, 7, 1})).throttle);
-  EXPECT_TRUE(Classify(Answered(Stage::kMail, 454)).throttle);
-  EXPECT_FALSE(Classify(Answered(Stage::kMail, 451, {4, 3, 0})).throttle);
+  EXPECT_EQ(Classify(Answered(Stage::kMail, 450, {4, 7, 1})).limit, Limit::kRate);
+  EXPECT_EQ(Classify(Answered(Stage::kMail, 454)).limit, Limit::kRate);
+  EXPECT_EQ(Classify(Answered(Stage::kMail, 451, {4, 3, 0})).limit, Limit::kNone);
 
   EXPECT_TRUE(Classify(Answered(Stage::kAuth, 535)).login);
   EXPECT_FALSE(Classify(Local(Stage::kStartTls, Fault::kCertificate)).login);
+}
+
+// A limit of the account's is never the recipient's trouble, wherever the server tells it.
+TEST(PolicyTest, LimitsBlameNobody) {
+  const struct {
+    Complaint complaint;
+    int code;
+    Action action;
+    Limit limit;
+    bool close_connection;
+  } rows[] = {
+      {Complaint::kRate, 454, Action::kRequeue, Limit::kRate, false},
+      {Complaint::kRate, 421, Action::kRequeue, Limit::kRate, false},
+      {Complaint::kRate, 550, Action::kRequeue, Limit::kRate, false},
+      {Complaint::kConcurrency, 432, Action::kRequeue, Limit::kConcurrency, false},
+      {Complaint::kUnsolicited, 421, Action::kRequeue, Limit::kRest, true},
+      {Complaint::kUnsolicited, 550, Action::kRequeue, Limit::kRest, true},
+      {Complaint::kQuota, 454, Action::kDisableServer, Limit::kQuota, false},
+      {Complaint::kQuota, 552, Action::kDisableServer, Limit::kQuota, false},
+      {Complaint::kSender, 550, Action::kDisableServer, Limit::kNone, false},
+      {Complaint::kLogin, 550, Action::kDisableServer, Limit::kNone, true},
+  };
+  for (const auto& row : rows) {
+    for (const Stage stage : {Stage::kMail, Stage::kRcpt, Stage::kData, Stage::kEndOfData}) {
+      for (const bool delivered_before : {false, true}) {
+        Failure failure = Answered(stage, row.code);
+        failure.complaint = row.complaint;
+        failure.delivered_before = delivered_before;
+        const Disposition disposition = Classify(failure);
+        const std::string where =
+            StageName(stage) + std::string(" ") + std::to_string(static_cast<int>(row.complaint));
+        EXPECT_EQ(disposition.action, row.action) << where;
+        EXPECT_EQ(disposition.limit, row.limit) << where;
+        EXPECT_EQ(disposition.close_connection, row.close_connection) << where;
+        EXPECT_EQ(disposition.login, row.complaint == Complaint::kLogin) << where;
+      }
+    }
+  }
+
+  Failure lost = Answered(Stage::kMail, 421);
+  lost.complaint = Complaint::kUnsolicited;
+  lost.head_of_line = false;
+  EXPECT_EQ(Classify(lost).limit, Limit::kNone) << "told by the one that the server answered";
+
+  Failure later = Answered(Stage::kMail, 451);
+  later.complaint = Complaint::kSender;
+  EXPECT_EQ(Classify(later).action, Action::kDefer) << "it passes";
+
+  Failure at_login = Answered(Stage::kAuth, 535);
+  at_login.complaint = Complaint::kQuota;
+  EXPECT_FALSE(Classify(at_login).login) << "the password is not wrong";
 }
 
 // Whatever a server may answer anywhere: it is never sent again once it may have been accepted, and

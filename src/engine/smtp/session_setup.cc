@@ -22,9 +22,7 @@ SessionSetup::Step SessionSetup::Failed(Stage stage, Fault fault, std::string te
 }
 
 SessionSetup::Step SessionSetup::Refused(Stage stage, const Reply& reply) const {
-  return {.kind = Kind::kFailed,
-          .failure = {.stage = stage, .code = reply.code, .enhanced = reply.enhanced},
-          .text = Redacted(reply)};
+  return {.kind = Kind::kFailed, .failure = FailureOf(stage, reply), .text = Redacted(reply)};
 }
 
 SessionSetup::Step SessionSetup::Connected(std::string hello_name, bool loopback) {

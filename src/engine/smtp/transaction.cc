@@ -36,6 +36,7 @@ void Transaction::StoredReply::Store(const Reply& reply, std::string line) {
   fault = Fault::kReply;
   code = reply.code;
   enhanced = reply.enhanced;
+  complaint = reply.severity() < 4 ? Complaint::kNone : ComplaintOf(reply);
   text = std::move(line);
 }
 
@@ -236,11 +237,13 @@ Answer Transaction::AnswerFor(std::size_t index, const Circumstances& circumstan
     failure.fault = decisive->fault;
     failure.code = decisive->code;
     failure.enhanced = decisive->enhanced;
+    failure.complaint = decisive->complaint;
   } else if (circumstances.lost != nullptr) {
     answer.reply = circumstances.lost_text;
     failure.fault = circumstances.lost->fault;
     failure.code = circumstances.lost->code;
     failure.enhanced = circumstances.lost->enhanced;
+    failure.complaint = circumstances.lost->complaint;
   }
   if (failure.fault != Fault::kReply) failure.code = 0;
   failure.others_accepted = accepted_ > 0;

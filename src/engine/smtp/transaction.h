@@ -107,6 +107,7 @@ class Transaction {
     Fault fault = Fault::kReply;
     int code = 0;  // 0 with kReply: not answered yet
     EnhancedCode enhanced = {};
+    Complaint complaint = Complaint::kNone;
     std::string text = {};
 
     void Store(const Reply& reply, std::string line);
