@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "base/text.h"
+#include "engine/delivery/allowance.h"
 #include "engine/message.h"
 #include "engine/trace.h"
 
@@ -47,7 +48,8 @@ struct DeliveryOptions {
   double messages_per_second = 0;  // over all accounts; 0 for no ceiling
   std::vector<ServerRateLimit> account_rates;
   std::vector<ServerPasswordCommand> password_commands;
-  Trace* trace = nullptr;  // outlives the Delivery; null for none
+  AllowanceBook* allowances = nullptr;  // both outlive the Delivery; null for none
+  Trace* trace = nullptr;
 };
 
 }  // namespace vespro::engine
