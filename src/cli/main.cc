@@ -2,96 +2,14 @@
 #include <algorithm>
 #include <exception>
 #include <iostream>
-#include <nlohmann/json.hpp>
 
 #include "base/command_line.h"
 #include "base/text.h"
-#include "cli/verbs.h"
+#include "cli/app.h"
 #include "engine/options.h"
 
 namespace vespro::cli {
 namespace {
-
-// Bytes that are not UTF-8 become U+FFFD.
-template <class Json>
-std::string Dump(const Json& data, int indent) {
-  return data.dump(indent, ' ', false, Json::error_handler_t::replace);
-}
-
-}  // namespace
-
-int ExitCode(Code code) {
-  switch (code) {
-    case Code::kOk:
-      return 0;
-    case Code::kUsage:
-      return 2;
-    case Code::kBadInput:
-      return 65;
-    case Code::kNotFound:
-      return 66;
-    case Code::kCannotWrite:
-      return 73;
-    case Code::kLogin:
-      return 77;
-    case Code::kConfig:
-      return 78;
-    case Code::kCancelled:
-      return 130;
-    case Code::kResumable:
-    case Code::kTimedOut:
-    case Code::kUnavailable:
-    case Code::kProtocol:
-      return 75;
-  }
-  return 70;
-}
-
-int Fail(const Status& status) {
-  Note(status.text());
-  return ExitCode(status.code());
-}
-
-std::string CommandFor(const Globals& globals, std::vector<std::string> words) {
-  if (!globals.home.empty()) words.insert(words.begin(), {"--home", globals.home});
-  return ModCommandLine::VesproCommand(words);
-}
-
-bool HidePasswordCommands(std::vector<std::string>& words) {
-  constexpr std::string_view kOption = "--password-command";
-  const std::string shown = "SERVER=COMMAND";
-  bool hidden = false;
-  for (std::size_t i = 0; i < words.size(); ++i) {
-    if (words[i].starts_with(std::string(kOption) + "=")) {
-      words[i].replace(kOption.size() + 1, std::string::npos, shown);
-      hidden = true;
-    }
-    if (i > 0 && words[i - 1] == kOption) {
-      words[i] = shown;
-      hidden = true;
-    }
-  }
-  return hidden;
-}
-
-void PrintJson(const nlohmann::json& data) { std::cout << Dump(data, 2) << "\n"; }
-
-std::string JsonText(const nlohmann::ordered_json& data, int indent) { return Dump(data, indent); }
-
-void Note(std::string_view text) {
-  // Files and servers have odd names.
-  std::cerr << "vespro: " << ModText::Printable(text, text.size()) << "\n";
-}
-
-namespace {
-
-constexpr char kFooter[] =
-    "'vespro VERB --help' tells more and has an example.\n"
-    "Exit:\n"
-    "  0 done; 1 sent, but not to everybody; 2 usage; 65 input that can't be used\n"
-    "  66 a file that can't be read; 70 internal error; 73 a file that can't be written\n"
-    "  75 stopped, or not possible now: it may be run again; 77 every login was refused\n"
-    "  78 a setting or an account is missing; 130 interrupted, or answered with no";
 
 // "vespro send --rate 10/s" as it was meant: the engine's options come after "--". Empty where
 // there is none of them before it. `given` lack the program's name.
@@ -134,31 +52,8 @@ int Run(std::vector<std::string> arguments) {
   }
 
   Action action;
-  CLI::App app("Vespro sends one mail to many people: newsletters, invitations, notices.",
-               "vespro");
-  app.set_version_flag("--version", VESPRO_VERSION);
-  app.add_option("--home", globals.home, "Keep settings and data below this folder (VESPRO_HOME)")
-      ->type_name("DIR")
-      ->check([](const std::string& folder) {
-        return folder.empty() ? std::string("needs a folder's name") : std::string();
-      });
-  app.add_flag("--json", globals.json, "Print data as JSON");
-  app.add_flag("--yes", globals.rules.assume_yes, "Answer questions with yes");
-  app.add_flag("--no-input", globals.rules.no_input, "Never ask");
-  app.fallthrough();
-  AddSendVerbs(app, globals, action);
-  AddJobVerbs(app, globals, action);
-  AddListVerbs(app, globals, action);
-  AddAccountVerbs(app, globals, action);
-  AddSettingsVerbs(app, globals, action);
-  AddMergeVerbs(app, globals, action);
-  AddReportVerbs(app, globals, action);
-  AddReportPageVerbs(app, globals, action);
-  AddCatchVerb(app, globals, action);
-  AddSupportVerbs(app, globals, action);
-
-  app.footer(kFooter);  // here, since verbs that are declared later would show it too
-
+  CLI::App app;
+  Declare(app, globals, action);
   if (!arguments.empty()) arguments.erase(arguments.begin());
   std::vector<std::string> last_first(arguments.rbegin(), arguments.rend());  // as CLI11 wants them
   try {

@@ -28,6 +28,8 @@ struct Arguments {
 
 void Declare(CLI::App& app, Arguments& arguments, EngineOptions& options) {
   DeliveryOptions& delivery = options.delivery;
+  app.description("Sends a bulk-mail job and reports on every recipient.");
+  app.name("vespro-engine");
   app.footer(kFooter);
   // A job that is taken up again brings its earlier options; what is said anew comes after them.
   app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
@@ -174,7 +176,7 @@ Status Convert(const Arguments& arguments, bool has_only, EngineOptions& options
 ParsedOptions ParseOptions(std::vector<std::string> arguments) {
   ParsedOptions parsed;
   Arguments texts;
-  CLI::App app("Sends a bulk-mail job and reports on every recipient.", "vespro-engine");
+  CLI::App app;
   Declare(app, texts, parsed.options);
   // CLI11 takes its arguments last first.
   std::reverse(arguments.begin(), arguments.end());
@@ -193,17 +195,23 @@ ParsedOptions ParseOptions(std::vector<std::string> arguments) {
   return parsed;
 }
 
-std::vector<OptionName> OptionNames() {
+void VisitOptions(const std::function<void(const CLI::App&)>& visit) {
   CLI::App app;
   Arguments texts;
   EngineOptions options;
   Declare(app, texts, options);
+  visit(app);
+}
+
+std::vector<OptionName> OptionNames() {
   std::vector<OptionName> names;
-  for (const CLI::Option* option : app.get_options()) {
-    for (const std::string& name : option->get_lnames()) {
-      names.push_back({"--" + name, option->get_items_expected_max() > 0});
+  VisitOptions([&names](const CLI::App& app) {
+    for (const CLI::Option* option : app.get_options()) {
+      for (const std::string& name : option->get_lnames()) {
+        names.push_back({"--" + name, option->get_items_expected_max() > 0});
+      }
     }
-  }
+  });
   return names;
 }
 

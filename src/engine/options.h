@@ -2,6 +2,7 @@
 // line checks with it what it is going to pass on. Any thread. Text is UTF-8.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -9,6 +10,10 @@
 
 #include "base/status.h"
 #include "engine/engine_options.h"
+
+namespace CLI {
+class App;
+}
 
 namespace vespro::engine {
 
@@ -22,6 +27,9 @@ struct ParsedOptions {
 
 // `arguments` are without the program's name.
 ParsedOptions ParseOptions(std::vector<std::string> arguments);
+
+// Shows `visit` the declared options, for the manual.
+void VisitOptions(const std::function<void(const CLI::App&)>& visit);
 
 struct OptionName {
   std::string name;  // the long one, with its dashes
