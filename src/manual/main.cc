@@ -2,6 +2,7 @@
 // the folders in which they are installed below share/. A tool of the build.
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <string>
 #include <utility>
@@ -56,7 +57,12 @@ int main(int argc, char** argv) {
     std::fputs("usage: vespro-manual DIR\n", stderr);
     return 2;
   }
-  const vespro::Status status = vespro::manual::Write(argv[1]);
-  if (!status.ok()) std::fprintf(stderr, "vespro-manual: %s\n", status.text().c_str());
-  return status.ok() ? 0 : 1;
+  try {
+    const vespro::Status status = vespro::manual::Write(argv[1]);
+    if (!status.ok()) std::fprintf(stderr, "vespro-manual: %s\n", status.text().c_str());
+    return status.ok() ? 0 : 1;
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "vespro-manual: %s\n", error.what());
+    return 1;
+  }
 }
