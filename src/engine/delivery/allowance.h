@@ -33,11 +33,11 @@ class Allowance {
   // program dies. 0: none before available_at().
   virtual std::size_t Take(std::size_t recipients, TimePoint now) = 0;
   // What became of those that were taken: the server did not accept them,
-  virtual void GiveBack(std::size_t recipients, TimePoint now) = 0;
+  virtual void GiveBack(std::size_t recipients) = 0;
   // or it did, or may have.
-  virtual void Commit(std::size_t recipients, TimePoint now) = 0;
+  virtual void Commit(std::size_t recipients) = 0;
   // Counts without asking: the server may have accepted what it seemed to refuse.
-  virtual void Add(std::size_t recipients, TimePoint now) = 0;
+  virtual void Add(std::size_t recipients) = 0;
   // Call it about ten times a second.
   virtual void Update(TimePoint now) = 0;
 

@@ -48,6 +48,7 @@ struct DeliveryOptions {
   double messages_per_second = 0;  // over all accounts; 0 for no ceiling
   std::vector<ServerRateLimit> account_rates;
   std::vector<ServerPasswordCommand> password_commands;
+  bool wait_for_quota = false;  // when the day's count of every account is used up: do not end
   AllowanceBook* allowances = nullptr;  // both outlive the Delivery; null for none
   Trace* trace = nullptr;
 };

@@ -18,6 +18,8 @@ const char* InWords(Obstacle obstacle) {
       return "sending again";
     case Obstacle::kDisabled:
       return "not sending: it takes no further part";
+    case Obstacle::kQuota:
+      return "not sending: its limit of the day is reached";
     case Obstacle::kCredentials:
       return "not connecting: its password is being fetched";
     case Obstacle::kBackoff:
@@ -32,6 +34,8 @@ const char* InWords(Obstacle obstacle) {
       return "not sending: it is ahead of its share";
     case Obstacle::kConnectionLimit:
       return "not connecting: it refused one connection more than are open";
+    case Obstacle::kAccountConnections:
+      return "not connecting: it has as many connections as it may";
     case Obstacle::kOneTries:
       return "not connecting: after its failure one connection tries for all";
     case Obstacle::kEnough:

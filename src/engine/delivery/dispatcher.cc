@@ -57,6 +57,7 @@ std::optional<std::size_t> Dispatcher::NextToConnect(std::size_t connecting, Tim
 void Dispatcher::Update(TimePoint now) {
   queue_.PromoteDue(now);
   pool_.ForgetRefusals();
+  pool_.UpdateQuotas(now);
   pool_.UpdateShares(now, [this](std::size_t server) { return HasWork(server); });
 }
 
@@ -72,12 +73,18 @@ Poll Dispatcher::NextMessage(std::size_t server, std::size_t max_recipients, boo
   if (stopping_ || !pool_[server].enabled()) return Poll::kExhausted;
   if (now < pool_[server].backoff_until()) return Poll::kBlocked;
   if (!HasWork(server)) return queue_.source_ended() ? Poll::kExhausted : Poll::kBlocked;
-  if (!pool_.TakeTurn(server, full, now)) return Poll::kBlocked;
+  const std::size_t size = pool_[server].TakeQuota(BatchSize(server, max_recipients), now);
+  // A refusal may make room for another one.
+  if (size == 0) return pool_[server].QuotaOnItsWay() ? Poll::kBlocked : Poll::kExhausted;
+  if (!pool_.TakeTurn(server, full, now)) {
+    pool_[server].GiveBackQuota(size);
+    return Poll::kBlocked;
+  }
   queue_.NextBatch(
-      BatchSize(server, max_recipients),
-      [&](const AttemptState& state) { return pool_.IsEligible(server, state); },
+      size, [&](const AttemptState& state) { return pool_.IsEligible(server, state); },
       [&](const AttemptState& state) { return pool_.IsPreferred(server, state); },
       message.recipients, message.states);
+  pool_[server].GiveBackQuota(size - message.recipients.size());
   if (message.recipients.empty()) return Poll::kBlocked;  // the list can't be read
   for (AttemptState& state : message.states) {
     ++state.attempts;
@@ -93,6 +100,7 @@ void Dispatcher::OnAccepted(std::size_t server, const Recipient& recipient, Atte
                             const Answer& answer, bool in_clear) {
   const bool recovers = trace_.on() && !pool_[server].IsHealthy();
   pool_[server].OnAccepted(in_clear);
+  pool_[server].CommitQuota(1);
   if (recovers && pool_[server].IsHealthy()) trace_.Recovered(pool_[server]);
   recorder_.Final(recipient, state, server, State::kSent, answer.reply);
 }
@@ -112,6 +120,11 @@ void Dispatcher::OnNotAccepted(std::size_t server, const Recipient& recipient, A
   const int attempt = state.attempts;
   const NextStep next =
       retry_policy_.AfterFailure(disposition, server, pool_.HasEligible(state, server), state);
+  if (next.final_state == State::kUnknown) {
+    pool_[server].CommitQuota(1);
+  } else {
+    pool_[server].GiveBackQuota(1);
+  }
   if (next.final_state) {
     return recorder_.Final(recipient, state, server, *next.final_state, state.last_reply);
   }
@@ -198,6 +211,13 @@ void Dispatcher::BounceUndeliverable() {
   });
 }
 
+void Dispatcher::OnUnsure(std::size_t server, const Recipient& recipient, int attempts, State was,
+                          std::string_view why) {
+  Allowance* const allowance = pool_[server].allowance();
+  if (was == State::kRefused && allowance != nullptr) allowance->Add(1);
+  recorder_.Correct(recipient, attempts, server, was, why);
+}
+
 void Dispatcher::TraceWaiting(std::size_t connecting, bool full, TimePoint now) {
   if (!trace_.on()) return;
   for (std::size_t i = 0; i < pool_.size(); ++i) {
@@ -205,7 +225,7 @@ void Dispatcher::TraceWaiting(std::size_t connecting, bool full, TimePoint now) 
     if (obstacle == Obstacle::kNone) {
       obstacle = full                             ? Obstacle::kAllInUse
                  : connecting >= queue_.InSight() ? Obstacle::kEnough
-                                                  : pool_[i].WhyNotConnecting(now);
+                                                  : pool_.WhyNotConnecting(i, now);
     }
     trace_.Waits(i, pool_[i], obstacle);
   }

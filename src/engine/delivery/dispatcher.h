@@ -51,9 +51,7 @@ class Dispatcher {
   void OnNotAccepted(std::size_t server, const Recipient& recipient, AttemptState& state,
                      const Answer& answer, TimePoint now);
   void OnUnsure(std::size_t server, const Recipient& recipient, int attempts, State was,
-                std::string_view why) {
-    recorder_.Correct(recipient, attempts, server, was, why);
-  }
+                std::string_view why);
   void OnMessageFinished(std::size_t recipients) { queue_.Finished(recipients); }
   // What a session of the server is told; `generation` is of the credentials that it used.
   void OnReady(std::size_t server, unsigned generation, std::uint64_t max_size, TimePoint now);

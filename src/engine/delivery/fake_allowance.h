@@ -1,5 +1,5 @@
-// engine/delivery/fake_allowance.h - for tests only: an AllowanceBook in memory. A day is 24 hours
-// of the loop's clock from the first recipient on.
+// engine/delivery/fake_allowance.h - for tests only: an AllowanceBook in memory. A day is an
+// hour of the loop's clock from the first recipient on.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -31,16 +31,16 @@ class FakeAllowance final : public Allowance {
     on_its_way += granted;
     return granted;
   }
-  void GiveBack(std::size_t recipients, TimePoint) override {
+  void GiveBack(std::size_t recipients) override {
     Leave(recipients);
     used_ -= std::min(used_, recipients);
     available_at_ = TimePoint();
   }
-  void Commit(std::size_t recipients, TimePoint) override {
+  void Commit(std::size_t recipients) override {
     Leave(recipients);
     committed += recipients;
   }
-  void Add(std::size_t recipients, TimePoint) override {
+  void Add(std::size_t recipients) override {
     used_ += recipients;
     extra += recipients;
   }
@@ -53,7 +53,7 @@ class FakeAllowance final : public Allowance {
   std::string WhyNone() const override { return "the limit of the day is reached"; }
 
  private:
-  static constexpr std::chrono::hours kDay{24};
+  static constexpr std::chrono::hours kDay{1};
   void Leave(std::size_t recipients) {
     EXPECT_LE(recipients, on_its_way) << "more came back than were taken";
     on_its_way -= std::min(on_its_way, recipients);

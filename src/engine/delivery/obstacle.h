@@ -6,17 +6,19 @@ namespace vespro::engine {
 
 enum class Obstacle {
   kNone,
-  kDisabled,         // it takes no further part
-  kCredentials,      // its secret is being fetched
-  kBackoff,          // it failed or asked for patience
-  kNoWork,           // nobody is left whom it may have now
-  kServerRate,       // its own rate limit
-  kJobRate,          // the rate limit of the whole job
-  kShare,            // it is ahead of its share
-  kConnectionLimit,  // it refused one more than are open
-  kOneTries,         // after a failure one session tries for all
-  kEnough,           // a connection is open or on its way for every message in sight
-  kAllInUse,         // the job's connections are
+  kDisabled,            // it takes no further part
+  kQuota,               // its day's count is used up
+  kCredentials,         // its secret is being fetched
+  kBackoff,             // it failed or asked for patience
+  kNoWork,              // nobody is left whom it may have now
+  kServerRate,          // its own rate limit
+  kJobRate,             // the rate limit of the whole job
+  kShare,               // it is ahead of its share
+  kConnectionLimit,     // it refused one more than are open
+  kAccountConnections,  // its user allows no more than are open
+  kOneTries,            // after a failure one session tries for all
+  kEnough,              // a connection is open or on its way for every message in sight
+  kAllInUse,            // the job's connections are
 };
 
 }  // namespace vespro::engine

@@ -21,11 +21,12 @@ constexpr milliseconds kMaxBackoff{60'000}, kMinBackoff{10};
 }  // namespace
 
 Server::Server(Account account, CredentialSource credentials, std::size_t rate_limit,
-               milliseconds initial_backoff)
+               Allowance* allowance, milliseconds initial_backoff)
     : account_(std::move(account)),
       name_(account_.server + ":" + std::to_string(account_.port)),
       credentials_(std::move(credentials)),
       rate_limit_(rate_limit),
+      allowance_(allowance),
       initial_backoff_(std::max(initial_backoff, kMinBackoff)) {}
 
 bool Server::IsFor(const Account& account) const {
@@ -40,6 +41,33 @@ void Server::Configure(ClientOptions& options) const {
   if (options.tls == TlsUse::kAuto && quirks_.tls_offered()) options.tls = TlsUse::kRequired;
   options.use_chunking = quirks_.chunking_works();
   options.use_pipelining = !quirks_.lock_step();
+}
+
+std::size_t Server::TakeQuota(std::size_t recipients, TimePoint now) {
+  if (allowance_ == nullptr) return recipients;
+  const std::size_t granted = allowance_->Take(recipients, now);
+  taken_ += granted;
+  at_quota_ = granted == 0;
+  return granted;
+}
+
+void Server::GiveBackQuota(std::size_t recipients) {
+  if (allowance_ == nullptr || recipients == 0) return;
+  taken_ -= recipients;
+  allowance_->GiveBack(recipients);
+  at_quota_ = false;
+}
+
+void Server::CommitQuota(std::size_t recipients) {
+  if (allowance_ == nullptr) return;
+  taken_ -= recipients;
+  allowance_->Commit(recipients);
+}
+
+void Server::UpdateQuota(TimePoint now) {
+  if (allowance_ == nullptr) return;
+  allowance_->Update(now);
+  at_quota_ = now < allowance_->available_at();
 }
 
 void Server::OnConnecting(TimePoint now) {
@@ -94,7 +122,7 @@ void Server::Disable(Status reason, AccountTally::Remedy remedy) {
   remedy_ = remedy;
 }
 
-bool Server::IsHealthy() const { return enabled() && failures() == 0; }
+bool Server::IsHealthy() const { return enabled() && failures() == 0 && !at_quota_; }
 
 bool Server::IsUnreachable() const {
   const int most = ever_connected_ ? kMaxConnectFailures : kMaxFirstConnectFailures;
@@ -105,12 +133,17 @@ TimePoint Server::backoff_until() const {
   return std::max(connect_backoff_.release_time(), throttle_backoff_.release_time());
 }
 
+TimePoint Server::available_at() const {
+  return at_quota_ ? std::max(connect_at(), allowance_->available_at()) : connect_at();
+}
+
 TimePoint Server::connect_at() const {
   return std::max(backoff_until(), connection_limited_until_);
 }
 
 Obstacle Server::WhyNotSending(TimePoint now) const {
   if (!enabled()) return Obstacle::kDisabled;
+  if (at_quota_) return Obstacle::kQuota;
   if (now < backoff_until()) return Obstacle::kBackoff;
   return credentials_.available() ? Obstacle::kNone : Obstacle::kCredentials;
 }

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <string>
 
+#include "engine/delivery/allowance.h"
 #include "engine/delivery/backoff.h"
 #include "engine/delivery/credential_source.h"
 #include "engine/delivery/delivery_end.h"
@@ -20,8 +21,9 @@ namespace vespro::engine {
 
 class Server {
  public:
+  // `allowance` is nullptr where there are no limits.
   Server(Account account, CredentialSource credentials, std::size_t rate_limit,
-         std::chrono::milliseconds initial_backoff);
+         Allowance* allowance, std::chrono::milliseconds initial_backoff);
 
   const std::string& name() const { return name_; }  // "name:port"
   const Account& account() const { return account_; }
@@ -33,6 +35,16 @@ class Server {
   const ServerQuirks& quirks() const { return quirks_; }
   CredentialSource& credentials() { return credentials_; }
   const CredentialSource& credentials() const { return credentials_; }
+  // The day's count, see Allowance. Everything may be taken where there is none.
+  std::size_t TakeQuota(std::size_t recipients, TimePoint now);
+  void GiveBackQuota(std::size_t recipients);
+  void CommitQuota(std::size_t recipients);
+  void UpdateQuota(TimePoint now);
+  bool AtQuota() const { return at_quota_; }
+  // Of those that were taken some have no verdict yet, and may come back.
+  bool QuotaOnItsWay() const { return taken_ > 0; }
+  Allowance* allowance() const { return allowance_; }
+
   // What a new session has to know of it.
   void Configure(ClientOptions& options) const;
 
@@ -70,6 +82,8 @@ class Server {
   bool sent_in_clear() const { return sent_in_clear_; }
   const std::string& last_error() const { return last_error_; }
 
+  // No message before.
+  TimePoint available_at() const;
   // No message and no connection before.
   TimePoint backoff_until() const;
   // No connection before.
@@ -90,6 +104,9 @@ class Server {
   unsigned weight_ = 1;
   CredentialSource credentials_;
   std::size_t rate_limit_;
+  Allowance* allowance_;
+  std::size_t taken_ = 0;  // recipients of the day's count that have no verdict
+  bool at_quota_ = false;
   std::chrono::milliseconds initial_backoff_;
   ServerQuirks quirks_;
 

@@ -1,6 +1,8 @@
 #include "engine/delivery/server_pool.h"
 
 #include <algorithm>
+#include <limits>
+#include <map>
 #include <utility>
 
 namespace vespro::engine {
@@ -18,6 +20,7 @@ std::vector<Server> MakeServers(const DeliveryOptions& options,
   for (const ServerRateLimit& rate : options.account_rates) {
     limit_of_rate.push_back(limits.Add(rate.messages_per_second, now));
   }
+  std::map<const Allowance*, std::size_t> limit_of_allowance;
   std::vector<Server> servers;
   for (const Account& account : accounts) {
     const auto same = std::find_if(servers.begin(), servers.end(),
@@ -27,8 +30,19 @@ std::vector<Server> MakeServers(const DeliveryOptions& options,
       continue;
     }
     std::size_t limit = RateLimits::kUnlimited;
+    double lowest = std::numeric_limits<double>::infinity();
     for (std::size_t i = 0; i < limit_of_rate.size(); ++i) {
-      if (Matches(options.account_rates[i].server, account)) limit = limit_of_rate[i];
+      if (!Matches(options.account_rates[i].server, account)) continue;
+      limit = limit_of_rate[i];
+      lowest = options.account_rates[i].messages_per_second;
+    }
+    Allowance* const allowance =
+        options.allowances != nullptr ? options.allowances->Of(account) : nullptr;
+    const double rate = allowance != nullptr ? allowance->configured().messages_per_second : 0;
+    if (rate > 0 && rate < lowest) {
+      const auto [own, is_new] = limit_of_allowance.try_emplace(allowance);
+      if (is_new) own->second = limits.Add(rate, now);
+      limit = own->second;
     }
     CredentialSource credentials(account.password);
     for (const ServerPasswordCommand& command : options.password_commands) {
@@ -36,7 +50,7 @@ std::vector<Server> MakeServers(const DeliveryOptions& options,
         credentials = CredentialSource(PasswordCommand(command.command));
       }
     }
-    servers.emplace_back(account, std::move(credentials), limit, options.server_backoff);
+    servers.emplace_back(account, std::move(credentials), limit, allowance, options.server_backoff);
   }
   return servers;
 }
@@ -53,6 +67,7 @@ std::vector<unsigned> WeightsOf(const std::vector<Server>& servers) {
 ServerPool::ServerPool(const DeliveryOptions& options, const std::vector<Account>& accounts,
                        TimePoint now)
     : max_attempts_(options.max_attempts),
+      wait_for_quota_(options.wait_for_quota),
       limits_(options.messages_per_second, now),
       servers_(MakeServers(options, accounts, limits_, now)),
       shares_(WeightsOf(servers_)) {}
@@ -91,7 +106,11 @@ bool ServerPool::HasEligible(const AttemptState& state, std::size_t except) cons
 bool ServerPool::HasReachable(const AttemptState& state) const {
   for (std::size_t i = 0; i < servers_.size(); ++i) {
     const Server& server = servers_[i];
-    if (server.enabled() && !server.IsUnreachable() && !state.RejectedBy(i)) return true;
+    const bool too_late =
+        server.AtQuota() &&
+        (!wait_for_quota_ || server.allowance()->available_at() == TimePoint::max());
+    if (server.enabled() && !server.IsUnreachable() && !too_late && !state.RejectedBy(i))
+      return true;
   }
   return false;
 }
@@ -120,6 +139,21 @@ bool ServerPool::TakeTurn(std::size_t server, bool full, TimePoint now) {
   return limits_.Take(servers_[server].rate_limit(), now);
 }
 
+Obstacle ServerPool::WhyNotConnecting(std::size_t server, TimePoint now) const {
+  const Obstacle obstacle = servers_[server].WhyNotConnecting(now);
+  const Allowance* const allowance = servers_[server].allowance();
+  if (obstacle != Obstacle::kNone || allowance == nullptr) return obstacle;
+  const std::size_t most = allowance->configured().connections;
+  if (most == 0) return Obstacle::kNone;
+  std::size_t open = 0;
+  for (const Server& other : servers_) open += other.allowance() == allowance ? other.open() : 0;
+  return open < most ? Obstacle::kNone : Obstacle::kAccountConnections;
+}
+
+void ServerPool::UpdateQuotas(TimePoint now) {
+  for (Server& server : servers_) server.UpdateQuota(now);
+}
+
 std::optional<std::size_t> ServerPool::NextToConnect(std::size_t connecting, TimePoint now,
                                                      const HasWork& has_work) {
   if (!limits_.MayConnect(connecting, now)) return std::nullopt;
@@ -130,7 +164,7 @@ std::optional<std::size_t> ServerPool::NextToConnect(std::size_t connecting, Tim
   std::optional<std::size_t> best;
   for (std::size_t i = 0; i < servers_.size(); ++i) {
     const Server& server = servers_[i];
-    if (!server.CanConnect(now) || !has_work(i)) continue;
+    if (WhyNotConnecting(i, now) != Obstacle::kNone || !has_work(i)) continue;
     if (!limits_.MayConnectTo(server.rate_limit(), server.connecting(), now)) continue;
     if (!best || rank(i) < rank(*best)) best = i;
   }
@@ -148,7 +182,7 @@ std::size_t ServerPool::Starved() const {
 TimePoint ServerPool::AvailableAt() const {
   TimePoint available = TimePoint::max();
   for (const Server& server : servers_) {
-    if (server.enabled()) available = std::min(available, server.connect_at());
+    if (server.enabled()) available = std::min(available, server.available_at());
   }
   return available;
 }
@@ -176,10 +210,13 @@ Status ServerPool::WhyDisabled() const {
 }
 
 Status ServerPool::WhyUnreachable() const {
-  std::string why = "no server can be reached:";
+  const bool at_quota = std::any_of(servers_.begin(), servers_.end(),
+                                    [](const Server& server) { return server.AtQuota(); });
+  std::string why = at_quota ? "nothing more can be sent now:" : "no server can be reached:";
   for (const Server& server : servers_) {
     why += " " + server.name() + ": " +
            (!server.enabled()        ? server.disabled_reason().text()
+            : server.AtQuota()       ? server.allowance()->WhyNone()
             : server.IsUnreachable() ? server.last_error()
                                      : "it does not take what is left");
   }

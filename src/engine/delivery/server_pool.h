@@ -44,6 +44,9 @@ class ServerPool {
   // `full`: all connections are in use, so that servers take turns on them.
   bool TakeTurn(std::size_t server, bool full, TimePoint now);
   Obstacle WhyNotSending(std::size_t server, bool full, TimePoint now) const;
+  Obstacle WhyNotConnecting(std::size_t server, TimePoint now) const;
+  // See Allowance; of each once.
+  void UpdateQuotas(TimePoint now);
   void OnTaken(std::size_t server) { shares_.Sent(server); }
 
   // The server with the fewest connections for its weight; of equals the one furthest behind its
@@ -72,6 +75,7 @@ class ServerPool {
   double Lead(std::size_t server, bool full) const;
 
   int max_attempts_;
+  bool wait_for_quota_;
   RateLimits limits_;
   std::vector<Server> servers_;
   FairShare shares_;

@@ -13,7 +13,7 @@ constexpr TimePoint kStart = TimePoint() + std::chrono::hours(1);
 Server MakeServer() {
   Account account;
   account.server = "mx.example";
-  return Server(account, CredentialSource("x"), RateLimits::kUnlimited, seconds(1));
+  return Server(account, CredentialSource("x"), RateLimits::kUnlimited, nullptr, seconds(1));
 }
 
 TEST(ServerTest, BacksOffAndCountsAsUnreachable) {
@@ -103,7 +103,7 @@ TEST(ServerTest, ConfiguresItsSessionsByWhatWasLearnt) {
   Account account;
   account.server = "mx.example";
   account.port = 465;
-  const Server tls(account, CredentialSource("x"), RateLimits::kUnlimited, seconds(1));
+  const Server tls(account, CredentialSource("x"), RateLimits::kUnlimited, nullptr, seconds(1));
   tls.Configure(options);
   EXPECT_TRUE(options.tls_from_start);
   options.tls = TlsUse::kOff;
