@@ -204,6 +204,21 @@ class Jobs(support.JobTest):
         self.assertIn("200 left; go on with: ", done.stderr)
         self.assertEqual(self.status()[0]["left"], 200)
 
+    def test_a_finished_job_stays_as_it_is(self):
+        catcher = self.catcher("--refuse", "p7@")
+        self.add_account(catcher.port, login="ann", password="then")
+        self.expect(1, self.send("--subject", "s", "--text", self.text, "--list", self.list))
+        self.expect(0, self.vespro("--yes", "accounts", "remove", "1"))
+        self.add_account(catcher.port, login="ann", password="now")
+        [session] = self.sessions()
+        files = {path: path.read_bytes() for path in session.iterdir() if path.is_file()}
+        time.sleep(1.1)  # another second would be seen in the report
+        told = self.expect(1, self.vespro("run", session.name)).stdout
+        self.assertIn("finished before", told)
+        self.assertRegex(told, r"vespro send --again \S.*{}".format(session.name))
+        self.assertEqual({path: path.read_bytes() for path in session.iterdir() if path.is_file()}, files)
+        self.assertEqual(len(catcher.recipients()), len(self.people) - 1)
+
     def test_the_accounts_of_a_job_can_be_chosen(self):
         real, rehearsal = self.catcher(), support.Catcher(self.folder / "rehearsal")
         self.addCleanup(rehearsal.stop)

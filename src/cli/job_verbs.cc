@@ -160,16 +160,24 @@ Status MarkBegun(const fs::path& job_file) {
       .status();
 }
 
-Result<JobStatus> StatusOf(const fs::path& job_file) {
-  Result<std::vector<std::string>> kept = ModSendJob::KeptEngineOptions(job_file.parent_path());
-  if (!kept.ok()) return kept.status();
-  std::vector<std::string> arguments = {"-s", ModFiles::ToUtf8(job_file)};
-  arguments.insert(arguments.end(), kept->begin(), kept->end());
-  const engine::ParsedOptions parsed = engine::ParseOptions(std::move(arguments));
+Result<engine::EngineOptions> OptionsOf(const fs::path& job_file,
+                                        const std::vector<std::string>& further) {
+  Result<std::vector<std::string>> arguments =
+      ModSendJob::KeptEngineOptions(job_file.parent_path());
+  if (!arguments.ok()) return arguments.status();
+  arguments->insert(arguments->begin(), {"-s", ModFiles::ToUtf8(job_file)});
+  arguments->insert(arguments->end(), further.begin(), further.end());
+  engine::ParsedOptions parsed = engine::ParseOptions(std::move(arguments).value());
   if (parsed.exit.has_value())
     return Status(Code::kBadInput, std::string(ModText::Trim(parsed.text)));
+  return std::move(parsed.options);
+}
+
+Result<JobStatus> StatusOf(const fs::path& job_file) {
+  const Result<engine::EngineOptions> options = OptionsOf(job_file);
+  if (!options.ok()) return options.status();
   SystemRandomness randomness;
-  return engine::ReadJobStatus(parsed.options, randomness);
+  return engine::ReadJobStatus(options.value(), randomness);
 }
 
 std::string StatusText(const JobStatus& status) {
@@ -180,12 +188,21 @@ std::string StatusText(const JobStatus& status) {
   return text;
 }
 
+Status RefreshPasswords(const Home& home, const fs::path& job_file, const fs::path& of_job) {
+  return ModJobAccounts::RefreshPasswords(AccountFileOf(home, of_job), job_file,
+                                          job_file.parent_path() / engine::kJournalLock);
+}
+
 int ResumeJob(Globals globals, const Home& home, const fs::path& job_file, bool wait) {
   Result<std::vector<std::string>> kept = ModSendJob::KeptEngineOptions(job_file.parent_path());
   if (!kept.ok()) return Fail(kept.status());
-  Status fresh = ModJobAccounts::RefreshPasswords(AccountFileOf(home, job_file), job_file,
-                                                  job_file.parent_path() / engine::kJournalLock);
-  if (!fresh.ok()) return Fail(fresh);
+  // A finished job stays as it is, unless it is told to do more.
+  const Result<JobStatus> status = StatusOf(job_file);
+  const bool stays = status.ok() && status->complete && globals.engine_options.empty();
+  if (!stays) {
+    Status fresh = RefreshPasswords(home, job_file, job_file);
+    if (!fresh.ok()) return Fail(fresh);
+  }
   // What is said now comes after what was said then, and wins.
   globals.engine_options.insert(globals.engine_options.begin(), kept->begin(), kept->end());
   if (std::optional<int> wrong = CheckEngineOptions(globals)) return *wrong;

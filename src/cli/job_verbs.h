@@ -18,10 +18,17 @@ std::vector<std::filesystem::path> Jobs(const Home& home);
 bool WasBegun(const std::filesystem::path& job_file);
 // From now on it was.
 Status MarkBegun(const std::filesystem::path& job_file);
+// The engine options that the job was begun with, then these.
+Result<engine::EngineOptions> OptionsOf(const std::filesystem::path& job_file,
+                                        const std::vector<std::string>& further = {});
 // With the engine options that the job was begun with.
 Result<engine::JobStatus> StatusOf(const std::filesystem::path& job_file);
 // "812 left, 188 sent, 2 refused".
 std::string StatusText(const engine::JobStatus& status);
+
+// Gives a job's accounts the passwords that are stored now, in the home that `of_job` lies in.
+Status RefreshPasswords(const Home& home, const std::filesystem::path& job_file,
+                        const std::filesystem::path& of_job);
 
 // Starts the engine on a job that is there already, with the options that it was begun with and
 // then those of now.

@@ -101,6 +101,8 @@ class Run {
     if (status.ok()) {
       if (!options_.dry_run.empty()) return DryRun();
       status = OpenTrace();
+      if (status.ok()) status = LockSession();
+      if (status.ok() && IsComplete()) return TellComplete();
       if (status.ok()) status = OpenJournal();
     }
     if (!status.ok()) {
@@ -250,7 +252,7 @@ class Run {
            (untrusted ? " -- --ca FILE" : "");
   }
 
-  Status OpenJournal() {
+  Status LockSession() {
     Result<SessionLock> lock = UnlessBusy(SessionLock::Take(folder_));
     if (!lock.ok()) return lock.status();
     lock_ = std::make_unique<SessionLock>(std::move(lock).value());
@@ -260,17 +262,43 @@ class Run {
     if (list_.bytes != source_->file_bytes()) {
       return Status(Code::kResumable, "the list is being changed; start the job when it is done");
     }
-    Result<Journal> journal =
-        UnlessBusy(Journal::Open(folder_, list_, options_.fresh, world_.clock));
-    if (!journal.ok()) return journal.status();
-    journal_ = std::make_unique<Journal>(std::move(journal).value());
-    if (Status status = journal_->BeginRun(message_hash_); !status.ok()) return status;
+    return {};
+  }
+
+  // Whether an earlier run has left nothing to do.
+  bool IsComplete() {
+    if (options_.fresh || options_.resend_unknown || !options_.list.only.empty()) return false;
+    Result<JobStatus> status = ReadJobStatus(options_, world_.randomness);
+    if (!status.ok() || !status->complete) return false;
+    complete_ = std::move(status).value();
+    return true;
+  }
+
+  // Leaves everything as it is, the time that the job ended included; only reports that are
+  // missing are written again.
+  int TellComplete() {
+    result_ = complete_->result;
+    for (const State state : kStateOrder) before_ += complete_->Of(state);
+    TellStart();
+    return Report({}, kExitAllSent);
+  }
+
+  void TellStart() {
     if (options_.json) {
       events_.Start(ModFiles::ToUtf8(options_.job_file), template_->subject(), job_.connections);
     }
     if (world_.watcher != nullptr) {
       world_.watcher->OnStart(template_->subject(), ModFiles::FromUtf8(job_.list.path));
     }
+  }
+
+  Status OpenJournal() {
+    Result<Journal> journal =
+        UnlessBusy(Journal::Open(folder_, list_, options_.fresh, world_.clock));
+    if (!journal.ok()) return journal.status();
+    journal_ = std::make_unique<Journal>(std::move(journal).value());
+    if (Status status = journal_->BeginRun(message_hash_); !status.ok()) return status;
+    TellStart();
     if (Status status = ResolveInDoubt(); !status.ok()) return status;
     if (journal_->damaged() > 0) Say(WhatDamageHides());
     before_ = CountRecorded();
@@ -450,23 +478,13 @@ class Run {
       Say(counts.status().text());
       return kExitRunAgain;
     }
-    ReportFacts facts;
-    facts.subject = template_->subject();
-    facts.from = template_->from();
-    facts.list = job_.list;
-    facts.first_row = source_->first_row();
-    facts.byte_order_mark = source_->has_byte_order_mark();
-    facts.result = result_;
-    facts.accounts = end.accounts;
-    facts.ended =
-        std::chrono::duration_cast<std::chrono::seconds>(world_.clock.Now().time_since_epoch())
-            .count();
-    facts.entries_per_page = options_.entries_per_page;
+    ReportFacts facts = Facts(end);
     const bool adds_up = CountsAreConsistent(end, counts.value());
     if (!adds_up) {
       facts.result += "; but the verdicts do not add up to the recipients, see the journal";
     }
-    Status written = WriteReports(folder_, list_, facts, counts.value());
+    const bool stays = complete_.has_value() && HasReports();
+    Status written = stays ? Status() : WriteReports(folder_, list_, facts, counts.value());
     if (written.ok() && world_.watcher != nullptr) {
       world_.watcher->OnReport(CountsText(counts->by_state), folder_ / "report.html");
     }
@@ -506,6 +524,27 @@ class Run {
     return exit;
   }
 
+  ReportFacts Facts(const DeliveryEnd& end) const {
+    ReportFacts facts;
+    facts.subject = template_->subject();
+    facts.from = template_->from();
+    facts.list = job_.list;
+    facts.first_row = source_->first_row();
+    facts.byte_order_mark = source_->has_byte_order_mark();
+    facts.result = result_;
+    facts.accounts = end.accounts;
+    facts.ended = complete_.has_value() ? complete_->ended
+                                        : std::chrono::duration_cast<std::chrono::seconds>(
+                                              world_.clock.Now().time_since_epoch())
+                                              .count();
+    facts.entries_per_page = options_.entries_per_page;
+    return facts;
+  }
+
+  bool HasReports() const {
+    return ModFiles::IsFile(folder_ / "report.html") && ModFiles::IsFile(folder_ / "report.txt");
+  }
+
   // The accounts that failed, with the reason, while others may have carried the job.
   static std::vector<std::pair<std::string, std::string>> DeadAccounts(const DeliveryEnd& end) {
     std::vector<std::pair<std::string, std::string>> dead;
@@ -536,7 +575,7 @@ class Run {
   }
 
   void Summarise(const ReportCounts& counts, int exit) {
-    const bool nothing_new = source_->given() == 0 && source_->skipped() == 0 && before_ > 0;
+    const bool nothing_new = complete_.has_value() && before_ > 0;
     if (options_.json) {
       nlohmann::ordered_json summary;
       summary["event"] = "end";
@@ -562,8 +601,7 @@ class Run {
     }
     if (options_.quiet) return;
     std::string text;
-    if (nothing_new && result_ == kResultFinished)
-      text = "this job was finished before; nobody is left\n";
+    if (nothing_new) text = "this job was finished before; nobody is left\n";
     text += CountsText(counts.by_state) + "; report: " + ModFiles::ToUtf8(folder_ / "report.html") +
             "\n";
     for (const std::string& server : in_clear_) text += server + ": " + kInClear + "\n";
@@ -571,6 +609,10 @@ class Run {
       text +=
           "unknown: the message may have arrived; they are mailed again, and maybe twice, with: " +
           RunCommand(options_.job_file) + " -- --resend-unknown\n";
+    }
+    if (result_ == kResultFinished && counts.Of(State::kFailed) + counts.Of(State::kRefused) > 0) {
+      text += "those who failed are sent to again with: " + SendAgainCommand(options_.job_file) +
+              "; --refused adds those who were refused\n";
     }
     world_.out.Write(text).Ignore();  // progress is best effort
   }
@@ -586,9 +628,10 @@ class Run {
   std::unique_ptr<Journal> journal_;
   std::optional<TraceFile> trace_;
   std::uint64_t message_hash_ = 0;
-  std::uint64_t before_ = 0;      // lines that had an outcome when the run began
-  std::uint64_t repeated_ = 0;    // of them, taken up again
-  std::uint64_t maybe_lost_ = 0;  // recipients whose intent damage may hide
+  std::optional<JobStatus> complete_;  // where an earlier run has left nothing to do
+  std::uint64_t before_ = 0;           // lines that had an outcome when the run began
+  std::uint64_t repeated_ = 0;         // of them, taken up again
+  std::uint64_t maybe_lost_ = 0;       // recipients whose intent damage may hide
   std::string result_;
   std::vector<std::pair<std::string, std::string>> dead_accounts_;  // server and reason
   std::vector<std::string> in_clear_;  // servers that took messages without TLS

@@ -111,6 +111,7 @@ class EngineTest : public ::testing::Test {
 
   TemporaryFolder folder_;
   FixedClock clock_{std::chrono::system_clock::time_point(std::chrono::seconds(1'700'000'000))};
+  FixedClock later_{std::chrono::system_clock::time_point(std::chrono::seconds(1'800'000'000))};
   CountingRandomness randomness_;
   StringSink out_, err_;
   EngineOptions options_;
@@ -287,15 +288,30 @@ TEST_F(EngineTest, FailedCsvIsAList) {
   }
 }
 
-TEST_F(EngineTest, AFinishedJobIsNotSentAgain) {
+TEST_F(EngineTest, AFinishedJobIsNotSentAgainAndStaysAsItIs) {
   FakeDelivery delivery;
-  EXPECT_EQ(Run(delivery), kExitSomeNotSent);  // the row without an address
-  const std::string journal = folder_.Read("journal");
+  delivery.verdicts = {{"b@x.org", State::kFailed}};
+  EXPECT_EQ(Run(delivery), kExitSomeNotSent);
+  const std::string journal = folder_.Read("journal"), report = folder_.Read("report.txt"),
+                    page = folder_.Read("report.html");
+  EngineEnvironment later{later_, randomness_, out_, err_, false, std::ref(delivery)};
+  delivery.sent.clear();
+  for (const bool purged : {false, true}) {
+    SCOPED_TRACE(purged);
+    if (purged) {
+      ASSERT_TRUE(ModFiles::Remove(folder_ / "report.html").ok());
+    }
+    out_.text.clear();
+    EXPECT_EQ(RunEngine(options_, later), kExitSomeNotSent);
+    EXPECT_EQ(delivery.sent, Addresses{});
+    EXPECT_TRUE(out_.text.starts_with("this job was finished before; nobody is left\n3 sent"))
+        << out_.text;
+    EXPECT_NE(out_.text.find(SendAgainCommand(options_.job_file)), std::string::npos) << out_.text;
+    EXPECT_EQ(folder_.Read("journal"), journal);
+    EXPECT_EQ(folder_.Read("report.txt"), report);
+    EXPECT_EQ(folder_.Read("report.html"), page) << "with the time that it ended";
+  }
   FakeDelivery again;
-  EXPECT_EQ(Run(again), kExitSomeNotSent);
-  EXPECT_EQ(again.sent, Addresses{});
-  EXPECT_TRUE(out_.text.starts_with("this job was finished before; nobody is left\n4 sent"))
-      << out_.text;
   options_.fresh = true;
   EXPECT_EQ(Run(again), kExitSomeNotSent);
   EXPECT_EQ(again.sent.size(), 4u);

@@ -15,6 +15,11 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kHeadBytes = 64 * 1024;
 
+// As the command line takes it, from whatever folder.
+std::string SessionName(const fs::path& job_file) {
+  return ModFiles::ToUtf8(ModFiles::FullPath(job_file).parent_path());
+}
+
 std::string SubjectOf(const fs::path& message_file) {
   Result<File> file = File::Open(message_file, File::Mode::kRead);
   if (!file.ok()) return {};
@@ -26,9 +31,15 @@ std::string SubjectOf(const fs::path& message_file) {
   return message.ok() ? ModHeader::Decode(HeaderValue(message.value(), "Subject")) : "";
 }
 
+struct WithoutVerdict {
+  std::uint64_t recipients = 0;
+  std::uint64_t others = 0;  // rows that will be skipped
+};
+
 // Nothing when the list can't be read.
-std::optional<std::uint64_t> CountWithoutVerdict(const Job& job, const EngineOptions& options,
-                                                 const LineStates& states, Randomness& randomness) {
+std::optional<WithoutVerdict> CountWithoutVerdict(const Job& job, const EngineOptions& options,
+                                                  const LineStates& states,
+                                                  Randomness& randomness) {
   Result<ListSource> source = ListSource::Open(job.list, options.list, randomness);
   if (!source.ok()) return std::nullopt;
   for (const fs::path& file : options.suppress) {
@@ -40,7 +51,7 @@ std::optional<std::uint64_t> CountWithoutVerdict(const Job& job, const EngineOpt
   for (;;) {
     Result<std::vector<Recipient>> block = source->Next(1000);
     if (!block.ok()) return std::nullopt;
-    if (block->empty()) return source->given();
+    if (block->empty()) return WithoutVerdict{source->given(), source->skipped()};
   }
 }
 
@@ -53,6 +64,7 @@ bool NamesList(const JournalEvent& event) {
 struct JournalContent {
   std::optional<ListIdentity> list;
   LineStates states;
+  std::uint64_t damaged = 0;
 };
 
 Result<JournalContent> ReadJournal(const fs::path& folder, JobStatus& status) {
@@ -67,12 +79,17 @@ Result<JournalContent> ReadJournal(const fs::path& folder, JobStatus& status) {
     }
     if (event.kind == JournalEvent::Kind::kRun) {
       status.began = event.time;
+      status.ended = 0;
       status.result.clear();
     }
-    if (event.kind == JournalEvent::Kind::kEnd) status.result = event.reason;
+    if (event.kind == JournalEvent::Kind::kEnd) {
+      status.ended = event.time;
+      status.result = event.reason;
+    }
     content.states.Take(event);
   }
   if (!reader->status().ok()) return reader->status();
+  content.damaged = reader->damaged();
   return content;
 }
 
@@ -98,7 +115,13 @@ Result<JobStatus> ReadJobStatus(const EngineOptions& options, Randomness& random
         IdentifyList(ModFiles::FromUtf8(job->list.path), journal->list->bytes);
     same_list = now.ok() && now.value() == *journal->list;
   }
-  if (same_list) status.left = CountWithoutVerdict(job.value(), options, states, randomness);
+  std::optional<WithoutVerdict> left;
+  if (same_list) left = CountWithoutVerdict(job.value(), options, states, randomness);
+  if (left.has_value()) {
+    status.left = left->recipients;
+    status.complete = status.result == kResultFinished && status.in_doubt == 0 &&
+                      journal->damaged == 0 && left->recipients + left->others == 0;
+  }
   if (running) {
     status.phase = JobStatus::Phase::kRunning;
   } else if (status.began == 0) {
@@ -134,8 +157,11 @@ LastRun ReadLastRun(const fs::path& session_folder) {
 }
 
 std::string RunCommand(const fs::path& job_file) {
-  return ModCommandLine::VesproCommand(
-      {"run", ModFiles::ToUtf8(ModFiles::FullPath(job_file).parent_path())});
+  return ModCommandLine::VesproCommand({"run", SessionName(job_file)});
+}
+
+std::string SendAgainCommand(const fs::path& job_file) {
+  return ModCommandLine::VesproCommand({"send", "--again", SessionName(job_file)});
 }
 
 }  // namespace vespro::engine

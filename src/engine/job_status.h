@@ -28,8 +28,12 @@ struct JobStatus {
   // the job was begun with, or can't be read.
   std::optional<std::uint64_t> left;
   std::int64_t began = 0;  // the last run's begin, seconds since 1970, UTC; 0: no run
+  std::int64_t ended = 0;  // its end; 0 while it runs, or if it was killed
   std::string result;      // how the last run ended; empty while it runs, or if it was killed
   std::string subject;     // decoded, merge words and all; empty when it can't be read
+  // The last run finished, and every row of the list has its verdict in a journal without damage:
+  // another run would find nothing to do.
+  bool complete = false;
 
   std::uint64_t Of(State state) const { return counts[static_cast<std::size_t>(state)]; }
 };
@@ -54,5 +58,7 @@ LastRun ReadLastRun(const std::filesystem::path& session_folder);
 
 // The command that takes the job up again.
 std::string RunCommand(const std::filesystem::path& job_file);
+// The command that sends its message once more to those whom it did not reach.
+std::string SendAgainCommand(const std::filesystem::path& job_file);
 
 }  // namespace vespro::engine
