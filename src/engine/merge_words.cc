@@ -107,6 +107,46 @@ bool IsColourOrStyle(std::string_view tag, std::string_view attribute) {
          (name == "text" || name == "link" || name == "vlink" || name == "alink");
 }
 
+bool IsLink(std::string_view attribute) {
+  constexpr std::string_view kLinks[] = {"href",       "src",  "action", "formaction",
+                                         "background", "cite", "poster", "xlink:href"};
+  return std::any_of(std::begin(kLinks), std::end(kLinks), [attribute](std::string_view link) {
+    return ModText::EqualsIgnoringAsciiCase(attribute, link);
+  });
+}
+
+// Reads a link's target from its beginning, for the part that comes next.
+class LinkReader {
+ public:
+  // `target` is all of it until now, longer from call to call.
+  LinkPart PartAfter(std::string_view target) {
+    for (; read_ < target.size(); ++read_) {
+      const char c = target[read_];
+      const char before = read_ > 0 ? target[read_ - 1] : ' ';
+      if (c == '?' || (c == '#' && before != '&')) data_ = true;
+      if (c != '/') continue;
+      if (before == '/' && !has_host_) {
+        has_host_ = true;
+      } else if (has_host_) {
+        has_path_ = true;
+      }
+    }
+    if (target.empty()) return LinkPart::kWhole;
+    if (data_) return LinkPart::kData;
+    if (ModText::EqualsIgnoringAsciiCase(target.substr(0, kMailto.size()), kMailto)) {
+      return LinkPart::kMailbox;
+    }
+    return has_host_ && !has_path_ ? LinkPart::kData : LinkPart::kPath;
+  }
+  // What comes before `end` is a merge word: its "#" begins no fragment.
+  void SkipTo(std::size_t end) { read_ = end; }
+
+ private:
+  static constexpr std::string_view kMailto = "mailto:";
+  std::size_t read_ = 0;
+  bool data_ = false, has_host_ = false, has_path_ = false;
+};
+
 }  // namespace
 
 MergeWords::MergeWords(const std::vector<ModMailMerge::FieldName>& fields,
@@ -139,9 +179,10 @@ class MergeTextBuilder {
   MergeTextBuilder(const MergeWords& words, std::string_view text) : words_(words), text_(text) {}
 
   // Looks for words in what is between the position and `end`, and moves there.
-  void Search(std::size_t end, Place place) {
+  void Search(std::size_t end, Place place, bool is_link = false) {
     end = std::min(end, text_.size());
     const std::size_t first = at_;
+    LinkReader target;
     while (at_ < end) {
       // Not beyond `end`: a page has thousands of places, and the next word may be far.
       const std::size_t hash = text_.substr(0, end).find('#', at_);
@@ -154,14 +195,17 @@ class MergeTextBuilder {
       if (found.word == nullptr) continue;
       const bool all = place == Place::kHtmlUnquoted && hash == first && at_ + found.length == end;
       const Place here = all ? Place::kHtmlAll : place;
+      const LinkPart link =
+          is_link ? target.PartAfter(text_.substr(first, hash - first)) : LinkPart::kNone;
       static_.append(text_.substr(start_, hash - start_));
       if (found.word->fixed.has_value()) {
-        AppendValue(static_, *found.word->fixed, here);
+        AppendValue(static_, LinkValue(*found.word->fixed, link), here);
       } else {
         result_.statics.push_back(std::exchange(static_, {}));
-        result_.slots.push_back({found.word->column, here});
+        result_.slots.push_back({found.word->column, here, link});
       }
       start_ = at_ = at_ + found.length;
+      target.SkipTo(at_ - first);
     }
     at_ = std::max(at_, end);
   }
@@ -213,7 +257,7 @@ void WalkAttribute(MergeTextBuilder& walk, std::string_view tag) {
     while (end < html.size() && !IsHtmlBlank(html[end]) && html[end] != '>') ++end;
   }
   walk.SkipTo(at);
-  if (!IsColourOrStyle(tag, name)) walk.Search(end, place);
+  if (!IsColourOrStyle(tag, name)) walk.Search(end, place, IsLink(name));
   walk.SkipTo(place == Place::kHtml ? end + 1 : end);
 }
 
@@ -291,6 +335,26 @@ void AppendValue(std::string& out, std::string_view value, Place place) {
       }
     }
   }
+}
+
+std::string LinkValue(std::string_view value, LinkPart part) {
+  if (part == LinkPart::kNone) return std::string(value);
+  // RFC 3986, section 2: unreserved characters, then what an address is made of.
+  const std::string_view kept = part == LinkPart::kWhole     ? "-._~:/?#[]@!$&'()*+,;=%"
+                                : part == LinkPart::kPath    ? "-._~/"
+                                : part == LinkPart::kMailbox ? "-._~@"
+                                                             : "-._~";
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  std::string encoded;
+  for (const char c : ModText::Trim(value)) {
+    if (IsAsciiLetter(c) || IsDigit(c) || kept.find(c) != std::string_view::npos) {
+      encoded += c;
+      continue;
+    }
+    const auto byte = static_cast<unsigned char>(c);
+    encoded += {'%', kDigits[byte >> 4], kDigits[byte & 15]};
+  }
+  return encoded;
 }
 
 std::string BodyValue(std::string_view value) {

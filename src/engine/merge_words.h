@@ -20,9 +20,19 @@ enum class Place {
   kHtmlAll,       // all of one, which gets its quotes: nothing would be the next attribute
 };
 
+// Where in a link's target a value is (RFC 3986, section 3).
+enum class LinkPart {
+  kNone,     // in no target
+  kWhole,    // at its beginning: it is an address itself, or the first part of one
+  kMailbox,  // between "mailto:" and "?" (RFC 6068)
+  kPath,
+  kData,  // in the host, the query or the fragment
+};
+
 struct MergeSlot {
   std::size_t column = 0;  // of the list, from 0
   Place place = Place::kPlain;
+  LinkPart link = LinkPart::kNone;
 };
 
 // A text taken apart at its merge words: statics[0] slots[0] statics[1] ... and one static at the
@@ -63,6 +73,9 @@ class MergeWords {
 
 // Appends a value as its place needs it. `value` has no control characters but tab and CR LF.
 void AppendValue(std::string& out, std::string_view value, Place place);
+// A value as it has to be in a link's target, without blanks at its ends: percent-encoded, but for
+// what gives a whole address, a path or a mail address its form.
+std::string LinkValue(std::string_view value, LinkPart part);
 
 // A value for a text body: each CR LF, CR and LF becomes CR LF, other control characters but the
 // tab are dropped.

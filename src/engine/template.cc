@@ -76,7 +76,9 @@ void Template::ReadValues(std::string_view row) {
 }
 
 void Template::AppendSlot(std::string& out, const MergeSlot& slot) {
-  AppendValue(out, BodyValue(values_[slot.column]), slot.place);
+  std::string value = BodyValue(values_[slot.column]);
+  if (slot.link != LinkPart::kNone) value = LinkValue(value, slot.link);
+  AppendValue(out, value, slot.place);
 }
 
 void Template::RenderText(const TextPart& part, std::string& out) {

@@ -140,9 +140,51 @@ TEST(TemplateTest, EveryWordThatIsOfferedIsReplaced) {
             "Best  regards, Best  regards, #BESTREGARDS, #BEST REGARDSX");
   EXPECT_EQ(html("#\xC3\x84RGER&nbsp;&amp; &lt;CO&gt;</p>"), "\xC3\x84rger &amp; &lt;Co&gt;</p>");
   EXPECT_EQ(html("<a title=#BEST href='#BEST REGARDS'>#\xC3\x84RGER &amp; &lt;CO&gt;</a>"),
-            "<a title=#BEST href='Best  regards'>\xC3\x84rger &amp; &lt;Co&gt;</a>");
+            "<a title=#BEST href='Best%20%20regards'>\xC3\x84rger &amp; &lt;Co&gt;</a>");
   EXPECT_EQ(merged(words.SplitPlain("#BEST\r\nREGARDS #BEST\xC2\xA0REGARDS"), Place::kPlain),
             "Best  regards Best  regards");
+}
+
+// A value must neither end a link nor become another part of it.
+TEST(TemplateTest, ValuesInLinks) {
+  const MergeWords words(ModMailMerge::FieldNames("Name,Page,Mail,Site"), {"A & B"});
+  const std::string cells[] = {"A&B C/\xC3\xA4?", "news/spring 26.html", " ann+x@a.example ",
+                               "https://a.example/x?a=1&b=%20 #y"};
+  const auto merged = [&](const char* html) {
+    const MergeText text = words.SplitHtml(html);
+    std::string out = text.statics[0];
+    for (std::size_t i = 0; i < text.slots.size(); ++i) {
+      const MergeSlot& slot = text.slots[i];
+      AppendValue(out, LinkValue(cells[slot.column], slot.link), slot.place);
+      out += text.statics[i + 1];
+    }
+    return out;
+  };
+  const struct {
+    const char* html;
+    const char* merged;
+  } cases[] = {
+      {"<a href=\"https://x.example/?n=#NAME&amp;m=#MAIL\">#NAME</a>",
+       "<a href=\"https://x.example/?n=A%26B%20C%2F%C3%A4%3F&amp;m=ann%2Bx%40a.example\">"
+       "A&amp;B C/\xC3\xA4?</a>"},
+      {"<a href='https://x.example/#PAGE'>", "<a href='https://x.example/news/spring%2026.html'>"},
+      {"<img src=pic/#PAGE?#NAME>",
+       "<img src=pic/news&#47;spring&#37;2026&#46;html?A&#37;26B&#37;"
+       "20C&#37;2F&#37;C3&#37;A4&#37;3F>"},
+      {"<a href=\"mailto:#MAIL?subject=#NAME\">",
+       "<a href=\"mailto:ann%2Bx@a.example?subject=A%26B%20C%2F%C3%A4%3F\">"},
+      {"<a href=\"#SITE\">", "<a href=\"https://a.example/x?a=1&amp;b=%20%20#y\">"},
+      {"<a href=#SITE>", "<a href=\"https://a.example/x?a=1&amp;b=%20%20#y\">"},
+      {"<a href=\"#SITE/#PAGE\">",
+       "<a href=\"https://a.example/x?a=1&amp;b=%20%20#y/news/spring%2026.html\">"},
+      {"<a HREF=\"https://#PAGE/x\">", "<a HREF=\"https://news%2Fspring%2026.html/x\">"},
+      {"<a href=\"https://x.example/a#top-#PAGE\">",
+       "<a href=\"https://x.example/a#top-news%2Fspring%2026.html\">"},
+      {"<a href='/&#x61;/#PAGE'>", "<a href='/&#x61;/news/spring%2026.html'>"},
+      {"<a href='/?c=#A &amp; B' title='#A & B'>", "<a href='/?c=A%20%26%20B' title='A &amp; B'>"},
+      {"<p title=\"#NAME\">", "<p title=\"A&amp;B C/\xC3\xA4?\">"},
+  };
+  for (const auto& one : cases) EXPECT_EQ(merged(one.html), one.merged);
 }
 
 TEST(TemplateTest, WholePersonalisedMessage) {
