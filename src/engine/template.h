@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -88,6 +89,11 @@ class Template final : public Renderer {
   Status ReadReplyTo(std::string_view line);
   void AddHead(const MimePart& root);
   void AddAuthorFields(const MimePart& root);
+  void CollectBareIds(const MimePart& part);
+  // An id that has no domain gets one, as it has to be unique in the world (RFC 2045, section 7).
+  std::string InFull(const std::string& content_id) const;
+  bool PutIdsInFull(std::string& html) const;
+  std::string DescribingFields(const MimePart& part) const;
   // False when there is no merge word in it.
   bool AddMergedField(std::string_view name, std::string_view text);
   Status AddPart(const MimePart& part);
@@ -118,6 +124,7 @@ class Template final : public Renderer {
   std::size_t recipients_per_message_ = 1;
   std::uint64_t least_bytes_ = 0;  // what is the same in all messages
   Unsubscribe unsubscribe_;
+  std::set<std::string> bare_ids_;  // content ids without a domain
   std::vector<MergedField> fields_;
   std::vector<Segment> segments_;
   std::deque<std::string> encoded_;  // long pieces that bytes_ does not hold as they are sent

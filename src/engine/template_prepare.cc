@@ -9,6 +9,7 @@
 #include "engine/template.h"
 #include "mime/author_fields.h"
 #include "mime/base64.h"
+#include "mime/content_reference.h"
 
 namespace vespro::engine {
 namespace {
@@ -17,6 +18,7 @@ constexpr std::size_t kMaxLine = 998;        // RFC 5322, section 2.1.1
 constexpr std::size_t kMaxEncodedLine = 76;  // RFC 2045, section 6
 constexpr std::size_t kCopiedUpTo = 2048;    // longer unchanged bytes are sent from where they are
 constexpr std::size_t kMaxTypeBytes = 100;
+constexpr std::string_view kContentId = "Content-ID";
 
 struct BodyShape {
   bool ascii = true;  // no NUL and no byte beyond ASCII
@@ -127,30 +129,6 @@ std::string TypeOf(const MimePart& part) {
   return part.type + "/" + part.subtype;
 }
 
-// The fields that say what a part is for; Content-Type and -Transfer-Encoding are written apart.
-std::string DescribingFields(const MimePart& part) {
-  std::string fields;
-  if (const HeaderField* field = Find(part, "Content-Disposition")) {
-    const ParameterizedValue value = ModHeader::ParseParameters(field->value);
-    if (IsToken(value.value)) {
-      fields += "Content-Disposition: " + value.value + Parameters(value.parameters, {}) + "\r\n";
-    }
-  }
-  for (const char* name : {"Content-ID", "Content-Location", "Content-Language"}) {
-    const HeaderField* field = Find(part, name);
-    if (field == nullptr) continue;
-    const std::string value = OneLine(field->value);
-    // Not folded: a blank in these would change them.
-    if (!value.empty() && value.size() <= kMaxLine - 20 && ModText::IsAscii(value)) {
-      fields += std::string(name) + ": " + value + "\r\n";
-    }
-  }
-  if (const HeaderField* field = Find(part, "Content-Description")) {
-    fields += ModHeader::Field("Content-Description", OneLine(ModHeader::Decode(field->value)));
-  }
-  return fields;
-}
-
 bool HasCharset(const MimePart& part) {
   return std::any_of(part.parameters.begin(), part.parameters.end(),
                      [](const HeaderParameter& p) { return p.name == "charset"; });
@@ -239,6 +217,7 @@ Result<std::unique_ptr<Template>> Template::Prepare(std::string bytes,
     return Status(Code::kBadInput, "the message can't be read: " + root.status().text());
   }
   made->AddHead(root.value());
+  made->CollectBareIds(root.value());
   if (Status status = made->AddPart(root.value()); !status.ok()) return status;
   made->Seal();
   return made;
@@ -347,18 +326,72 @@ void Template::AddAuthorFields(const MimePart& root) {
   }
 }
 
+void Template::CollectBareIds(const MimePart& part) {
+  const std::string& id = part.content_id;
+  const bool is_bare = !id.empty() && id.find('@') == std::string::npos;
+  if (is_bare && ModText::IsAscii(DomainOf(sender_))) bare_ids_.insert(id);
+  if (!IsDecomposed(part)) return;
+  for (const MimePart& child : part.children) CollectBareIds(child);
+}
+
+std::string Template::InFull(const std::string& content_id) const {
+  const bool is_bare = bare_ids_.contains(content_id);
+  return is_bare ? content_id + "@" + std::string(DomainOf(sender_)) : content_id;
+}
+
+bool Template::PutIdsInFull(std::string& html) const {
+  if (bare_ids_.empty()) return false;
+  std::string out;
+  std::size_t done = 0;
+  for (const ContentReference& reference : ContentReferences(html)) {
+    if (!bare_ids_.contains(reference.id)) continue;
+    out.append(html, done, reference.end - done).append("@").append(DomainOf(sender_));
+    done = reference.end;
+  }
+  if (done == 0) return false;
+  html = out.append(html, done);
+  return true;
+}
+
+// The fields that say what a part is for; Content-Type and -Transfer-Encoding are written apart.
+std::string Template::DescribingFields(const MimePart& part) const {
+  std::string fields;
+  if (const HeaderField* field = Find(part, "Content-Disposition")) {
+    const ParameterizedValue value = ModHeader::ParseParameters(field->value);
+    if (IsToken(value.value)) {
+      fields += "Content-Disposition: " + value.value + Parameters(value.parameters, {}) + "\r\n";
+    }
+  }
+  for (const std::string_view name :
+       {kContentId, std::string_view("Content-Location"), std::string_view("Content-Language")}) {
+    const HeaderField* field = Find(part, name);
+    if (field == nullptr) continue;
+    const bool is_bare = name == kContentId && bare_ids_.contains(part.content_id);
+    const std::string value = is_bare ? "<" + InFull(part.content_id) + ">" : OneLine(field->value);
+    // Not folded: a blank in these would change them.
+    if (!value.empty() && value.size() <= kMaxLine - 20 && ModText::IsAscii(value)) {
+      fields += std::string(name) + ": " + value + "\r\n";
+    }
+  }
+  if (const HeaderField* field = Find(part, "Content-Description")) {
+    fields += ModHeader::Field("Content-Description", OneLine(ModHeader::Decode(field->value)));
+  }
+  return fields;
+}
+
 Status Template::AddPart(const MimePart& part) {
   if (IsDecomposed(part)) return AddMultipart(part);
   const bool is_text = part.type == "text" && part.disposition != "attachment";
   if (!is_text) return AddOther(part);
   Result<std::string> decoded = DecodedText(part);
   if (!decoded.ok()) return AddOther(part);
-  const std::string text = WithCrLf(decoded.value());
+  std::string text = WithCrLf(decoded.value());
   const bool html = part.subtype == "html";
+  const bool renames = html && PutIdsInFull(text);
   MergeText merged;
   if (words_) merged = html ? words_->SplitHtml(text) : words_->SplitPlain(text);
   if (merged.statics.empty()) merged.statics.push_back(text);
-  const bool unchanged = merged.slots.empty() && merged.statics.front() == text;
+  const bool unchanged = !renames && merged.slots.empty() && merged.statics.front() == text;
   if (unchanged && CanStay(part, ShapeOf(part.body))) return AddOther(part);
   AddText(part, std::move(merged), Base64IsShorter(text));
   return {};
@@ -370,7 +403,13 @@ Status Template::AddMultipart(const MimePart& part) {
   }
   // "=_" is in no quoted-printable or Base64 text, so no value can end the part.
   const std::string boundary = "=_" + UniqueText();
-  AddBytes("Content-Type: " + TypeOf(part) + Parameters(part.parameters, {"boundary"}) +
+  std::vector<HeaderParameter> parameters = part.parameters;
+  for (HeaderParameter& parameter : parameters) {  // multipart/related names its first part so
+    const std::string& id = parameter.value;
+    if (parameter.name != "start" || !id.starts_with('<') || !id.ends_with('>')) continue;
+    parameter.value = "<" + InFull(id.substr(1, id.size() - 2)) + ">";
+  }
+  AddBytes("Content-Type: " + TypeOf(part) + Parameters(parameters, {"boundary"}) +
            ";\r\n boundary=\"" + boundary + "\"\r\n" +
            (HoldsEightBit(part) ? "Content-Transfer-Encoding: 8bit\r\n" : "") +
            DescribingFields(part) + "\r\n");

@@ -246,6 +246,36 @@ TEST(TemplateTest, WholePersonalisedMessage) {
             "--=_10000000000000002000000000000000--\r\n");
 }
 
+TEST(TemplateTest, ContentIdsGetTheSendersDomain) {
+  const auto message = [](const std::string& from) {
+    return "TO: \r\nFROM: " + from +
+           "\r\nSubject: s\r\n"
+           "Content-Type: multipart/related; boundary=b; start=\"<page>\"\r\n\r\n"
+           "--b\r\nContent-Type: text/html; charset=us-ascii\r\nContent-ID: <page>\r\n\r\n"
+           "<img src=\"cid:a%20b.png\"><p style='background: url(CID:c.png)'>"
+           "<img src=cid:d@e.example><img src='cid:none.png'>\r\n"
+           "--b\r\nContent-Type: image/png\r\nContent-ID: <a b.png>\r\n\r\nA\r\n"
+           "--b\r\nContent-Type: image/png\r\nContent-ID: <c.png>\r\n\r\nC\r\n"
+           "--b\r\nContent-Type: image/png\r\nContent-ID: <d@e.example>\r\n\r\nD\r\n--b--\r\n";
+  };
+  const auto made = Prepare(message("me@club.example"));
+  const std::string sent = Render(*made, "");
+  const MimePart root = Parse(sent);
+  ASSERT_EQ(root.children.size(), 4u);
+  std::vector<std::string> ids;
+  for (const MimePart& part : root.children) ids.push_back(part.content_id);
+  EXPECT_EQ(ids, (std::vector<std::string>{"page@club.example", "a b.png@club.example",
+                                           "c.png@club.example", "d@e.example"}));
+  EXPECT_EQ(TextOf(root.children[0]),
+            "<img src=\"cid:a%20b.png@club.example\"><p style='background: "
+            "url(CID:c.png@club.example)'><img src=cid:d@e.example><img src='cid:none.png'>");
+  EXPECT_NE(sent.find("start=\"<page@club.example>\""), std::string::npos) << sent;
+
+  // A domain that can't be in an id.
+  const auto other = Prepare(message("me@caf\xC3\xA9.example"));
+  EXPECT_EQ(Parse(Render(*other, "")).children[2].content_id, "c.png");
+}
+
 TEST(TemplateTest, WholeTurboMessage) {
   const auto made = Prepare(
       "TO: Friends of the club, all of them\r\nFROM: ann@club.example\r\n"

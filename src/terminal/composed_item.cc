@@ -10,6 +10,7 @@
 #include "base/files.h"
 #include "base/text.h"
 #include "mime/author_fields.h"
+#include "mime/content_reference.h"
 #include "mime/header.h"
 #include "mime/reader.h"
 #include "send/body_export.h"
@@ -268,36 +269,21 @@ class ComposedItem::EmlReader {
     return {};
   }
 
-  // Calls `on_reference` with each content id that the HTML names, decoded, and where it is.
-  template <class Function>
-  void ForEachReference(const Function& on_reference) const {
-    constexpr std::string_view kCid = "cid:";
-    const std::string_view html = item_.html_;
-    std::size_t at = 0;
-    while ((at = ModText::FindIgnoringAsciiCase(html, kCid, at)) != std::string_view::npos) {
-      at += kCid.size();
-      const std::size_t end = std::min(html.find_first_of("\"'<>() \t\r\n", at), html.size());
-      on_reference(ModText::PercentDecoded(html.substr(at, end - at)), at, end);
-      at = end;
-    }
-  }
-
   bool Shows(const std::string& content_id) const {
-    bool shown = false;
-    ForEachReference([&](const std::string& id, std::size_t, std::size_t) {
-      shown = shown || id == content_id;
-    });
-    return shown;
+    const std::vector<ContentReference> shown = ContentReferences(item_.html_);
+    return std::any_of(
+        shown.begin(), shown.end(),
+        [&content_id](const ContentReference& reference) { return reference.id == content_id; });
   }
 
   void PointTo(const std::string& content_id, const std::string& new_id) {
     std::string html;
     std::size_t done = 0;
-    ForEachReference([&](const std::string& id, std::size_t begin, std::size_t end) {
-      if (id != content_id) return;
-      html.append(item_.html_, done, begin - done).append(new_id);
-      done = end;
-    });
+    for (const ContentReference& reference : ContentReferences(item_.html_)) {
+      if (reference.id != content_id) continue;
+      html.append(item_.html_, done, reference.begin - done).append(new_id);
+      done = reference.end;
+    }
     item_.html_ = html.append(item_.html_, done);
   }
 
