@@ -90,6 +90,15 @@ class Compose(support.JobTest):
         self.preview("--row", "0", code=2)
         self.assertIn("has only 3 rows", self.preview("--row", "4", code=2).stderr)
 
+    def test_fields_for_readers_programs(self):
+        shown = self.preview("--no-auto-replies", "--list-id", "Club für alle <news.example.org>",
+                             "--", "--unsubscribe-mailto", "out@example.org").stdout
+        for line in ("Auto-Submitted: auto-generated", "Precedence: list", "List-Id: Club für alle <news.example.org>",
+                     "X-Auto-Response-Suppress: OOF, AutoReply", "List-Unsubscribe: <mailto:out@example.org>"):
+            self.assertIn("\n" + line + "\n", shown)
+        self.assertIn("list id", self.preview("--list-id", "news", code=2).stderr)
+        self.assertIn("--unsubscribe-url", self.preview("--", "--unsubscribe-url", "ftp://x", code=2).stderr)
+
     def test_what_can_not_be_used(self):
         arguments = ("send", "--no-start", "--account", "127.0.0.1:25", "--subject", "S", "--text", self.text)
         for half in ("x,CSV", "x,CSV,abc", "x,CSV,1", "x,CSV,1,FOO", "x", "x,FOO"):

@@ -6,7 +6,8 @@ namespace vespro::cli {
 namespace {
 
 constexpr char kFooter[] =
-    "'vespro VERB --help' tells more and has an example.\n"
+    "'vespro VERB --help' tells more and has an example. An Unsubscribe button for the readers:\n"
+    "vespro send ... -- --unsubscribe-mailto leave@example.org (or --unsubscribe-url)\n"
     "Exit:\n"
     "  0 done; 1 sent, but not to everybody; 2 usage; 65 input that can't be used\n"
     "  66 a file that can't be read; 70 internal error; 73 a file that can't be written\n"

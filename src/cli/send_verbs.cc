@@ -9,6 +9,7 @@
 #include "cli/start_job.h"
 #include "cli/verbs.h"
 #include "engine/preview.h"
+#include "mime/author_fields.h"
 #include "terminal/home.h"
 #include "terminal/send_job.h"
 
@@ -30,6 +31,8 @@ struct SendArguments {
   std::string out;        // preview
   bool raw = false;       // preview
   std::vector<std::string> fields;
+  std::string list_id;
+  bool no_auto_replies = false;
 };
 
 struct SendOptions {
@@ -43,7 +46,7 @@ std::vector<fs::path> Paths(const std::vector<std::string>& names) {
   return paths;
 }
 
-SendRequest Request(const SendArguments& arguments, const SendOptions& given) {
+Result<SendRequest> Request(const SendArguments& arguments, const SendOptions& given) {
   SendRequest request;
   request.compose.subject = ModConsole::ArgumentText(arguments.subject);
   request.compose.has_subject = given.subject->count() > 0;
@@ -54,6 +57,17 @@ SendRequest Request(const SendArguments& arguments, const SendOptions& given) {
   request.compose.embed = Paths(arguments.embed);
   for (const std::string& field : arguments.fields) {
     request.compose.fields.push_back(ModConsole::ArgumentText(field));
+  }
+  if (arguments.no_auto_replies) {
+    for (const std::string_view field : ModAuthorFields::kNoAutoReplies) {
+      request.compose.fields.emplace_back(field);
+    }
+  }
+  if (!arguments.list_id.empty()) {
+    Result<std::string> field =
+        ModAuthorFields::ListId(ModConsole::ArgumentText(arguments.list_id));
+    if (!field.ok()) return field.status();
+    request.compose.fields.push_back(std::move(field).value());
   }
   const bool mapped = !arguments.column.empty() || arguments.header || arguments.value;
   if (!arguments.list.empty() || mapped) {
@@ -99,8 +113,9 @@ int Send(const Globals& globals, const SendArguments& arguments, const SendOptio
   if (std::optional<int> wrong = CheckEngineOptions(globals)) return *wrong;
   Result<Home> home = OpenHome(globals.home);
   if (!home.ok()) return Fail(home.status());
-  Result<WrittenJob> written =
-      ModSendJob::WriteJob(home.value(), globals.rules, Request(arguments, given));
+  Result<SendRequest> request = Request(arguments, given);
+  if (!request.ok()) return Fail(request.status());
+  Result<WrittenJob> written = ModSendJob::WriteJob(home.value(), globals.rules, request.value());
   if (!written.ok()) return Fail(written.status());
   const WrittenJob& job = written.value();
   const fs::path file = ModFiles::FromUtf8(job.job_file);
@@ -161,18 +176,24 @@ class ScratchFolder {
 };
 
 int Preview(const Globals& globals, const SendArguments& arguments, const SendOptions& given) {
+  if (std::optional<int> wrong = CheckEngineOptions(globals)) return *wrong;
+  Result<SendRequest> request = Request(arguments, given);
+  if (!request.ok()) return Fail(request.status());
+  Result<engine::UnsubscribeOptions> unsubscribe = UnsubscribeOf(globals);
+  if (!unsubscribe.ok()) return Fail(unsubscribe.status());
   Result<Home> home = OpenHome(globals.home);
   if (!home.ok()) return Fail(home.status());
   const ScratchFolder scratch(home->data_folder);
   if (Status made = ModFiles::MakeFolders(scratch.path()); !made.ok()) return Fail(made);
-  Result<WrittenMessage> message = ModSendJob::WriteMessage(
-      home.value(), globals.rules, Request(arguments, given), scratch.path());
+  Result<WrittenMessage> message =
+      ModSendJob::WriteMessage(home.value(), globals.rules, request.value(), scratch.path());
   if (!message.ok()) return Fail(message.status());
   for (const std::string& remark : message->remarks) Note(remark);
   SystemRandomness randomness;
   Result<std::string> rendered =
-      engine::RenderRow(message->message_file, message->bcc_mode, message->distribution,
-                        arguments.row, SystemClock(), randomness);
+      engine::RenderRow({message->message_file, message->bcc_mode, message->distribution,
+                         arguments.row, std::move(unsubscribe).value()},
+                        SystemClock(), randomness);
   if (!rendered.ok()) return Fail(rendered.status());
   if (arguments.out.empty()) {
     std::cout << (arguments.raw ? rendered.value() : engine::ReadableMessage(rendered.value()));
@@ -212,6 +233,12 @@ SendOptions AddComposeOptions(CLI::App* verb, SendArguments& arguments) {
                    "A further header field, such as 'Precedence: bulk'; may be repeated")
       ->type_name("'NAME: VALUE'")
       ->allow_extra_args(false);
+  verb->add_flag("--no-auto-replies", arguments.no_auto_replies,
+                 "Ask vacation notices and other automatic replies to stay away");
+  verb->add_option("--list-id", arguments.list_id,
+                   "The list's own name for mail programs' filters, such as 'Club news "
+                   "<news.example.org>'")
+      ->type_name("ID");
   CLI::Option* turbo = verb->add_flag("--turbo", arguments.turbo, "One copy to many");
   verb->add_flag("--personalised", arguments.personalised, "A copy each, with mail merge")
       ->excludes(turbo);
@@ -255,7 +282,10 @@ void AddSendVerbs(CLI::App& app, Globals& globals, Action& action) {
   preview->add_option("--out", arguments->out, "Write it to a file, as it is sent")
       ->type_name("FILE");
   preview->add_flag("--raw", arguments->raw, "Show it as it is sent");
-  preview->footer("Example: vespro preview --eml draft.eml --list members.csv --row 3");
+  preview->footer(
+      "What comes after \"--\" is as in 'vespro send': the unsubscribe options are shown.\n"
+      "Example: vespro preview --eml draft.eml --list members.csv --row 3 -- --unsubscribe-mailto "
+      "leave@example.org");
   preview->callback([&globals, &action, arguments, preview_options] {
     action = [&globals, arguments, preview_options] {
       return Preview(globals, *arguments, preview_options);

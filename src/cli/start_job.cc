@@ -170,6 +170,11 @@ std::optional<int> CheckEngineOptions(const Globals& globals) {
 
 bool IsDryRun(const Globals& globals) { return !Parse(globals, "job").options.dry_run.empty(); }
 
+Result<engine::UnsubscribeOptions> UnsubscribeOf(const Globals& globals) {
+  const engine::EngineOptions options = Parse(globals, "job").options;
+  return engine::LoadKey(options.unsubscribe, options.unsubscribe_key);
+}
+
 Result<engine::JobOutlook> LookAtJob(const Globals& globals, const fs::path& job_file,
                                      bool engine_is_seen) {
   const engine::ParsedOptions parsed = Parse(globals, ModFiles::ToUtf8(job_file));

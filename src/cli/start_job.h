@@ -22,6 +22,9 @@ std::optional<int> CheckEngineOptions(const Globals& globals);
 // Whether they only render the messages into a folder.
 bool IsDryRun(const Globals& globals);
 
+// What they say of List-Unsubscribe, with its key.
+Result<engine::UnsubscribeOptions> UnsubscribeOf(const Globals& globals);
+
 // What the engine would do with the job and these options; its own failures.
 // Warnings are left to the engine where it is going to show them itself.
 Result<engine::JobOutlook> LookAtJob(const Globals& globals, const std::filesystem::path& job_file,

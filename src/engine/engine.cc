@@ -29,7 +29,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::uint64_t kMaxKeyBytes = 64 * 1024;
 constexpr std::string_view kCutOff =
     "the job was cut off while this message was on its way; it may have arrived";
 constexpr std::string_view kMaybeLost =
@@ -149,7 +148,8 @@ class Run {
     for (const fs::path& file : options_.suppress) {
       if (Status status = source_->Suppress(file); !status.ok()) return status;
     }
-    Result<UnsubscribeOptions> unsubscribe = LoadUnsubscribeKey();
+    Result<UnsubscribeOptions> unsubscribe =
+        LoadKey(options_.unsubscribe, options_.unsubscribe_key);
     if (!unsubscribe.ok()) return unsubscribe.status();
     Result<std::vector<std::string>> words = ModMailMerge::LoadCustomWords(folder_);
     if (!words.ok()) return words.status();
@@ -182,19 +182,6 @@ class Run {
                                       ModText::Printable(command.server) + none + " with a login");
     }
     return {};
-  }
-
-  Result<UnsubscribeOptions> LoadUnsubscribeKey() const {
-    UnsubscribeOptions unsubscribe = options_.unsubscribe;
-    if (options_.unsubscribe_key.empty()) return unsubscribe;
-    Result<std::string> key = ModFiles::ReadAll(options_.unsubscribe_key, kMaxKeyBytes);
-    if (!key.ok()) return key.status();
-    unsubscribe.key = std::move(key).value();
-    // Strip the line end that editors append.
-    while (unsubscribe.key.ends_with('\n') || unsubscribe.key.ends_with('\r')) {
-      unsubscribe.key.pop_back();
-    }
-    return unsubscribe;
   }
 
   int DryRun() {

@@ -280,9 +280,13 @@ TEST_F(EngineTest, FailedCsvIsAList) {
     EXPECT_EQ(source->skipped(), 1u) << "the row to be corrected";
     if (row.merged.empty()) continue;
     Result<std::string> mail = RenderRow(
-        folder_.Write("hi.eml", "TO: \r\nFROM: \"C\"<c@x.org>\r\nSubject: Hi\r\n\r\nDear #" +
-                                    row.merged + "!\r\n"),
-        0, list, 1, clock_, randomness_);
+        {folder_.Write("hi.eml", "TO: \r\nFROM: \"C\"<c@x.org>\r\nSubject: Hi\r\n\r\nDear #" +
+                                     row.merged + "!\r\n"),
+         0,
+         list,
+         1,
+         {}},
+        clock_, randomness_);
     ASSERT_TRUE(mail.ok()) << mail.status().text();
     EXPECT_NE(mail->find("Dear=20Ann"), std::string::npos) << mail.value();
   }
@@ -632,12 +636,17 @@ TEST_F(EngineTest, DryRunRendersAndTouchesNothingElse) {
 
 TEST_F(EngineTest, PreviewOfARow) {
   const Distribution list{Path("list.csv"), ListKind::kCsv, 0, true};
-  Result<std::string> third = RenderRow(folder_ / "message.eml", 0, list, 5, clock_, randomness_);
+  Result<std::string> third =
+      RenderRow({folder_ / "message.eml", 0, list, 5, {"https://x.org/leave?a={address}", "", ""}},
+                clock_, randomness_);
   ASSERT_TRUE(third.ok()) << third.status().text();
+  EXPECT_NE(third->find("List-Unsubscribe: <https://x.org/leave?a=c%40x.org>"), std::string::npos);
   EXPECT_NE(third->find("To: c@x.org\r\n"), std::string::npos);
   EXPECT_NE(third->find("Dear=20Cid"), std::string::npos);
   const auto why = [&](std::uint64_t row) {
-    return RenderRow(folder_ / "message.eml", 0, list, row, clock_, randomness_).status().text();
+    return RenderRow({folder_ / "message.eml", 0, list, row, {}}, clock_, randomness_)
+        .status()
+        .text();
   };
   EXPECT_NE(why(3).find("row 3 (line 4): not an address"), std::string::npos) << why(3);
   EXPECT_NE(why(4).find("duplicate"), std::string::npos) << why(4);

@@ -60,18 +60,20 @@ Result<std::uint64_t> RenderToMaildir(const fs::path& folder, WorkSource& source
   }
 }
 
-Result<std::string> RenderRow(const fs::path& message_file, int bcc_mode, const Distribution& list,
-                              std::uint64_t row, const Clock& clock, Randomness& randomness) {
-  Result<ListSource> source = ListSource::Open(list, {}, randomness);
+Result<std::string> RenderRow(const RowToRender& wanted, const Clock& clock,
+                              Randomness& randomness) {
+  const std::uint64_t row = wanted.row;
+  Result<ListSource> source = ListSource::Open(wanted.list, {}, randomness);
   if (!source.ok()) return source.status();
-  Result<std::string> bytes = ModFiles::ReadAll(message_file);
+  Result<std::string> bytes = ModFiles::ReadAll(wanted.message_file);
   if (!bytes.ok()) return bytes.status();
   Result<std::vector<std::string>> words =
-      ModMailMerge::LoadCustomWords(message_file.parent_path());
+      ModMailMerge::LoadCustomWords(wanted.message_file.parent_path());
   if (!words.ok()) return words.status();
   Result<std::unique_ptr<Template>> prepared = Template::Prepare(
-      std::move(bytes).value(), {bcc_mode, source->first_row(), {}, std::move(words).value()},
-      clock, randomness);
+      std::move(bytes).value(),
+      {wanted.bcc_mode, source->first_row(), wanted.unsubscribe, std::move(words).value()}, clock,
+      randomness);
   if (!prepared.ok()) return prepared.status();
   std::uint64_t at = 0;
   source->OnSkip([&](const Recipient& skipped, std::string_view reason, bool) -> Status {

@@ -9,6 +9,7 @@
 #include "base/clock.h"
 #include "base/random.h"
 #include "base/status.h"
+#include "engine/unsubscribe.h"
 #include "engine/work.h"
 #include "recipients/distribution.h"
 
@@ -20,11 +21,16 @@ Result<std::uint64_t> RenderToMaildir(const std::filesystem::path& folder, WorkS
                                       Renderer& renderer, const Clock& clock,
                                       Randomness& randomness);
 
-// The message for the `row`-th row (from 1) of the list as an editor counts them, without the
-// header and empty lines; CR LF line ends. kUsage when the list has fewer, or nobody gets a mail
-// for that row, with the reason. `message_file` and `bcc_mode` as a job has them.
-Result<std::string> RenderRow(const std::filesystem::path& message_file, int bcc_mode,
-                              const Distribution& list, std::uint64_t row, const Clock& clock,
+struct RowToRender {
+  std::filesystem::path message_file;
+  int bcc_mode = 0;  // as a job has it
+  Distribution list;
+  std::uint64_t row = 1;  // as an editor counts them, without the header and empty lines
+  UnsubscribeOptions unsubscribe;
+};
+// The message for that row; CR LF line ends. kUsage when the list has fewer, or nobody gets a mail
+// for that row, with the reason.
+Result<std::string> RenderRow(const RowToRender& wanted, const Clock& clock,
                               Randomness& randomness);
 
 // A rendered message for a person: headers and texts decoded, then a list of its parts. No control

@@ -2,12 +2,14 @@
 
 #include <algorithm>
 
+#include "base/files.h"
 #include "base/text.h"
 #include "engine/hmac.h"
 
 namespace vespro::engine {
 namespace {
 
+constexpr std::uint64_t kMaxKeyBytes = 64 * 1024;
 constexpr std::string_view kAddress = "{address}", kToken = "{token}", kMailto = "mailto:";
 constexpr std::size_t kTokenDigits = 32, kMinKeyBytes = 16;
 constexpr std::size_t kMaxPatternBytes = 500;  // bytes
@@ -88,6 +90,15 @@ Status CheckMailto(const std::string& mailto) {
 }
 
 }  // namespace
+
+Result<UnsubscribeOptions> LoadKey(UnsubscribeOptions options, const std::filesystem::path& file) {
+  if (file.empty()) return options;
+  Result<std::string> key = ModFiles::ReadAll(file, kMaxKeyBytes);
+  if (!key.ok()) return key.status();
+  options.key = std::move(key).value();
+  while (options.key.ends_with('\n') || options.key.ends_with('\r')) options.key.pop_back();
+  return options;
+}
 
 Result<Unsubscribe> Unsubscribe::Make(const UnsubscribeOptions& options, bool shared) {
   Unsubscribe made;

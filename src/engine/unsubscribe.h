@@ -2,6 +2,7 @@
 // (RFC 2369) and List-Unsubscribe-Post (RFC 8058). One thread per object.
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <string_view>
 
@@ -17,6 +18,10 @@ struct UnsubscribeOptions {
   std::string mailto;  // "address" or "address?subject=..."; empty for none
   std::string key;     // bytes; needed for {token}
 };
+
+// The options with the key that `file` holds, without the line end that editors append; as they are
+// when there is no file's name. Fails when it can't be read.
+Result<UnsubscribeOptions> LoadKey(UnsubscribeOptions options, const std::filesystem::path& file);
 
 class Unsubscribe {
  public:

@@ -9,6 +9,7 @@ namespace vespro::ModAuthorFields {
 namespace {
 
 constexpr std::size_t kMaxLine = 998, kGoodLine = 76;
+constexpr std::size_t kMaxListId = 255;  // RFC 2919, section 3
 
 constexpr std::string_view kNames[] = {"reply-to",    "precedence", "auto-submitted",
                                        "feedback-id", "importance", "organization",
@@ -65,6 +66,32 @@ std::string Format(std::string_view field) {
   const auto [name, value] = Split(field);
   const std::string as_it_stands = Folded(name, value);
   return as_it_stands.empty() ? ModHeader::Field(name, value) : as_it_stands;
+}
+
+Result<std::string> ListId(std::string_view text) {
+  text = ModText::Trim(text);
+  const std::size_t open = text.rfind('<');
+  const bool is_named = open != std::string_view::npos && text.ends_with('>');
+  const std::string_view name = is_named ? ModText::Trim(text.substr(0, open)) : "";
+  const std::string_view id = is_named ? text.substr(open + 1, text.size() - open - 2) : text;
+  const std::vector<std::string_view> labels = ModText::Split(id, '.');
+  const bool good = id.size() <= kMaxListId && labels.size() >= 2 &&
+                    std::all_of(labels.begin(), labels.end(), [](std::string_view label) {
+                      return !label.empty() && std::all_of(label.begin(), label.end(), [](char c) {
+                        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+                               (c >= '0' && c <= '9') || c == '-' || c == '_';
+                      });
+                    });
+  if (!good) {
+    return Status(Code::kUsage, "'" + ModText::Printable(text) +
+                                    "' is no list id, such as 'news.example.org' or 'Club news "
+                                    "<news.example.org>'");
+  }
+  std::string field = "List-Id: ";
+  if (!name.empty()) field.append(name).append(" ");
+  field.append("<").append(id).append(">");
+  Status status = Check(field);
+  return status.ok() ? Result<std::string>(field) : status;
 }
 
 std::string Folded(std::string_view name, std::string_view value) {

@@ -18,6 +18,30 @@ TEST(AuthorFieldsTest, WhoseAFieldIs) {
   }
 }
 
+TEST(AuthorFieldsTest, ListIds) {
+  const struct {
+    const char* text;
+    const char* field;  // empty: refused
+  } rows[] = {
+      {"news.example.org", "List-Id: <news.example.org>"},
+      {" Club news  <news.example.org> ", "List-Id: Club news <news.example.org>"},
+      {"<a-1.b_2.c>", "List-Id: <a-1.b_2.c>"},
+      {"news", ""},
+      {"news..org", ""},
+      {"news@example.org", ""},
+      {"a <b> <news.example.org", ""},
+      {"x\r\nBcc: y@z.org <news.example.org>", ""},
+      {"", ""},
+  };
+  for (const auto& row : rows) {
+    const Result<std::string> field = ModAuthorFields::ListId(row.text);
+    EXPECT_EQ(field.ok() ? field.value() : "", row.field) << row.text;
+  }
+  for (const std::string_view field : ModAuthorFields::kNoAutoReplies) {
+    EXPECT_TRUE(ModAuthorFields::Check(field).ok()) << field;
+  }
+}
+
 TEST(AuthorFieldsTest, WhatCanBeAdded) {
   for (const char* field :
        {"", "Precedence", ": bulk", "X-A:", "X A: b", "X-A: b\r\nBcc: c@d.org", "X-A: \x01",
