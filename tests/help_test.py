@@ -25,6 +25,7 @@ NOT_SHOWN = {
     "settings/file_backend.cc": "the settings file's own comment",
     "settings/settings.h": "what the command line says of settings",
     "engine/smtp/secret_scanner.cc": "escapes",
+    "engine/smtp/complaint.cc": "what servers say",
     "engine/delivery/outcome_recorder.cc": "faults of the program's own",
     "engine/delivery/delivery_trace.cc": "what --trace writes",
     "engine/smtp/session_trace.cc": "what --trace writes",

@@ -467,9 +467,8 @@ class NoteTrace final : public Trace {
 TEST(DeliveryTest, ATraceSaysWhyNothingIsSent) {
   int mails = 0;
   ScriptedServer server({{"PIPELINING"}, [&](const std::string& command) -> std::string {
-                           return command.starts_with("MAIL") && ++mails <= 2
-                                      ? "450 4.7.1 slow down"
-                                      : "";
+                           return command.starts_with("MAIL") && ++mails <= 2 ? "450 4.7.1 later"
+                                                                              : "";
                          }});
   ScriptedServer gone;
   gone.Die();
@@ -483,9 +482,9 @@ TEST(DeliveryTest, ATraceSaysWhyNothingIsSent) {
   EXPECT_EQ(job.Run().reason, Reason::kDone);
   for (const char* note : {
            "connecting to mx1:25",
-           "mx1:25: backing off for 1 s, failure 1 in a row: 450 4.7.1 slow down",
+           "mx1:25: backing off for 1 s, failure 1 in a row: 450 4.7.1 later",
            "mx1:25: not sending: it is backed off from",
-           "mx1:25: line 1 again in 30 s, attempts used up: 1; 450 4.7.1 slow down",
+           "mx1:25: line 1 again in 30 s, attempts used up: 1; 450 4.7.1 later",
            "mx1:25: works again",
            "mx2:25: backing off for 1 s, failure 1 in a row: connection refused",
        }) {

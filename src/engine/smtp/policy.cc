@@ -45,7 +45,7 @@ constexpr Disposition kNoLoginHere{
 constexpr Disposition kServerUnusable{
     .scope = Scope::kAccount, .action = kDisableServer, .close_connection = true, .unusable = true};
 // What is on the wire still gets its answer.
-constexpr Disposition kSenderRejected{.scope = Scope::kAccount, .action = kDisableServer};
+constexpr Disposition kAccountRefused{.scope = Scope::kAccount, .action = kDisableServer};
 // Nothing was wrong with the message, and the connection stays unless the server closes it.
 constexpr Disposition kSlower{.scope = Scope::kAccount, .action = kRequeue, .limit = Limit::kRate};
 constexpr Disposition kFewer{
@@ -92,17 +92,25 @@ constexpr Row kRows[] = {
     {Stage::kMail, Stage::kEndOfData, kAnswer, kAnswer, 421, 421, Condition::kNotHeadOfLine,
      kRequeueUnharmed},
 
-    // What the words say is a limit of the account's, at every stage.
-    {kFirstSession, Stage::kEndOfData, kAnswer, kAnswer, 400, 599, Condition::kAlways, kUsedUp,
+    // What the words say of the account, at every stage.
+    {kFirstSession, Stage::kQuit, kAnswer, kAnswer, 400, 599, Condition::kAlways, kUsedUp,
      Complaint::kQuota},
-    {kFirstSession, Stage::kEndOfData, kAnswer, kAnswer, 400, 599, Condition::kAlways, kRested,
+    {kFirstSession, Stage::kQuit, kAnswer, kAnswer, 400, 499, Condition::kAlways, kRested,
      Complaint::kUnsolicited},
+    {kFirstSession, Stage::kQuit, kAnswer, kAnswer, 500, 599, Condition::kAlways, kAccountRefused,
+     Complaint::kUnsolicited},
+    {kFirstSession, kLastSession, kAnswer, kAnswer, 400, 599, Condition::kAlways, kServerBusy,
+     Complaint::kRate},
+    {kFirstSession, kLastSession, kAnswer, kAnswer, 400, 599, Condition::kAlways, kServerBusy,
+     Complaint::kConcurrency},
     {Stage::kMail, Stage::kEndOfData, kAnswer, kAnswer, 400, 599, Condition::kAlways, kSlower,
      Complaint::kRate},
     {Stage::kMail, Stage::kEndOfData, kAnswer, kAnswer, 400, 599, Condition::kAlways, kFewer,
      Complaint::kConcurrency},
+    {Stage::kMail, Stage::kEndOfData, kAnswer, kAnswer, 400, 499, Condition::kAlways, kRested,
+     Complaint::kSender},
     {Stage::kMail, Stage::kEndOfData, kAnswer, kAnswer, 500, 599, Condition::kAlways,
-     kSenderRejected, Complaint::kSender},
+     kAccountRefused, Complaint::kSender},
     {Stage::kMail, Stage::kEndOfData, kAnswer, kAnswer, 500, 599, Condition::kAlways, kNoLoginHere,
      Complaint::kLogin},
 
@@ -134,7 +142,7 @@ constexpr Row kRows[] = {
     // disabled and no recipient blamed.
     {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 500, 599, Condition::kMessageSpecific,
      kOtherAccounts},
-    {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 500, 599, Condition::kAlways, kSenderRejected},
+    {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 500, 599, Condition::kAlways, kAccountRefused},
 
     // Too many recipients: 452, and 552 from old servers (RFC 5321, section 4.5.3.1.10).
     {Stage::kRcpt, Stage::kRcpt, kAnswer, kAnswer, 452, 452, Condition::kTooMany, kSplit},

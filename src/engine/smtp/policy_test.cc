@@ -130,10 +130,11 @@ TEST(PolicyTest, LimitsBlameNobody) {
       {Complaint::kRate, 550, Action::kRequeue, Limit::kRate, false},
       {Complaint::kConcurrency, 432, Action::kRequeue, Limit::kConcurrency, false},
       {Complaint::kUnsolicited, 421, Action::kRequeue, Limit::kRest, true},
-      {Complaint::kUnsolicited, 550, Action::kRequeue, Limit::kRest, true},
+      {Complaint::kUnsolicited, 550, Action::kDisableServer, Limit::kNone, false},
       {Complaint::kQuota, 454, Action::kDisableServer, Limit::kQuota, false},
       {Complaint::kQuota, 552, Action::kDisableServer, Limit::kQuota, false},
       {Complaint::kSender, 550, Action::kDisableServer, Limit::kNone, false},
+      {Complaint::kSender, 450, Action::kRequeue, Limit::kRest, true},
       {Complaint::kLogin, 550, Action::kDisableServer, Limit::kNone, true},
   };
   for (const auto& row : rows) {
@@ -158,9 +159,14 @@ TEST(PolicyTest, LimitsBlameNobody) {
   lost.head_of_line = false;
   EXPECT_EQ(Classify(lost).limit, Limit::kNone) << "told by the one that the server answered";
 
-  Failure later = Answered(Stage::kMail, 451);
-  later.complaint = Complaint::kSender;
-  EXPECT_EQ(Classify(later).action, Action::kDefer) << "it passes";
+  for (const Stage stage : {Stage::kConnect, Stage::kGreeting, Stage::kEhlo, Stage::kReset}) {
+    Failure resting = Answered(stage, 421);
+    resting.complaint = Complaint::kUnsolicited;
+    EXPECT_EQ(Classify(resting).limit, Limit::kRest) << StageName(stage);
+  }
+  Failure crowd = Answered(Stage::kGreeting, 554);
+  crowd.complaint = Complaint::kConcurrency;
+  EXPECT_EQ(Classify(crowd).limit, Limit::kConcurrency);
 
   Failure at_login = Answered(Stage::kAuth, 535);
   at_login.complaint = Complaint::kQuota;
