@@ -54,7 +54,8 @@ constexpr Row kRows[] = {
     {"", Complaint::kQuota, 550, 4, 5, 5},
     {"daily smtp relay", Complaint::kQuota},
     {"unusual rate of unsolicited", Complaint::kUnsolicited},
-    {"rate limited", Complaint::kUnsolicited},
+    {"temporarily rate limited", Complaint::kUnsolicited},
+    {"been rate limited because", Complaint::kUnsolicited},
     {"mail relay denied", Complaint::kSender},
     {"invalid credentials for relay", Complaint::kSender},
     {"", Complaint::kSender, 550, 7, 30, 30},
@@ -138,7 +139,7 @@ constexpr Row kRows[] = {
     {"sending limit", Complaint::kQuota},
 
     {"sender rate overlimit", Complaint::kQuota},
-    {"sender address rejected", Complaint::kSender},
+    {"sender address rejected: not owned by", Complaint::kSender},
     {"too many messages. try again", Complaint::kRate},
 
     // Servers. Postfix: postfix.org/TUNING_README.html and smtpd(8); Exim: exim.org, "Resource

@@ -35,6 +35,8 @@ TEST(ComplaintTest, WhatProvidersSay) {
       {"451 4.5.1 The recipient <ann@example.org> has exceeded their message rate limit.", kNone},
       {"552 5.3.4 Message size exceeds fixed limit", kNone},
       {"554 5.7.1 Spam message rejected", kNone},
+      {"554 5.7.1 <a@example.org>: Sender address rejected: Access denied", kNone},
+      {"450 4.2.1 This mailbox has been rate limited", kNone},
       {"450 4.7.1 <ann@example.org>: Recipient address rejected: Greylisted", kNone},
       {"452 4.5.3 Error: too many recipients", kNone},
       {"554 5.7.1 <ann@example.org>: Relay access denied", kNone},
