@@ -54,6 +54,8 @@ TEST(PolicyTest, WhatAFailureMeans) {
        Action::kDisableServer, false},
       {"message too large", Answered(Stage::kMail, 552), Scope::kMessage, Action::kTryOtherServer,
        false},
+      {"the sender's mailbox is full", Answered(Stage::kMail, 552, {5, 2, 2}), Scope::kAccount,
+       Action::kDisableServer, false},
       {"sender later", Answered(Stage::kMail, 451), Scope::kMessage, Action::kDefer, false},
       {"recipient refused", Answered(Stage::kRcpt, 550), Scope::kRecipient, Action::kBounce, false},
       {"greylisted", Answered(Stage::kRcpt, 450), Scope::kRecipient, Action::kDefer, false},
@@ -111,6 +113,10 @@ TEST(PolicyTest, CircumstancesCount) {
   EXPECT_EQ(Classify(Answered(Stage::kMail, 450, {4, 7, 1})).limit, Limit::kRate);
   EXPECT_EQ(Classify(Answered(Stage::kMail, 454)).limit, Limit::kRate);
   EXPECT_EQ(Classify(Answered(Stage::kMail, 451, {4, 3, 0})).limit, Limit::kNone);
+  EXPECT_EQ(Classify(Answered(Stage::kData, 454)).limit, Limit::kRate);
+  EXPECT_EQ(Classify(Answered(Stage::kEndOfData, 454, {4, 7, 0})).limit, Limit::kRate);
+  EXPECT_EQ(Classify(Answered(Stage::kRcpt, 454, {4, 7, 1})).limit, Limit::kNone);
+  EXPECT_EQ(Classify(Answered(Stage::kEndOfData, 451, {4, 7, 1})).limit, Limit::kNone);
 
   EXPECT_TRUE(Classify(Answered(Stage::kAuth, 535)).login);
   EXPECT_FALSE(Classify(Local(Stage::kStartTls, Fault::kCertificate)).login);
