@@ -10,10 +10,13 @@ using Seconds = std::chrono::duration<double>;
 // A token that lacks only a rounding error is one.
 constexpr double kTolerance = 1e-6;
 
+// Of a tenth of a second.
+double CapacityOf(double per_second) { return std::max(1.0, per_second / 10); }
+
 }  // namespace
 
 TokenBucket::TokenBucket(double per_second, TimePoint now)
-    : per_second_(per_second), capacity_(std::max(1.0, per_second / 10)), filled_at_(now) {}
+    : per_second_(per_second), capacity_(CapacityOf(per_second)), filled_at_(now) {}
 
 void TokenBucket::Refill(TimePoint now) {
   tokens_ = std::min(capacity_, tokens_ + Seconds(now - filled_at_).count() * per_second_);
@@ -28,10 +31,27 @@ bool TokenBucket::Take(TimePoint now) {
   return true;
 }
 
+void TokenBucket::Charge(double tokens, TimePoint now) {
+  if (per_second_ <= 0) return;
+  Refill(now);
+  tokens_ -= tokens;
+}
+
+void TokenBucket::SetRate(double per_second, TimePoint now) {
+  Refill(now);
+  per_second_ = per_second;
+  capacity_ = CapacityOf(per_second);
+}
+
+void TokenBucket::HoldUntil(TimePoint when, TimePoint now) {
+  tokens_ = 1 - Seconds(when - now).count() * per_second_;
+  filled_at_ = now;
+}
+
 std::size_t TokenBucket::Left(TimePoint now) const {
   if (per_second_ <= 0) return SIZE_MAX;
   const double tokens = tokens_ + Seconds(now - filled_at_).count() * per_second_;
-  return static_cast<std::size_t>(std::min(capacity_, tokens) + kTolerance);
+  return static_cast<std::size_t>(std::clamp(tokens + kTolerance, 0.0, capacity_));
 }
 
 TimePoint TokenBucket::NextAt(TimePoint now) const {

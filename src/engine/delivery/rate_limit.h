@@ -16,6 +16,12 @@ class TokenBucket {
  public:
   TokenBucket(double per_second, TimePoint now);
   bool Take(TimePoint now);
+  // Takes so many, also more than there are: then the next Take has to wait for all of them.
+  void Charge(double tokens, TimePoint now);
+  // What there is or is owed stays.
+  void SetRate(double per_second, TimePoint now);
+  // The next Take succeeds then.
+  void HoldUntil(TimePoint when, TimePoint now);
   bool Ready(TimePoint now) const { return NextAt(now) <= now; }
   // How many Takes would succeed.
   std::size_t Left(TimePoint now) const;
