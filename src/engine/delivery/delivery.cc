@@ -63,7 +63,7 @@ class Delivery::Impl final : public SessionOwner {
                 const Answer& answer) override;
   void OnUnsure(const Session& session, const Recipient& recipient, int attempts, State was,
                 std::string_view why) override;
-  void OnMessageFinished(std::size_t recipients) override;
+  void OnMessageFinished(const Session& session, std::size_t recipients) override;
   void OnReady(const Session& session, std::uint64_t max_size) override;
   void OnFailed(const Session& session, const SessionEnd& end) override;
   void OnClosed(const Session& session) override;
@@ -220,6 +220,9 @@ void Delivery::Impl::FetchCredentials() {
 Poll Delivery::Impl::NextMessage(const Session& session, std::size_t max_recipients,
                                  InFlightMessage& message) {
   if (ending_) return Poll::kExhausted;
+  // It is driven again by the next answer.
+  const Server& server = servers_[session.server()];
+  if (session.in_flight() >= server.pace().MaxOfOneConnection(server.open())) return Poll::kBlocked;
   const Poll poll =
       dispatcher_.NextMessage(session.server(), max_recipients, Full(), loop_.Now(), message);
   if (poll == Poll::kBlocked) SetWake();
@@ -242,7 +245,8 @@ void Delivery::Impl::OnAnswer(const Session& session, const Recipient& recipient
                               AttemptState& state, const Answer& answer) {
   const std::size_t server = session.server();
   if (answer.accepted) {
-    return dispatcher_.OnAccepted(server, recipient, state, answer, session.in_clear());
+    return dispatcher_.OnAccepted(server, recipient, state, answer, session.in_clear(),
+                                  loop_.Now());
   }
   dispatcher_.OnNotAccepted(server, recipient, state, answer, loop_.Now());
   PumpSoon();
@@ -253,9 +257,10 @@ void Delivery::Impl::OnUnsure(const Session& session, const Recipient& recipient
   dispatcher_.OnUnsure(session.server(), recipient, attempts, was, why);
 }
 
-void Delivery::Impl::OnMessageFinished(std::size_t recipients) {
-  dispatcher_.OnMessageFinished(recipients);
-  if (dispatcher_.in_flight() == 0) PumpSoon();
+void Delivery::Impl::OnMessageFinished(const Session& session, std::size_t recipients) {
+  dispatcher_.OnMessageFinished(session.server(), recipients);
+  // Other sessions may wait for what this one had on the wire.
+  if (dispatcher_.in_flight() == 0 || servers_[session.server()].pace().known()) PumpSoon();
 }
 
 void Delivery::Impl::OnReady(const Session& session, std::uint64_t max_size) {

@@ -24,6 +24,8 @@ const char* InWords(Obstacle obstacle) {
       return "not connecting: its password is being fetched";
     case Obstacle::kBackoff:
       return "not sending: it is backed off from";
+    case Obstacle::kPace:
+      return "not sending: its pace lets no message through yet";
     case Obstacle::kNoWork:
       return "not sending: nobody is left for it now";
     case Obstacle::kServerRate:
@@ -59,6 +61,12 @@ void DeliveryTrace::Connecting(std::uint64_t connection, const Server& server) c
 void DeliveryTrace::Failed(const Server& server, TimePoint now) const {
   if (!server.enabled()) {
     return Note(server, "takes no further part: " + server.disabled_reason().text());
+  }
+  if (server.pace().in_a_row() > 0 && server.pace().NextAt(now) > now) {
+    char pace[32];
+    std::snprintf(pace, sizeof pace, "%.3g", server.pace().per_second());
+    return Note(server, "too fast for it: nothing for " + Seconds(server.pace().NextAt(now) - now) +
+                            ", then " + pace + " recipients a second: " + server.last_error());
   }
   if (server.backoff_until() > now) {
     return Note(server, "backing off for " + Seconds(server.backoff_until() - now) + ", failure " +

@@ -89,17 +89,18 @@ Poll Dispatcher::NextMessage(std::size_t server, std::size_t max_recipients, boo
   for (AttemptState& state : message.states) {
     ++state.attempts;
     state.last_server = server;
+    state.begun = now;
   }
-  pool_.OnTaken(server);
+  pool_.OnTaken(server, message.recipients.size(), now);
   renderer_.Render(message.recipients, message.message);
   message.sender = renderer_.sender();
   return Poll::kReady;
 }
 
 void Dispatcher::OnAccepted(std::size_t server, const Recipient& recipient, AttemptState& state,
-                            const Answer& answer, bool in_clear) {
+                            const Answer& answer, bool in_clear, TimePoint now) {
   const bool recovers = trace_.on() && !pool_[server].IsHealthy();
-  pool_[server].OnAccepted(in_clear);
+  pool_[server].OnAccepted(state.begun, in_clear, now);
   pool_[server].CommitQuota(1);
   if (recovers && pool_[server].IsHealthy()) trace_.Recovered(pool_[server]);
   recorder_.Final(recipient, state, server, State::kSent, answer.reply);
@@ -109,10 +110,7 @@ void Dispatcher::OnNotAccepted(std::size_t server, const Recipient& recipient, A
                                const Answer& answer, TimePoint now) {
   const Disposition& disposition = answer.disposition;
   state.last_reply = InWords(answer);
-  const bool slows = disposition.limit != Limit::kNone && disposition.limit != Limit::kQuota;
-  if (slows && pool_[server].OnThrottled(now, state.last_reply)) {
-    TraceFailure(server, now);
-  }
+  OnLimit(server, disposition.limit, state, now);
   if (disposition.action == Action::kDisableServer) {
     Disable(server, disposition, state.last_reply);
     TraceFailure(server, now);
@@ -137,6 +135,25 @@ void Dispatcher::OnNotAccepted(std::size_t server, const Recipient& recipient, A
   } else {
     queue_.Requeue({recipient, std::move(state)});
   }
+}
+
+// What was on the wire when the server said so first is no news.
+void Dispatcher::OnLimit(std::size_t server, Limit limit, const AttemptState& state,
+                         TimePoint now) {
+  bool is_new = false;
+  switch (limit) {
+    case Limit::kNone:
+    case Limit::kQuota:
+      return;
+    case Limit::kRate:
+      is_new = pool_[server].OnTooFast(state.begun, now, state.last_reply);
+      break;
+    case Limit::kConcurrency:
+    case Limit::kRest:
+      is_new = pool_[server].OnThrottled(now, state.last_reply);
+      break;
+  }
+  if (is_new) TraceFailure(server, now);
 }
 
 void Dispatcher::OnReady(std::size_t server, unsigned generation, std::uint64_t max_size,
@@ -249,6 +266,11 @@ bool Dispatcher::IsOver() {
   if (reachable({}) && (unread || queue_.AnyWaiting(reachable))) return false;
   stop_reason_ = pool_.WhyUnreachable();
   return true;
+}
+
+void Dispatcher::OnMessageFinished(std::size_t server, std::size_t recipients) {
+  queue_.Finished(recipients);
+  pool_[server].OnFinished();
 }
 
 TimePoint Dispatcher::NextWake() const {

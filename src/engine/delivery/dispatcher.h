@@ -47,12 +47,12 @@ class Dispatcher {
   }
   bool Commit() { return recorder_.Commit(); }
   void OnAccepted(std::size_t server, const Recipient& recipient, AttemptState& state,
-                  const Answer& answer, bool in_clear);
+                  const Answer& answer, bool in_clear, TimePoint now);
   void OnNotAccepted(std::size_t server, const Recipient& recipient, AttemptState& state,
                      const Answer& answer, TimePoint now);
   void OnUnsure(std::size_t server, const Recipient& recipient, int attempts, State was,
                 std::string_view why);
-  void OnMessageFinished(std::size_t recipients) { queue_.Finished(recipients); }
+  void OnMessageFinished(std::size_t server, std::size_t recipients);
   // What a session of the server is told; `generation` is of the credentials that it used.
   void OnReady(std::size_t server, unsigned generation, std::uint64_t max_size, TimePoint now);
   void OnFailed(std::size_t server, const SessionEnd& end, TimePoint now);
@@ -80,6 +80,7 @@ class Dispatcher {
  private:
   void Disable(std::size_t server, const Disposition& disposition, const std::string& why,
                AccountTally::Remedy remedy = AccountTally::Remedy::kLater);
+  void OnLimit(std::size_t server, Limit limit, const AttemptState& state, TimePoint now);
   void TraceFailure(std::size_t server, TimePoint now) const;
   void BounceUndeliverable();
   std::size_t BatchSize(std::size_t server, std::size_t max_recipients) const;

@@ -10,6 +10,7 @@ enum class Obstacle {
   kQuota,               // its day's count is used up
   kCredentials,         // its secret is being fetched
   kBackoff,             // it failed or asked for patience
+  kPace,                // the pace that it has been found to take
   kNoWork,              // nobody is left whom it may have now
   kServerRate,          // its own rate limit
   kJobRate,             // the rate limit of the whole job

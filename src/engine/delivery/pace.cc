@@ -10,11 +10,11 @@ using std::chrono::seconds;
 using Seconds = std::chrono::duration<double>;
 
 // Of the pace that was too fast.
-constexpr double kFallTo = 0.95, kRiseTo = 0.985, kBeyond = 1.03;
+constexpr double kFallTo = 0.97, kRiseTo = 0.985, kBeyond = 1.03;
 constexpr seconds kRiseEvery{5};
 constexpr Seconds kMaxBeyondAfter{3600}, kMaxPause{60};
-// As long as no pace has proved too fast.
-constexpr double kSearch = 1.3;
+// As long as no pace has proved too fast, only more than what was accepted at once.
+constexpr double kBelowMeasured = 0.95, kSearch = 1.3;
 constexpr seconds kSearchEvery{2};
 // After a complaint before anything was accepted.
 constexpr double kFirstPace = 1;
@@ -27,6 +27,10 @@ constexpr double kMostOf = 0.9;
 constexpr milliseconds kMomentEvery{100};
 // Moments are as far apart as a part of their age.
 constexpr int kAgeParts = 10;
+
+constexpr std::size_t kFewInFlight = 2;
+// Accepted ones that let one more be on the wire.
+constexpr std::uint64_t kPerInFlight = 4;
 
 TimePoint After(TimePoint now, Seconds duration) {
   return now + std::chrono::ceil<TimePoint::duration>(duration);
@@ -47,7 +51,12 @@ Pace::Pace(double per_second, TimePoint now)
 void Pace::OnAccepted(TimePoint begun, TimePoint now) {
   if (moments_.empty() || now - moments_.back().when >= kMomentEvery) Remember(now);
   ++accepted_;
-  if (in_a_row_ == 0 || begun <= complained_at_) return;
+  if (in_a_row_ == 0) return;
+  if (begun <= complained_at_) {
+    // It was on the wire at the first complaint, and counts like what was accepted before.
+    if (!proven_ && in_a_row_ == 1) SetFirstPace(measured_ + 1 / window_.count(), now);
+    return;
+  }
   // The complaints are over. They have lasted for about as long as the server looks back.
   const Seconds lasted = begun - row_began_;
   if (lasted > 1.5 * window_) window_ = lasted;
@@ -100,10 +109,7 @@ bool Pace::OnComplaint(TimePoint begun, TimePoint now) {
 
 void Pace::OnFirstOfRow(TimePoint now) {
   measured_over_ = window_;
-  if (!known()) {
-    measured_ = Measured(window_, now);
-    return SetPace(measured_ > 0 ? kFallTo * measured_ : kFirstPace, measured_, now);
-  }
+  if (!known()) return SetFirstPace(Measured(window_, now), now);
   proven_ = true;
   if (safe_ > 0) {
     beyond_after_ = std::min(2 * beyond_after_, kMaxBeyondAfter);
@@ -119,11 +125,17 @@ void Pace::OnFirstOfRow(TimePoint now) {
   SetPace(kFallTo * too_fast, too_fast, now);
 }
 
+void Pace::SetFirstPace(double measured, TimePoint now) {
+  measured_ = measured;
+  SetPace(measured > 0 ? kBelowMeasured * measured : kFirstPace, measured, now);
+}
+
 void Pace::SetPace(double per_second, double too_fast, TimePoint now) {
   per_second_ = per_second;
   too_fast_ = too_fast;
   safe_ = 0;
   bucket_.SetRate(per_second_, now);
+  bucket_.HoldUntil(resumed_at_, now);
   rise_at_ = now + (proven_ ? kRiseEvery : kSearchEvery);
   beyond_at_ = After(now, beyond_after_);
 }
@@ -134,6 +146,12 @@ std::size_t Pace::MaxInFlight(std::size_t connections) const {
   if (!known()) return SIZE_MAX;
   if (in_a_row_ > 0) return 1;
   return std::max(connections, static_cast<std::size_t>(per_second_) + 1);
+}
+
+std::size_t Pace::MaxOfOneConnection(std::size_t connections) const {
+  if (known()) return kFewInFlight;
+  return 1 + static_cast<std::size_t>(accepted_ /
+                                      (kPerInFlight * std::max<std::size_t>(connections, 1)));
 }
 
 void Pace::Take(std::size_t recipients, TimePoint now) {

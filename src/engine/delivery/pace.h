@@ -39,8 +39,10 @@ class Pace {
   TimePoint NextAt(TimePoint now) const { return bucket_.NextAt(now); }
   // How many messages may go out at once.
   std::size_t Left(TimePoint now) const { return bucket_.Left(now); }
-  // How many may be on the wire: all of them may come back.
+  // How many may be on the wire: all of them may come back. Of one connection few as well until the
+  // server has taken some, so that the first complaint is not about a hundred.
   std::size_t MaxInFlight(std::size_t connections) const;
+  std::size_t MaxOfOneConnection(std::size_t connections) const;
   // A message to so many recipients goes out.
   void Take(std::size_t recipients, TimePoint now);
 
@@ -50,6 +52,7 @@ class Pace {
   void Remember(TimePoint now);
   double Measured(Seconds over, TimePoint now) const;
   void OnFirstOfRow(TimePoint now);
+  void SetFirstPace(double measured, TimePoint now);
   void SetPace(double per_second, double too_fast, TimePoint now);
   void Rise(TimePoint now);
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/delivery/backoff.h"
 #include "engine/smtp/policy.h"
 #include "engine/work.h"
 
@@ -20,6 +21,7 @@ struct AttemptState {
   int attempts = 0;
   int recipient_limit_hits = 0;  // how often a message had no room for it
   std::size_t last_server = kNoServer;
+  TimePoint begun{};                     // the message of this attempt went to the server
   std::vector<std::size_t> rejected_by;  // servers that can't take it, while others may
   std::string last_reply;
   bool intent_logged = false;  // in this attempt: the sink knows that the message is on its way

@@ -21,13 +21,14 @@ constexpr milliseconds kMaxBackoff{60'000}, kMinBackoff{10};
 }  // namespace
 
 Server::Server(Account account, CredentialSource credentials, std::size_t rate_limit,
-               Allowance* allowance, milliseconds initial_backoff)
+               Allowance* allowance, milliseconds initial_backoff, TimePoint now)
     : account_(std::move(account)),
       name_(account_.server + ":" + std::to_string(account_.port)),
       credentials_(std::move(credentials)),
       rate_limit_(rate_limit),
       allowance_(allowance),
-      initial_backoff_(std::max(initial_backoff, kMinBackoff)) {}
+      initial_backoff_(std::max(initial_backoff, kMinBackoff)),
+      pace_(allowance != nullptr ? allowance->learnt().messages_per_second : 0, now) {}
 
 bool Server::IsFor(const Account& account) const {
   return account.server == account_.server && account.port == account_.port &&
@@ -86,10 +87,25 @@ void Server::OnClosed(bool was_ready) {
   if (was_ready) --ready_;
 }
 
-void Server::OnAccepted(bool in_clear) {
+void Server::OnBegun(std::size_t recipients, TimePoint now) {
+  ++in_flight_;
+  pace_.Take(recipients, now);
+}
+
+bool Server::MayBegin(TimePoint now) const {
+  return pace_.Allows(now) && in_flight_ < pace_.MaxInFlight(open_);
+}
+
+void Server::OnAccepted(TimePoint begun, bool in_clear, TimePoint now) {
+  pace_.OnAccepted(begun, now);
   sent_in_clear_ = sent_in_clear_ || in_clear;
   throttle_backoff_.Succeeded();
   quirks_.OnAccepted();
+}
+
+bool Server::OnTooFast(TimePoint begun, TimePoint now, const std::string& why) {
+  last_error_ = why;
+  return pace_.OnComplaint(begun, now);
 }
 
 bool Server::OnThrottled(TimePoint now, const std::string& why) {
@@ -126,7 +142,8 @@ bool Server::IsHealthy() const { return enabled() && failures() == 0 && !at_quot
 
 bool Server::IsUnreachable() const {
   const int most = ever_connected_ ? kMaxConnectFailures : kMaxFirstConnectFailures;
-  return connect_backoff_.failures() >= most || throttle_backoff_.failures() >= kMaxThrottles;
+  return connect_backoff_.failures() >= most || throttle_backoff_.failures() >= kMaxThrottles ||
+         pace_.in_a_row() >= kMaxThrottles;
 }
 
 TimePoint Server::backoff_until() const {
@@ -145,11 +162,14 @@ Obstacle Server::WhyNotSending(TimePoint now) const {
   if (!enabled()) return Obstacle::kDisabled;
   if (at_quota_) return Obstacle::kQuota;
   if (now < backoff_until()) return Obstacle::kBackoff;
+  if (!pace_.Allows(now)) return Obstacle::kPace;
   return credentials_.available() ? Obstacle::kNone : Obstacle::kCredentials;
 }
 
 Obstacle Server::WhyNotConnecting(TimePoint now) const {
   if (!CanSend(now)) return WhyNotSending(now);
+  // No more than messages may go out, as with any rate.
+  if (connecting() >= pace_.Left(now)) return Obstacle::kPace;
   if (now < connect_at()) return Obstacle::kConnectionLimit;
   const bool one_tries = connect_backoff_.failures() > 0 && open_ > 0;
   return one_tries ? Obstacle::kOneTries : Obstacle::kNone;

@@ -13,6 +13,7 @@
 #include "engine/delivery/credential_source.h"
 #include "engine/delivery/delivery_end.h"
 #include "engine/delivery/obstacle.h"
+#include "engine/delivery/pace.h"
 #include "engine/delivery/rate_limit.h"
 #include "engine/delivery/server_quirks.h"
 #include "engine/smtp/client.h"
@@ -23,7 +24,7 @@ class Server {
  public:
   // `allowance` is nullptr where there are no limits.
   Server(Account account, CredentialSource credentials, std::size_t rate_limit,
-         Allowance* allowance, std::chrono::milliseconds initial_backoff);
+         Allowance* allowance, std::chrono::milliseconds initial_backoff, TimePoint now);
 
   const std::string& name() const { return name_; }  // "name:port"
   const Account& account() const { return account_; }
@@ -35,6 +36,7 @@ class Server {
   const ServerQuirks& quirks() const { return quirks_; }
   CredentialSource& credentials() { return credentials_; }
   const CredentialSource& credentials() const { return credentials_; }
+  const Pace& pace() const { return pace_; }
   // The day's count, see Allowance. Everything may be taken where there is none.
   std::size_t TakeQuota(std::size_t recipients, TimePoint now);
   void GiveBackQuota(std::size_t recipients);
@@ -56,9 +58,17 @@ class Server {
   std::size_t ready() const { return ready_; }
   std::size_t connecting() const { return open_ - ready_; }
 
+  // A message to so many recipients goes out; it is answered.
+  void OnBegun(std::size_t recipients, TimePoint now);
+  void OnFinished() { --in_flight_; }
+  // Whether its pace has room for a message.
+  bool MayBegin(TimePoint now) const;
+
   // What it did.
-  // `in_clear`: without TLS, and not to this machine.
-  void OnAccepted(bool in_clear);
+  // It took what went out at `begun`. `in_clear`: without TLS, and not to this machine.
+  void OnAccepted(TimePoint begun, bool in_clear, TimePoint now);
+  // It wants fewer messages in a time than those of `begun`. Returns whether that is new.
+  bool OnTooFast(TimePoint begun, TimePoint now, const std::string& why);
   // Returns whether it begins a wait; a failure during one belongs to the one that began it.
   bool OnThrottled(TimePoint now, const std::string& why);
   // A session ended before it was ready. Returns the same.
@@ -114,6 +124,8 @@ class Server {
   TimePoint connecting_since_{};  // the first session that is not ready yet
   bool ever_connected_ = false, sent_in_clear_ = false;
 
+  std::size_t in_flight_ = 0;  // messages
+  Pace pace_;
   Backoff connect_backoff_, throttle_backoff_;
   TimePoint connection_limited_until_{};  // it takes no more at a time than are open
   std::string last_error_;

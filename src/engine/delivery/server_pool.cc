@@ -50,7 +50,8 @@ std::vector<Server> MakeServers(const DeliveryOptions& options,
         credentials = CredentialSource(PasswordCommand(command.command));
       }
     }
-    servers.emplace_back(account, std::move(credentials), limit, allowance, options.server_backoff);
+    servers.emplace_back(account, std::move(credentials), limit, allowance, options.server_backoff,
+                         now);
   }
   return servers;
 }
@@ -136,7 +137,23 @@ Obstacle ServerPool::WhyNotSending(std::size_t server, bool full, TimePoint now)
 
 bool ServerPool::TakeTurn(std::size_t server, bool full, TimePoint now) {
   if (servers_.size() > 1 && !shares_.MaySend(server, Lead(server, full))) return false;
+  if (!servers_[server].MayBegin(now)) {
+    // What is on the wire is answered without a timer.
+    const TimePoint retry_at = servers_[server].pace().NextAt(now);
+    if (retry_at > now) pace_retry_at_ = std::min(pace_retry_at_, retry_at);
+    return false;
+  }
   return limits_.Take(servers_[server].rate_limit(), now);
+}
+
+void ServerPool::OnTaken(std::size_t server, std::size_t recipients, TimePoint now) {
+  shares_.Sent(server);
+  servers_[server].OnBegun(recipients, now);
+}
+
+void ServerPool::ForgetRefusals() {
+  limits_.ForgetRefusals();
+  pace_retry_at_ = TimePoint::max();
 }
 
 Obstacle ServerPool::WhyNotConnecting(std::size_t server, TimePoint now) const {

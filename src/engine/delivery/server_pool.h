@@ -3,6 +3,7 @@
 // in. One thread.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <functional>
 #include <optional>
@@ -47,7 +48,7 @@ class ServerPool {
   Obstacle WhyNotConnecting(std::size_t server, TimePoint now) const;
   // See Allowance; of each once.
   void UpdateQuotas(TimePoint now);
-  void OnTaken(std::size_t server) { shares_.Sent(server); }
+  void OnTaken(std::size_t server, std::size_t recipients, TimePoint now);
 
   // The server with the fewest connections for its weight; of equals the one furthest behind its
   // share. None when none may be connected to now.
@@ -56,10 +57,10 @@ class ServerPool {
   // Servers that have a share and no connection.
   std::size_t Starved() const;
 
-  // Rate limits that refused something since ForgetRefusals let it through then;
+  // Rate limits and paces that refused something since ForgetRefusals let it through then;
   // TimePoint::max() for never.
-  TimePoint rate_limited_until() const { return limits_.retry_at(); }
-  void ForgetRefusals() { limits_.ForgetRefusals(); }
+  TimePoint rate_limited_until() const { return std::min(limits_.retry_at(), pace_retry_at_); }
+  void ForgetRefusals();
   // When the first enabled server may be used; TimePoint::max() for never.
   TimePoint AvailableAt() const;
 
@@ -79,6 +80,7 @@ class ServerPool {
   RateLimits limits_;
   std::vector<Server> servers_;
   FairShare shares_;
+  TimePoint pace_retry_at_ = TimePoint::max();
 };
 
 }  // namespace vespro::engine

@@ -57,7 +57,7 @@ TEST(ServerPoolTest, AServerThatCantSendLeavesItsShare) {
   for (int i = 0; i < 30; ++i) {
     for (std::size_t server = 0; server < 3; ++server) {
       if (!pool.TakeTurn(server, false, kStart)) continue;
-      pool.OnTaken(server);
+      pool.OnTaken(server, 1, kStart);
       ++sent[server];
     }
     pool.UpdateShares(kStart, kBusy);

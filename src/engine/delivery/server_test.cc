@@ -13,7 +13,8 @@ constexpr TimePoint kStart = TimePoint() + std::chrono::hours(1);
 Server MakeServer() {
   Account account;
   account.server = "mx.example";
-  return Server(account, CredentialSource("x"), RateLimits::kUnlimited, nullptr, seconds(1));
+  return Server(account, CredentialSource("x"), RateLimits::kUnlimited, nullptr, seconds(1),
+                kStart);
 }
 
 TEST(ServerTest, BacksOffAndCountsAsUnreachable) {
@@ -76,7 +77,7 @@ TEST(ServerTest, AThrottleStopsMessagesUntilOneIsAccepted) {
   EXPECT_FALSE(server.CanSend(kStart + milliseconds(999)));
   EXPECT_TRUE(server.CanSend(kStart + seconds(1)));
   EXPECT_FALSE(server.IsHealthy());
-  server.OnAccepted(false);
+  server.OnAccepted(kStart, false, kStart);
   EXPECT_TRUE(server.IsHealthy());
 }
 
@@ -103,7 +104,8 @@ TEST(ServerTest, ConfiguresItsSessionsByWhatWasLearnt) {
   Account account;
   account.server = "mx.example";
   account.port = 465;
-  const Server tls(account, CredentialSource("x"), RateLimits::kUnlimited, nullptr, seconds(1));
+  const Server tls(account, CredentialSource("x"), RateLimits::kUnlimited, nullptr, seconds(1),
+                   kStart);
   tls.Configure(options);
   EXPECT_TRUE(options.tls_from_start);
   options.tls = TlsUse::kOff;

@@ -135,7 +135,7 @@ void Session::OnFinished(std::size_t slot) {
     quirks_.OnRecipientLimit(count - done.rejected_for_count);
     if (trace_.on()) trace_.RecipientLimit(connection_number_, quirks_);
   }
-  owner_.OnMessageFinished(count);
+  owner_.OnMessageFinished(*this, count);
 }
 
 void Session::OnSessionFailed(const Failure& failure, const Disposition& disposition,

@@ -45,6 +45,8 @@ class Session final : private ConnectionEvents, private ClientEvents {
   bool connecting() const { return !closed_ && !client_.was_ready(); }
   // Without TLS, and not to this machine.
   bool in_clear() const { return !secure_ && !loopback_; }
+  // Messages that are not answered.
+  std::size_t in_flight() const { return client_.in_hand(); }
   // Idle: there was no message for it when it asked last.
   bool idle() const { return blocked_ && client_.ready() && client_.in_hand() == 0; }
 

@@ -57,7 +57,7 @@ class SessionOwner {
   virtual void OnUnsure(const Session& session, const Recipient& recipient, int attempts, State was,
                         std::string_view why) = 0;
   // After the last answer of a message to so many recipients.
-  virtual void OnMessageFinished(std::size_t recipients) = 0;
+  virtual void OnMessageFinished(const Session& session, std::size_t recipients) = 0;
   // Logged in. `max_size` in bytes, 0 when the server names no limit.
   virtual void OnReady(const Session& session, std::uint64_t max_size) = 0;
   virtual void OnFailed(const Session& session, const SessionEnd& end) = 0;
