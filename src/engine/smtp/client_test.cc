@@ -196,6 +196,9 @@ const std::string kBody = "C: Subject: x\nC: \nC: ..dot\nC: .\n";
 const std::string kChunk = "C: BDAT 20 LAST\nC: Subject: x\nC: \nC: .dot\n";
 // One whole message to a@x, without waiting between the commands.
 const std::string kToA = "C: MAIL FROM:<s@x>\nC: RCPT TO:<a@x>\n";
+// The same up to DATA, waiting for each answer.
+const std::string kToAInSteps =
+    "C: MAIL FROM:<s@x>\nS: 250 ok\nC: RCPT TO:<a@x>\nS: 250 ok\nC: DATA\n";
 
 struct Scene {
   const char* why;
@@ -251,6 +254,22 @@ TEST(SmtpClientTest, LockStep) {
            kBody + "S: 250 ok\n",
        {"a@x refuse: 550 no", "b@x refuse: 553 no", "c@x sent: 250 ok"},
        ""},
+      {"a slower pace is asked for: nobody's attempt, and the connection goes on",
+       kPlain + "+ a@x\n" + kToAInSteps +
+           "S: 454 Maximum sending rate exceeded\n"
+           "+ a@x\nC: RSET\nS: 250 ok\n" +
+           kToAInSteps + "S: 354 go\n" + kBody + "S: 250 ok\n",
+       {"a@x now: 454 Maximum sending rate exceeded", "a@x sent: 250 ok"},
+       ""},
+      {"a quota is used up",
+       kPlain + "+ a@x\n" + kToAInSteps + "S: 552 5.2.0 relay quota exceeded\n",
+       {"a@x takeout: 552 5.2.0 relay quota exceeded"},
+       ""},
+      {"a rest, in words of two lines, at a connection's first message",
+       kPlain + "+ a@x\nC: MAIL FROM:<s@x>\nS: 421-4.7.0 an unusual rate of\n"
+                "S: 421 4.7.0 unsolicited mail\nhangup\n",
+       {"a@x now: 421 4.7.0 an unusual rate of 4.7.0 unsolicited mail"},
+       "MAIL FROM: 421 4.7.0 an unusual rate of 4.7.0 unsolicited mail"},
       {"two messages after a refused recipient in the first",
        kPlain +
            "+ a@x b@x\nC: MAIL FROM:<s@x>\nS: 250 ok\nC: RCPT TO:<a@x>\nS: 550 no\n"
