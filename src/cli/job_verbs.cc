@@ -27,20 +27,6 @@ using engine::JobStatus;
 using engine::State;
 using Phase = JobStatus::Phase;
 
-// A job as people name it: its file, its session's folder, or the session's name.
-Result<fs::path> FindJob(const Home& home, const std::string& job) {
-  std::error_code error;
-  fs::path file = ModFiles::FullPath(ModFiles::FromUtf8(job));
-  if (!fs::exists(file, error) && job.find_first_of("/\\") == std::string::npos) {
-    file = ModSession::SessionsFolder(home.data_folder) / ModFiles::FromUtf8(job);
-  }
-  if (ModFiles::IsFolder(file)) file = ModSession::JobFileIn(file);
-  if (ModFiles::IsFile(file)) return file;
-  return Status(Code::kNotFound, "there is no job '" + ModFiles::ToUtf8(file) +
-                                     "': give a session's folder or its Vespro.cfg; " +
-                                     ModCommandLine::VesproCommand({"status"}) + " lists them");
-}
-
 // Of the home that the job lies in, which may be another one than ours.
 fs::path AccountFileOf(const Home& home, const fs::path& job_file) {
   const fs::path session = ModFiles::FullPath(job_file).parent_path();
@@ -140,6 +126,19 @@ int RunVerb(const Globals& globals, const std::string& name) {
 
 }  // namespace
 
+Result<fs::path> FindJob(const Home& home, const std::string& job) {
+  std::error_code error;
+  fs::path file = ModFiles::FullPath(ModFiles::FromUtf8(job));
+  if (!fs::exists(file, error) && job.find_first_of("/\\") == std::string::npos) {
+    file = ModSession::SessionsFolder(home.data_folder) / ModFiles::FromUtf8(job);
+  }
+  if (ModFiles::IsFolder(file)) file = ModSession::JobFileIn(file);
+  if (ModFiles::IsFile(file)) return file;
+  return Status(Code::kNotFound, "there is no job '" + ModFiles::ToUtf8(file) +
+                                     "': give a session's folder or its Vespro.cfg; " +
+                                     ModCommandLine::VesproCommand({"status"}) + " lists them");
+}
+
 std::vector<fs::path> Jobs(const Home& home) {
   std::vector<fs::path> jobs;
   for (const fs::path& session : ModFiles::PathsIn(ModSession::SessionsFolder(home.data_folder))) {
@@ -206,6 +205,10 @@ int ResumeJob(Globals globals, const Home& home, const fs::path& job_file, bool 
   // What is said now comes after what was said then, and wins.
   globals.engine_options.insert(globals.engine_options.begin(), kept->begin(), kept->end());
   if (std::optional<int> wrong = CheckEngineOptions(globals)) return *wrong;
+  return StartEngine(globals, home, job_file, wait);
+}
+
+int StartEngine(const Globals& globals, const Home& home, const fs::path& job_file, bool wait) {
   Settings settings(*home.backend);
   const std::string per_page(ModText::Trim(settings.Read(setting::kReportPerPage)));
   return StartJob(

@@ -12,6 +12,8 @@
 
 namespace vespro::cli {
 
+// A job as people name it: its file, its session's folder, or the session's name. kNotFound.
+Result<std::filesystem::path> FindJob(const Home& home, const std::string& job);
 // The job file of every session, in no particular order.
 std::vector<std::filesystem::path> Jobs(const Home& home);
 // Whether an engine has ever worked on the job, or was about to.
@@ -33,5 +35,8 @@ Status RefreshPasswords(const Home& home, const std::filesystem::path& job_file,
 // Starts the engine on a job that is there already, with the options that it was begun with and
 // then those of now.
 int ResumeJob(Globals globals, const Home& home, const std::filesystem::path& job_file, bool wait);
+// StartJob with the entries per page of the settings.
+int StartEngine(const Globals& globals, const Home& home, const std::filesystem::path& job_file,
+                bool wait);
 
 }  // namespace vespro::cli

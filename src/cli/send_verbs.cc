@@ -5,6 +5,7 @@
 #include "base/files.h"
 #include "base/random.h"
 #include "base/text.h"
+#include "cli/again_job.h"
 #include "cli/job_verbs.h"
 #include "cli/start_job.h"
 #include "cli/verbs.h"
@@ -26,6 +27,8 @@ struct SendArguments {
   std::string from, name, reply_to, to;
   bool turbo = false, personalised = false;
   bool no_start = false, wait = false, anew = false;
+  std::string again;
+  engine::AgainChoice again_choice;
   std::vector<std::string> accounts;
   std::uint64_t row = 1;  // preview
   std::string out;        // preview
@@ -252,6 +255,7 @@ void AddSendVerbs(CLI::App& app, Globals& globals, Action& action) {
 
   CLI::App* send = app.add_subcommand("send", "Send a mail to everybody on a list");
   const SendOptions send_options = AddComposeOptions(send, *arguments);
+  const std::vector<CLI::Option*> compose_options = send->get_options();
   CLI::Option* no_start =
       send->add_flag("--no-start", arguments->no_start, "Write the job, print its path and stop");
   send->add_flag("--wait", arguments->wait, "Send now and show the progress")->excludes(no_start);
@@ -260,16 +264,34 @@ void AddSendVerbs(CLI::App& app, Globals& globals, Action& action) {
                    "repeated. A server of this machine, such as 127.0.0.1:2525, needs no account")
       ->type_name("SERVER[:PORT]")
       ->allow_extra_args(false);
-  send->add_flag("--anew", arguments->anew,
-                 "Begin a new job even if one with the same message and list is unfinished");
+  CLI::Option* anew =
+      send->add_flag("--anew", arguments->anew,
+                     "Begin a new job even if one with the same message and list is unfinished");
+  CLI::Option* again =
+      send->add_option("--again", arguments->again,
+                       "Send an earlier job's message to those who failed or were not reached")
+          ->type_name("SESSION")
+          ->excludes(anew);
+  for (CLI::Option* option : compose_options) {
+    if (option != send->get_help_ptr()) again->excludes(option);
+  }
+  send->add_flag("--refused", arguments->again_choice.refused, "Also to those who were refused")
+      ->needs(again);
+  send->add_flag("--unknown", arguments->again_choice.unknown,
+                 "Also to those of whom nobody knows whether they have it")
+      ->needs(again);
   send->footer(
       "What comes after \"--\" goes to the engine ('vespro-engine --help').\n"
       "Exit: as 'vespro --help' says; with --wait how the run ended, without it how it began.\n"
       "Example: vespro send --subject 'Spring news for #NAME' --html news.html --text news.txt "
       "--embed logo.png --attach rules.pdf --list members.csv --personalised --wait -- --rate "
       "10/s");
-  send->callback([&globals, &action, arguments, send_options] {
-    action = [&globals, arguments, send_options] {
+  send->callback([&globals, &action, arguments, send_options, again] {
+    action = [&globals, arguments, send_options, again] {
+      if (again->count() > 0) {
+        return SendAgain(globals, {arguments->again, arguments->again_choice, arguments->accounts,
+                                   arguments->no_start, arguments->wait});
+      }
       return Send(globals, *arguments, send_options);
     };
   });

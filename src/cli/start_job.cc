@@ -185,6 +185,17 @@ Result<engine::JobOutlook> LookAtJob(const Globals& globals, const fs::path& job
   return engine::LookAtJob(parsed.options, world);
 }
 
+Status HandOver(engine::EngineOptions first, engine::AgainChoice choice, const std::string& session,
+                engine::SessionLock lock) {
+  first.quiet = true;
+  SystemClock clock;
+  SystemRandomness randomness;
+  NoteSink notes(false);
+  engine::EngineEnvironment world{clock, randomness, notes, notes, false, {}};
+  world.lock.emplace(std::move(lock));
+  return engine::HandOver(first, choice, "handed over to the job " + session, world);
+}
+
 Result<std::optional<UnfinishedJob>> FindUnfinished(const Home& home, const fs::path& job_file) {
   Result<engine::Job> wanted = engine::ReadJob(job_file);
   if (!wanted.ok()) return wanted.status();

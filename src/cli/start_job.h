@@ -30,6 +30,10 @@ Result<engine::UnsubscribeOptions> UnsubscribeOf(const Globals& globals);
 Result<engine::JobOutlook> LookAtJob(const Globals& globals, const std::filesystem::path& job_file,
                                      bool engine_is_seen);
 
+// engine::HandOver to the job of that session; its remarks are ours.
+Status HandOver(engine::EngineOptions first, engine::AgainChoice choice, const std::string& session,
+                engine::SessionLock lock);
+
 // A job of the same message and list that was begun and is not finished.
 struct UnfinishedJob {
   std::filesystem::path job_file;

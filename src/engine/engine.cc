@@ -112,6 +112,26 @@ class Run {
     return Send();
   }
 
+  Status HandOver(AgainChoice choice, const std::string& reason) {
+    hand_over_ = choice;
+    Status status = Prepare();
+    if (status.ok()) status = LockSession();
+    if (status.ok()) status = OpenJournal();
+    if (!status.ok()) return status;
+    for (;;) {
+      const Result<std::vector<Recipient>> block = source_->Next(1000);
+      if (!block.ok()) return block.status();
+      if (block->empty()) break;
+      for (const Recipient& recipient : block.value()) {
+        status = journal_->Skip(recipient, reason, false);
+        if (!status.ok()) return status;
+      }
+    }
+    const int exit = Conclude({});
+    if (exit == kExitAllSent || exit == kExitSomeNotSent) return {};
+    return Status(Code::kResumable, "the job could not be ended in order");
+  }
+
  private:
   void Say(const std::string& text) {
     world_.err.Write("vespro-engine: " + text + "\n").Ignore();  // nobody is left to tell
@@ -240,9 +260,13 @@ class Run {
   }
 
   Status LockSession() {
-    Result<SessionLock> lock = UnlessBusy(SessionLock::Take(folder_));
-    if (!lock.ok()) return lock.status();
-    lock_ = std::make_unique<SessionLock>(std::move(lock).value());
+    if (world_.lock.has_value()) {
+      lock_ = std::make_unique<SessionLock>(std::move(*world_.lock));
+    } else {
+      Result<SessionLock> lock = UnlessBusy(SessionLock::Take(folder_));
+      if (!lock.ok()) return lock.status();
+      lock_ = std::make_unique<SessionLock>(std::move(lock).value());
+    }
     Result<ListIdentity> list = IdentifyList(ModFiles::FromUtf8(job_.list.path));
     if (!list.ok()) return list.status();
     list_ = list.value();
@@ -359,8 +383,11 @@ class Run {
     const LineStates& states = journal_->states();
     const unsigned outcomes = states.Outcomes(line);
     if (outcomes == 0) return true;
-    const bool unsure = states.OutcomeOf(line) == State::kUnknown;
-    if (!unsure || !options_.resend_unknown || outcomes >= LineStates::kMaxOutcomes) return false;
+    const std::optional<State> verdict = states.OutcomeOf(line);
+    const bool again = hand_over_.has_value()
+                           ? hand_over_->Has(verdict)
+                           : options_.resend_unknown && verdict == State::kUnknown;
+    if (!again || outcomes >= LineStates::kMaxOutcomes) return false;
     ++repeated_;
     return true;
   }
@@ -615,6 +642,7 @@ class Run {
   std::unique_ptr<Journal> journal_;
   std::optional<TraceFile> trace_;
   std::uint64_t message_hash_ = 0;
+  std::optional<AgainChoice> hand_over_;
   std::optional<JobStatus> complete_;  // where an earlier run has left nothing to do
   std::uint64_t before_ = 0;           // lines that had an outcome when the run began
   std::uint64_t repeated_ = 0;         // of them, taken up again
@@ -630,6 +658,11 @@ class Run {
 
 int RunEngine(const EngineOptions& options, EngineEnvironment& world) {
   return Run(options, world).Go();
+}
+
+Status HandOver(const EngineOptions& options, AgainChoice choice, const std::string& reason,
+                EngineEnvironment& world) {
+  return Run(options, world).HandOver(choice, reason);
 }
 
 Result<JobOutlook> LookAtJob(const EngineOptions& options, EngineEnvironment& world) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,8 +13,10 @@
 #include "base/files.h"
 #include "base/random.h"
 #include "base/status.h"
+#include "engine/again.h"
 #include "engine/delivery/delivery.h"
 #include "engine/engine_options.h"
+#include "engine/session_lock.h"
 
 namespace vespro::engine {
 
@@ -45,10 +48,17 @@ struct EngineEnvironment {
   bool err_is_terminal = false;
   DeliverFunction deliver;
   RunWatcher* watcher = nullptr;
+  std::optional<SessionLock> lock = {};  // the job's, where the caller has taken it already
 };
 
 // Says what went wrong in one line on `err`. Returns an ExitCode.
 int RunEngine(const EngineOptions& options, EngineEnvironment& world);
+
+// For another job that sends to the people of this `choice` from now on: in this one they get the
+// verdict "skipped" with `reason`, so that it mails none of them any more, and it is finished, its
+// reports written. Sends nothing. Failures as those of a run, not said on `err`.
+Status HandOver(const EngineOptions& options, AgainChoice choice, const std::string& reason,
+                EngineEnvironment& world);
 
 // What a new job would do, for the question before it is started.
 struct JobOutlook {

@@ -248,6 +248,9 @@ TEST_F(EngineTest, FailedCsvIsAList) {
        "list.csv,CSV,1,HEADER", "\xEF\xBB\xBFstate,reason,Name,Mail\r\n", "NAME"},
       {"no header", "Zoe,z@x.org\nbad,nobody\nAnn,a@x.org\nBob,B@x.org\n", "list.csv,CSV,1,VALUE",
        "state,reason,Zoe,z(at)x.org\r\n", "ZOE"},
+      {"a person for a header, whom nobody is to mail",
+       "Zoe,z@x.org\nbad,nobody\nAnn,a@x.org\nBob,B@x.org\n", "list.csv,CSV,1,HEADER",
+       "state,reason,Zoe,z(at)x.org\r\n", "ZOE"},
       {"plain", "z@x.org\nno,body\na@x.org\nB@x.org\n", "list.txt,TEXT", "state,reason,address\r\n",
        ""},
   };

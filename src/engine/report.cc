@@ -54,11 +54,16 @@ std::string CsvReason(std::string_view text) {
 }
 
 // A header names the fields for the merge words. A list without one names them by its first row,
-// which is a person's: as a header it must have no "@".
+// which is a person's, and so may be the header of a job that sends again: as a header it must have
+// no "@".
 std::string FailedHeader(const ReportFacts& facts) {
   const Distribution& list = facts.list;
   std::string names = list.kind == ListKind::kText ? "address" : facts.first_row;
-  if (!list.header) names = ModText::ReplaceAll(names, "@", "(at)");
+  std::string address;
+  ModRow::AddressOf(names, list.kind, list.column, address);
+  if (!list.header || ModRow::LooksLikeAddress(address)) {
+    names = ModText::ReplaceAll(names, "@", "(at)");
+  }
   return (facts.byte_order_mark ? "\xEF\xBB\xBF" : "") + ("state,reason," + names) + "\r\n";
 }
 

@@ -200,41 +200,6 @@ std::pair<std::string_view, std::string_view> SplitPort(std::string_view name) {
   return {name.substr(0, colon), name.substr(colon + 1)};
 }
 
-// The accounts that are named, in the account file's order, then servers of this machine that the
-// file does not have: mail to those goes to nobody by a slip of the keyboard.
-Result<std::vector<std::string>> ChooseHosts(const fs::path& file,
-                                             const std::vector<std::string>& names) {
-  Result<std::vector<std::string>> stored = ReadAccountsForJob(file);
-  if (!stored.ok()) return stored;
-  std::vector<bool> found(names.size(), false);
-  std::vector<std::string> hosts;
-  std::string known;
-  for (const std::string& host : stored.value()) {
-    const auto fields = ModText::Split(host, ',');
-    bool wanted = false;
-    for (std::size_t i = 0; i < names.size(); ++i) {
-      const auto [server, port] = SplitPort(names[i]);
-      const bool same = ModText::EqualsIgnoringAsciiCase(fields[0], server) &&
-                        (port.empty() || port == fields[1]);
-      found[i] = found[i] || same;
-      wanted = wanted || same;
-    }
-    if (wanted) hosts.push_back(host);
-    known.append(known.empty() ? "" : ", ").append(fields[0]).append(":").append(fields[1]);
-  }
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    if (found[i]) continue;
-    const auto [server, port] = SplitPort(names[i]);
-    if (!IsThisMachine(server) || port.empty()) {
-      return Status(Code::kConfig, "there is no account " + Quoted(names[i]) +
-                                       (known.empty() ? "" : "; there are: " + known) +
-                                       ". 'vespro accounts add' adds one");
-    }
-    hosts.push_back(std::string(server) + "," + std::string(port) + ",,");
-  }
-  return hosts;
-}
-
 // The dialogs are checked for beforehand, so these only speak when something changed in between.
 class TerminalDialogs final : public SendDialogs {
  public:
@@ -358,6 +323,40 @@ class Composer {
 };
 
 }  // namespace
+
+// Mail to a server of this machine goes to nobody by a slip of the keyboard.
+Result<std::vector<std::string>> ChooseHosts(const fs::path& file,
+                                             const std::vector<std::string>& names) {
+  Result<std::vector<std::string>> stored = ReadAccountsForJob(file);
+  if (!stored.ok()) return stored;
+  std::vector<bool> found(names.size(), false);
+  std::vector<std::string> hosts;
+  std::string known;
+  for (const std::string& host : stored.value()) {
+    const auto fields = ModText::Split(host, ',');
+    bool wanted = false;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      const auto [server, port] = SplitPort(names[i]);
+      const bool same = ModText::EqualsIgnoringAsciiCase(fields[0], server) &&
+                        (port.empty() || port == fields[1]);
+      found[i] = found[i] || same;
+      wanted = wanted || same;
+    }
+    if (wanted) hosts.push_back(host);
+    known.append(known.empty() ? "" : ", ").append(fields[0]).append(":").append(fields[1]);
+  }
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (found[i]) continue;
+    const auto [server, port] = SplitPort(names[i]);
+    if (!IsThisMachine(server) || port.empty()) {
+      return Status(Code::kConfig, "there is no account " + Quoted(names[i]) +
+                                       (known.empty() ? "" : "; there are: " + known) +
+                                       ". 'vespro accounts add' adds one");
+    }
+    hosts.push_back(std::string(server) + "," + std::string(port) + ",,");
+  }
+  return hosts;
+}
 
 Result<Distribution> ChooseList(const ListChoice& choice) {
   Distribution distribution;

@@ -70,6 +70,11 @@ Status KeepEngineOptions(const std::filesystem::path& session_folder,
 // None when none were kept.
 Result<std::vector<std::string>> KeptEngineOptions(const std::filesystem::path& session_folder);
 
+// The accounts that are named, as a job has them: in the account file's order, then servers of this
+// machine that the file does not have. kConfig for a name that is neither.
+Result<std::vector<std::string>> ChooseHosts(const std::filesystem::path& account_file,
+                                             const std::vector<std::string>& names);
+
 // Writes the job into the home's sessions; the engine is not started.
 Result<WrittenJob> WriteJob(Home& home, ConsoleRules rules, const SendRequest& request);
 
