@@ -56,8 +56,6 @@ constexpr Disposition kUsedUp{
     .scope = Scope::kAccount, .action = kDisableServer, .limit = Limit::kQuota};
 constexpr Disposition kMessageLater{.scope = Scope::kMessage, .action = kDefer};
 constexpr Disposition kMessageNever{.scope = Scope::kMessage, .action = kBounce};
-constexpr Disposition kMessageSlower{
-    .scope = Scope::kMessage, .action = kDefer, .limit = Limit::kRate};
 constexpr Disposition kOtherAccounts{.scope = Scope::kMessage, .action = kTryOtherServer};
 constexpr Disposition kDeferRecipient{.scope = Scope::kRecipient, .action = kDefer};
 constexpr Disposition kBounceRecipient{.scope = Scope::kRecipient, .action = kBounce};
@@ -131,7 +129,7 @@ constexpr Row kRows[] = {
     {Stage::kMail, Stage::kEndOfData, kAnswer, kAnswer, 503, 503, Condition::kAlways, kBroken},
     {Stage::kData, Stage::kData, kAnswer, kAnswer, 500, 502, Condition::kAlways, kBroken},
 
-    {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 400, 499, Condition::kSlowDown, kMessageSlower},
+    {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 400, 499, Condition::kSlowDown, kSlower},
     {Stage::kMail, Stage::kMail, kAnswer, kAnswer, 400, 499, Condition::kAlways, kMessageLater},
     // A sender refused, a quota used up: it would fail alike for every recipient, so the account is
     // disabled and no recipient blamed.
@@ -145,9 +143,8 @@ constexpr Row kRows[] = {
     {Stage::kRcpt, Stage::kRcpt, kAnswer, kAnswer, 400, 499, Condition::kAlways, kDeferRecipient},
     {Stage::kRcpt, Stage::kRcpt, kAnswer, kAnswer, 500, 599, Condition::kAlways, kBounceRecipient},
 
-    // 4.7.x is also how a message is greylisted, here and at RCPT; a 454 at RCPT denies relaying.
-    {Stage::kData, Stage::kEndOfData, kAnswer, kAnswer, 454, 454, Condition::kAlways,
-     kMessageSlower},
+    // Later on 4.7.x is also how a message is greylisted, and a 454 at RCPT denies relaying.
+    {Stage::kData, Stage::kData, kAnswer, kAnswer, 454, 454, Condition::kAlways, kSlower},
     {Stage::kData, Stage::kEndOfData, kAnswer, kAnswer, 400, 499, Condition::kAlways,
      kMessageLater},
     {Stage::kData, Stage::kEndOfData, kAnswer, kAnswer, 500, 599, Condition::kAlways,

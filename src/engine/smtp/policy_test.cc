@@ -112,9 +112,9 @@ TEST(PolicyTest, CircumstancesCount) {
 
   EXPECT_EQ(Classify(Answered(Stage::kMail, 450, {4, 7, 1})).limit, Limit::kRate);
   EXPECT_EQ(Classify(Answered(Stage::kMail, 454)).limit, Limit::kRate);
+  EXPECT_EQ(Classify(Answered(Stage::kMail, 454)).action, Action::kRequeue) << "nobody's attempt";
   EXPECT_EQ(Classify(Answered(Stage::kMail, 451, {4, 3, 0})).limit, Limit::kNone);
   EXPECT_EQ(Classify(Answered(Stage::kData, 454)).limit, Limit::kRate);
-  EXPECT_EQ(Classify(Answered(Stage::kEndOfData, 454, {4, 7, 0})).limit, Limit::kRate);
   EXPECT_EQ(Classify(Answered(Stage::kRcpt, 454, {4, 7, 1})).limit, Limit::kNone);
   EXPECT_EQ(Classify(Answered(Stage::kEndOfData, 451, {4, 7, 1})).limit, Limit::kNone);
 
