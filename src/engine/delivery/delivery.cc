@@ -53,19 +53,20 @@ class Delivery::Impl final : public SessionOwner {
   void YieldConnections();
   void FetchCredentials();
   void EndSessions();
+  void TooMany(Session& session, const std::string& why);
   void Fail();
 
   Poll NextMessage(const Session& session, std::size_t max_recipients,
                    InFlightMessage& message) override;
   void OnIntent(const Recipient& recipient, AttemptState& state) override;
   bool Commit() override;
-  void OnAnswer(const Session& session, const Recipient& recipient, AttemptState& state,
+  void OnAnswer(Session& session, const Recipient& recipient, AttemptState& state,
                 const Answer& answer) override;
   void OnUnsure(const Session& session, const Recipient& recipient, int attempts, State was,
                 std::string_view why) override;
   void OnMessageFinished(const Session& session, std::size_t recipients) override;
   void OnReady(const Session& session, std::uint64_t max_size) override;
-  void OnFailed(const Session& session, const SessionEnd& end) override;
+  void OnFailed(Session& session, const SessionEnd& end) override;
   void OnClosed(const Session& session) override;
 
   EventLoop& loop_;
@@ -221,8 +222,8 @@ Poll Delivery::Impl::NextMessage(const Session& session, std::size_t max_recipie
                                  InFlightMessage& message) {
   if (ending_) return Poll::kExhausted;
   // It is driven again by the next answer.
-  const Server& server = servers_[session.server()];
-  if (session.in_flight() >= server.pace().MaxOfOneConnection(server.open())) return Poll::kBlocked;
+  const std::size_t most = servers_[session.server()].MaxInFlight(session.accepted());
+  if (session.in_flight() >= most) return Poll::kBlocked;
   const Poll poll =
       dispatcher_.NextMessage(session.server(), max_recipients, Full(), loop_.Now(), message);
   if (poll == Poll::kBlocked) SetWake();
@@ -241,15 +242,23 @@ bool Delivery::Impl::Commit() {
   return false;
 }
 
-void Delivery::Impl::OnAnswer(const Session& session, const Recipient& recipient,
-                              AttemptState& state, const Answer& answer) {
+void Delivery::Impl::OnAnswer(Session& session, const Recipient& recipient, AttemptState& state,
+                              const Answer& answer) {
   const std::size_t server = session.server();
   if (answer.accepted) {
     return dispatcher_.OnAccepted(server, recipient, state, answer, session.in_clear(),
                                   loop_.Now());
   }
   dispatcher_.OnNotAccepted(server, recipient, state, answer, loop_.Now());
+  if (answer.disposition.limit == Limit::kConcurrency) TooMany(session, std::string(answer.reply));
   PumpSoon();
+}
+
+void Delivery::Impl::TooMany(Session& session, const std::string& why) {
+  if (session.leaving()) return;
+  if (!dispatcher_.OnTooMany(session.server(), why, loop_.Now())) return;
+  session.Leave();
+  servers_[session.server()].OnLeaving();
 }
 
 void Delivery::Impl::OnUnsure(const Session& session, const Recipient& recipient, int attempts,
@@ -268,14 +277,16 @@ void Delivery::Impl::OnReady(const Session& session, std::uint64_t max_size) {
   PumpSoon();
 }
 
-void Delivery::Impl::OnFailed(const Session& session, const SessionEnd& end) {
+void Delivery::Impl::OnFailed(Session& session, const SessionEnd& end) {
   // What breaks while all is ending says nothing about the server.
   if (ending_ && end.disposition.action != Action::kDisableServer) return;
+  const bool too_many = end.disposition.limit == Limit::kConcurrency && !end.was_ready;
+  if (too_many && servers_[session.server()].ready() > 0) return TooMany(session, end.text);
   dispatcher_.OnFailed(session.server(), end, loop_.Now());
 }
 
 void Delivery::Impl::OnClosed(const Session& session) {
-  servers_[session.server()].OnClosed(session.was_ready());
+  servers_[session.server()].OnClosed(session.was_ready(), session.leaving());
   PumpSoon();
 }
 

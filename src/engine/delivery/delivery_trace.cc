@@ -22,6 +22,8 @@ const char* InWords(Obstacle obstacle) {
       return "not sending: its limit of the day is reached";
     case Obstacle::kCredentials:
       return "not connecting: its password is being fetched";
+    case Obstacle::kRest:
+      return "not sending: it asked to be left alone";
     case Obstacle::kBackoff:
       return "not sending: it is backed off from";
     case Obstacle::kPace:
@@ -72,6 +74,11 @@ void DeliveryTrace::Failed(const Server& server, TimePoint now) const {
     return Note(server, "backing off for " + Seconds(server.backoff_until() - now) + ", failure " +
                             std::to_string(server.failures()) +
                             " in a row: " + server.last_error());
+  }
+  if (server.concurrency().known() && server.connect_at() <= now) {
+    return Note(server, "no more connections from here on than " +
+                            std::to_string(server.concurrency().most()) + ": " +
+                            server.last_error());
   }
   Note(server, "no further connection for " + Seconds(server.connect_at() - now) + ": " +
                    server.last_error());

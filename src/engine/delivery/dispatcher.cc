@@ -71,6 +71,8 @@ std::size_t Dispatcher::BatchSize(std::size_t server, std::size_t max_recipients
 Poll Dispatcher::NextMessage(std::size_t server, std::size_t max_recipients, bool full,
                              TimePoint now, InFlightMessage& message) {
   if (stopping_ || !pool_[server].enabled()) return Poll::kExhausted;
+  // Nobody keeps a connection open for so long.
+  if (pool_[server].IsResting(now)) return Poll::kExhausted;
   if (now < pool_[server].backoff_until()) return Poll::kBlocked;
   if (!HasWork(server)) return queue_.source_ended() ? Poll::kExhausted : Poll::kBlocked;
   const std::size_t size = pool_[server].TakeQuota(BatchSize(server, max_recipients), now);
@@ -144,16 +146,28 @@ void Dispatcher::OnLimit(std::size_t server, Limit limit, const AttemptState& st
   switch (limit) {
     case Limit::kNone:
     case Limit::kQuota:
+    case Limit::kConcurrency:  // of the session, see OnTooMany
       return;
     case Limit::kRate:
       is_new = pool_[server].OnTooFast(state.begun, now, state.last_reply);
       break;
-    case Limit::kConcurrency:
     case Limit::kRest:
-      is_new = pool_[server].OnThrottled(now, state.last_reply);
+      is_new = pool_[server].OnRest(now, state.last_reply);
       break;
   }
   if (is_new) TraceFailure(server, now);
+}
+
+bool Dispatcher::OnTooMany(std::size_t server, const std::string& why, TimePoint now) {
+  const bool has_others = pool_[server].HasOthers();
+  bool is_new = true;
+  if (has_others) {
+    pool_[server].OnTooMany(now, why);
+  } else {
+    is_new = pool_[server].OnThrottled(now, why);
+  }
+  if (is_new) TraceFailure(server, now);
+  return has_others;
 }
 
 void Dispatcher::OnReady(std::size_t server, unsigned generation, std::uint64_t max_size,
@@ -177,7 +191,9 @@ void Dispatcher::OnFailed(std::size_t server, const SessionEnd& end, TimePoint n
   const bool tls_withdrawn = end.failure.fault == Fault::kNoTls && tls_ != TlsUse::kRequired;
   bool is_new = true;
   const bool out_of_step = end.failure.fault == Fault::kOutOfStep;
-  if (tls_withdrawn) {
+  if (end.disposition.limit == Limit::kRest) {
+    is_new = pool_[server].OnRest(now, end.text);
+  } else if (tls_withdrawn) {
     is_new = pool_[server].OnConnectFailed(now, kTlsWithdrawn);
   } else if (end.disposition.action == Action::kDisableServer) {
     Disable(server, end.disposition, end.text, RemedyFor(end.failure.fault));
@@ -310,6 +326,7 @@ DeliveryEnd Dispatcher::End() {
     if (server.enabled() && server.NeverConnected()) tally.disabled = server.last_error();
     tally.remedy = server.remedy();
     tally.in_clear = server.sent_in_clear();
+    server.Learn();
     tally.sent = counts.sent;
     tally.refused = counts.refused;
     tally.failed = counts.failed;

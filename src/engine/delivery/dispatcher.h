@@ -50,6 +50,9 @@ class Dispatcher {
                   const Answer& answer, bool in_clear, TimePoint now);
   void OnNotAccepted(std::size_t server, const Recipient& recipient, AttemptState& state,
                      const Answer& answer, TimePoint now);
+  // The server refused a session, or a transaction on it, as one too many. Whether the session is
+  // to leave: while there are others.
+  bool OnTooMany(std::size_t server, const std::string& why, TimePoint now);
   void OnUnsure(std::size_t server, const Recipient& recipient, int attempts, State was,
                 std::string_view why);
   void OnMessageFinished(std::size_t server, std::size_t recipients);

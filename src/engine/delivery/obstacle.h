@@ -9,6 +9,7 @@ enum class Obstacle {
   kDisabled,            // it takes no further part
   kQuota,               // its day's count is used up
   kCredentials,         // its secret is being fetched
+  kRest,                // it asked to be left alone for long
   kBackoff,             // it failed or asked for patience
   kPace,                // the pace that it has been found to take
   kNoWork,              // nobody is left whom it may have now

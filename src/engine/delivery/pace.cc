@@ -12,7 +12,7 @@ using Seconds = std::chrono::duration<double>;
 // Of the pace that was too fast.
 constexpr double kFallTo = 0.97, kRiseTo = 0.985, kBeyond = 1.03;
 constexpr seconds kRiseEvery{5};
-constexpr Seconds kMaxBeyondAfter{3600}, kMaxPause{60};
+constexpr Seconds kBeyondAfter{15}, kBeyondAfterLearnt{120}, kMaxBeyondAfter{3600}, kMaxPause{60};
 // As long as no pace has proved too fast, only more than what was accepted at once.
 constexpr double kBelowMeasured = 0.95, kSearch = 1.3;
 constexpr seconds kSearchEvery{2};
@@ -38,13 +38,15 @@ TimePoint After(TimePoint now, Seconds duration) {
 
 }  // namespace
 
-Pace::Pace(double per_second, TimePoint now)
-    : per_second_(per_second),
-      too_fast_(per_second / kRiseTo),
-      proven_(per_second > 0),
-      bucket_(per_second, now),
+Pace::Pace(double learnt, TimePoint now)
+    : per_second_(kRiseTo * learnt),
+      too_fast_(learnt / kRiseTo),
+      proven_(learnt > 0),
+      bucket_(per_second_, now),
       rise_at_(now + kRiseEvery),
-      beyond_at_(After(now, beyond_after_)) {}
+      beyond_after_(learnt > 0 ? kBeyondAfterLearnt : kBeyondAfter) {
+  beyond_at_ = After(now, beyond_after_);
+}
 
 // Accepted messages
 

@@ -19,12 +19,14 @@ namespace vespro::engine {
 
 class Pace {
  public:
-  // `per_second` is what an earlier run has learnt; 0 for nothing.
-  explicit Pace(double per_second = 0, TimePoint now = {});
+  // `learnt` is what an earlier run has learnt; 0 for nothing.
+  explicit Pace(double learnt = 0, TimePoint now = {});
 
   // Whether anything is held back.
   bool known() const { return per_second_ > 0; }
   double per_second() const { return per_second_; }
+  // For the next run: not one that is only tried.
+  double learnt() const { return safe_ > 0 ? safe_ : per_second_; }
 
   // The message to one recipient that went out at `begun` was accepted.
   void OnAccepted(TimePoint begun, TimePoint now);
@@ -76,8 +78,8 @@ class Pace {
   Seconds measured_over_{0};
   TimePoint row_began_{}, complained_at_{}, resumed_at_{};
   TimePoint rise_at_, beyond_at_;
-  Seconds beyond_after_{15};  // doubles whenever going beyond has brought a complaint
-  double safe_ = 0;           // the pace before going beyond; 0 while that was not tried
+  Seconds beyond_after_;  // doubles whenever going beyond has brought a complaint
+  double safe_ = 0;       // the pace before going beyond; 0 while that was not tried
 };
 
 }  // namespace vespro::engine

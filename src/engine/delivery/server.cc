@@ -17,18 +17,26 @@ constexpr int kMaxConnectFailures = 8, kMaxFirstConnectFailures = 3, kMaxThrottl
 // One that has served is left alone longer than one that never answered, which may be a wrong name.
 constexpr int kReconnectFactor = 5;
 constexpr milliseconds kMaxBackoff{60'000}, kMinBackoff{10};
+constexpr int kMaxRests = 18;
+
+Ceilings LearntOf(const Allowance* allowance) {
+  return allowance != nullptr ? allowance->learnt() : Ceilings();
+}
 
 }  // namespace
 
 Server::Server(Account account, CredentialSource credentials, std::size_t rate_limit,
-               Allowance* allowance, milliseconds initial_backoff, TimePoint now)
+               Allowance* allowance, const Waits& waits, TimePoint now)
     : account_(std::move(account)),
       name_(account_.server + ":" + std::to_string(account_.port)),
       credentials_(std::move(credentials)),
       rate_limit_(rate_limit),
       allowance_(allowance),
-      initial_backoff_(std::max(initial_backoff, kMinBackoff)),
-      pace_(allowance != nullptr ? allowance->learnt().messages_per_second : 0, now) {}
+      waits_(waits),
+      pace_(LearntOf(allowance).messages_per_second, now),
+      concurrency_(waits.more_connections, LearntOf(allowance).connections, now) {
+  waits_.initial_backoff = std::max(waits.initial_backoff, kMinBackoff);
+}
 
 bool Server::IsFor(const Account& account) const {
   return account.server == account_.server && account.port == account_.port &&
@@ -74,6 +82,7 @@ void Server::UpdateQuota(TimePoint now) {
 void Server::OnConnecting(TimePoint now) {
   if (connecting() == 0) connecting_since_ = now;
   ++open_;
+  concurrency_.OnOpened(open_, now);
 }
 
 void Server::OnReady() {
@@ -82,8 +91,9 @@ void Server::OnReady() {
   connect_backoff_.Succeeded();
 }
 
-void Server::OnClosed(bool was_ready) {
+void Server::OnClosed(bool was_ready, bool was_leaving) {
   --open_;
+  if (was_leaving) --leaving_;
   if (was_ready) --ready_;
 }
 
@@ -96,10 +106,16 @@ bool Server::MayBegin(TimePoint now) const {
   return pace_.Allows(now) && in_flight_ < pace_.MaxInFlight(open_);
 }
 
+std::size_t Server::MaxInFlight(std::uint64_t accepted) const {
+  if (concurrency_.known() && accepted == 0) return 1;  // it may be one too many
+  return pace_.MaxOfOneConnection(open_);
+}
+
 void Server::OnAccepted(TimePoint begun, bool in_clear, TimePoint now) {
   pace_.OnAccepted(begun, now);
   sent_in_clear_ = sent_in_clear_ || in_clear;
   throttle_backoff_.Succeeded();
+  rests_ = 0;
   quirks_.OnAccepted();
 }
 
@@ -108,19 +124,39 @@ bool Server::OnTooFast(TimePoint begun, TimePoint now, const std::string& why) {
   return pace_.OnComplaint(begun, now);
 }
 
+void Server::OnTooMany(TimePoint now, const std::string& why) {
+  last_error_ = why;
+  concurrency_.OnRefused(open_ - leaving_ - 1, now);
+}
+
+bool Server::OnRest(TimePoint now, const std::string& why) {
+  last_error_ = why;
+  if (now < rest_until_) return false;
+  rest_until_ = now + waits_.rest;
+  ++rests_;
+  concurrency_.BeginAgain(rest_until_);
+  return true;
+}
+
+void Server::Learn() const {
+  if (allowance_ == nullptr || (!pace_.known() && !concurrency_.known())) return;
+  allowance_->Learn({pace_.learnt(), concurrency_.known() ? concurrency_.most() : 0});
+}
+
 bool Server::OnThrottled(TimePoint now, const std::string& why) {
-  return BackOff(throttle_backoff_, now, initial_backoff_, why);
+  return BackOff(throttle_backoff_, now, waits_.initial_backoff, why);
 }
 
 bool Server::OnConnectFailed(TimePoint now, const std::string& why) {
   if (ready_ > 0) {
     // It serves others of ours: this was one connection too many.
     last_error_ = why;
-    connection_limited_until_ = now + kReconnectFactor * initial_backoff_;
+    connection_limited_until_ = now + kReconnectFactor * waits_.initial_backoff;
     return true;
   }
-  return BackOff(connect_backoff_, now,
-                 ever_connected_ ? kReconnectFactor * initial_backoff_ : initial_backoff_, why);
+  return BackOff(
+      connect_backoff_, now,
+      ever_connected_ ? kReconnectFactor * waits_.initial_backoff : waits_.initial_backoff, why);
 }
 
 // Whatever fails during either wait belongs to the failure that began it.
@@ -143,11 +179,11 @@ bool Server::IsHealthy() const { return enabled() && failures() == 0 && !at_quot
 bool Server::IsUnreachable() const {
   const int most = ever_connected_ ? kMaxConnectFailures : kMaxFirstConnectFailures;
   return connect_backoff_.failures() >= most || throttle_backoff_.failures() >= kMaxThrottles ||
-         pace_.in_a_row() >= kMaxThrottles;
+         pace_.in_a_row() >= kMaxThrottles || rests_ >= kMaxRests;
 }
 
 TimePoint Server::backoff_until() const {
-  return std::max(connect_backoff_.release_time(), throttle_backoff_.release_time());
+  return std::max({connect_backoff_.release_time(), throttle_backoff_.release_time(), rest_until_});
 }
 
 TimePoint Server::available_at() const {
@@ -161,6 +197,7 @@ TimePoint Server::connect_at() const {
 Obstacle Server::WhyNotSending(TimePoint now) const {
   if (!enabled()) return Obstacle::kDisabled;
   if (at_quota_) return Obstacle::kQuota;
+  if (now < rest_until_) return Obstacle::kRest;
   if (now < backoff_until()) return Obstacle::kBackoff;
   if (!pace_.Allows(now)) return Obstacle::kPace;
   return credentials_.available() ? Obstacle::kNone : Obstacle::kCredentials;
@@ -170,7 +207,7 @@ Obstacle Server::WhyNotConnecting(TimePoint now) const {
   if (!CanSend(now)) return WhyNotSending(now);
   // No more than messages may go out, as with any rate.
   if (connecting() >= pace_.Left(now)) return Obstacle::kPace;
-  if (now < connect_at()) return Obstacle::kConnectionLimit;
+  if (now < connect_at() || !concurrency_.Allows(open_, now)) return Obstacle::kConnectionLimit;
   const bool one_tries = connect_backoff_.failures() > 0 && open_ > 0;
   return one_tries ? Obstacle::kOneTries : Obstacle::kNone;
 }

@@ -6,10 +6,12 @@
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "engine/delivery/allowance.h"
 #include "engine/delivery/backoff.h"
+#include "engine/delivery/concurrency.h"
 #include "engine/delivery/credential_source.h"
 #include "engine/delivery/delivery_end.h"
 #include "engine/delivery/obstacle.h"
@@ -23,8 +25,13 @@ namespace vespro::engine {
 class Server {
  public:
   // `allowance` is nullptr where there are no limits.
+  // `initial_backoff` is how long it is left alone after a failure, and the others how long before
+  // it may get one connection more than it served, and when it wants to rest.
+  struct Waits {
+    std::chrono::milliseconds initial_backoff{1000}, more_connections{30'000}, rest{600'000};
+  };
   Server(Account account, CredentialSource credentials, std::size_t rate_limit,
-         Allowance* allowance, std::chrono::milliseconds initial_backoff, TimePoint now);
+         Allowance* allowance, const Waits& waits, TimePoint now);
 
   const std::string& name() const { return name_; }  // "name:port"
   const Account& account() const { return account_; }
@@ -37,6 +44,7 @@ class Server {
   CredentialSource& credentials() { return credentials_; }
   const CredentialSource& credentials() const { return credentials_; }
   const Pace& pace() const { return pace_; }
+  const Concurrency& concurrency() const { return concurrency_; }
   // The day's count, see Allowance. Everything may be taken where there is none.
   std::size_t TakeQuota(std::size_t recipients, TimePoint now);
   void GiveBackQuota(std::size_t recipients);
@@ -53,7 +61,9 @@ class Server {
   // Its sessions: connecting, then ready, then closed.
   void OnConnecting(TimePoint now);
   void OnReady();
-  void OnClosed(bool was_ready);
+  // Some of them are told to leave before.
+  void OnLeaving() { ++leaving_; }
+  void OnClosed(bool was_ready, bool was_leaving);
   std::size_t open() const { return open_; }
   std::size_t ready() const { return ready_; }
   std::size_t connecting() const { return open_ - ready_; }
@@ -63,12 +73,23 @@ class Server {
   void OnFinished() { --in_flight_; }
   // Whether its pace has room for a message.
   bool MayBegin(TimePoint now) const;
+  // How many may be on the wire of a session that has had so many accepted.
+  std::size_t MaxInFlight(std::uint64_t accepted) const;
 
   // What it did.
   // It took what went out at `begun`. `in_clear`: without TLS, and not to this machine.
   void OnAccepted(TimePoint begun, bool in_clear, TimePoint now);
   // It wants fewer messages in a time than those of `begun`. Returns whether that is new.
   bool OnTooFast(TimePoint begun, TimePoint now, const std::string& why);
+  // It refused a session or a transaction on one as one too many, while there are others. The
+  // session is to leave.
+  void OnTooMany(TimePoint now, const std::string& why);
+  bool HasOthers() const { return open_ > leaving_ + 1; }
+  // It wants to be left alone for long. Returns the same.
+  bool OnRest(TimePoint now, const std::string& why);
+  bool IsResting(TimePoint now) const { return now < rest_until_; }
+  // What was learnt goes to its allowance.
+  void Learn() const;
   // Returns whether it begins a wait; a failure during one belongs to the one that began it.
   bool OnThrottled(TimePoint now, const std::string& why);
   // A session ended before it was ready. Returns the same.
@@ -81,7 +102,7 @@ class Server {
   AccountTally::Remedy remedy() const { return remedy_; }
   // In a row, of either kind.
   int failures() const {
-    return std::max(connect_backoff_.failures(), throttle_backoff_.failures());
+    return std::max({connect_backoff_.failures(), throttle_backoff_.failures(), rests_});
   }
   // No recent failures.
   bool IsHealthy() const;
@@ -117,15 +138,18 @@ class Server {
   Allowance* allowance_;
   std::size_t taken_ = 0;  // recipients of the day's count that have no verdict
   bool at_quota_ = false;
-  std::chrono::milliseconds initial_backoff_;
+  Waits waits_;
   ServerQuirks quirks_;
 
-  std::size_t open_ = 0, ready_ = 0;
+  std::size_t open_ = 0, ready_ = 0, leaving_ = 0;
   TimePoint connecting_since_{};  // the first session that is not ready yet
   bool ever_connected_ = false, sent_in_clear_ = false;
 
   std::size_t in_flight_ = 0;  // messages
   Pace pace_;
+  Concurrency concurrency_;
+  TimePoint rest_until_{};
+  int rests_ = 0;  // in a row
   Backoff connect_backoff_, throttle_backoff_;
   TimePoint connection_limited_until_{};  // it takes no more at a time than are open
   std::string last_error_;

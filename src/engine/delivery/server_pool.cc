@@ -21,6 +21,11 @@ std::vector<Server> MakeServers(const DeliveryOptions& options,
     limit_of_rate.push_back(limits.Add(rate.messages_per_second, now));
   }
   std::map<const Allowance*, std::size_t> limit_of_allowance;
+  Server::Waits waits;
+  waits.initial_backoff = options.server_backoff;
+  for (std::chrono::milliseconds* wait : {&waits.more_connections, &waits.rest}) {
+    *wait = std::chrono::round<std::chrono::milliseconds>(*wait * options.timeout_scale);
+  }
   std::vector<Server> servers;
   for (const Account& account : accounts) {
     const auto same = std::find_if(servers.begin(), servers.end(),
@@ -50,8 +55,7 @@ std::vector<Server> MakeServers(const DeliveryOptions& options,
         credentials = CredentialSource(PasswordCommand(command.command));
       }
     }
-    servers.emplace_back(account, std::move(credentials), limit, allowance, options.server_backoff,
-                         now);
+    servers.emplace_back(account, std::move(credentials), limit, allowance, waits, now);
   }
   return servers;
 }

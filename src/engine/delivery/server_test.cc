@@ -13,7 +13,7 @@ constexpr TimePoint kStart = TimePoint() + std::chrono::hours(1);
 Server MakeServer() {
   Account account;
   account.server = "mx.example";
-  return Server(account, CredentialSource("x"), RateLimits::kUnlimited, nullptr, seconds(1),
+  return Server(account, CredentialSource("x"), RateLimits::kUnlimited, nullptr, Server::Waits{},
                 kStart);
 }
 
@@ -24,7 +24,7 @@ TEST(ServerTest, BacksOffAndCountsAsUnreachable) {
   for (const int wait : {1, 2, 4}) {
     EXPECT_FALSE(server.IsUnreachable());
     server.OnConnecting(now);
-    server.OnClosed(false);
+    server.OnClosed(false, false);
     server.OnConnectFailed(now, "connection refused");
     EXPECT_FALSE(server.CanConnect(now + seconds(wait) - milliseconds(1)));
     now += seconds(wait);
@@ -38,7 +38,7 @@ TEST(ServerTest, BacksOffAndCountsAsUnreachable) {
   server.OnConnecting(now);
   server.OnReady();
   EXPECT_TRUE(server.IsHealthy());
-  server.OnClosed(true);
+  server.OnClosed(true, false);
   for (int i = 0; i < 7; ++i) {
     now += seconds(60);
     server.OnConnectFailed(now, "connection refused");
@@ -52,7 +52,7 @@ TEST(ServerTest, BacksOffAndCountsAsUnreachable) {
 TEST(ServerTest, OneSessionTriesForAllAfterAFailure) {
   Server server = MakeServer();
   server.OnConnecting(kStart);
-  server.OnClosed(false);
+  server.OnClosed(false, false);
   server.OnConnectFailed(kStart, "no");
   const TimePoint later = kStart + seconds(2);
   server.OnConnecting(later);
@@ -61,7 +61,7 @@ TEST(ServerTest, OneSessionTriesForAllAfterAFailure) {
   EXPECT_TRUE(server.CanConnect(later));
   // Where others of ours are served a refusal is about one connection too many.
   server.OnConnecting(later);
-  server.OnClosed(false);
+  server.OnClosed(false, false);
   server.OnConnectFailed(later, "421 too many connections");
   EXPECT_FALSE(server.CanConnect(later + seconds(4)));
   EXPECT_TRUE(server.CanSend(later + seconds(4)));
@@ -104,7 +104,7 @@ TEST(ServerTest, ConfiguresItsSessionsByWhatWasLearnt) {
   Account account;
   account.server = "mx.example";
   account.port = 465;
-  const Server tls(account, CredentialSource("x"), RateLimits::kUnlimited, nullptr, seconds(1),
+  const Server tls(account, CredentialSource("x"), RateLimits::kUnlimited, nullptr, Server::Waits{},
                    kStart);
   tls.Configure(options);
   EXPECT_TRUE(options.tls_from_start);

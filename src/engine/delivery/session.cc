@@ -45,6 +45,7 @@ void Session::Abort() {
 void Session::Advance(Timer timer) {
   if (closed_) return;
   blocked_ = false;
+  if (leaving_) client_.Quit();
   while (client_.CanBegin() && !ending_ && BeginOne()) {
   }
   Flush(timer);

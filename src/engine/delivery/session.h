@@ -37,6 +37,9 @@ class Session final : private ConnectionEvents, private ClientEvents {
   // Finishes what is in flight, then ends.
   void End();
   void Abort();
+  // Ends when what is in flight is finished. Also from within a call to the owner.
+  void Leave() { leaving_ = true; }
+  bool leaving() const { return leaving_; }
 
   std::size_t server() const { return server_; }
   unsigned credential_generation() const { return credential_generation_; }
@@ -47,6 +50,7 @@ class Session final : private ConnectionEvents, private ClientEvents {
   bool in_clear() const { return !secure_ && !loopback_; }
   // Messages that are not answered.
   std::size_t in_flight() const { return client_.in_hand(); }
+  std::uint64_t accepted() const { return client_.messages_accepted(); }  // messages
   // Idle: there was no message for it when it asked last.
   bool idle() const { return blocked_ && client_.ready() && client_.in_hand() == 0; }
 
@@ -91,7 +95,7 @@ class Session final : private ConnectionEvents, private ClientEvents {
   std::size_t unconfirmed_count_ = 0;
   WireBytes wire_;
   bool writing_ = false, tls_started_ = false, told_ready_ = false, blocked_ = false;
-  bool ending_ = false, closed_ = false, secure_ = false, loopback_ = false;
+  bool ending_ = false, leaving_ = false, closed_ = false, secure_ = false, loopback_ = false;
   std::uint64_t begun_ = 0;  // messages
   // Destroyed first: what it writes points into the rest.
   std::unique_ptr<Connection> connection_;

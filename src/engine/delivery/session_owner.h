@@ -51,7 +51,7 @@ class SessionOwner {
   virtual void OnIntent(const Recipient& recipient, AttemptState& state) = 0;
   // After every group of answers and before every write. False: nothing may be written any more.
   virtual bool Commit() = 0;
-  virtual void OnAnswer(const Session& session, const Recipient& recipient, AttemptState& state,
+  virtual void OnAnswer(Session& session, const Recipient& recipient, AttemptState& state,
                         const Answer& answer) = 0;
   // Its outcome was told, `was` sent or refused, and can't be relied on: `why` is for a person.
   virtual void OnUnsure(const Session& session, const Recipient& recipient, int attempts, State was,
@@ -60,7 +60,7 @@ class SessionOwner {
   virtual void OnMessageFinished(const Session& session, std::size_t recipients) = 0;
   // Logged in. `max_size` in bytes, 0 when the server names no limit.
   virtual void OnReady(const Session& session, std::uint64_t max_size) = 0;
-  virtual void OnFailed(const Session& session, const SessionEnd& end) = 0;
+  virtual void OnFailed(Session& session, const SessionEnd& end) = 0;
   // The connection is gone, and nothing is in flight. The last call.
   virtual void OnClosed(const Session& session) = 0;
 };
