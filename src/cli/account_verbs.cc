@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "base/text.h"
+#include "cli/start_job.h"
 #include "cli/verbs.h"
 #include "settings/account_file.h"
 #include "terminal/home.h"
@@ -18,6 +19,7 @@ struct AccountArguments {
   std::string login;
   bool password_stdin = false;
   std::size_t number = 0;
+  std::string from;
 };
 
 int List(const Globals& globals) {
@@ -196,6 +198,14 @@ int Add(const Globals& globals, const AccountArguments& arguments) {
               [&account](AccountList& accounts) { return accounts.Add(std::move(account)); });
 }
 
+int Test(const Globals& globals, const AccountArguments& arguments) {
+  Result<Home> home = OpenHome(globals.home);
+  if (!home.ok()) return Fail(home.status());
+  std::vector<std::string> options;
+  if (arguments.number > 0) options = {"--account", std::to_string(arguments.number)};
+  return TestAccounts(globals, home.value(), arguments.from, std::move(options));
+}
+
 int Remove(const Globals& globals, const AccountArguments& arguments) {
   Result<Home> home = OpenHome(globals.home);
   if (!home.ok()) return Fail(home.status());
@@ -236,6 +246,21 @@ void AddAccountVerbs(CLI::App& app, Globals& globals, Action& action) {
   add->callback([&globals, &action, arguments, port] {
     arguments->port_given = port->count() > 0;
     action = [&globals, arguments] { return Add(globals, *arguments); };
+  });
+
+  CLI::App* test = accounts->add_subcommand(
+      "test", "Try them, sending nothing: connect, TLS, login, and whether they take the sender");
+  test->add_option("N", arguments->number, "Only this one, by its number in the list");
+  test->add_option("--from", arguments->from, "The sender's address, instead of the stored one")
+      ->type_name("ADDRESS");
+  test->footer(
+      "What comes after \"--\" goes to the engine, such as --ca FILE or --tls required.\n"
+      "Exit: 0 all work; otherwise of the first that does not: 75 not in reach now, 77 the login "
+      "is "
+      "refused, 78 something to correct.\n"
+      "Example: vespro accounts test 1");
+  test->callback([&globals, &action, arguments] {
+    action = [&globals, arguments] { return Test(globals, *arguments); };
   });
 
   CLI::App* remove = accounts->add_subcommand("remove", "Remove one");

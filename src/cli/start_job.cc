@@ -19,6 +19,7 @@
 #include "merge/custom_words.h"
 #include "mime/reader.h"
 #include "send/session.h"
+#include "settings/settings.h"
 #include "terminal/process.h"
 #include "terminal/send_job.h"
 #include "terminal/terminal_host.h"
@@ -328,6 +329,26 @@ bool MaySend(const ConsoleRules& rules, const engine::JobOutlook& outlook,
   line("through   ",
        servers + ", " + Count(outlook.connections, "connection", "connections") + " at once");
   return Ask(rules, "Send it?");
+}
+
+int TestAccounts(const Globals& globals, const Home& home, const std::string& from,
+                 std::vector<std::string> options) {
+  Settings settings(*home.backend);
+  const std::string sender = from.empty() ? settings.Read(setting::kSenderEmail) : from;
+  if (sender.empty()) {
+    return Fail(Status(Code::kConfig,
+                       "the sender's address is required: give --from ADDRESS, or store it with " +
+                           CommandFor(globals, {"settings", "set", "SenderEmail", "ADDRESS"})));
+  }
+  options.insert(options.begin(),
+                 {"--check-accounts", ModFiles::ToUtf8(home.AccountFile()), "--from", sender});
+  if (globals.json) options.push_back("--json");
+  options.insert(options.end(), globals.engine_options.begin(), globals.engine_options.end());
+  const AddIn add_in = InstalledAddIn(home);
+  std::cout.flush();
+  Result<int> code =
+      ModProcess::Exec(add_in.install_folder / ModFiles::FromUtf8(add_in.engine_file), options);
+  return code.ok() ? code.value() : Fail(code.status());
 }
 
 int StartJob(const Globals& globals, const fs::path& job_file, const CommandLine& engine,

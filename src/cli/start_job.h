@@ -61,6 +61,11 @@ bool AsksFirst(const ConsoleRules& rules);
 bool MaySend(const ConsoleRules& rules, const engine::JobOutlook& outlook,
              const Distribution& distribution);
 
+// Lets the engine try the accounts, in this program's place; gives its exit code. `from`: empty for
+// the stored sender; `options`: of the engine, before those of the command line.
+int TestAccounts(const Globals& globals, const Home& home, const std::string& from,
+                 std::vector<std::string> options);
+
 // Starts the engine. `wait`: in this program's place, with its exit code; otherwise on its own, and
 // says what came of it in the first seconds.
 int StartJob(const Globals& globals, const std::filesystem::path& job_file,

@@ -26,7 +26,15 @@ enum ExitCode : int {
   kExitInterrupted = 130,
 };
 
+// For --check-accounts.
+struct AccountsToCheck {
+  std::filesystem::path file;  // the account file; empty: a job is sent
+  std::size_t number = 0;      // of the account in it, from 1; 0 for all
+  std::string sender;
+};
+
 struct EngineOptions {
+  AccountsToCheck check;
   std::filesystem::path job_file;
   std::size_t entries_per_page = 100;
   std::filesystem::path dry_run;  // a Maildir to render into, contacting nobody; empty: send

@@ -8,6 +8,7 @@
 
 #include "base/command_line.h"
 #include "base/signals.h"
+#include "engine/account_report.h"
 #include "engine/delivery/delivery.h"
 #include "engine/engine.h"
 #include "engine/front.h"
@@ -52,6 +53,23 @@ DeliverFunction OverTheWire(const std::atomic<int>& stops) {
   };
 }
 
+// The account's password is a command's where options.password_commands say so.
+Result<AccountCheck> CheckOverTheWire(const DeliveryOptions& options, const Account& account,
+                                      const std::string& sender) {
+  Secret secret{account.password};
+  for (const ServerPasswordCommand& command : options.password_commands) {
+    if (!Matches(command.server, account)) continue;
+    Result<Secret> fetched = PasswordCommand(command.command)(false);
+    if (!fetched.ok()) return fetched.status();
+    secret = std::move(fetched).value();
+  }
+  AsioLoop loop;
+  if (!options.extra_ca.empty()) {
+    if (Status anchors = loop.AddTrustAnchors(options.extra_ca); !anchors.ok()) return anchors;
+  }
+  return CheckAccount(loop, options, account, secret, sender);
+}
+
 int Main(std::vector<std::string> command_line, const Front& front) {
   if (!command_line.empty()) command_line.erase(command_line.begin());  // the program's name
   const ParsedOptions parsed = ParseOptions(command_line);
@@ -72,6 +90,9 @@ int Main(std::vector<std::string> command_line, const Front& front) {
   const bool watched = ModCommandLine::IsTerminal(ModCommandLine::Stream::kError);
   EngineOptions options = parsed.options;
   return front.Show(clock, [&](RunWatcher* watcher, const std::atomic<int>& stops) {
+    if (!options.check.file.empty()) {
+      return ReportOnAccounts(options, out, err, CheckOverTheWire);
+    }
     EngineEnvironment world{clock, randomness, out, err, watched, OverTheWire(stops), watcher};
     const int exit = RunEngine(options, world);
     // What goes on with a job neither begins it anew nor sends to anybody twice.

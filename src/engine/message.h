@@ -34,4 +34,9 @@ struct RenderedMessage {
 
 enum class TlsUse { kAuto, kRequired, kOff };
 
+// Whether the server speaks TLS from the first byte (RFC 8314, section 3.3).
+inline bool UsesTlsFromStart(const Account& account, TlsUse tls) {
+  return account.port == 465 && tls != TlsUse::kOff;
+}
+
 }  // namespace vespro::engine

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "base/text.h"
+#include "engine/address.h"
 
 namespace vespro::engine {
 namespace {
@@ -21,7 +22,7 @@ constexpr double kSlowestRate = 1.0 / 86400 / 366;  // messages a second: one a 
 
 // The options as texts, as they are on the command line.
 struct Arguments {
-  std::string job, per_page, dry_run, only, rate, ca, unsubscribe_key, trace, tls = "auto";
+  std::string job, check, per_page, dry_run, only, rate, ca, unsubscribe_key, trace, tls = "auto";
   std::vector<std::string> suppress, account_rates, password_commands;
   double retry_delay = 30, server_backoff = 1;
 };
@@ -34,7 +35,7 @@ void Declare(CLI::App& app, Arguments& arguments, EngineOptions& options) {
   // A job that is taken up again brings its earlier options; what is said anew comes after them.
   app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   app.set_version_flag("--version", "vespro-engine " VESPRO_VERSION);
-  app.add_option("-s", arguments.job, "The job file")->required()->type_name("FILE");
+  CLI::Option* job = app.add_option("-s", arguments.job, "The job file")->type_name("FILE");
   app.add_option("-p", arguments.per_page, "Entries per report page, 1 to 500 (default 100)")
       ->type_name("N");
   app.add_option("--dry-run", arguments.dry_run,
@@ -96,6 +97,18 @@ void Declare(CLI::App& app, Arguments& arguments, EngineOptions& options) {
                  "Write the dialogue with the servers into this file, without passwords")
       ->type_name("FILE");
   app.add_flag("--trace-data", options.trace_data, "The messages' text too");
+  CLI::Option* check =
+      app.add_option("--check-accounts", arguments.check,
+                     "Send nothing: try the accounts of this file, as 'vespro accounts test' does")
+          ->type_name("FILE")
+          ->excludes(job);
+  app.add_option("--account", options.check.number, "Only that account, by its number from 1")
+      ->type_name("N")
+      ->check(CLI::PositiveNumber)
+      ->needs(check);
+  app.add_option("--from", options.check.sender, "The sender's address to try them with")
+      ->type_name("ADDRESS")
+      ->needs(check);
   app.add_flag("--json", options.json, "Events and the summary as JSON, one object a line");
   app.add_flag("--quiet", options.quiet, "No progress and no summary");
 }
@@ -131,14 +144,23 @@ std::chrono::milliseconds Milliseconds(double seconds) {
   return std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
 }
 
-// `has_only`: --only was given, be it empty.
-Status Convert(const Arguments& arguments, bool has_only, EngineOptions& options) {
+// `has_job`, `has_only`: -s or --only was given, be it empty.
+Status Convert(const Arguments& arguments, bool has_job, bool has_only, EngineOptions& options) {
   options.job_file = ModFiles::FromUtf8(arguments.job);
   options.entries_per_page = ParseEntriesPerPage(arguments.per_page);
   options.dry_run = ModFiles::FromUtf8(arguments.dry_run);
   options.list.only = Normalised(arguments.only);
   if (options.list.only.empty() && has_only) {
     return Status(Code::kUsage, "--only needs an address");
+  }
+  options.check.file = ModFiles::FromUtf8(arguments.check);
+  if (!options.check.file.empty()) {
+    const std::string why = WhyUnusable(options.check.sender);
+    if (!why.empty()) {
+      return Status(Code::kUsage, "--check-accounts needs --from ADDRESS: " + why);
+    }
+  } else if (!has_job) {
+    return Status(Code::kUsage, "-s FILE is required: the job file; --help tells more");
   }
   if (options.json && !options.dry_run.empty()) {
     return Status(Code::kUsage, "--dry-run sends nothing that --json could tell of");
@@ -188,7 +210,8 @@ ParsedOptions ParseOptions(std::vector<std::string> arguments) {
     parsed.text = out.str() + err.str();
     return parsed;
   }
-  if (Status status = Convert(texts, app.count("--only") > 0, parsed.options); !status.ok()) {
+  if (Status status = Convert(texts, app.count("-s") > 0, app.count("--only") > 0, parsed.options);
+      !status.ok()) {
     parsed.exit = kExitUsage;
     parsed.text = "vespro-engine: " + status.text() + "\n";
   }

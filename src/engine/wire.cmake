@@ -25,12 +25,12 @@ vespro_module(engine_net
   LIBRARIES vespro_asio vespro_openssl)
 
 vespro_module(engine_delivery
-  SOURCES delivery/backoff.cc delivery/concurrency.cc delivery/credential_source.cc delivery/delivery.cc delivery/delivery_trace.cc
+  SOURCES delivery/account_check.cc delivery/backoff.cc delivery/concurrency.cc delivery/credential_source.cc delivery/delivery.cc delivery/delivery_trace.cc
           delivery/dispatcher.cc
           delivery/fair_share.cc delivery/outcome_recorder.cc delivery/pace.cc delivery/rate_limit.cc
           delivery/recipient_queue.cc delivery/retry_policy.cc delivery/server.cc
           delivery/server_pool.cc delivery/server_quirks.cc delivery/session.cc
-  TESTS delivery/allowance_test.cc delivery/backoff_test.cc delivery/concurrency_test.cc delivery/credential_source_test.cc delivery/delivery_limits_test.cc delivery/delivery_surplus_test.cc delivery/delivery_test.cc delivery/fair_share_test.cc
+  TESTS delivery/account_check_test.cc delivery/allowance_test.cc delivery/backoff_test.cc delivery/concurrency_test.cc delivery/credential_source_test.cc delivery/delivery_limits_test.cc delivery/delivery_surplus_test.cc delivery/delivery_test.cc delivery/fair_share_test.cc
         delivery/outcome_recorder_test.cc delivery/pace_test.cc delivery/rate_limit_test.cc
         delivery/recipient_queue_test.cc delivery/retry_policy_test.cc
         delivery/server_pool_test.cc delivery/server_test.cc ${system_tests}

@@ -8,7 +8,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr std::uint16_t kTlsPort = 465;
 // A connecting server keeps its share reserved this long.
 constexpr std::chrono::seconds kConnectGracePeriod{3};
 // Failures in a row after which a server counts as unreachable: after it had served, before it ever
@@ -46,7 +45,7 @@ bool Server::IsFor(const Account& account) const {
 void Server::Configure(ClientOptions& options) const {
   const Secret& secret = credentials_.secret();
   options.credentials = {account_.login, secret.value, secret.is_bearer_token};
-  options.tls_from_start = account_.port == kTlsPort && options.tls != TlsUse::kOff;
+  options.tls_from_start = UsesTlsFromStart(account_, options.tls);
   if (options.tls == TlsUse::kAuto && quirks_.tls_offered()) options.tls = TlsUse::kRequired;
   options.use_chunking = quirks_.chunking_works();
   options.use_pipelining = !quirks_.lock_step();
