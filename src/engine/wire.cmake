@@ -8,28 +8,54 @@ else()
 endif()
 # What OpenSSL does for us beside TLS itself.
 vespro_module(engine_crypto
-  SOURCES hmac.cc ${system}
+  SOURCES
+    hmac.cc
+    ${system}
   USES base
   LIBRARIES vespro_openssl)
 
 vespro_module(engine_smtp
-  SOURCES smtp/client.cc smtp/complaint.cc smtp/extensions.cc smtp/output_queue.cc smtp/policy.cc smtp/reply.cc smtp/sasl.cc
-          smtp/secret_scanner.cc smtp/session_setup.cc smtp/session_trace.cc smtp/transaction.cc
+  SOURCES
+    smtp/client.cc
+    smtp/complaint.cc
+    smtp/extensions.cc
+    smtp/output_queue.cc
+    smtp/policy.cc
+    smtp/reply.cc
+    smtp/sasl.cc
+    smtp/secret_scanner.cc
+    smtp/session_setup.cc
+    smtp/session_trace.cc
+    smtp/transaction.cc
   TESTS smtp/client_test.cc smtp/client_trace_test.cc smtp/complaint_test.cc smtp/extensions_test.cc smtp/output_queue_test.cc smtp/policy_test.cc smtp/reply_test.cc smtp/sasl_test.cc
         smtp/secret_scanner_test.cc smtp/surplus_reply_test.cc
   USES base mime engine_crypto)
 
 vespro_module(engine_net
-  SOURCES net/asio_loop.cc
+  SOURCES
+    net/asio_loop.cc
   USES engine_smtp
   LIBRARIES vespro_asio vespro_openssl)
 
 vespro_module(engine_delivery
-  SOURCES delivery/account_check.cc delivery/backoff.cc delivery/concurrency.cc delivery/credential_source.cc delivery/delivery.cc delivery/delivery_trace.cc
-          delivery/dispatcher.cc
-          delivery/fair_share.cc delivery/outcome_recorder.cc delivery/pace.cc delivery/rate_limit.cc
-          delivery/recipient_queue.cc delivery/retry_policy.cc delivery/server.cc
-          delivery/server_pool.cc delivery/server_quirks.cc delivery/session.cc
+  SOURCES
+    delivery/account_check.cc
+    delivery/backoff.cc
+    delivery/concurrency.cc
+    delivery/credential_source.cc
+    delivery/delivery.cc
+    delivery/delivery_trace.cc
+    delivery/dispatcher.cc
+    delivery/fair_share.cc
+    delivery/outcome_recorder.cc
+    delivery/pace.cc
+    delivery/rate_limit.cc
+    delivery/recipient_queue.cc
+    delivery/retry_policy.cc
+    delivery/server.cc
+    delivery/server_pool.cc
+    delivery/server_quirks.cc
+    delivery/session.cc
   TESTS delivery/account_check_test.cc delivery/allowance_test.cc delivery/backoff_test.cc delivery/concurrency_test.cc delivery/credential_source_test.cc delivery/delivery_limits_test.cc delivery/delivery_surplus_test.cc delivery/delivery_test.cc delivery/fair_share_test.cc
         delivery/outcome_recorder_test.cc delivery/pace_test.cc delivery/rate_limit_test.cc
         delivery/recipient_queue_test.cc delivery/retry_policy_test.cc
