@@ -26,8 +26,8 @@ const char* CodeName(Code code) {
       return "kTimedOut";
     case Code::kUnavailable:
       return "kUnavailable";
-    case Code::kProtocol:
-      return "kProtocol";
+    case Code::kInternal:
+      return "kInternal";
   }
   return "?";
 }

@@ -24,7 +24,7 @@ enum class Code {
   kCancelled,    // a person stopped it
   kTimedOut,     // the other side did not answer in time
   kUnavailable,  // a server or program can't be reached or started
-  kProtocol,     // the other side broke the rules of its protocol
+  kInternal,     // a fault of ours
 };
 
 class [[nodiscard]] Status {

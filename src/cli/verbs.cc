@@ -38,8 +38,9 @@ int ExitCode(Code code) {
     case Code::kResumable:
     case Code::kTimedOut:
     case Code::kUnavailable:
-    case Code::kProtocol:
       return 75;
+    case Code::kInternal:
+      break;
   }
   return 70;
 }

@@ -47,6 +47,8 @@ int ExitOf(const Status& status) {
       return kExitRunAgain;
     case Code::kLogin:
       return kExitLogin;
+    case Code::kInternal:
+      return kExitInternal;
     default:
       return kExitBadInput;
   }
@@ -471,7 +473,7 @@ class Run {
                   WhatIsLeft(end);
         break;
       case DeliveryEnd::Reason::kCannotRecord:
-        exit = kExitRunAgain;
+        exit = end.status.code() == Code::kInternal ? kExitInternal : kExitRunAgain;
         result_ = "stopped (" + end.status.text() + ")" + WhatIsLeft(end);
         break;
     }

@@ -595,6 +595,15 @@ TEST_F(EngineTest, AMissingVerdictIsAnInternalError) {
   EXPECT_NE(folder_.Read("report.txt").find("do not add up"), std::string::npos);
 }
 
+TEST_F(EngineTest, ADeliveryThatFindsAFaultOfOursSaysSo) {
+  FakeDelivery delivery;
+  delivery.stop_after = 1;
+  delivery.stop_reason = DeliveryEnd::Reason::kCannotRecord;
+  delivery.stop_status = Status(Code::kInternal, "internal error: a second outcome for line 2");
+  EXPECT_EQ(Run(delivery), kExitInternal) << "not one that running again may mend";
+  EXPECT_NE(err_.text.find("a second outcome for line 2"), std::string::npos) << err_.text;
+}
+
 TEST_F(EngineTest, TurboHasARowForEachPerson) {
   WriteJob(3);
   FakeDelivery delivery;

@@ -6,7 +6,7 @@ namespace vespro::engine {
 namespace {
 
 Status Broken(const std::string& what) {
-  return Status(Code::kProtocol, "internal error: " + what);
+  return Status(Code::kInternal, "internal error: " + what + "; the journal says who was served");
 }
 
 }  // namespace
