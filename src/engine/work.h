@@ -69,7 +69,8 @@ class ResultSink {
   }
   // The verdict on one recipient, once. After a failure nothing further is sent.
   virtual Status Record(const Recipient& recipient, const Outcome& outcome) = 0;
-  // A recorded verdict turned out to be unsure; `outcome` takes its place.
+  // A recorded verdict turned out to be unsure; `outcome` takes its place. The recipient has no
+  // row.
   virtual Status Correct(const Recipient& recipient, const Outcome& outcome) {
     return Record(recipient, outcome);
   }

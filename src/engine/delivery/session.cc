@@ -112,19 +112,11 @@ void Session::OnRecipient(std::size_t slot, std::size_t index, const Answer& ans
   // What is told now and may be another message's answer is final.
   const Recipient& recipient = message.recipients[index];
   if (answer.accepted) {
-    Remember(recipient, message.states[index].attempts, State::kSent);
+    unconfirmed_.Add(recipient, message.states[index].attempts, State::kSent);
   } else if (answer.failure.end_of_data_sent && answer.disposition.action == Action::kBounce) {
-    Remember(recipient, message.states[index].attempts, State::kRefused);
+    unconfirmed_.Add(recipient, message.states[index].attempts, State::kRefused);
   }
   owner_.OnAnswer(*this, recipient, message.states[index], answer);
-}
-
-void Session::Remember(const Recipient& recipient, int attempts, State state) {
-  if (unconfirmed_count_ == unconfirmed_.size()) unconfirmed_.emplace_back();
-  Unconfirmed& told = unconfirmed_[unconfirmed_count_++];
-  told.recipient = recipient;
-  told.attempts = attempts;
-  told.state = state;
 }
 
 void Session::OnFinished(std::size_t slot) {
@@ -143,11 +135,9 @@ void Session::OnSessionFailed(const Failure& failure, const Disposition& disposi
                               const std::string& text) {
   if (failure.fault == Fault::kOutOfStep) {
     quirks_.OnOutOfStep(lock_step_);
-    for (std::size_t i = 0; i < unconfirmed_count_; ++i) {
-      const Unconfirmed& told = unconfirmed_[i];
-      owner_.OnUnsure(*this, told.recipient, told.attempts, told.state, text);
-    }
-    unconfirmed_count_ = 0;
+    unconfirmed_.TakeBack([&](const Recipient& recipient, int attempts, State state) {
+      owner_.OnUnsure(*this, recipient, attempts, state, text);
+    });
   }
   owner_.OnFailed(*this,
                   {told_ready_, begun_ > 0, credential_generation_, failure, disposition, text});

@@ -12,6 +12,7 @@
 #include "engine/delivery/delivery_trace.h"
 #include "engine/delivery/server_quirks.h"
 #include "engine/delivery/session_owner.h"
+#include "engine/delivery/told_outcomes.h"
 #include "engine/message.h"
 #include "engine/net/event_loop.h"
 #include "engine/smtp/client.h"
@@ -64,7 +65,7 @@ class Session final : private ConnectionEvents, private ClientEvents {
   void OnLost(Fault fault, const std::string& text) override;
   void OnRecipient(std::size_t slot, std::size_t index, const Answer& answer) override;
   void OnFinished(std::size_t slot) override;
-  void OnConfirmed() override { unconfirmed_count_ = 0; }
+  void OnConfirmed() override { unconfirmed_.Clear(); }
   void OnSessionFailed(const Failure& failure, const Disposition& disposition,
                        const std::string& text) override;
 
@@ -72,7 +73,6 @@ class Session final : private ConnectionEvents, private ClientEvents {
   bool BeginOne();
   void Flush(Timer timer);
   void LogIntents();
-  void Remember(const Recipient& recipient, int attempts, State state);
   bool WasDroppedMidPipeline() const;
 
   SessionOwner& owner_;
@@ -85,14 +85,7 @@ class Session final : private ConnectionEvents, private ClientEvents {
   const bool lock_step_;
   SmtpClient client_;
   std::vector<InFlightMessage> messages_;  // by the client's slots
-  // Whose outcome was told since the client's last confirmation. It never shrinks, for its memory.
-  struct Unconfirmed {
-    Recipient recipient;
-    int attempts = 0;
-    State state = State::kSent;
-  };
-  std::vector<Unconfirmed> unconfirmed_;
-  std::size_t unconfirmed_count_ = 0;
+  ToldOutcomes unconfirmed_;
   WireBytes wire_;
   bool writing_ = false, tls_started_ = false, told_ready_ = false, blocked_ = false;
   bool ending_ = false, leaving_ = false, closed_ = false, secure_ = false, loopback_ = false;

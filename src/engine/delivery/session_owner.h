@@ -53,7 +53,8 @@ class SessionOwner {
   virtual bool Commit() = 0;
   virtual void OnAnswer(Session& session, const Recipient& recipient, AttemptState& state,
                         const Answer& answer) = 0;
-  // Its outcome was told, `was` sent or refused, and can't be relied on: `why` is for a person.
+  // Its outcome was told, `was` sent or refused, and can't be relied on: `why` is for a person. The
+  // recipient has no row.
   virtual void OnUnsure(const Session& session, const Recipient& recipient, int attempts, State was,
                         std::string_view why) = 0;
   // After the last answer of a message to so many recipients.
