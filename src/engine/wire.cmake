@@ -18,8 +18,10 @@ vespro_module(engine_smtp
   SOURCES
     smtp/client.cc
     smtp/complaint.cc
+    smtp/confirmation.cc
     smtp/extensions.cc
     smtp/output_queue.cc
+    smtp/pending_replies.cc
     smtp/policy.cc
     smtp/reply.cc
     smtp/sasl.cc
@@ -27,7 +29,8 @@ vespro_module(engine_smtp
     smtp/session_setup.cc
     smtp/session_trace.cc
     smtp/transaction.cc
-  TESTS smtp/client_test.cc smtp/client_trace_test.cc smtp/complaint_test.cc smtp/extensions_test.cc smtp/output_queue_test.cc smtp/policy_test.cc smtp/reply_test.cc smtp/sasl_test.cc
+    smtp/transaction_window.cc
+  TESTS smtp/client_test.cc smtp/client_trace_test.cc smtp/complaint_test.cc smtp/confirmation_test.cc smtp/extensions_test.cc smtp/output_queue_test.cc smtp/policy_test.cc smtp/reply_test.cc smtp/sasl_test.cc
         smtp/secret_scanner_test.cc smtp/surplus_reply_test.cc
   USES base mime engine_crypto)
 

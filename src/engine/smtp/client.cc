@@ -13,12 +13,6 @@ using std::chrono::seconds;
 constexpr seconds kConnectLimit{60}, kHandshakeLimit{120}, kCommandLimit{300}, kDataLimit{120},
     kBlockLimit{180}, kEndLimit{600}, kQuitLimit{5}, kClosingLimit{30};
 
-// Messages, and recipients, after which a confirmation is sought.
-constexpr std::size_t kConfirmMessages = 100, kConfirmRecipients = 1000;
-// Commands between a DATA that was refused and the next one, where BDAT serves as well: more than
-// replies could be too many. The 354 that belongs to the first then comes to one of them.
-constexpr std::uint64_t kDataDistance = 40;
-
 seconds LimitOf(Stage stage) {
   switch (stage) {
     case Stage::kData:
@@ -46,7 +40,7 @@ SmtpClient::SmtpClient(const ClientOptions& options, ClientEvents& events)
       events_(events),
       trace_(options.trace, options.connection),
       setup_(options_),
-      transactions_(std::max<std::size_t>(options.window_messages, 1)) {}
+      window_(options.window_messages) {}
 
 // The only place that changes the state.
 void SmtpClient::EnterState(State state, std::string_view why) {
@@ -59,7 +53,7 @@ void SmtpClient::EnterState(State state, std::string_view why) {
 
 void SmtpClient::Connected(std::string hello_name, bool loopback) {
   assert(state_ == State::kNew);
-  expected_.push_back({Stage::kGreeting});
+  expected_.Expect({Stage::kGreeting});
   EnterState(State::kSetUp);
   TakeSetupStep(setup_.Connected(std::move(hello_name), loopback));
 }
@@ -90,8 +84,9 @@ void SmtpClient::Received(std::string_view bytes) {
 void SmtpClient::Written(std::uint64_t bytes) {
   output_.Written(bytes);
   // The write that was under way when the answer came is finished, and did not have all of it.
-  if (early_ > output_.written()) return OutOfStep("the server answered before it was asked");
-  early_ = 0;
+  if (!expected_.OnWritten(output_.written())) {
+    return OutOfStep("the server answered before it was asked");
+  }
   Advance();
 }
 
@@ -102,7 +97,7 @@ void SmtpClient::Lost(Fault fault, std::string_view text) {
       return OutOfStep("there was a reply left at QUIT");
     }
     // Everything is answered, QUIT is a courtesy.
-    confirmed_ = order_.size();
+    confirmation_.OnConfirmed(window_.size());
     return EndAfterQuit();
   }
   // The close announced by 421: later commands were not processed.
@@ -111,7 +106,7 @@ void SmtpClient::Lost(Fault fault, std::string_view text) {
   }
   Stage stage = Stage::kConnect;
   if (!expected_.empty()) {
-    stage = expected_.front().stage;
+    stage = expected_.next().stage;
   } else if (state_ == State::kHandshake) {
     stage = Stage::kStartTls;
   } else if (state_ == State::kReady) {
@@ -129,7 +124,7 @@ void SmtpClient::ProtocolError(std::string_view text) {
 // Whose the answers since the last confirmation are is not known.
 void SmtpClient::OutOfStep(const std::string& text) {
   count_queued_as_sent_ = true;
-  const Stage stage = expected_.empty() ? Stage::kReset : expected_.front().stage;
+  const Stage stage = expected_.empty() ? Stage::kReset : expected_.next().stage;
   SessionOver(LocalFailure(stage, Fault::kOutOfStep), text);
 }
 
@@ -157,17 +152,12 @@ void SmtpClient::OnReply(const Reply& reply) {
     setup_.RepeatsLogin(reply.text) ? trace_.Redacted(setup_.Redacted(reply))
                                     : trace_.Replied(reply);
   }
-  if (expected_.empty()) {
-    if (reply.code == 421) return On421({Stage::kReset}, reply);
+  if (expected_.empty() && reply.code == 421) return On421({Stage::kReset}, reply);
+  if (!expected_.IsDue(output_.taken())) {
     return OutOfStep("the server answered what was not asked: " + setup_.Redacted(reply));
   }
-  const PendingReply pending = expected_.front();
-  if (pending.due > output_.taken()) {
-    return OutOfStep("the server answered what was not asked: " + setup_.Redacted(reply));
-  }
-  if (pending.stage == Stage::kQuit) return OnQuitReply(reply);
-  expected_.pop_front();
-  if (pending.due > output_.written()) early_ = std::max(early_, pending.due);
+  if (expected_.next().stage == Stage::kQuit) return OnQuitReply(reply);
+  const PendingReply pending = expected_.Take(output_.written());
   if (reply.code == 421) {
     On421(pending, reply);
   } else if (pending.stage < Stage::kMail) {
@@ -184,7 +174,7 @@ void SmtpClient::OnQuitReply(const Reply& reply) {
   }
   odd_quit_reply_ = reply.code != 221 && reply.code != 421;
   if (odd_quit_reply_) return;
-  Confirm(order_.size());
+  Confirm(window_.size());
   EndAfterQuit();
 }
 
@@ -201,10 +191,10 @@ bool SmtpClient::IsInStep(const PendingReply& pending, const Reply& reply) {
   if (setup_.IsEhloReply(reply)) return false;
   if (pending.stage == Stage::kReset) return reply.severity() == 2 || reply.code == 421;
   if (reply.severity() != 2 || closing_at_) return true;
-  const Transaction& transaction = transactions_[pending.slot];
+  const Transaction& transaction = window_[pending.slot];
   if (pending.stage == Stage::kRcpt) return !transaction.IsSenderRefused();
   if (pending.stage != Stage::kEndOfData || !transaction.body_sent()) return true;
-  if (transaction.end() > output_.written()) early_ = std::max(early_, transaction.end());
+  expected_.ReliesOn(transaction.end(), output_.written());
   return transaction.HasRecipients();
 }
 
@@ -214,15 +204,15 @@ void SmtpClient::OnTransactionReply(const PendingReply& pending, const Reply& re
   if (!IsInStep(pending, reply)) {
     if (pending.stage == Stage::kReset)
       return OutOfStep("RSET was refused: " + setup_.Redacted(reply));
-    expected_.push_front(pending);  // it is not answered
+    expected_.PutBack(pending);  // it is not answered
     return OutOfStep("an answer out of place: " + setup_.Redacted(reply));
   }
   if (pending.stage == Stage::kReset) return Advance();
   if (pending.stage == Stage::kEndOfData && reply.contradictory) {
-    expected_.push_front(pending);
+    expected_.PutBack(pending);
     return ProtocolError("an answer that says yes and no: " + setup_.Redacted(reply));
   }
-  Transaction& transaction = transactions_[pending.slot];
+  Transaction& transaction = window_[pending.slot];
   switch (pending.stage) {
     case Stage::kMail:
       transaction.OnMailReply(reply, setup_.Redacted(reply));
@@ -233,15 +223,12 @@ void SmtpClient::OnTransactionReply(const PendingReply& pending, const Reply& re
     case Stage::kData:
       awaiting_354_ = false;
       if (transaction.OnDataReply(reply, setup_.Redacted(reply))) {
-        const auto place = std::find(order_.begin(), order_.end(), pending.slot);
-        Confirm(static_cast<std::size_t>(place - order_.begin()));
+        Confirm(window_.PlaceOf(pending.slot));
         SendMessageText(pending.slot, transaction);
         break;
       }
-      data_refused_at_ = commands_;
-      if (IsOddRefusal(transaction, reply)) {
-        QuitToConfirm();
-      }
+      confirmation_.OnDataRefused();
+      if (IsOddRefusal(transaction, reply)) QuitToConfirm();
       break;
     default:
       OnEndReply(pending.slot, reply);
@@ -262,9 +249,10 @@ bool SmtpClient::IsOddRefusal(const Transaction& transaction, const Reply& reply
 
 // Nothing is told before QUIT confirms it; what is begun and not sent goes back.
 void SmtpClient::QuitToConfirm() {
-  quit_asked_ = hold_all_ = true;
-  const std::size_t last = order_.back();
-  if (transactions_[last].next() != Transaction::Step::kMail) return;
+  quit_asked_ = true;
+  confirmation_.HoldAll();
+  const std::size_t last = window_.newest();
+  if (window_[last].next() != Transaction::Step::kMail) return;
   const Failure failure = LocalFailure(Stage::kMail, Fault::kClosed);
   Complete(last, &failure, "the connection is renewed");
 }
@@ -272,7 +260,7 @@ void SmtpClient::QuitToConfirm() {
 // "Command not known", to a BDAT, may be about the command or about the message. About the command:
 // then its message was read as commands, and its first line is answered in the same way.
 void SmtpClient::OnEndReply(std::size_t slot, const Reply& reply) {
-  Transaction& transaction = transactions_[slot];
+  Transaction& transaction = window_[slot];
   transaction.OnEndReply(reply, setup_.Redacted(reply));
   if (transaction.IsAccepted()) ++messages_accepted_;
   const bool of_a_command = reply.enhanced == EnhancedCode{} ||
@@ -297,8 +285,8 @@ bool SmtpClient::ResolveBdatDoubt(const Reply& reply) {
 // Nothing that was sent by BDAT can have been accepted where BDAT is not known.
 void SmtpClient::DisableChunking() {
   chunking_failed_ = true;
-  transactions_[*bdat_in_doubt_].RejectBody();
-  for (const std::size_t slot : order_) transactions_[slot].ForgetBody();
+  window_[*bdat_in_doubt_].RejectBody();
+  for (const std::size_t slot : window_.order()) window_[slot].ForgetBody();
   bdat_in_doubt_.reset();
   ProtocolError("the server offers CHUNKING and does not know BDAT");
 }
@@ -312,6 +300,7 @@ void SmtpClient::On421(const PendingReply& pending, const Reply& reply) {
   }
   if (!closing_at_) Drain(failure, setup_.Redacted(reply));
   closing_at_ = replies_;
+  confirmation_.GiveUp();
   OnTransactionReply(pending, reply);
 }
 
@@ -319,37 +308,19 @@ void SmtpClient::On421(const PendingReply& pending, const Reply& reply) {
 
 bool SmtpClient::CanBegin() const {
   if (state_ != State::kReady || draining_ || quit_asked_) return false;
-  if (order_.empty()) return true;
-  if (order_.size() == transactions_.size()) return false;
+  if (window_.empty()) return true;
+  if (window_.full()) return false;
   const Extensions& offered = extensions();
-  if (!offered.pipelining) return IsAllAnswered();
-  if (transactions_[order_.back()].next() != Transaction::Step::kAllSent) return false;
-  if (offered.chunking) return bytes_in_hand_ < options_.window_bytes;
+  if (!offered.pipelining) return window_.IsAllAnswered(output_.written());
+  if (window_[window_.newest()].next() != Transaction::Step::kAllSent) return false;
+  if (offered.chunking) return window_.bytes() < options_.window_bytes;
   return in_hand() < 2;
-}
-
-std::size_t SmtpClient::in_hand() const {
-  const auto open = std::count_if(order_.begin(), order_.end(), [this](std::size_t slot) {
-    return !transactions_[slot].IsAnswered();
-  });
-  return static_cast<std::size_t>(open);
-}
-
-std::size_t SmtpClient::FreeSlot() const {
-  const auto free =
-      std::find_if(transactions_.begin(), transactions_.end(),
-                   [](const Transaction& transaction) { return !transaction.used(); });
-  assert(free != transactions_.end() && "ask CanBegin first");
-  return static_cast<std::size_t>(free - transactions_.begin());
 }
 
 void SmtpClient::Begin(std::size_t slot, const Submission& submission) {
   assert(CanBegin());
-  transactions_[slot].Begin(submission, extensions());
-  order_.push_back(slot);
-  bytes_in_hand_ += submission.message->bytes;
-  ++unconfirmed_messages_;
-  unconfirmed_recipients_ += submission.recipients.size();
+  window_.Begin(slot, submission, extensions());
+  confirmation_.OnBegun(submission.recipients.size());
   reset_done_ = false;
   Advance();
 }
@@ -362,15 +333,15 @@ void SmtpClient::Quit() {
 // Puts on the wire what may go there now.
 void SmtpClient::Pump() {
   if (state_ != State::kReady || closing_at_) return;
-  for (const std::size_t slot : order_) {
-    Transaction& transaction = transactions_[slot];
+  for (const std::size_t slot : window_.order()) {
+    Transaction& transaction = window_[slot];
     while (transaction.next() != Transaction::Step::kAllSent) {
       if (!SendNext(slot, transaction)) return;
     }
   }
   // QUIT also confirms what waits for it, where there is no room for another message.
-  if (!expected_.empty() || !IsAllAnswered()) return;
-  if (quit_asked_ || (holds_ && !CanBegin())) {
+  if (!expected_.empty() || !window_.IsAllAnswered(output_.written())) return;
+  if (quit_asked_ || (confirmation_.holds() && !CanBegin())) {
     Send("QUIT", Stage::kQuit);
     EnterState(State::kQuitting);
   }
@@ -383,8 +354,8 @@ bool SmtpClient::SendNext(std::size_t slot, Transaction& transaction) {
     case Transaction::Step::kMail:
       // After a BDAT that may yet be refused the server's state is uncertain: no message may
       // inherit an envelope (RFC 3030, section 2).
-      if (!reset_done_ &&
-          (needs_rset_ || LeftEnvelope(slot) || (extensions().chunking && !expected_.empty()))) {
+      if (!reset_done_ && (needs_rset_ || window_.FollowsAnEnvelope(slot) ||
+                           (extensions().chunking && !expected_.empty()))) {
         Send("RSET", Stage::kReset);
         reset_done_ = true;
         needs_rset_ = false;
@@ -407,16 +378,8 @@ bool SmtpClient::SendNext(std::size_t slot, Transaction& transaction) {
   return true;
 }
 
-// Whether the transaction before it failed and is not completed yet.
-bool SmtpClient::LeftEnvelope(std::size_t slot) const {
-  const auto place = std::find(order_.begin(), order_.end(), slot);
-  if (place == order_.begin()) return false;
-  const Transaction& before = transactions_[*std::prev(place)];
-  return before.IsAnswered() && before.LeavesEnvelope();
-}
-
 void SmtpClient::SendBody(std::size_t slot, Transaction& transaction) {
-  if (!extensions().chunking || ShouldConfirm()) {
+  if (!extensions().chunking || confirmation_.IsSought()) {
     Send("DATA", Stage::kData, slot);
     awaiting_354_ = true;
     return;
@@ -428,7 +391,7 @@ void SmtpClient::SendBody(std::size_t slot, Transaction& transaction) {
 }
 
 void SmtpClient::SendMessageText(std::size_t slot, Transaction& transaction) {
-  expected_.push_back({Stage::kEndOfData, slot, 0, output_.queued() + 1});
+  expected_.Expect({Stage::kEndOfData, slot, 0, output_.queued() + 1});
   if (!transaction.HasRecipients()) {
     // The server took DATA without a recipient: an empty end (RFC 2920, section 3.1).
     return output_.Append(".\r\n");
@@ -439,10 +402,10 @@ void SmtpClient::SendMessageText(std::size_t slot, Transaction& transaction) {
 }
 
 void SmtpClient::Send(std::string_view command, Stage stage, std::size_t slot, std::size_t index) {
-  ++commands_;
+  confirmation_.OnCommand();
   output_.Append(command);
   output_.Append("\r\n");
-  expected_.push_back({stage, slot, index, output_.queued()});
+  expected_.Expect({stage, slot, index, output_.queued()});
   if (trace_.on()) trace_.Command(command, stage);
 }
 
@@ -461,64 +424,25 @@ bool SmtpClient::MayHaveEnded(const Transaction& transaction) const {
   return transaction.body_sent() && sent >= transaction.end();
 }
 
-bool SmtpClient::IsAllAnswered() const {
-  return std::all_of(order_.begin(), order_.end(), [this](std::size_t slot) {
-    const Transaction& transaction = transactions_[slot];
-    return transaction.IsAnswered() && output_.written() >= transaction.end();
-  });
-}
-
-bool SmtpClient::ShouldConfirm() const {
-  if (data_refused_at_ && commands_ - *data_refused_at_ < kDataDistance) return false;
-  return holds_ || unconfirmed_messages_ >= kConfirmMessages ||
-         unconfirmed_recipients_ >= kConfirmRecipients;
-}
-
-// The first so many transactions in order_, and all before them, have the answers that are theirs.
+// The oldest transactions, so many, and all before them, have the answers that are theirs.
 void SmtpClient::Confirm(std::size_t transactions) {
-  confirmed_ = transactions;
-  data_refused_at_.reset();
+  confirmation_.OnConfirmed(transactions);
   CompleteFinished();
-  only_refusals_ = order_.empty();
   events_.OnConfirmed();
-  unconfirmed_messages_ = unconfirmed_recipients_ = 0;
-  for (const std::size_t slot : order_) {
-    ++unconfirmed_messages_;
-    unconfirmed_recipients_ += transactions_[slot].recipients();
-  }
-}
-
-// Whether somebody would be sent to again, or the server be given up, after these answers: with a
-// reply too many they may be another message's, and this one may have been accepted.
-bool SmtpClient::NeedsConfirmation(const Transaction& transaction) {
-  // As long as there was nothing but refusals that belong together no reply can be too many: it
-  // would have torn one apart. A whole list that is told to wait costs no connection.
-  if (!transaction.IsRefusedInOrder()) only_refusals_ = false;
-  if (only_refusals_ || transaction.IsEveryoneAccepted()) return false;
-  const Transaction::Circumstances circumstances = CircumstancesOf(order_.front());
-  bool needs = false;
-  for (std::size_t i = 0; i < transaction.recipients(); ++i) {
-    const Answer answer = transaction.AnswerFor(i, circumstances);
-    if (answer.accepted || !transaction.IsUncertain(i, answer.failure.stage)) continue;
-    const Action action = answer.disposition.action;
-    const bool again = transaction.body_sent() && action != Action::kBounce;
-    const bool gives_up = action == Action::kDisableServer && unconfirmed_messages_ > 1;
-    if (!again && !gives_up) continue;
-    needs = true;
-    if (!answer.disposition.close_connection) continue;
-    Drain(answer.failure, answer.reply);
-    quit_asked_ = true;
-  }
-  return needs;
+  confirmation_.Restart(window_.size(), window_.recipients());
 }
 
 bool SmtpClient::CompleteFront() {
-  if (order_.empty()) return false;
-  const Transaction& first = transactions_[order_.front()];
-  if (!first.IsAnswered() || output_.written() < first.end()) return false;
-  holds_ = confirmed_ == 0 && !closing_at_ && (hold_all_ || NeedsConfirmation(first));
-  if (holds_) return false;
-  Complete(order_.front(), nullptr, {});
+  if (window_.empty()) return false;
+  const std::size_t slot = window_.oldest();
+  if (!window_.IsAnswered(slot, output_.written())) return false;
+  const Confirmation::Hold hold = confirmation_.Check(window_[slot], CircumstancesOf(slot));
+  if (hold.last) {
+    Drain(hold.last->failure, hold.last->reply);
+    quit_asked_ = true;
+  }
+  if (hold.held) return false;
+  Complete(slot, nullptr, {});
   return true;
 }
 
@@ -527,7 +451,7 @@ bool SmtpClient::CompleteFinished() {
   if (bdat_in_doubt_) return false;
   bool any = false;
   while (CompleteFront()) any = true;
-  if (draining_ && order_.empty() && state_ == State::kReady) {
+  if (draining_ && window_.empty() && state_ == State::kReady) {
     EndSession(drain_failure_, drain_text_);
   }
   return any;
@@ -535,21 +459,18 @@ bool SmtpClient::CompleteFinished() {
 
 Transaction::Circumstances SmtpClient::CircumstancesOf(std::size_t slot) const {
   return {.delivered_before = messages_accepted_ > 0,
-          .head_of_line = order_.front() == slot,
-          .may_have_ended = MayHaveEnded(transactions_[slot])};
+          .head_of_line = window_.oldest() == slot,
+          .may_have_ended = MayHaveEnded(window_[slot])};
 }
 
 // Tells every recipient's answer. `lost` is set when the session ended before the transaction did.
 void SmtpClient::Complete(std::size_t slot, const Failure* lost, std::string_view lost_text) {
-  Transaction& transaction = transactions_[slot];
+  Transaction& transaction = window_[slot];
   Transaction::Circumstances circumstances = CircumstancesOf(slot);
   circumstances.lost = lost;
   circumstances.lost_text = lost_text;
-  const auto place = std::find(order_.begin(), order_.end(), slot);
-  circumstances.confirmed = static_cast<std::size_t>(place - order_.begin()) < confirmed_;
-  if (circumstances.confirmed) --confirmed_;
-  order_.erase(place);
-  bytes_in_hand_ -= transaction.bytes();
+  circumstances.confirmed = confirmation_.OnCompleted(window_.PlaceOf(slot));
+  window_.Remove(slot);
   if (transaction.LeavesEnvelope()) needs_rset_ = true;
   for (std::size_t i = 0; i < transaction.recipients(); ++i) {
     const Answer answer = transaction.AnswerFor(i, circumstances);
@@ -574,11 +495,11 @@ void SmtpClient::SessionOver(const Failure& failure, const std::string& text) {
   if (state_ == State::kOver) return;
   EnterState(State::kOver, text);
   bdat_in_doubt_.reset();
-  holds_ = false;
-  expected_.clear();
+  confirmation_.GiveUp();
+  expected_.Clear();
   output_.DropWaiting();
   // Backwards, so that only the oldest one is head of line.
-  const std::vector<std::size_t> slots = order_;
+  const std::vector<std::size_t> slots = window_.order();
   for (std::size_t i = slots.size(); i-- > 0;) Complete(slots[i], &failure, text);
   Failure last = failure;
   last.delivered_before = messages_accepted_ > 0;
@@ -596,8 +517,8 @@ bool SmtpClient::TakeOutput(WireBytes& out) {
   const std::uint64_t taken = output_.taken();
   if (!output_.Take(out)) return false;
   out.ended.clear();
-  for (const std::size_t slot : order_) {
-    const Transaction& transaction = transactions_[slot];
+  for (const std::size_t slot : window_.order()) {
+    const Transaction& transaction = window_[slot];
     if (transaction.body_sent() && transaction.end() > taken) out.ended.push_back(slot);
   }
   return true;
@@ -621,7 +542,7 @@ milliseconds SmtpClient::TimeLimit() const {
       break;
     default:
       if (output_.taken() > output_.written()) limit = kBlockLimit;
-      if (!expected_.empty()) limit = std::max(limit, LimitOf(expected_.front().stage));
+      if (!expected_.empty()) limit = std::max(limit, LimitOf(expected_.next().stage));
       if (closing_at_) limit = kClosingLimit;
       if (limit.count() == 0) return milliseconds(0);
   }

@@ -13,30 +13,32 @@
 // up to `window_messages` at a time. With PIPELINING alone, MAIL, RCPT and DATA go out in one
 // piece, after the end of the message before. Otherwise every command waits for its answer.
 //
-// A server, or a proxy, that sends a reply too many shifts every later answer to the next message.
-// 354 and 221 belong to DATA and QUIT only: where one comes in its place everything before it was
-// in step, which is told by OnConfirmed. With CHUNKING, every hundredth message is sent with DATA
-// for that. An answer after which a message would be sent again is told only once it is confirmed.
+// A server, or a proxy, that sends a reply too many shifts every later answer to the next message
+// (confirmation.h). OnConfirmed tells when what was told is certain; with CHUNKING, every hundredth
+// message is sent with DATA for that. An answer after which a message would be sent again is told
+// only once it is confirmed.
 //
 // The parts: session_setup.h is the dialogue up to the first message, transaction.h one message,
-// output_queue.h what is to be written. Here is what they share: the order of commands and replies.
+// transaction_window.h those in flight, output_queue.h what is to be written, pending_replies.h
+// what is to be answered. Here is what they share: the order of commands and replies.
 #pragma once
 
 #include <chrono>
 #include <cstdint>
-#include <deque>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "engine/smtp/client_options.h"
+#include "engine/smtp/confirmation.h"
 #include "engine/smtp/output_queue.h"
+#include "engine/smtp/pending_replies.h"
 #include "engine/smtp/policy.h"
 #include "engine/smtp/reply.h"
 #include "engine/smtp/session_setup.h"
 #include "engine/smtp/session_trace.h"
 #include "engine/smtp/transaction.h"
+#include "engine/smtp/transaction_window.h"
 
 namespace vespro::engine {
 
@@ -79,7 +81,7 @@ class SmtpClient {
 
   // Transactions.
   bool CanBegin() const;
-  std::size_t FreeSlot() const;
+  std::size_t FreeSlot() const { return window_.FreeSlot(); }
   // Everything that `submission` points to stays as it is until OnFinished.
   void Begin(std::size_t slot, const Submission& submission);
   // Says QUIT when what was begun is finished; begins nothing more.
@@ -89,7 +91,7 @@ class SmtpClient {
   bool TakeOutput(WireBytes& out);  // false when there is nothing
   // Whether the message in this slot can still be accepted for the recipient at `index`.
   bool MayStillAccept(std::size_t slot, std::size_t index) const {
-    return transactions_[slot].MayStillAccept(index);
+    return window_[slot].MayStillAccept(index);
   }
   NextAction next_action() const;
   // How long the owner may wait for the next event; zero when for ever.
@@ -100,9 +102,9 @@ class SmtpClient {
   bool over() const { return state_ == State::kOver; }
   bool draining() const { return draining_; }  // takes no more transactions
   // Transactions that are not answered.
-  std::size_t in_hand() const;
+  std::size_t in_hand() const { return window_.unanswered(); }
   // Answered, and not told before they are confirmed: the next message or QUIT does that.
-  bool holds_answers() const { return holds_ && expected_.empty(); }
+  bool holds_answers() const { return confirmation_.holds() && expected_.empty(); }
   const Extensions& extensions() const { return setup_.extensions(); }
   std::uint64_t messages_accepted() const { return messages_accepted_; }
   // Replies that have been read as a whole.
@@ -112,13 +114,6 @@ class SmtpClient {
 
  private:
   using State = SessionState;
-
-  struct PendingReply {
-    Stage stage;
-    std::size_t slot = 0;
-    std::size_t index = 0;
-    std::uint64_t due = 0;  // there is no reply before so much of the output was handed over
-  };
 
   void EnterState(State state, std::string_view why = {});
   void TakeSetupStep(const SessionSetup::Step& step);
@@ -136,7 +131,6 @@ class SmtpClient {
 
   void Pump();
   bool SendNext(std::size_t slot, Transaction& transaction);
-  bool LeftEnvelope(std::size_t slot) const;
   void SendBody(std::size_t slot, Transaction& transaction);
   void SendMessageText(std::size_t slot, Transaction& transaction);
   void Send(std::string_view command, Stage stage, std::size_t slot = 0, std::size_t index = 0);
@@ -145,9 +139,6 @@ class SmtpClient {
   bool CompleteFinished();
   bool CompleteFront();
   void Confirm(std::size_t transactions);
-  bool NeedsConfirmation(const Transaction& transaction);
-  bool IsAllAnswered() const;
-  bool ShouldConfirm() const;
   Transaction::Circumstances CircumstancesOf(std::size_t slot) const;
   void Complete(std::size_t slot, const Failure* lost, std::string_view lost_text);
   bool MayHaveEnded(const Transaction& transaction) const;
@@ -168,32 +159,21 @@ class SmtpClient {
   ReplyParser parser_;
   OutputQueue output_;
   std::string command_;  // its memory is reused
-  std::deque<PendingReply> expected_;
+  PendingReplies expected_;
   std::uint64_t replies_ = 0;
+  Confirmation confirmation_;
+  TransactionWindow window_;
 
   bool chunking_failed_ = false;
   // A slot whose BDAT was answered like a command that is not known; what follows tells.
   std::optional<std::size_t> bdat_in_doubt_;
 
-  std::vector<Transaction> transactions_;
-  std::vector<std::size_t> order_;   // slots in use, in the order of the wire
-  std::uint64_t bytes_in_hand_ = 0;  // of the messages in use
   std::uint64_t messages_accepted_ = 0;
   bool awaiting_354_ = false;  // DATA is out, nothing may follow before its answer
   bool needs_rset_ = false;    // the server may still hold a transaction that failed
   bool reset_done_ = false;    // RSET was said for the transaction that was begun last
   Failure drain_failure_;      // why draining_ is set
   std::string drain_text_;
-  // Transactions at the front of order_ whose answers are confirmed.
-  std::size_t confirmed_ = 0;
-  // Begun since the last confirmation.
-  std::size_t unconfirmed_messages_ = 0, unconfirmed_recipients_ = 0;
-  bool holds_ = false;         // the transaction at the front waits for a confirmation
-  std::uint64_t early_ = 0;    // an answer came before this much of the output was handed over
-  bool only_refusals_ = true;  // since the last confirmation
-  std::uint64_t commands_ = 0;
-  std::optional<std::uint64_t> data_refused_at_;  // commands_ then, since the last confirmation
-  bool hold_all_ = false;                         // nothing more is told without a confirmation
   bool odd_quit_reply_ = false;
   // How many replies there were with the 421 that announced the end; nothing is begun from then on.
   std::optional<std::uint64_t> closing_at_;
