@@ -105,6 +105,14 @@ TEST(ConfirmationTest, NothingButRefusalsNeedsNone) {
   confirmation.Restart(1, 1);
   confirmation.OnBegun(1);
   EXPECT_TRUE(confirmation.Check(disabled.transaction, disabled.circumstances).held);
+
+  // A single message has nobody else's answers, however odd they are.
+  Confirmation first;
+  Answered odd({550, {250}, 503, 0});
+  first.OnBegun(1);
+  EXPECT_FALSE(first.Check(odd.transaction, odd.circumstances).held);
+  first.OnBegun(1);
+  EXPECT_TRUE(first.Check(odd.transaction, odd.circumstances).held);
 }
 
 TEST(ConfirmationTest, AnAnswerThatEndsTheSessionIsTold) {
