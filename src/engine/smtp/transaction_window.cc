@@ -16,7 +16,7 @@ std::size_t TransactionWindow::FreeSlot() const {
   const auto free =
       std::find_if(transactions_.begin(), transactions_.end(),
                    [](const Transaction& transaction) { return !transaction.used(); });
-  assert(free != transactions_.end() && "it is full");
+  assert(free != transactions_.end());
   return static_cast<std::size_t>(free - transactions_.begin());
 }
 
