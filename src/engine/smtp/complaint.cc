@@ -20,19 +20,13 @@ struct Row {
 
 // The first that fits wins. The pages named are where providers and servers document their replies.
 constexpr Row kRows[] = {
-    // The recipient's own, though they sound like ours. RFC 3463: X.2.2 is a full mailbox; the
+    // The recipient's own, though it sounds like ours. RFC 3463: X.2.2 is a full mailbox; the
     // sender's own full mailbox has the same code (learn.microsoft.com/exchange/troubleshoot/
     // send-emails/smtp-submission-improvements).
     {"storedrv.submission", Complaint::kSender, kAny, 2, 2, 2},
     {"", Complaint::kNone, kAny, 2, 2, 2},
-    {"mailbox", Complaint::kNone, 452},
     {"mailbox", Complaint::kNone, 552},
-    {"user you are trying to contact", Complaint::kNone},  // support.google.com/a/answer/3726730
-    {"recipient thread limit", Complaint::kNone},          // Exchange Online, see below
-    {"the recipient has exceeded", Complaint::kNone},      // pastebin.com/pEBS5hy4 (Yandex)
-    // The end of a connection, not of an account.
-    {"too many messages for this session", Complaint::kNone},  // AsyncOS
-    {"too many messages in", Complaint::kNone},                // Exim
+    {"recipient thread limit", Complaint::kNone},  // Exchange Online, see below
 
     // IANA's registry of enhanced codes: X.1.7 and X.1.8 are about the sender's address, X.7.20 to
     // X.7.27 about its authentication, X.7.28 is a flood.
@@ -114,17 +108,18 @@ constexpr Row kRows[] = {
     {"mail limit has been reached", Complaint::kQuota},
     // Spectrum: support.brighthouse.com/Article/Outbound-Email-Policy-Road-Runner-1687.
     {"outbound mail refused", Complaint::kQuota},
-    // Comcast: its postmaster's list of error codes.
+    // Comcast: postmaster.comcast.net/smtp-error-codes.php.
     {"too many sessions", Complaint::kConcurrency},
 
     // Hosting. cPanel: my.maxer.com/knowledgebase/226; webcentral: support.webcentral.au/docs/
     // email-sending-restrictions; Plesk: plesk.com/kb/support/what-will-happen-to-emails-that-are-
     // sent-once-the-outgoing-limit-is-reached; adit: kunden.aditsystems.de/wiki/email/
     // message_count_quota; postfwd: git.oopen.de/install/mailsystem, README.default-rate-limits;
-    // outMail: support.prolateral.com/index.php?/Knowledgebase/Article/View/187; mailbox.org:
-    // kb.mailbox.org, "Sender address rejected not owned by user"; msndr: client.cloud4u.com/
-    // index.php/knowledgebase/1041; reg.ru: help.reg.ru, oshibka-sender-rate-overlimitt; others:
-    // emailaddressmanager.com/tips/send-email-limit.html.
+    // outMail: support.prolateral.com/index.php?/Knowledgebase/Article/View/187; AfterOffice:
+    // afteroffice.com/support/doku.php?id=faq:email:smtp_relay_quota_for_outgoing_emails; Junara:
+    // support.junara.com/hc/en-au/articles/13986538738063; reg.ru: help.reg.ru,
+    // oshibka-sender-rate-overlimitt; mailbox.org: kb.mailbox.org, "Sender address rejected not
+    // owned by user"; msndr: client.cloud4u.com/index.php/knowledgebase/1041.
     {"exceeded the max emails per hour", Complaint::kQuota},
     {"exceeded the max defers and failures", Complaint::kQuota},
     {"daily limit has been exceeded", Complaint::kQuota},
@@ -133,8 +128,6 @@ constexpr Row kRows[] = {
     {"messages per hour exceeded", Complaint::kQuota},
     {"recipients per hour exceeded", Complaint::kQuota},
     {"you have exceeded your", Complaint::kQuota},
-    {"message quota reached", Complaint::kQuota},
-    {"smtp relay limit", Complaint::kQuota},
     {"relay quota", Complaint::kQuota},
     {"sending limit", Complaint::kQuota},
 
@@ -143,8 +136,8 @@ constexpr Row kRows[] = {
     {"too many messages. try again", Complaint::kRate},
 
     // Servers. Postfix: postfix.org/TUNING_README.html and smtpd(8); Exim: exim.org, "Resource
-    // control"; Sendmail: oreilly.com/library/view/sendmail-4th-edition; Rspamd:
-    // rspamd.com/doc/modules/ratelimit.html.
+    // control", and tutorials.dodatech.com/quick-fix/exim-ratelimit; Sendmail: oreilly.com/library/
+    // view/sendmail-4th-edition; Rspamd: rspamd.com/doc/modules/ratelimit.html.
     {"too much mail from", Complaint::kRate},
     {"too many recipients from", Complaint::kRate},
     {"too many connections", Complaint::kConcurrency},

@@ -26,8 +26,7 @@ TEST(ComplaintTest, WhatProvidersSay) {
       {"550 5.1.1 <daily-sending-limit@example.org>: user unknown", kNone},
       {"452 4.2.2 The email account that you tried to reach is over quota", kNone},
       {"552 5.2.2 Mailbox full, you have exceeded your sending limit", kNone},
-      {"452 the mailbox has its message quota reached", kNone},
-      {"552 Requested action aborted: mailbox sending quota exceeded", kNone},
+      {"552 The mailbox is full: you have exceeded your storage", kNone},
       {"450-4.2.1 The user you are trying to contact is receiving mail at a rate that\r\n"
        "450 4.2.1 prevents additional messages from being delivered.",
        kNone},
@@ -140,8 +139,6 @@ TEST(ComplaintTest, WhatProvidersSay) {
       {"554 5.7.1 <ann@example.org>: Recipient address rejected: You have exceeded your Outmail "
        "quota.",
        kQuota},
-      {"452 Requested action aborted; number of recipients or message quota reached", kQuota},
-      {"550 SMTP relay limit reached", kQuota},
       {"552 5.2.0 relay quota exceeded", kQuota},
       {"451 You've reached your sending limit.", kQuota},
       {"550 Sender rate overlimit - 290.8 / 24h", kQuota},
