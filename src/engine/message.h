@@ -22,6 +22,9 @@ struct Recipient {
   std::uint64_t line = 0;  // where the list has it, from 1
   std::string address;     // normalised
   std::string row;         // a CSV row's bytes as read; empty for a list of plain addresses
+  // In how many runs it was refused like everybody else, so that it is not known whether it was to
+  // blame.
+  int suspected = 0;
 };
 
 // A message ready for the wire, without dot-stuffing: lines end in CR LF, the last one too.

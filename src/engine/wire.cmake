@@ -49,6 +49,7 @@ vespro_module(engine_delivery
     delivery/delivery.cc
     delivery/delivery_trace.cc
     delivery/dispatcher.cc
+    delivery/evidence.cc
     delivery/fair_share.cc
     delivery/outcome_recorder.cc
     delivery/pace.cc
@@ -59,7 +60,7 @@ vespro_module(engine_delivery
     delivery/server_pool.cc
     delivery/server_quirks.cc
     delivery/session.cc
-  TESTS delivery/account_check_test.cc delivery/allowance_test.cc delivery/backoff_test.cc delivery/concurrency_test.cc delivery/credential_source_test.cc delivery/delivery_limits_test.cc delivery/delivery_surplus_test.cc delivery/delivery_test.cc delivery/fair_share_test.cc
+  TESTS delivery/account_check_test.cc delivery/allowance_test.cc delivery/backoff_test.cc delivery/concurrency_test.cc delivery/credential_source_test.cc delivery/delivery_limits_test.cc delivery/delivery_surplus_test.cc delivery/delivery_test.cc delivery/evidence_test.cc delivery/fair_share_test.cc
         delivery/outcome_recorder_test.cc delivery/pace_test.cc delivery/rate_limit_test.cc
         delivery/recipient_queue_test.cc delivery/retry_policy_test.cc
         delivery/server_pool_test.cc delivery/server_test.cc ${system_tests}

@@ -29,6 +29,7 @@ struct Deferral {
   int attempts = 0;
   std::string server;
   std::string reply;
+  std::string mark{};  // what a later run has to know of it, in a word; mostly empty
 };
 
 class WorkSource {

@@ -90,6 +90,7 @@ DeliveryEnd Delivery::Impl::Run(const std::function<void(const Progress&)>& on_t
   Tick();
   PumpSoon();
   loop_.Run();
+  dispatcher_.Finish();
   on_tick_(dispatcher_.HowFar(0));
   return dispatcher_.End();
 }

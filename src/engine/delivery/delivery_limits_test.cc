@@ -155,5 +155,118 @@ TEST(DeliveryLimitsTest, WhatWasLearntIsKept) {
   }
 }
 
+constexpr const char* kUnknownWords = "554 5.3.0 not on a Tuesday";
+
+// Words that nobody knows: after three messages it is the account's trouble or the message's.
+TEST(DeliveryLimitsTest, RefusedAlikeInARow) {
+  for (const auto& offers : kOffers) {
+    for (const std::size_t per_message : {1U, 10U}) {
+      for (const bool with_other : {false, true}) {
+        SCOPED_TRACE(testing::Message() << (offers.empty() ? "plain" : offers.back()) << " "
+                                        << per_message << " " << with_other);
+        std::size_t accepted = 0, refused = 0;
+        ScriptedServer server({offers, [&](const std::string& command) -> std::string {
+                                 if (command != "." || ++accepted <= 5) return "";
+                                 return kUnknownWords + std::to_string(++refused);
+                               }});
+        ScriptedServer other;
+        FakeJob job(200, per_message);
+        job.To(server);
+        if (with_other) job.To(other);
+        const DeliveryEnd end = job.Run();
+        EXPECT_EQ(job.ledger.Count(State::kRefused), 0U);
+        EXPECT_NE(end.accounts[0].disabled.find(kUnknownWords), std::string::npos);
+        if (with_other) {
+          EXPECT_EQ(end.reason, Reason::kDone);
+          EXPECT_EQ(job.ledger.Count(State::kSent), 200U);
+        } else {
+          EXPECT_EQ(end.reason, Reason::kStopped);
+          EXPECT_EQ(end.status.code(), Code::kUnavailable);
+          EXPECT_EQ(job.ledger.Count(State::kSent), 5 * per_message);
+          EXPECT_EQ(job.ledger.outcomes.size(), 5 * per_message);
+          EXPECT_EQ(job.ledger.suspected.size() % per_message, 0U);
+          EXPECT_GE(job.ledger.suspected.size(), 3 * per_message);
+        }
+      }
+    }
+  }
+}
+
+// Fewer than three, or somebody accepted between them, or words about the recipient: each for
+// himself.
+TEST(DeliveryLimitsTest, RefusalsThatAreTheRecipients) {
+  const struct {
+    const char* why;
+    const char* at;
+    const char* reply;
+    std::function<bool(int message)> refuses;
+    std::size_t refused;
+  } rows[] = {
+      {"every other one", ".", kUnknownWords, [](int n) { return n % 2 == 0; }, 20},
+      {"two in a row", ".", kUnknownWords, [](int n) { return n % 3 != 0; }, 26},
+      {"the last two", ".", kUnknownWords, [](int n) { return n >= 38; }, 2},
+      {"mailboxes", "RCPT", "550 5.1.1 no such user", [](int) { return true; }, 40},
+      {"full ones", "RCPT", "552 5.2.2 full", [](int) { return true; }, 40},
+      {"without a code", "RCPT", "550 no", [](int) { return true; }, 40},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.why);
+    int message = -1;
+    ScriptedServer server({{}, [&](const std::string& command) -> std::string {
+                             if (!command.starts_with(row.at)) return "";
+                             return row.refuses(++message) ? row.reply : "";
+                           }});
+    FakeJob job(40);
+    job.options.connections = 1;
+    job.To(server);
+    EXPECT_EQ(job.Run().reason, Reason::kDone);
+    EXPECT_EQ(job.ledger.Count(State::kRefused), row.refused);
+    EXPECT_EQ(job.ledger.Count(State::kSent), 40 - row.refused);
+  }
+}
+
+// Those whom an earlier run has put back for it come last, and are judged for themselves as soon as
+// somebody is accepted, or when it was so in three runs.
+TEST(DeliveryLimitsTest, SuspectsOfEarlierRuns) {
+  const auto refuses_all = [](const std::string& command) -> std::string {
+    return command == "." ? kUnknownWords : "";
+  };
+  const auto refuses_ten = [count = 0](const std::string& command) mutable -> std::string {
+    const bool first_ten = command.starts_with("RCPT") && command.size() == 25;
+    if (command.starts_with("RCPT")) count = first_ten;
+    return command == "." && count ? kUnknownWords : "";
+  };
+  const struct {
+    const char* why;
+    std::function<std::string(const std::string&)> server;
+    std::size_t people;
+    int suspected;  // the first ten, in so many runs
+    std::size_t sent, refused;
+  } rows[] = {
+      {"accepted after somebody else", {}, 20, 1, 20, 0},
+      {"refused after somebody else was accepted", refuses_ten, 20, 1, 10, 10},
+      {"nobody else is left", refuses_all, 10, 2, 0, 0},
+      {"nobody else is left, for the fourth time", refuses_all, 10, 3, 0, 10},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.why);
+    ScriptedServer server({{}, row.server});
+    FakeJob job(row.people);
+    job.source.suspected = row.suspected;
+    job.options.connections = 1;
+    job.To(server);
+    const DeliveryEnd end = job.Run();
+    EXPECT_EQ(job.ledger.Count(State::kSent), row.sent);
+    EXPECT_EQ(job.ledger.Count(State::kRefused), row.refused);
+    EXPECT_EQ(end.reason, row.sent + row.refused == row.people ? Reason::kDone : Reason::kStopped);
+    if (row.sent > 0) {
+      EXPECT_EQ(server.messages()[0].recipients.at(0), AddressOf(10)) << "the ten come last";
+    }
+    if (end.reason == Reason::kStopped) {
+      EXPECT_EQ(job.ledger.suspected[AddressOf(0)], "suspected 3");
+    }
+  }
+}
+
 }  // namespace
 }  // namespace vespro::engine

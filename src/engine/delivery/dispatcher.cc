@@ -15,6 +15,14 @@ constexpr Disposition kTooLarge{
 constexpr const char* kTlsWithdrawn =
     "the server offered TLS before and does not any more; nothing is sent to it in clear";
 
+constexpr const char* kRefusedAlike =
+    "three messages in a row to different people were refused alike, so nobody is called refused: ";
+
+// How often that was so, for the next run.
+std::string MarkOf(const AttemptState& state) {
+  return "suspected " + std::to_string(state.suspected + 1);
+}
+
 std::string InWords(const Answer& answer) {
   std::string words(answer.reply);
   const Failure& failure = answer.failure;
@@ -41,7 +49,8 @@ Dispatcher::Dispatcher(const DeliveryOptions& options, const std::vector<Account
       queue_(source, renderer.recipients_per_message()),
       pool_(options, accounts, now),
       recorder_(results, pool_.Names()),
-      trace_(options.trace, pool_.size()) {}
+      trace_(options.trace, pool_.size()),
+      refused_(pool_.size()) {}
 
 bool Dispatcher::HasWork(std::size_t server) {
   return queue_.HasEligible(
@@ -56,6 +65,7 @@ std::optional<std::size_t> Dispatcher::NextToConnect(std::size_t connecting, Tim
 
 void Dispatcher::Update(TimePoint now) {
   queue_.PromoteDue(now);
+  if (queue_.HasOnlySuspects()) queue_.Release(false);
   pool_.ForgetRefusals();
   pool_.UpdateQuotas(now);
   pool_.UpdateShares(now, [this](std::size_t server) { return HasWork(server); });
@@ -88,8 +98,10 @@ Poll Dispatcher::NextMessage(std::size_t server, std::size_t max_recipients, boo
       message.recipients, message.states);
   pool_[server].GiveBackQuota(size - message.recipients.size());
   if (message.recipients.empty()) return Poll::kBlocked;  // the list can't be read
+  ++messages_;
   for (AttemptState& state : message.states) {
     ++state.attempts;
+    state.message = messages_;
     state.last_server = server;
     state.begun = now;
   }
@@ -106,6 +118,9 @@ void Dispatcher::OnAccepted(std::size_t server, const Recipient& recipient, Atte
   pool_[server].CommitQuota(1);
   if (recovers && pool_[server].IsHealthy()) trace_.Recovered(pool_[server]);
   recorder_.Final(recipient, state, server, State::kSent, answer.reply);
+  refused_[server].evidence.OnAccepted();
+  if (!refused_[server].held.empty()) RefuseHeld(server);
+  if (queue_.HasSuspects()) queue_.Release(true);
 }
 
 void Dispatcher::OnNotAccepted(std::size_t server, const Recipient& recipient, AttemptState& state,
@@ -125,6 +140,10 @@ void Dispatcher::OnNotAccepted(std::size_t server, const Recipient& recipient, A
   } else {
     pool_[server].GiveBackQuota(1);
   }
+  if (next.final_state == State::kRefused && !state.judged_alone &&
+      MayBeTheAccounts(answer.failure)) {
+    return Suspect(server, recipient, state, answer, now);
+  }
   if (next.final_state) {
     return recorder_.Final(recipient, state, server, *next.final_state, state.last_reply);
   }
@@ -137,6 +156,59 @@ void Dispatcher::OnNotAccepted(std::size_t server, const Recipient& recipient, A
   } else {
     queue_.Requeue({recipient, std::move(state)});
   }
+}
+
+// Refused in words that are not known: the recipient's trouble, or everybody's.
+void Dispatcher::Suspect(std::size_t server, const Recipient& recipient, AttemptState& state,
+                         const Answer& answer, TimePoint now) {
+  if (answer.disposition.action == Action::kTryOtherServer) state.rejected_by.pop_back();
+  Refused& refused = refused_[server];
+  const Evidence::Finding finding =
+      refused.evidence.OnRefused(answer.failure.code, answer.failure.enhanced, state.message);
+  if (finding == Evidence::Finding::kAlone) RefuseHeld(server);
+  if (finding != Evidence::Finding::kAccount) {
+    // Whoever is to be refused in the end is put back first: should the program die, the next run
+    // tries again.
+    --state.attempts;
+    recorder_.WithdrawMarked(recipient, state, server, MarkOf(state));
+    ++state.attempts;
+    refused.held.push_back({recipient, std::move(state)});
+    return;
+  }
+  const std::string why = state.last_reply;
+  --state.attempts;
+  recorder_.WithdrawMarked(recipient, state, server, MarkOf(state));
+  PutSuspectBack(server, recipient, std::move(state));
+  for (QueuedRecipient& held : std::exchange(refused.held, {})) {
+    --held.state.attempts;
+    PutSuspectBack(server, held.recipient, std::move(held.state));
+  }
+  if (!pool_[server].enabled()) return;
+  pool_[server].Disable(Status(Code::kUnavailable, kRefusedAlike + why),
+                        AccountTally::Remedy::kLater);
+  TraceFailure(server, now);
+}
+
+void Dispatcher::PutSuspectBack(std::size_t server, const Recipient& recipient,
+                                AttemptState state) {
+  ++state.suspected;
+  if (trace_.on()) {
+    trace_.Retry(pool_[server], recipient.line, state.attempts, {}, state.last_reply);
+  }
+  queue_.AddSuspect({recipient, std::move(state)});
+}
+
+// Each for himself, after all.
+void Dispatcher::RefuseHeld(std::size_t server) {
+  for (QueuedRecipient& held : std::exchange(refused_[server].held, {})) {
+    recorder_.Final(held.recipient, held.state, server, State::kRefused, held.state.last_reply);
+  }
+}
+
+std::size_t Dispatcher::Held() const {
+  std::size_t held = 0;
+  for (const Refused& refused : refused_) held += refused.held.size();
+  return held;
 }
 
 // What was on the wire when the server said so first is no news.
@@ -307,13 +379,19 @@ Progress Dispatcher::HowFar(std::size_t connections) const {
           .refused = total.refused,
           .failed = total.failed,
           .unknown = total.unknown,
-          .waiting_for_retry = queue_.waiting(),
+          .waiting_for_retry = queue_.waiting() + Held(),
           .connections_open = connections,
           .goes_on = GoesOn()};
 }
 
+void Dispatcher::Finish() {
+  // Where others are left, they are among them: the next run may know more.
+  if (!queue_.Exhausted()) return;
+  for (std::size_t i = 0; i < refused_.size(); ++i) RefuseHeld(i);
+}
+
 DeliveryEnd Dispatcher::End() {
-  recorder_.CheckComplete(queue_.given(), queue_.left());
+  recorder_.CheckComplete(queue_.given(), queue_.left() + Held());
   DeliveryEnd end;
   for (std::size_t i = 0; i < pool_.size(); ++i) {
     const Server& server = pool_[i];

@@ -13,6 +13,7 @@
 #include "engine/delivery/delivery_end.h"
 #include "engine/delivery/delivery_options.h"
 #include "engine/delivery/delivery_trace.h"
+#include "engine/delivery/evidence.h"
 #include "engine/delivery/outcome_recorder.h"
 #include "engine/delivery/recipient_queue.h"
 #include "engine/delivery/retry_policy.h"
@@ -77,13 +78,21 @@ class Dispatcher {
   // When the next message can go out; zero when one is on its way or none ever will be.
   TimePoint GoesOn() const;
   Progress HowFar(std::size_t connections) const;
-  // Once, when every session is closed.
+  // Once, when every session is closed, before End: whoever still has no verdict gets it, or keeps
+  // none.
+  void Finish();
+  // Once, after Finish.
   DeliveryEnd End();
 
  private:
   void Disable(std::size_t server, const Disposition& disposition, const std::string& why,
                AccountTally::Remedy remedy = AccountTally::Remedy::kLater);
   void OnLimit(std::size_t server, Limit limit, const AttemptState& state, TimePoint now);
+  void Suspect(std::size_t server, const Recipient& recipient, AttemptState& state,
+               const Answer& answer, TimePoint now);
+  void PutSuspectBack(std::size_t server, const Recipient& recipient, AttemptState state);
+  void RefuseHeld(std::size_t server);
+  std::size_t Held() const;
   void TraceFailure(std::size_t server, TimePoint now) const;
   void BounceUndeliverable();
   std::size_t BatchSize(std::size_t server, std::size_t max_recipients) const;
@@ -96,6 +105,14 @@ class Dispatcher {
   ServerPool pool_;
   OutcomeRecorder recorder_;
   DeliveryTrace trace_;
+  // By server: those that may be the first of three. They are put back in the sink and get their
+  // outcome when it is known whose trouble it is.
+  struct Refused {
+    Evidence evidence;
+    std::vector<QueuedRecipient> held;
+  };
+  std::vector<Refused> refused_;
+  std::uint64_t messages_ = 0;  // that were begun
   bool stopping_ = false;
   Status stop_reason_;  // no server can be reached
 };

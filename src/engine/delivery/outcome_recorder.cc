@@ -47,6 +47,14 @@ void OutcomeRecorder::Withdraw(const Recipient& recipient, AttemptState& state, 
   Note(sink_.PutBack(recipient, {state.attempts, servers_[server], state.last_reply}));
 }
 
+void OutcomeRecorder::WithdrawMarked(const Recipient& recipient, AttemptState& state,
+                                     std::size_t server, std::string mark) {
+  if (!status_.ok()) return;
+  state.intent_logged = false;
+  Note(sink_.PutBack(recipient,
+                     {state.attempts, servers_[server], state.last_reply, std::move(mark)}));
+}
+
 void OutcomeRecorder::Final(const Recipient& recipient, AttemptState& state, std::size_t server,
                             State final_state, std::string_view reply) {
   if (!status_.ok()) return;

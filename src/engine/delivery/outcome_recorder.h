@@ -34,6 +34,9 @@ class OutcomeRecorder {
   // intent and no attempt was used up.
   void Withdraw(const Recipient& recipient, AttemptState& state, std::size_t server,
                 bool attempt_used);
+  // The same, and `mark` goes with it. Always told. An outcome may follow without another attempt.
+  void WithdrawMarked(const Recipient& recipient, AttemptState& state, std::size_t server,
+                      std::string mark);
   void Final(const Recipient& recipient, AttemptState& state, std::size_t server, State final_state,
              std::string_view reply);
   // It turned out that its outcome, `was` sent or refused, is not known.

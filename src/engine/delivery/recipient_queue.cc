@@ -28,18 +28,40 @@ RecipientQueue::RecipientQueue(WorkSource& source, std::size_t batch)
     : source_(source), batch_(std::max(batch, kLookAhead)) {}
 
 bool RecipientQueue::HasUnread() {
-  if (unread() > 0) return true;
-  if (source_ended_ || !reading_ || !status_.ok() || waiting() >= kMaxWaiting) return false;
+  while (unread() == 0) {
+    if (source_ended_ || !reading_ || !status_.ok() || waiting() >= kMaxWaiting) return false;
+    Read();
+  }
+  return true;
+}
+
+void RecipientQueue::Read() {
   Result<std::vector<Recipient>> more = source_.Next(batch_);
   if (!more.ok()) {
     status_ = more.status();
-    return false;
+    return;
   }
   unread_ = std::move(more).value();
   next_unread_ = 0;
   given_ += unread_.size();
   source_ended_ = unread_.empty();
-  return !source_ended_;
+  const auto suspect = [](const Recipient& recipient) { return recipient.suspected > 0; };
+  if (std::none_of(unread_.begin(), unread_.end(), suspect)) return;
+  for (Recipient& recipient : unread_) {
+    if (!suspect(recipient)) continue;
+    AttemptState state;
+    state.suspected = recipient.suspected;
+    AddSuspect({std::move(recipient), std::move(state)});
+  }
+  std::erase_if(unread_, suspect);
+}
+
+void RecipientQueue::Release(bool alone) {
+  for (QueuedRecipient& suspect : suspects_) {
+    suspect.state.judged_alone = alone || suspect.state.suspected >= kMaxSuspected;
+    due_.push_back(std::move(suspect));
+  }
+  suspects_.clear();
 }
 
 void RecipientQueue::PromoteDue(TimePoint now) {

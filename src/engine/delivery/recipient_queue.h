@@ -60,6 +60,10 @@ class RecipientQueue {
   // The list is read no further while so many wait for another attempt.
   static constexpr std::size_t kMaxWaiting = 10'000;
 
+  // Whoever was refused like everybody else in so many runs is judged for himself, so that no list
+  // stops for ever at the same place.
+  static constexpr int kMaxSuspected = 3;
+
   // At least `batch` recipients are read at a time.
   RecipientQueue(WorkSource& source, std::size_t batch);
 
@@ -96,6 +100,17 @@ class RecipientQueue {
       }
     }
   }
+  // Those who were refused like everybody else wait for Release. The list may have some from
+  // earlier runs.
+  void AddSuspect(QueuedRecipient suspect) { suspects_.push_back(std::move(suspect)); }
+  bool HasSuspects() const { return !suspects_.empty(); }
+  // Nobody else is left, and nobody is in flight.
+  bool HasOnlySuspects() {
+    return HasSuspects() && in_flight_ == 0 && due_.empty() && deferred_.size() == 0 &&
+           !HasUnread();
+  }
+  // They are due. `alone`: each is judged for himself.
+  void Release(bool alone);
   // Again, at once or at `due`. It stays in flight until its message is finished.
   void Requeue(QueuedRecipient again) { due_.push_back(std::move(again)); }
   void Defer(QueuedRecipient again, TimePoint due) { deferred_.Add(std::move(again), due); }
@@ -106,12 +121,15 @@ class RecipientQueue {
   template <class Gone>
   void RemoveIf(Gone gone) {
     std::erase_if(due_, gone);
+    std::erase_if(suspects_, gone);
     deferred_.RemoveIf(gone);
   }
   template <class Holds>
   bool AnyWaiting(Holds holds) const {
     return deferred_.AnyOf(holds) ||
            std::any_of(due_.begin(), due_.end(),
+                       [&](const auto& waiting) { return holds(waiting.state); }) ||
+           std::any_of(suspects_.begin(), suspects_.end(),
                        [&](const auto& waiting) { return holds(waiting.state); });
   }
 
@@ -123,7 +141,7 @@ class RecipientQueue {
   bool MayHaveDue() const { return !source_ended_ || unread() > 0 || !due_.empty(); }
 
   std::size_t unread() const { return unread_.size() - next_unread_; }  // of those read ahead
-  std::size_t waiting() const { return due_.size() + deferred_.size(); }
+  std::size_t waiting() const { return due_.size() + deferred_.size() + suspects_.size(); }
   std::size_t in_flight() const { return in_flight_; }
   std::uint64_t given() const { return given_; }  // by the list
   std::uint64_t left() const { return unread() + waiting() + in_flight_; }
@@ -147,6 +165,7 @@ class RecipientQueue {
     ++in_flight_;
     return true;
   }
+  void Read();
   void TakeUnread(std::vector<Recipient>& recipients, std::vector<AttemptState>& states);
 
   WorkSource& source_;
@@ -157,6 +176,7 @@ class RecipientQueue {
   Status status_;
   std::deque<QueuedRecipient> due_;
   DeferredRecipients deferred_;
+  std::vector<QueuedRecipient> suspects_;
   std::size_t in_flight_ = 0;
   std::uint64_t given_ = 0;
 };

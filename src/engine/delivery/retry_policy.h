@@ -21,11 +21,14 @@ struct AttemptState {
   int attempts = 0;
   int recipient_limit_hits = 0;  // how often a message had no room for it
   std::size_t last_server = kNoServer;
+  std::uint64_t message = 0;             // the number of this attempt's message
   TimePoint begun{};                     // the message of this attempt went to the server
   std::vector<std::size_t> rejected_by;  // servers that can't take it, while others may
   std::string last_reply;
   bool intent_logged = false;  // in this attempt: the sink knows that the message is on its way
   bool finished = false;       // it has its outcome
+  int suspected = 0;           // see Recipient
+  bool judged_alone = false;   // a refusal is its own, whoever else is refused
   bool RejectedBy(std::size_t server) const;
 };
 

@@ -27,11 +27,12 @@ class Numbers final : public WorkSource {
   Result<std::vector<Recipient>> Next(std::size_t max) override {
     std::vector<Recipient> next;
     while (given_ < count_ && next.size() < max) {
-      next.push_back({given_ + 1, AddressOf(given_), ""});
+      next.push_back({given_ + 1, AddressOf(given_), "", given_ < 10 ? suspected : 0});
       ++given_;
     }
     return next;
   }
+  int suspected = 0;  // the first ten, in so many runs
 
  private:
   std::size_t count_, given_ = 0;
@@ -76,8 +77,10 @@ class Ledger final : public ResultSink {
   }
   Status PutBack(const Recipient& recipient, const Deferral& why) override {
     const bool announced = on_the_wire.erase(recipient.address) == 1;
-    EXPECT_TRUE(announced || why.attempts > 0) << "put back, not sent and no attempt used";
+    EXPECT_TRUE(announced || why.attempts > 0 || !why.mark.empty())
+        << "put back, not sent and no attempt used";
     EXPECT_FALSE(outcomes.contains(recipient.address)) << "put back after its verdict";
+    if (!why.mark.empty()) suspected[recipient.address] = why.mark;
     EXPECT_FALSE(why.server.empty());
     EXPECT_FALSE(why.reply.empty());
     return {};
@@ -118,8 +121,9 @@ class Ledger final : public ResultSink {
   }
 
   std::map<std::string, Outcome> outcomes;
-  std::set<std::string> on_the_wire;  // sent, without a verdict or a way back
-  std::set<std::string> committed;    // of those that ever were
+  std::set<std::string> on_the_wire;             // sent, without a verdict or a way back
+  std::set<std::string> committed;               // of those that ever were
+  std::map<std::string, std::string> suspected;  // the last mark of each that was put back with one
   std::size_t corrections = 0;
   std::function<void()> on_record;
   bool sending_fails = false;

@@ -313,7 +313,7 @@ TEST(SmtpClientTest, LockStep) {
        kPlain +
            "+ a@x\nC: MAIL FROM:<s@x>\nS: 250 ok\nC: RCPT TO:<a@x>\nS: 250 ok\nC: DATA\n"
            "S: 354 go\n" +
-           kBody + "S: 554 5.7.1 spam\n",
+           kBody + "S: 554 5.7.1 spam\nquit\nC: QUIT\nS: 221 bye\n",
        {"a@x refuse: 554 5.7.1 spam"},
        ""},
       {"out of step: the session ends",
@@ -448,11 +448,13 @@ TEST(SmtpClientTest, Window) {
        "MAIL FROM: the server offers CHUNKING and does not know BDAT"},
       {"the message is meant, not BDAT: what follows it is processed",
        kWindow + "+ a@x\n" + one + "+ a@x\n" + next +
-           "S: 250 ok\nS: 250 ok\nS: 500 spam\nS: 250 ok\nS: 250 ok\nS: 250 ok\nS: 250 two\n",
+           "S: 250 ok\nS: 250 ok\nS: 500 spam\nS: 250 ok\nS: 250 ok\nS: 250 ok\nS: 250 "
+           "two\nquit\nC: QUIT\nS: 221 bye\n",
        {"a@x refuse: 500 spam", "a@x sent: 250 two"},
        ""},
       {"as its enhanced code may say",
-       kWindow + "+ a@x\n" + one + "S: 250 ok\nS: 250 ok\nS: 500 5.7.1 spam\n",
+       kWindow + "+ a@x\n" + one +
+           "S: 250 ok\nS: 250 ok\nS: 500 5.7.1 spam\nquit\nC: QUIT\nS: 221 bye\n",
        {"a@x refuse: 500 5.7.1 spam"},
        ""},
       {"RSET refused: the session is of no use",

@@ -48,7 +48,8 @@ bool Confirmation::NeedsConfirmation(const Transaction& oldest,
     const Answer answer = oldest.AnswerFor(i, circumstances);
     if (answer.accepted || !oldest.IsUncertain(i, answer.failure.stage)) continue;
     const Action action = answer.disposition.action;
-    const bool again = oldest.body_sent() && action != Action::kBounce;
+    const bool final = action == Action::kBounce && !MayBeTheAccounts(answer.failure);
+    const bool again = oldest.body_sent() && !final;
     const bool gives_up = action == Action::kDisableServer && messages_ > 1;
     if (!again && !gives_up) continue;
     needs = true;

@@ -62,7 +62,9 @@ TEST(ConfirmationTest, HoldsWhatCouldSendAgainOrGiveTheServerUp) {
     bool held;
   } rows[] = {
       {"everybody accepted", {250, {250, 250}, 0, 250}, false},
-      {"refused for good at the end: nothing is sent again", {250, {250}, 0, 554}, false},
+      {"refused at the end, which may turn out to be the account's trouble",
+       {250, {250}, 0, 554},
+       true},
       {"deferred at the end", {250, {250}, 0, 451}, true},
       {"deferred at the end, after a 354", {250, {250}, 354, 451}, true},
       {"one deferred, the other accepted", {250, {450, 250}, 0, 250}, true},

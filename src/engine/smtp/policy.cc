@@ -210,6 +210,13 @@ Disposition Classify(const Failure& failure) {
   return failure.end_of_data_sent ? kUncertain : kBroken;
 }
 
+bool MayBeTheAccounts(const Failure& failure) {
+  if (failure.fault != Fault::kReply || failure.stage > Stage::kEndOfData) return false;
+  if (failure.stage == Stage::kMail) return true;
+  if (failure.enhanced == EnhancedCode{}) return failure.stage != Stage::kRcpt;
+  return failure.enhanced.subject != 1 && failure.enhanced.subject != 2;
+}
+
 bool CanAnswer(Stage stage, const Reply& reply, bool strict) {
   if (stage < Stage::kMail || stage > Stage::kReset) return true;
   switch (reply.code) {

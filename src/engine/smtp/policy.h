@@ -95,6 +95,11 @@ struct Disposition {
 Failure FailureOf(Stage stage, const Reply& reply);
 Disposition Classify(const Failure& failure);
 
+// Whether a final refusal in words that are not known may yet be the account's or the message's.
+// X.1.x and X.2.x are about the recipient's address and mailbox (RFC 3463), and so is an answer to
+// RCPT without an enhanced code; at MAIL everything is about the sender.
+bool MayBeTheAccounts(const Failure& failure);
+
 // Whether `reply` can be the answer to a command of this stage; with one that can't be, the two
 // sides are out of step. `strict` looks at enhanced codes too, of which some servers are careless.
 bool CanAnswer(Stage stage, const Reply& reply, bool strict);
