@@ -223,6 +223,10 @@ void SmtpClient::OnTransactionReply(const PendingReply& pending, const Reply& re
     case Stage::kData:
       awaiting_354_ = false;
       if (transaction.OnDataReply(reply, setup_.Redacted(reply))) {
+        if (IsAccountGivenUp(pending.slot)) {
+          Withdraw(pending.slot);
+          break;
+        }
         Confirm(window_.PlaceOf(pending.slot));
         SendMessageText(pending.slot, transaction);
         break;
@@ -252,9 +256,27 @@ void SmtpClient::QuitToConfirm() {
   quit_asked_ = true;
   confirmation_.HoldAll();
   const std::size_t last = window_.newest();
-  if (window_[last].next() != Transaction::Step::kMail) return;
+  if (window_[last].next() == Transaction::Step::kMail) PutBack(last);
+}
+
+// Nothing of it that could be accepted was sent, and another one before it is in flight.
+void SmtpClient::PutBack(std::size_t slot) {
   const Failure failure = LocalFailure(Stage::kMail, Fault::kClosed);
-  Complete(last, &failure, "the connection is renewed");
+  Complete(slot, &failure, "the connection is renewed");
+}
+
+// Whether a message before this one, whose refusal is not told yet, says so.
+bool SmtpClient::IsAccountGivenUp(std::size_t slot) const {
+  return draining_ && window_.PlaceOf(slot) > 0 &&
+         Classify(drain_failure_).action == Action::kDisableServer;
+}
+
+// The server waits for the text of a message that it would refuse like the one before: it does not
+// get it. Its 354 confirms that one, which is the last, and the session ends.
+void SmtpClient::Withdraw(std::size_t slot) {
+  const std::size_t place = window_.PlaceOf(slot);
+  while (window_.size() > place) PutBack(window_.newest());
+  Confirm(place);
 }
 
 // "Command not known", to a BDAT, may be about the command or about the message. About the command:
@@ -412,10 +434,12 @@ void SmtpClient::Send(std::string_view command, Stage stage, std::size_t slot, s
 // Results
 
 // Completing one frees the pipeline; the next may already have failed locally, so complete again.
+// What is held back then may have asked for QUIT.
 void SmtpClient::Advance() {
   CompleteFinished();
   Pump();
-  if (CompleteFinished()) Pump();
+  const bool quits = quit_asked_;
+  if (CompleteFinished() || quit_asked_ != quits) Pump();
   if (closing_at_ && expected_.empty()) SessionOver(drain_failure_, drain_text_);
 }
 

@@ -124,6 +124,9 @@ class SmtpClient {
   void OnTransactionReply(const PendingReply& pending, const Reply& reply);
   bool IsOddRefusal(const Transaction& transaction, const Reply& reply) const;
   void QuitToConfirm();
+  void PutBack(std::size_t slot);
+  bool IsAccountGivenUp(std::size_t slot) const;
+  void Withdraw(std::size_t slot);
   void OnEndReply(std::size_t slot, const Reply& reply);
   bool ResolveBdatDoubt(const Reply& reply);
   void DisableChunking();

@@ -261,6 +261,11 @@ TEST(SmtpClientTest, LockStep) {
            kToAInSteps + "S: 354 go\n" + kBody + "S: 250 ok\n",
        {"a@x now: 454 Maximum sending rate exceeded", "a@x sent: 250 ok"},
        ""},
+      {"a quota is used up after the message: QUIT confirms it, not another message",
+       kPlain + "+ a@x\n" + kToAInSteps + "S: 354 go\n" + kBody +
+           "S: 552 5.2.0 relay quota exceeded\nC: QUIT\nS: 221 bye\n",
+       {"a@x takeout: 552 5.2.0 relay quota exceeded"},
+       "the message: 552 5.2.0 relay quota exceeded"},
       {"a quota is used up",
        kPlain + "+ a@x\n" + kToAInSteps + "S: 552 5.2.0 relay quota exceeded\n",
        {"a@x takeout: 552 5.2.0 relay quota exceeded"},
@@ -306,9 +311,9 @@ TEST(SmtpClientTest, LockStep) {
       {"DATA refused, RSET before the next",
        kPlain + "+ a@x\nC: MAIL FROM:<s@x>\nS: 250 ok\nC: RCPT TO:<a@x>\nS: 250 ok\nC: DATA\n"
                 "S: 451 no room\n+ b@x\nC: RSET\nS: 250 ok\nC: MAIL FROM:<s@x>\nS: 554 no\n"
-                "quit\nC: QUIT\nS: 221 bye\n",
+                "C: QUIT\nS: 221 bye\n",
        {"a@x later: 451 no room", "b@x takeout: 554 no"},
-       ""},
+       "MAIL FROM: 554 no"},
       {"the message refused",
        kPlain +
            "+ a@x\nC: MAIL FROM:<s@x>\nS: 250 ok\nC: RCPT TO:<a@x>\nS: 250 ok\nC: DATA\n"
@@ -383,6 +388,12 @@ TEST(SmtpClientTest, Pipelined) {
            "S: 250 second\n",
        {"a@x sent: 250 first", "b@x sent: 250 first", "a@x sent: 250 second"},
        ""},
+      {"a quota is used up after the message: the next one, which has its DATA, is not sent",
+       kPipelined + "+ a@x\n" + kToA + "C: DATA\nS: 250 ok\nS: 250 ok\nS: 354 go\n" + kBody +
+           "+ b@x\nC: MAIL FROM:<s@x>\nC: RCPT TO:<b@x>\nC: DATA\n"
+           "S: 552 5.2.0 relay quota exceeded\nS: 250 ok\nS: 250 ok\nS: 354 go\n",
+       {"b@x now: the connection is renewed", "a@x takeout: 552 5.2.0 relay quota exceeded"},
+       "the message: 552 5.2.0 relay quota exceeded"},
       {"421 at the next message's MAIL is no failure of it",
        kPipelined + "+ a@x\n" + kToA + "C: DATA\nS: 250 ok\nS: 250 ok\nS: 354 go\n" + kBody +
            "+ b@x\nC: MAIL FROM:<s@x>\nC: RCPT TO:<b@x>\nC: DATA\nS: 250 one\nS: 421 enough\n"

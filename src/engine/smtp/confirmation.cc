@@ -53,7 +53,8 @@ bool Confirmation::NeedsConfirmation(const Transaction& oldest,
     const bool gives_up = action == Action::kDisableServer && messages_ > 1;
     if (!again && !gives_up) continue;
     needs = true;
-    if (answer.disposition.close_connection && !last) last = answer;
+    const bool ends = answer.disposition.close_connection || action == Action::kDisableServer;
+    if (ends && !last) last = answer;
   }
   return needs;
 }
