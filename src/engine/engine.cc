@@ -421,16 +421,21 @@ class Run {
     ProgressLine line(world_.err, world_.err_is_terminal, std::chrono::steady_clock::now());
     EventSink watched(*journal_, events_);
     ResultSink& results = options_.json ? static_cast<ResultSink&>(watched) : *journal_;
-    const DeliveryEnd end = world_.deliver(delivery, job_.accounts, *source_, *template_, results,
-                                           [&](const Progress& progress) {
-                                             const auto now = std::chrono::steady_clock::now();
-                                             if (options_.json)
-                                               events_.Show(progress, Left(progress), now);
-                                             if (!options_.quiet)
-                                               line.Show(progress, Left(progress), now);
-                                             if (world_.watcher != nullptr)
-                                               world_.watcher->OnProgress(progress, Left(progress));
-                                           });
+    LimitNotes limits;
+    const auto on_tick = [&](const Progress& progress) {
+      const auto now = std::chrono::steady_clock::now();
+      if (options_.json) events_.Show(progress, Left(progress), now);
+      if (!options_.quiet) {
+        for (const std::string& note : limits.New(progress, now)) {
+          line.Finish();
+          Say(note);
+        }
+        line.Show(progress, Left(progress), now);
+      }
+      if (world_.watcher != nullptr) world_.watcher->OnProgress(progress, Left(progress));
+    };
+    const DeliveryEnd end =
+        world_.deliver(delivery, job_.accounts, *source_, *template_, results, on_tick);
     line.Finish();
     events_.Flush();
     if (trace_ && !trace_->status().ok()) {

@@ -827,5 +827,31 @@ TEST(ProgressLineTest, RedrawsOnATerminalAndKeepsQuietElsewhere) {
             "100 sent, 0 refused, 0 failed, 100 left, 5.0/s, 0:20 to go\n");
 }
 
+TEST(ProgressLineTest, SaysWhoAskedForLessAndWhatItGets) {
+  using std::chrono::seconds;
+  const ProgressLine::Moment now = ProgressLine::Moment() + std::chrono::hours(1);
+  Progress progress;
+  LimitNotes notes;
+  EXPECT_TRUE(notes.New(progress, now).empty());
+  progress.limits = {{.server = "mx:25", .words = "454 too fast", .per_second = 13.3}};
+  EXPECT_EQ(notes.New(progress, now),
+            std::vector<std::string>{"mx:25 asks for less: 454 too fast; it gets at most 13.3 "
+                                     "recipients a second"});
+  progress.limits[0].per_second = 13.1;
+  EXPECT_TRUE(notes.New(progress, now).empty()) << "each kind once";
+  EXPECT_TRUE(ProgressLine::Text(progress, 5, seconds(1))
+                  .ends_with("; mx:25 at most 13.1 recipients a second"));
+  progress.limits[0].connections = 3;
+  EXPECT_EQ(notes.New(progress, now).size(), 1U);
+  for (const int rest : {600, 1300}) {
+    progress.limits[0].words = "421 4.7.28 rest";
+    progress.limits[0].rests_until = now + seconds(rest);
+    const std::vector<std::string> told = notes.New(progress, now);
+    ASSERT_EQ(told.size(), 1U);
+    EXPECT_TRUE(told[0].ends_with(rest == 600 ? "nothing for 10:00" : "nothing for 21:40"));
+    EXPECT_TRUE(notes.New(progress, now).empty());
+  }
+}
+
 }  // namespace
 }  // namespace vespro::engine

@@ -1,5 +1,6 @@
 #include "engine/events.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "engine/journal.h"
@@ -63,13 +64,22 @@ void Events::Show(const Progress& progress, std::uint64_t left,
   Flush();
   if (now - shown_ < kShowEvery) return;
   shown_ = now;
-  lines_ += Line({{"event", "progress"},
-                  {"sent", progress.sent},
-                  {"refused", progress.refused},
-                  {"failed", progress.failed},
-                  {"unknown", progress.unknown},
-                  {"left", left},
-                  {"connections", progress.connections_open}});
+  Json event = {{"event", "progress"},
+                {"sent", progress.sent},
+                {"refused", progress.refused},
+                {"failed", progress.failed},
+                {"unknown", progress.unknown},
+                {"left", left},
+                {"connections", progress.connections_open}};
+  for (const ServerLimit& limit : progress.limits) {
+    const std::chrono::duration<double> rests = limit.rests_until - now;
+    event["limits"].push_back({{"server", limit.server},
+                               {"reply", limit.words},
+                               {"recipients_per_second", limit.per_second},
+                               {"connections", limit.connections},
+                               {"rests_seconds", std::max(0.0, rests.count())}});
+  }
+  lines_ += Line(event);
   Flush();
 }
 

@@ -42,7 +42,30 @@ std::string ProgressLine::Text(const Progress& progress, std::uint64_t left,
     text +=
         ", " + Duration(static_cast<std::uint64_t>(static_cast<double>(left) / rate)) + " to go";
   }
+  for (const ServerLimit& limit : progress.limits) {
+    if (const std::string at_most = LimitText(limit); !at_most.empty()) {
+      text += "; " + limit.server + " " + at_most;
+    }
+  }
   return text;
+}
+
+std::vector<std::string> LimitNotes::New(const Progress& progress, ProgressLine::Moment now) {
+  std::vector<std::string> notes;
+  for (const ServerLimit& limit : progress.limits) {
+    Told& told = told_[limit.server];
+    const bool rests = limit.rests_until > now && limit.rests_until != told.rests_until;
+    const bool paced = limit.per_second > 0 && !told.paced;
+    const bool fewer = limit.connections > 0 && !told.fewer && limit.rests_until <= now;
+    told = {told.paced || paced, told.fewer || fewer,
+            std::max(told.rests_until, limit.rests_until)};
+    if (!rests && !paced && !fewer) continue;
+    const auto seconds = std::chrono::ceil<std::chrono::seconds>(limit.rests_until - now).count();
+    notes.push_back(limit.server + " asks for less: " + limit.words + "; it gets " +
+                    (rests ? "nothing for " + Duration(static_cast<std::uint64_t>(seconds))
+                           : LimitText(limit)));
+  }
+  return notes;
 }
 
 void ProgressLine::Show(const Progress& progress, std::uint64_t left, Moment now) {

@@ -3,7 +3,9 @@
 
 #include <chrono>
 #include <cstdint>
+#include <map>
 #include <string>
+#include <vector>
 
 #include "base/files.h"
 #include "engine/delivery/delivery.h"
@@ -30,6 +32,20 @@ class ProgressLine {
   bool terminal_;
   Moment start_, shown_;
   std::size_t width_ = 0;  // of what is on the terminal
+};
+
+// What a person is told of servers that ask for less: each kind of it once, and each rest.
+class LimitNotes {
+ public:
+  // The lines to be told now.
+  std::vector<std::string> New(const Progress& progress, ProgressLine::Moment now);
+
+ private:
+  struct Told {
+    bool paced = false, fewer = false;
+    ProgressLine::Moment rests_until{};
+  };
+  std::map<std::string, Told> told_;  // by server
 };
 
 }  // namespace vespro::engine

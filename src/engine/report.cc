@@ -102,6 +102,9 @@ Status WriteText(const fs::path& folder, const LineStates& states, const ReportF
     if (!account.disabled.empty()) {
       head += "Given up: " + Value(account.server) + ": " + Value(account.disabled) + "\r\n";
     }
+    if (!account.limited.empty()) {
+      head += "Limited: " + Value(account.server) + ": " + Value(account.limited) + "\r\n";
+    }
     if (account.in_clear) head += "In clear: " + Value(account.server) + ": " + kInClear + "\r\n";
   }
   if (Status status = file->Write(head + "\r\n"); !status.ok()) return status;

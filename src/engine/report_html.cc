@@ -313,6 +313,7 @@ class PageWriter {
         html += Fact(account.server, "login refused: " + account.login_refused);
       }
       if (!account.disabled.empty()) html += Fact(account.server, "given up: " + account.disabled);
+      if (!account.limited.empty()) html += Fact(account.server, "limited: " + account.limited);
       if (account.in_clear) html += Fact(account.server, kInClear);
     }
     if (counts_.to_mend > 0) {

@@ -65,7 +65,8 @@ void Take(std::string_view name, std::string_view text, ReportHead& head) {
       head.by_state[static_cast<std::size_t>(*state)] = count;
     }
   }
-  if (name == "Account" || name == "Login refused" || name == "Given up" || name == "In clear") {
+  if (name == "Account" || name == "Login refused" || name == "Given up" || name == "Limited" ||
+      name == "In clear") {
     head.accounts.emplace_back(name, value);
   }
 }

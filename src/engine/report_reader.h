@@ -22,7 +22,7 @@ struct ReportHead {
   std::string started, ended;   // in the local time of the machine that wrote them
   std::int64_t started_at = 0;  // seconds since 1970, UTC; 0 when it can't be told
   StateCounts by_state{};
-  // "Account", "Login refused", "Given up" and "In clear", in the order of the file.
+  // "Account", "Login refused", "Given up", "Limited" and "In clear", in the order of the file.
   std::vector<std::pair<std::string, std::string>> accounts;
 
   std::uint64_t Of(State state) const { return by_state[static_cast<std::size_t>(state)]; }

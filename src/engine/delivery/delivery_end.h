@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/status.h"
+#include "engine/delivery/server_limit.h"
 
 namespace vespro::engine {
 
@@ -18,6 +19,7 @@ struct Progress {
   std::size_t connections_open = 0;
   // While nothing is on its way: about when something can be, if that is in the future.
   std::chrono::steady_clock::time_point goes_on{};
+  std::vector<ServerLimit> limits;  // of the servers that have asked for less
 };
 
 // What an account did for the job.
@@ -28,6 +30,8 @@ struct AccountTally {
   // What would help, where it took no further part. A job keeps its accounts and its message.
   enum class Remedy { kLater, kTrustAnchor, kAnotherJob };
   Remedy remedy = Remedy::kLater;
+  // What it asked for, and what it got in the end; empty when it asked for nothing.
+  std::string limited;
   std::uint64_t sent = 0, refused = 0, failed = 0, unknown = 0;
   // A message was accepted over a connection without TLS, from another machine than this one.
   bool in_clear = false;

@@ -375,13 +375,18 @@ TimePoint Dispatcher::GoesOn() const {
 
 Progress Dispatcher::HowFar(std::size_t connections) const {
   const OutcomeCounts& total = recorder_.total();
-  return {.sent = total.sent,
-          .refused = total.refused,
-          .failed = total.failed,
-          .unknown = total.unknown,
-          .waiting_for_retry = queue_.waiting() + Held(),
-          .connections_open = connections,
-          .goes_on = GoesOn()};
+  Progress progress{.sent = total.sent,
+                    .refused = total.refused,
+                    .failed = total.failed,
+                    .unknown = total.unknown,
+                    .waiting_for_retry = queue_.waiting() + Held(),
+                    .connections_open = connections,
+                    .goes_on = GoesOn(),
+                    .limits = {}};
+  for (std::size_t i = 0; i < pool_.size(); ++i) {
+    if (pool_[i].is_limited()) progress.limits.push_back(pool_[i].limit());
+  }
+  return progress;
 }
 
 void Dispatcher::Finish() {
@@ -404,6 +409,10 @@ DeliveryEnd Dispatcher::End() {
     if (server.enabled() && server.NeverConnected()) tally.disabled = server.last_error();
     tally.remedy = server.remedy();
     tally.in_clear = server.sent_in_clear();
+    if (server.is_limited()) {
+      const ServerLimit limit = server.limit();
+      tally.limited = limit.words + "; in the end " + LimitText(limit);
+    }
     server.Learn();
     tally.sent = counts.sent;
     tally.refused = counts.refused;

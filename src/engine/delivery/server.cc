@@ -119,22 +119,30 @@ void Server::OnAccepted(TimePoint begun, bool in_clear, TimePoint now) {
 }
 
 bool Server::OnTooFast(TimePoint begun, TimePoint now, const std::string& why) {
-  last_error_ = why;
+  last_error_ = limit_words_ = why;
   return pace_.OnComplaint(begun, now);
 }
 
 void Server::OnTooMany(TimePoint now, const std::string& why) {
-  last_error_ = why;
+  last_error_ = limit_words_ = why;
   concurrency_.OnRefused(open_ - leaving_ - 1, now);
 }
 
 bool Server::OnRest(TimePoint now, const std::string& why) {
-  last_error_ = why;
+  last_error_ = limit_words_ = why;
   if (now < rest_until_) return false;
   rest_until_ = now + waits_.rest;
   ++rests_;
   concurrency_.BeginAgain(rest_until_);
   return true;
+}
+
+ServerLimit Server::limit() const {
+  return {.server = name_,
+          .words = limit_words_,
+          .per_second = pace_.per_second(),
+          .connections = concurrency_.known() ? concurrency_.most() : 0,
+          .rests_until = rest_until_};
 }
 
 void Server::Learn() const {

@@ -17,6 +17,7 @@
 #include "engine/delivery/obstacle.h"
 #include "engine/delivery/pace.h"
 #include "engine/delivery/rate_limit.h"
+#include "engine/delivery/server_limit.h"
 #include "engine/delivery/server_quirks.h"
 #include "engine/smtp/client.h"
 
@@ -88,6 +89,9 @@ class Server {
   // It wants to be left alone for long. Returns the same.
   bool OnRest(TimePoint now, const std::string& why);
   bool IsResting(TimePoint now) const { return now < rest_until_; }
+  // What it has asked for in this run.
+  bool is_limited() const { return !limit_words_.empty(); }
+  ServerLimit limit() const;
   // What was learnt goes to its allowance.
   void Learn() const;
   // Returns whether it begins a wait; a failure during one belongs to the one that began it.
@@ -152,7 +156,7 @@ class Server {
   int rests_ = 0;  // in a row
   Backoff connect_backoff_, throttle_backoff_;
   TimePoint connection_limited_until_{};  // it takes no more at a time than are open
-  std::string last_error_;
+  std::string last_error_, limit_words_;
   Status disabled_reason_;
   AccountTally::Remedy remedy_ = AccountTally::Remedy::kLater;
 };
