@@ -60,10 +60,10 @@ vespro_module(engine_delivery
     delivery/server_pool.cc
     delivery/server_quirks.cc
     delivery/session.cc
-  TESTS delivery/account_check_test.cc delivery/allowance_test.cc delivery/backoff_test.cc delivery/concurrency_test.cc delivery/credential_source_test.cc delivery/delivery_limits_test.cc delivery/delivery_surplus_test.cc delivery/delivery_test.cc delivery/evidence_test.cc delivery/fair_share_test.cc
+  TESTS delivery/account_check_test.cc delivery/allowance_test.cc delivery/backoff_test.cc delivery/concurrency_test.cc delivery/credential_source_test.cc delivery/delivery_limits_test.cc delivery/delivery_surplus_test.cc delivery/delivery_test.cc delivery/dispatcher_test.cc delivery/evidence_test.cc delivery/fair_share_test.cc
         delivery/outcome_recorder_test.cc delivery/pace_test.cc delivery/rate_limit_test.cc
         delivery/recipient_queue_test.cc delivery/retry_policy_test.cc
-        delivery/server_pool_test.cc delivery/server_test.cc ${system_tests}
+        delivery/server_pool_test.cc delivery/server_test.cc delivery/session_test.cc ${system_tests}
   USES engine_net)
 if(NOT WIN32)
   add_executable(engine_wire_bench ${PROJECT_SOURCE_DIR}/bench/engine_wire.cc)
