@@ -162,18 +162,18 @@ class Lists(support.JobTest):
             self.assertEqual(self.files(), before)
 
     def operations(self):
-        """What takes rows out, by its arguments; each on a list of its own: (arguments, list, what goes)."""
+        """What takes rows out, each on a list of its own: (arguments, list, what is printed, what goes)."""
         rows = ["r{:05}@example.org".format(i % 9000) for i in range(10000)]
         unwanted = self.write("unwanted.txt", "".join(row + "\n" for row in rows[8000:9000]))
         for number, flags in enumerate((["--yes"], ["--yes", "--json"])):
             for verb, others, gone in (("dedupe", [], rows[9000:]), ("filter", [unwanted], rows[8000:9000])):
                 listed = self.write("{}{}.txt".format(verb, number), "".join(row + "\n" for row in rows))
-                if verb == "filter" and "--json" in flags:
-                    gone = rows[9000:] + gone
-                yield ["list", verb, listed, *others, *flags], listed, gone
+                duplicates = rows[9000:] if verb == "filter" else []
+                printed = duplicates + gone if "--json" in flags else gone
+                yield ["list", verb, listed, *others, *flags], listed, printed, duplicates + gone
 
     def test_output_that_can_not_be_written_is_kept_beside_the_list(self):
-        for arguments, listed, gone in self.operations():
+        for arguments, listed, _, gone in self.operations():
             before = listed.read_bytes()
             for sink in ("full", "closed"):
                 with self.subTest(arguments=arguments, sink=sink):
@@ -199,12 +199,24 @@ class Lists(support.JobTest):
                     else:
                         taken.unlink()
 
+    def test_rows_of_a_table_are_kept_as_they_were(self):
+        listed = self.write("members.csv", "Name,Mail\nAnn Lee,a@x\nBob,b@x\nANN,A@x\n")
+        with open("/dev/full", "wb") as full:
+            done = subprocess.run(support.command_line("list", "dedupe", listed, "--column", "Mail", "--yes"), stdout=full,
+                                  stderr=subprocess.PIPE, text=True, timeout=support.SECONDS)
+        self.assertEqual(done.returncode, 73, done.stderr)
+        self.assertEqual(listed.read_bytes(), b"Name,Mail\r\nAnn Lee,a@x\r\nBob,b@x\r\n")
+        self.assertEqual((self.folder / "members.csv.removed.csv").read_bytes(), b"Name,Mail\r\nANN,A@x\r\n")
+
     def test_killed_while_it_prints(self):
         """The list is the old one, or what has gone from it was printed or lies beside it."""
         replaced = 0
-        for arguments, listed, going in self.operations():
+        for arguments, listed, going, _ in self.operations():
             before = listed.read_bytes()
-            for milliseconds in range(0, 30, 3):
+            begin = time.monotonic()
+            subprocess.run(support.command_line("--home", self.home, *arguments), capture_output=True, check=True)
+            whole = time.monotonic() - begin
+            for tenth in range(13):
                 listed.write_bytes(before)
                 beside = self.folder / (listed.name + ".removed.txt")
                 beside.unlink(missing_ok=True)
@@ -212,14 +224,14 @@ class Lists(support.JobTest):
                 with out.open("wb") as stream:
                     process = subprocess.Popen(support.command_line("--home", self.home, *arguments), stdout=stream,
                                                stderr=subprocess.DEVNULL)
-                    time.sleep(milliseconds / 1000)
+                    time.sleep(whole * tenth / 10)
                     process.kill()
                     process.wait()
                 replaced += listed.read_bytes() != before
                 old, new = (collections.Counter(text.decode().split()) for text in (before, listed.read_bytes()))
                 told = out.read_text() + (beside.read_text() if beside.exists() else "")
                 lost = [row for row in going if new[row] < old[row] and row not in told]
-                self.assertEqual(lost, [], (arguments, milliseconds))
+                self.assertEqual(lost, [], (arguments, tenth))
         self.assertGreater(replaced, 0)
 
     def test_no_room_for_the_rows_beside_the_list(self):
@@ -234,16 +246,18 @@ class Lists(support.JobTest):
         listed = disk / "list.txt"
         listed.write_bytes(content)
         (disk / "filler").write_bytes(b"x" * 70_000)
-        with open("/dev/full", "wb") as full:
-            done = subprocess.run(support.command_line("--home", self.home, "list", "dedupe", listed, "--yes"),
-                                  stdout=full, stderr=subprocess.PIPE, text=True, timeout=support.SECONDS)
-        self.assertEqual(done.returncode, 73, done.stderr)
-        self.assertIn("list.txt.removed.txt", done.stderr)
-        self.assertEqual(listed.read_bytes(), content)
-        self.assertEqual(sorted(path.name for path in disk.iterdir()), ["filler", "list.txt"])
+        for flags in ([], ["--json"]):
+            with open("/dev/full", "wb") as full:
+                done = subprocess.run(
+                    support.command_line("--home", self.home, "list", "dedupe", listed, "--yes", *flags), stdout=full,
+                    stderr=subprocess.PIPE, text=True, timeout=support.SECONDS)
+            self.assertEqual(done.returncode, 73, done.stderr)
+            self.assertIn("No space left", done.stderr)
+            self.assertEqual(listed.read_bytes(), content)
+            self.assertEqual(sorted(path.name for path in disk.iterdir()), ["filler", "list.txt"])
 
     def test_signals(self):
-        """Whenever it comes, the list is the old one or the new one, and nothing lies beside it."""
+        """Whenever it comes, the list is the old one or the new one, and only what was not printed lies beside it."""
         content = "".join("user{:07}@example.org\n".format(i * 7919 % 600_000) for i in range(1_000_000))
         new = b"".join(dict.fromkeys(line + b"\r\n" for line in content.encode().splitlines()))
         stopped = 0
@@ -262,7 +276,13 @@ class Lists(support.JobTest):
             # Before and behind the work the signal ends the program as any other.
             whole = {0: [new], 130: [content.encode()]}.get(process.returncode, [content.encode(), new])
             self.assertTrue(listed.read_bytes() in whole, process.returncode)
-            self.assertEqual(list(self.files()), ["list.txt"])
+            left = self.files()
+            beside = left.pop("list.txt.removed.txt", b"")
+            self.assertEqual(list(left), ["list.txt"])
+            if process.returncode >= 0:
+                self.assertEqual(beside, b"")
+            elif beside:
+                (self.folder / "list.txt.removed.txt").unlink()
         self.assertGreater(stopped, 0, "no signal came in time: nothing was tested")
 
     def test_a_terminal_sees_a_count_and_is_left_clean(self):

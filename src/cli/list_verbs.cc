@@ -189,28 +189,33 @@ void PrintLines(std::string_view lines) {
   }
 }
 
-// The addresses of the rows that go, on their way to standard output. The list is replaced only
-// when they were printed or, where that fails, are in a file beside the list.
-class RemovedRows {
+// The rows that go, in a file beside the list from before the list is replaced until standard
+// output has told whose they were: "members.csv.removed.csv". Where what is printed is all of them,
+// it is printed first, and there is a file only when that fails: it takes a tenth of the time.
+class RemovedRows final : public ByteSink {
  public:
-  explicit RemovedRows(std::string list_path) : list_path_(std::move(list_path)) {
+  // `print_first`: the rows are addresses, and standard output gets them one a line.
+  RemovedRows(const Distribution& list, bool print_first)
+      : list_path_(list.path),
+        extension_(list.kind == ListKind::kCsv ? ".csv" : ".txt"),
+        print_first_(print_first) {
     ModSignals::IgnoreBrokenPipes();  // a reader that goes away is a failure like others
   }
 
-  Status Print(std::string_view addresses) {
-    PrintLines(addresses);
-    return std::cout.flush() ? Status() : Keep(addresses);
-  }
-
-  // Until Finish. Fails when they are not safely there; the list must stay then.
-  Status Keep(std::string_view addresses) {
+  Status Write(std::string_view rows) override {
+    if (rows.empty()) return {};
     if (!file_.has_value()) {
       if (Status made = Make(); !made.ok()) return made;
     }
-    Status kept = file_->Write(addresses);
-    if (kept.ok()) kept = file_->Sync();
-    return kept;
+    return file_->Write(rows);
   }
+
+  void Guard(ModRecipients::LoadGuards& guards) {
+    if (!print_first_) guards.removed_rows = this;
+    guards.before_rows_go = [this](std::string_view addresses) { return MakeSafe(addresses); };
+  }
+  // A list was about to be replaced.
+  bool some_may_be_gone() const { return some_may_go_; }
 
   // After all was printed: what the command exits with.
   int Finish() {
@@ -222,7 +227,7 @@ class RemovedRows {
                                        ModFiles::ToUtf8(path_) + "'"));
   }
 
-  // The operation failed. Rows that have gone before that stay in the file.
+  // The operation failed. Rows that went before that stay in the file.
   int FailWith(const Status& why, bool some_are_gone) {
     if (!file_.has_value()) return cli::Fail(why);
     if (!some_are_gone) {
@@ -234,12 +239,21 @@ class RemovedRows {
   }
 
  private:
+  Status MakeSafe(std::string_view addresses) {
+    some_may_go_ = true;
+    if (print_first_) {
+      PrintLines(addresses);
+      if (std::cout.flush()) return {};
+      if (Status written = Write(addresses); !written.ok()) return written;
+    }
+    return file_.has_value() ? file_->Sync() : Status();
+  }
   Status Make() {
     constexpr int kMaxNames = 1000;
     Status made;
     for (int number = 1; number <= kMaxNames; ++number) {
       path_ = ModFiles::FromUtf8(list_path_ + ".removed" +
-                                 (number == 1 ? "" : "-" + std::to_string(number)) + ".txt");
+                                 (number == 1 ? "" : "-" + std::to_string(number)) + extension_);
       Result<File> file = File::Open(path_, File::Mode::kCreateNew, Access::kPrivate);
       if (file.ok()) {
         file_ = std::move(file).value();
@@ -257,9 +271,11 @@ class RemovedRows {
     return removed.ok() ? 0 : cli::Fail(removed);
   }
 
-  const std::string list_path_;
+  const std::string list_path_, extension_;
+  const bool print_first_;
   std::filesystem::path path_;
   std::optional<File> file_;
+  bool some_may_go_ = false;
 };
 
 Status NothingChanged() { return Status(Code::kCancelled, "nothing was changed"); }
@@ -342,13 +358,12 @@ int Dedupe(const Globals& globals, const ListArguments& arguments) {
   if (!CanAnswer(globals)) {
     return Fail(Status(Code::kUsage, "nobody to ask: --yes removes the duplicates"));
   }
-  RemovedRows removed(chosen->path);
+  const bool print_first = chosen->kind == ListKind::kText && !globals.json;
+  RemovedRows removed(chosen.value(), print_first);
   Result<ModRecipients::Loaded> loaded = [&] {
     LongWork work;
     ModRecipients::LoadGuards guards = Guards(globals, arguments, work);
-    guards.before_duplicates_go = [&](std::string_view addresses) {
-      return globals.json ? removed.Keep(addresses) : removed.Print(addresses);
-    };
+    removed.Guard(guards);
     return ModRecipients::LoadAndDeduplicate(chosen.value(), work.on_line(), guards);
   }();
   if (!loaded.ok()) return removed.FailWith(loaded.status(), false);
@@ -360,6 +375,7 @@ int Dedupe(const Globals& globals, const ListArguments& arguments) {
                {"without_address_lines", LineNumbers(loaded->without_address)}});
     return removed.Finish();
   }
+  if (!print_first) PrintLines(loaded->duplicate_addresses);
   if (!loaded->rewritten) NoteOddRows(loaded->without_address, arguments, false);
   Note(loaded->duplicates == 0
            ? std::string("No email duplicates found")
@@ -474,24 +490,15 @@ int Filter(const Globals& globals, const ListArguments& arguments) {
     return Fail(fits);
   if (Status yes = ConfirmFilter(globals, arguments, chosen.value(), unwanted); !yes.ok())
     return Fail(yes);
-  RemovedRows removed(chosen->path);
-  bool some_are_gone = false;
+  RemovedRows removed(chosen.value(), false);
   const Result<ModRecipients::Cleared> cleared = [&] {
     LongWork work;
     ModRecipients::LoadGuards guards = Guards(globals, arguments, work);
-    if (globals.json) {
-      guards.before_duplicates_go = [&](std::string_view addresses) {
-        some_are_gone = true;
-        return removed.Keep(addresses);
-      };
-    }
-    guards.before_unwanted_go = [&](std::string_view addresses) {
-      return globals.json ? removed.Keep(addresses) : removed.Print(addresses);
-    };
+    removed.Guard(guards);
     if (!globals.rules.assume_yes) guards.confirm = {};  // that was asked
     return ModRecipients::DeduplicateAndFilter(chosen.value(), unwanted, work.on_line(), guards);
   }();
-  if (!cleared.ok()) return removed.FailWith(cleared.status(), some_are_gone);
+  if (!cleared.ok()) return removed.FailWith(cleared.status(), removed.some_may_be_gone());
   if (globals.rules.assume_yes) NoteUnwanted(cleared->filtered, unwanted);
   const ModRecipients::Loaded& loaded = cleared->loaded;
   const ModRecipients::Filtered& filtered = cleared->filtered;
@@ -505,6 +512,7 @@ int Filter(const Globals& globals, const ListArguments& arguments) {
                {"without_address_lines", LineNumbers(loaded.without_address)}});
     return removed.Finish();
   }
+  PrintLines(filtered.removed_addresses);
   if (globals.rules.assume_yes && !loaded.rewritten) {
     NoteOddRows(loaded.without_address, arguments, false);
   }
@@ -559,7 +567,9 @@ void AddListVerbs(CLI::App& app, Globals& globals, Action& action) {
     return verb;
   };
   shifted(add("dedupe", "Remove duplicate addresses from a file, and print them",
-              "Example: vespro list dedupe members.txt --yes", true, Dedupe));
+              "Example: vespro list dedupe members.txt --yes\nUntil their addresses are printed, a "
+              "table's rows that go are in a file beside it, such as members.csv.removed.csv.",
+              true, Dedupe));
   add("merge", "Append a second file of the same kind",
       "Example: vespro list merge members.csv newcomers.csv\nNothing is sorted out: 'vespro list "
       "dedupe' takes duplicates away afterwards.",
@@ -574,7 +584,8 @@ void AddListVerbs(CLI::App& app, Globals& globals, Action& action) {
           "back "
           "in lower case. Lines of UNWANTED are compared as they stand: write them in lower case, "
           "one "
-          "address a line.",
+          "address a line. Until the addresses are printed, the rows that go are in a file beside "
+          "the list, such as members.csv.removed.csv.",
           true, Filter))
       ->add_option("UNWANTED", arguments->second, "The addresses that shall go, one a line")
       ->required();

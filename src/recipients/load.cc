@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include "base/files.h"
@@ -55,16 +56,24 @@ class Deduplicator {
     ModMemory::PreferLargePages(addresses.text.data(), duplicate_bytes_);
     LineWriter kept(file.value(), kLineEnd);
     LineWriter duplicates(addresses, "\n");
+    std::optional<LineWriter> removed;
+    if (guards.removed_rows != nullptr) {
+      if (Status written = guards.removed_rows->Write(head_); !written.ok()) return written;
+      removed.emplace(*guards.removed_rows, kLineEnd);
+    }
     rows_.TakeEach([&](std::string_view row, std::string_view key, bool is_duplicate) {
-      is_duplicate ? duplicates.Write(key) : kept.Write(row);
+      if (!is_duplicate) return kept.Write(row);
+      duplicates.Write(key);
+      if (removed) removed->Write(row);
     });
     duplicates.Finish().Ignore();  // memory takes everything
     loaded_.duplicate_addresses = std::move(addresses.text);
     if (Status written = kept.Finish(); !written.ok()) return written;
+    if (Status written = removed ? removed->Finish() : Status(); !written.ok()) return written;
     return file->Commit([&]() -> Status {
       Status unchanged = stamp.CheckUnchanged();
-      if (!unchanged.ok() || !guards.before_duplicates_go) return unchanged;
-      return guards.before_duplicates_go(loaded_.duplicate_addresses);
+      if (!unchanged.ok() || !guards.before_rows_go) return unchanged;
+      return guards.before_rows_go(loaded_.duplicate_addresses);
     });
   }
 

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/files.h"
 #include "base/status.h"
 #include "recipients/distribution.h"
 #include "recipients/list_blocks.h"
@@ -37,11 +38,13 @@ struct LoadGuards {
   // in the address's place (ModRow::LooksLikeAddress): cells that are in a wrong column tell
   // people apart badly.
   bool keep_odd_rows = false;
-  // Told of the addresses of the rows that go, each ended by LF, when the new list is on the disk
-  // and right before it takes the old one's place; a failure keeps the old one and comes back from
-  // the operation. Not told when none go.
-  std::function<Status(std::string_view addresses)> before_duplicates_go = {};
-  std::function<Status(std::string_view addresses)> before_unwanted_go = {};  // of filtering
+  // Takes the rows that go, in their order, each ended by CR LF: a table's as read, before the
+  // first of them its header row, a TEXT list's as compared. A failure keeps the list and comes
+  // back from the operation.
+  ByteSink* removed_rows = nullptr;
+  // When rows go, with their addresses, each ended by LF: the new list is on the disk, and takes
+  // the old one's place next. A failure keeps the old one and comes back from the operation.
+  std::function<Status(std::string_view addresses)> before_rows_go = {};
 };
 
 // Reads the list and, when an address is in it twice, replaces the file: a TEXT list by its

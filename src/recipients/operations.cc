@@ -195,11 +195,36 @@ std::string_view KeyOf(std::string_view row, const Distribution& list, std::stri
   return bare;
 }
 
+// The rows that go, as they were read, after their table's header row.
+class RemovedRows {
+ public:
+  // `sink` may be null: nobody wants them. `has_header`: it has the header row already.
+  RemovedRows(ByteSink* sink, bool has_header) : has_header_(has_header) {
+    if (sink != nullptr) writer_.emplace(*sink, kLineEnd);
+  }
+  bool wanted() const { return writer_.has_value(); }
+  void OnHeader(std::string_view row) {
+    if (!has_header_) header_ = row;
+  }
+  void Write(std::string_view row) {
+    if (!writer_) return;
+    if (!header_.empty()) writer_->Write(std::exchange(header_, {}));
+    writer_->Write(row);
+  }
+  Status Finish() { return writer_ ? writer_->Finish() : Status(); }
+
+ private:
+  const bool has_header_;
+  std::string header_;
+  std::optional<LineWriter> writer_;
+};
+
 // Takes the list, so that it is closed when it is replaced: Windows does not replace an open file.
 Result<Filtered> FilterOut(ListBlocks blocks, const Distribution& list, const Unwanted& unwanted,
-                           bool keep_odd_rows, ByteSink& out, const OnLine& on_line) {
+                           bool keep_odd_rows, ByteSink& out, RemovedRows removed,
+                           const OnLine& on_line) {
   Filtered filtered;
-  std::string lower, bare;
+  std::string original, lower, bare;
   if (blocks.has_byte_order_mark()) {
     if (Status marked = out.Write(ModRow::kByteOrderMark); !marked.ok()) return marked;
   }
@@ -211,12 +236,20 @@ Result<Filtered> FilterOut(ListBlocks blocks, const Distribution& list, const Un
     if (!block.ok()) return block.status();
     if (block->size == 0) break;
     const bool is_ascii = ModText::IsAscii(block->text());
+    if (is_ascii && removed.wanted()) original = block->text();
     if (is_ascii) LowerAscii(block->data, block->size);
+    const auto as_read = [&](std::string_view line) {
+      if (!is_ascii || !removed.wanted()) return line;
+      const auto offset = static_cast<std::size_t>(line.data() - block->data);
+      return std::string_view(original).substr(offset, line.size());
+    };
     for (std::string_view lines = block->text(); !lines.empty();) {
       if (on_line && !on_line()) return GivenUp(list.path);
       ++line_number;
-      std::string_view row = ModText::Trim(TakeLine(lines));
+      const std::string_view line = TakeLine(lines);
+      std::string_view row = ModText::Trim(line);
       bool stays = std::exchange(is_header, false);
+      if (stays) removed.OnHeader(as_read(line));
       if (row.empty()) continue;
       if (!is_ascii) {
         lower.assign(row);
@@ -231,12 +264,14 @@ Result<Filtered> FilterOut(ListBlocks blocks, const Distribution& list, const Un
       if (!key.empty() && !stays && unwanted.Has(key)) {
         ++filtered.removed;
         filtered.removed_addresses.append(key).push_back('\n');
+        removed.Write(as_read(line));
         continue;
       }
       kept.Write(row);
     }
   }
   if (Status written = kept.Finish(); !written.ok()) return written;
+  if (Status written = removed.Finish(); !written.ok()) return written;
   return filtered;
 }
 
@@ -276,9 +311,9 @@ Status CheckFilter(std::string_view current, std::string_view unwanted) {
 
 namespace {
 
-// What `current` and `unwanted` are fit for was asked.
+// What `current` and `unwanted` are fit for was asked. `some_are_gone`: duplicates, before.
 Result<Filtered> TakeOut(const Distribution& current, std::string_view unwanted,
-                         const LoadGuards& guards, const OnLine& on_line) {
+                         const LoadGuards& guards, bool some_are_gone, const OnLine& on_line) {
   Result<ListBlocks> blocks = ListBlocks::Open(current.path);
   if (!blocks.ok()) return blocks.status();
   const ListStamp stamp = blocks->stamp();
@@ -287,24 +322,25 @@ Result<Filtered> TakeOut(const Distribution& current, std::string_view unwanted,
   if (Status loaded = lines.Load(unwanted, on_line, current.path); !loaded.ok()) return loaded;
   Result<AtomicFile> file = AtomicFile::Create(stamp.path);
   if (!file.ok()) return file.status();
-  Result<Filtered> filtered = FilterOut(std::move(blocks).value(), current, lines,
-                                        guards.keep_odd_rows, file.value(), on_line);
+  Result<Filtered> filtered =
+      FilterOut(std::move(blocks).value(), current, lines, guards.keep_odd_rows, file.value(),
+                RemovedRows(guards.removed_rows, some_are_gone), on_line);
   if (!filtered.ok()) return filtered;
   lines.Tell(filtered.value());
   const Status committed = file->Commit([&]() -> Status {
     Status unchanged = stamp.CheckUnchanged();
-    const bool told = guards.before_unwanted_go && filtered->removed > 0;
-    return unchanged.ok() && told ? guards.before_unwanted_go(filtered->removed_addresses)
-                                  : unchanged;
+    const bool told = guards.before_rows_go && filtered->removed > 0;
+    return unchanged.ok() && told ? guards.before_rows_go(filtered->removed_addresses) : unchanged;
   });
   if (!committed.ok()) return committed;
   return filtered;
 }
 
 Result<Filtered> TakeOutSafely(const Distribution& current, std::string_view unwanted,
-                               const LoadGuards& guards, const OnLine& on_line) {
+                               const LoadGuards& guards, bool some_are_gone,
+                               const OnLine& on_line) {
   try {
-    return TakeOut(current, unwanted, guards, on_line);
+    return TakeOut(current, unwanted, guards, some_are_gone, on_line);
   } catch (const std::bad_alloc&) {
     return TooLarge(current.path);
   }
@@ -315,7 +351,7 @@ Result<Filtered> TakeOutSafely(const Distribution& current, std::string_view unw
 Result<Filtered> Filter(const Distribution& current, std::string_view unwanted,
                         const OnLine& on_line) {
   if (Status fits = CheckFilter(current.path, unwanted); !fits.ok()) return fits;
-  return TakeOutSafely(current, unwanted, {}, on_line);
+  return TakeOutSafely(current, unwanted, {}, false, on_line);
 }
 
 Result<Filtered> PreviewFilter(const Distribution& current, std::string_view unwanted,
@@ -329,8 +365,8 @@ Result<Filtered> PreviewFilter(const Distribution& current, std::string_view unw
   Unwanted lines;
   if (Status loaded = lines.Load(unwanted, on_line, current.path); !loaded.ok()) return loaded;
   Nowhere nowhere;
-  Result<Filtered> filtered =
-      FilterOut(std::move(blocks).value(), current, lines, keep_odd_rows, nowhere, on_line);
+  Result<Filtered> filtered = FilterOut(std::move(blocks).value(), current, lines, keep_odd_rows,
+                                        nowhere, RemovedRows(nullptr, false), on_line);
   if (filtered.ok()) lines.Tell(filtered.value());
   return filtered;
 }
@@ -340,7 +376,7 @@ Result<Cleared> DeduplicateAndFilter(const Distribution& current, std::string_vi
   if (Status fits = CheckFilter(current.path, unwanted); !fits.ok()) return fits;
   Result<Loaded> loaded = LoadAndDeduplicate(current, on_line, guards);
   if (!loaded.ok()) return loaded.status();
-  Result<Filtered> filtered = TakeOutSafely(current, unwanted, guards, on_line);
+  Result<Filtered> filtered = TakeOutSafely(current, unwanted, guards, loaded->rewritten, on_line);
   if (filtered.ok()) return Cleared{std::move(loaded).value(), std::move(filtered).value()};
   const Status& why = filtered.status();
   if (!loaded->rewritten) return why;

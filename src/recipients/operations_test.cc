@@ -139,6 +139,43 @@ TEST_F(OperationsTest, OddRowsStayWhereTheyAreToBeKept) {
   EXPECT_EQ(Filter(list, unwanted)->removed, 1U) << "where nobody said so";
 }
 
+TEST_F(OperationsTest, TheRowsThatGoAreToldAsRead) {
+  const std::string table = "Name,Mail\nAnn Lee,A@x\nBob, b@x \nANN,a@x\nÇid,c@x\nDan,d@x\n";
+  const Distribution list{Write("l.csv", "\xEF\xBB\xBF" + table), ListKind::kCsv, 1, true};
+  const std::string unwanted = Write("u.txt", "a@x\nd@x\n");
+  StringSink rows;
+  std::string addresses;
+  ModRecipients::LoadGuards guards;
+  guards.removed_rows = &rows;
+  guards.before_rows_go = [&](std::string_view go) {
+    addresses.append(go).append(";");
+    return Status();
+  };
+  ASSERT_TRUE(ModRecipients::DeduplicateAndFilter(list, unwanted, {}, guards).ok());
+  EXPECT_EQ(rows.text, "\xEF\xBB\xBFName,Mail\r\nANN,a@x\r\nAnn Lee,A@x\r\nDan,d@x\r\n");
+  EXPECT_EQ(addresses, "a@x\n;a@x\nd@x\n;") << "of the duplicate, then of the unwanted";
+
+  // Without duplicates the filter writes the header; a failure keeps the list.
+  rows.text.clear();
+  Write("l.csv", table.substr(0, table.find("ANN")));
+  guards.before_rows_go = [](std::string_view) { return Status(Code::kCannotWrite, "no room"); };
+  const auto kept = ModRecipients::DeduplicateAndFilter(list, unwanted, {}, guards);
+  EXPECT_EQ(kept.status().text(), "no room");
+  EXPECT_EQ(rows.text, "Name,Mail\r\nAnn Lee,A@x\r\n");
+  EXPECT_EQ(folder.Read("l.csv"), table.substr(0, table.find("ANN")));
+
+  class Full final : public ByteSink {
+    Status Write(std::string_view) override { return Status(Code::kCannotWrite, "disk full"); }
+  } full;
+  guards = {};
+  guards.removed_rows = &full;
+  EXPECT_EQ(ModRecipients::DeduplicateAndFilter(list, unwanted, {}, guards).status().text(),
+            "disk full");
+  Write("l.csv", table);
+  EXPECT_EQ(ModRecipients::LoadAndDeduplicate(list, {}, guards).status().text(), "disk full");
+  EXPECT_EQ(folder.Read("l.csv"), table);
+}
+
 TEST_F(OperationsTest, LargeFilesKeepEveryLine) {
   std::string bytes, rest, unwanted, second;
   for (int i = 0; i < 60000; ++i) {
