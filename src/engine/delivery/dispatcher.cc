@@ -125,7 +125,8 @@ void Dispatcher::OnAccepted(std::size_t server, const Recipient& recipient, Atte
 
 void Dispatcher::OnNotAccepted(std::size_t server, const Recipient& recipient, AttemptState& state,
                                const Answer& answer, TimePoint now) {
-  const Disposition& disposition = answer.disposition;
+  const Disposition disposition =
+      retry_policy_.ForRecipient(answer.disposition, recorder_.of(server).sent, state);
   state.last_reply = InWords(answer);
   OnLimit(server, disposition.limit, state, now);
   if (disposition.action == Action::kDisableServer) {

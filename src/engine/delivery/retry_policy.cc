@@ -19,6 +19,17 @@ bool IsRecipientLimit(const Disposition& disposition) {
   return disposition.action == Action::kRequeue && disposition.scope == Scope::kRecipient;
 }
 
+Disposition RetryPolicy::ForRecipient(Disposition disposition, std::uint64_t served,
+                                      AttemptState& state) const {
+  if (disposition.limit == Limit::kNone || disposition.action != Action::kRequeue) {
+    return disposition;
+  }
+  if (state.limit_hits == 0 || served > state.served_at_hit) ++state.limit_hits;
+  state.served_at_hit = served;
+  if (state.limit_hits > kMaxLimitHits) disposition.action = Action::kDefer;
+  return disposition;
+}
+
 NextStep RetryPolicy::AfterFailure(const Disposition& disposition, std::size_t server,
                                    bool another_server, AttemptState& state) const {
   Action action = disposition.action;

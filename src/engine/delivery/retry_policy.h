@@ -20,6 +20,9 @@ struct AttemptState {
   static constexpr std::size_t kNoServer = SIZE_MAX;
   int attempts = 0;
   int recipient_limit_hits = 0;  // how often a message had no room for it
+  // How often a limit of the server's hit it while others were served since the last time.
+  int limit_hits = 0;
+  std::uint64_t served_at_hit = 0;
   std::size_t last_server = kNoServer;
   std::uint64_t message = 0;             // the number of this attempt's message
   TimePoint begun{};                     // the message of this attempt went to the server
@@ -46,6 +49,13 @@ struct RetryPolicy {
   int max_attempts = 3;                           // in all
   std::chrono::milliseconds first_delay{30'000};  // doubles from attempt to attempt, up to an hour
 
+  // Limits of the server's that may hit one recipient, while others are served, before one counts
+  // as its own deferral: a relay may pass on what is said of the recipient's domain.
+  static constexpr int kMaxLimitHits = 8;
+
+  // The disposition as it is for this recipient; `served` is how many others were accepted so far.
+  Disposition ForRecipient(Disposition disposition, std::uint64_t served,
+                           AttemptState& state) const;
   // After the attempt at `server`. `another_server`: one is enabled that has not rejected the
   // recipient. Takes the attempt back when it was not the recipient's.
   NextStep AfterFailure(const Disposition& disposition, std::size_t server, bool another_server,

@@ -74,6 +74,22 @@ TEST(RetryPolicyTest, WhatComesNext) {
   }
 }
 
+TEST(RetryPolicyTest, ALimitThatHitsOneRecipientOnly) {
+  constexpr Disposition kTooFast{.action = Action::kRequeue, .limit = Limit::kRate};
+  const RetryPolicy policy;
+  const auto action_after = [&](int hits, std::uint64_t served_between) {
+    AttemptState state;
+    Action last = Action::kRequeue;
+    for (int i = 0; i < hits; ++i) {
+      last = policy.ForRecipient(kTooFast, served_between * static_cast<unsigned>(i), state).action;
+    }
+    return last;
+  };
+  EXPECT_EQ(action_after(8, 1), Action::kRequeue);
+  EXPECT_EQ(action_after(9, 1), Action::kDefer) << "everybody else is served";
+  EXPECT_EQ(action_after(100, 0), Action::kRequeue) << "nobody is";
+}
+
 TEST(ServerQuirksTest, LockStepLastsLongerEachTime) {
   ServerQuirks quirks;
   EXPECT_FALSE(quirks.lock_step());
