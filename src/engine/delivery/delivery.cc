@@ -106,7 +106,7 @@ void Delivery::Impl::Interrupt() {
   for (const auto& session : sessions_) session->Abort();
 }
 
-// The sink or the list is broken: nothing more goes out, and nothing more can be told.
+// The sink is broken: nothing more goes out, and nothing more can be told.
 void Delivery::Impl::Fail() {
   if (std::exchange(failed_, true)) return;
   ending_ = true;
@@ -127,7 +127,7 @@ void Delivery::Impl::PumpSoon() {
 void Delivery::Impl::Pump() {
   std::erase_if(sessions_, [](const auto& session) { return session->closed(); });
   if (!ending_ && dispatcher_.IsOver()) EndSessions();
-  if (!dispatcher_.failure().ok()) Fail();
+  if (!dispatcher_.CanRecord()) Fail();
   if (ending_) {
     if (sessions_.empty()) loop_.Stop();
     return SetWake();

@@ -503,6 +503,20 @@ TEST(DeliveryTest, NothingIsSentThatCantBeNoted) {
   EXPECT_TRUE(server.messages().empty());
 }
 
+// What is on the wire then is not given up.
+TEST(DeliveryTest, AListThatCantBeReadToItsEnd) {
+  ScriptedServer server({kOffers[2], {}});
+  FakeJob job(1000);
+  job.source.fails_after = 640;
+  job.To(server);
+  const DeliveryEnd end = job.Run();
+  EXPECT_EQ(end.reason, Reason::kCannotRecord);
+  EXPECT_EQ(end.status.text(), "disk gone");
+  EXPECT_EQ(job.ledger.Count(State::kUnknown), 0U);
+  EXPECT_EQ(job.ledger.Count(State::kSent), server.messages().size());
+  EXPECT_TRUE(job.ledger.on_the_wire.empty());
+}
+
 TEST(DeliveryTest, KeepsToTheRateAndOpensNoMoreConnectionsThanItNeeds) {
   for (const bool of_one_server : {false, true}) {
     ScriptedServer server;

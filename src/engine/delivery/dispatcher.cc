@@ -64,6 +64,8 @@ std::optional<std::size_t> Dispatcher::NextToConnect(std::size_t connecting, Tim
 }
 
 void Dispatcher::Update(TimePoint now) {
+  // What is in flight is finished.
+  if (!queue_.status().ok()) Stop();
   queue_.PromoteDue(now);
   if (queue_.HasOnlySuspects()) queue_.Release(false);
   pool_.ForgetRefusals();

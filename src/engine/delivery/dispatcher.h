@@ -69,8 +69,10 @@ class Dispatcher {
   bool stopping() const { return stopping_; }
   // Nothing is in flight, and nothing can be begun any more.
   bool IsOver();
-  // Of the list or the sink: nothing more may be sent.
+  // Of the list or the sink.
   const Status& failure() const;
+  // Not when the sink has failed: nothing more may be sent.
+  bool CanRecord() const { return recorder_.status().ok(); }
   std::size_t in_flight() const { return queue_.in_flight(); }
 
   // When Update has something to do, servers' backoffs aside; TimePoint::max() for never.

@@ -25,6 +25,7 @@ class Numbers final : public WorkSource {
  public:
   explicit Numbers(std::size_t count) : count_(count) {}
   Result<std::vector<Recipient>> Next(std::size_t max) override {
+    if (given_ >= fails_after) return Status(Code::kBadInput, "disk gone");
     std::vector<Recipient> next;
     while (given_ < count_ && next.size() < max) {
       next.push_back({given_ + 1, AddressOf(given_), "", given_ < 10 ? suspected : 0});
@@ -32,6 +33,7 @@ class Numbers final : public WorkSource {
     }
     return next;
   }
+  std::size_t fails_after = SIZE_MAX;
   int suspected = 0;  // the first ten, in so many runs
 
  private:
