@@ -65,6 +65,8 @@ class File {
 
   // The number of bytes read; 0 at the end of the file.
   Result<std::size_t> Read(char* buffer, std::size_t size);
+  // The same from `offset` on, which the next Read goes on from on some systems.
+  Result<std::size_t> ReadAt(std::uint64_t offset, char* buffer, std::size_t size);
   Status Write(std::string_view bytes);
   // Waits until the bytes are on the disk.
   Status Sync();

@@ -180,8 +180,9 @@ Result<JobStatus> StatusOf(const fs::path& job_file) {
 }
 
 std::string StatusText(const JobStatus& status) {
-  std::string text = status.left.has_value() ? std::to_string(*status.left) + " left"
-                                             : "the list has changed since";
+  std::string text =
+      status.left.has_value() ? std::to_string(*status.left) + " left" : "the list can't be read";
+  if (status.list_changed) text += " of the list as it is now";
   text += ", " + engine::CountsText(status.counts);
   if (status.in_doubt > 0) text += ", " + std::to_string(status.in_doubt) + " on the way";
   return text;

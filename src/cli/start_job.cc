@@ -100,10 +100,10 @@ bool SameMail(const engine::Job& a, const engine::Job& b) {
 bool SameList(const Distribution& list, const Distribution& other, const fs::path& other_session) {
   if (list.kind != other.kind || list.column != other.column) return false;
   if (ModFiles::FromUtf8(list.path) == ModFiles::FromUtf8(other.path)) return true;
-  const std::optional<engine::ListIdentity> begun_with = engine::ListBegunWith(other_session);
-  if (!begun_with.has_value()) return false;
+  const std::optional<engine::ListIdentity> last = engine::LastListOf(other_session);
+  if (!last.has_value()) return false;
   const Result<engine::ListIdentity> now = engine::IdentifyList(ModFiles::FromUtf8(list.path));
-  return now.ok() && now.value() == *begun_with;
+  return now.ok() && now.value().Matches(*last);
 }
 
 // "server:port, server:port", in the order of the alphabet.

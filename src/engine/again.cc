@@ -5,6 +5,7 @@
 #include "base/files.h"
 #include "engine/job.h"
 #include "engine/journal.h"
+#include "engine/list_change.h"
 #include "engine/list_source.h"
 #include "recipients/row.h"
 
@@ -18,22 +19,18 @@ namespace fs = std::filesystem;
 Result<LineStates> StatesOf(const Job& job, const fs::path& folder) {
   Result<JournalReader> reader = JournalReader::Open(Journal::PathIn(folder));
   if (!reader.ok()) return reader.status();
-  Result<ListIdentity> now = IdentifyList(ModFiles::FromUtf8(job.list.path));
+  Result<ListIdentity> now = IdentifyList(job.list);
   if (!now.ok()) return now.status();
-  LineStates states(now->lines);
-  for (JournalEvent event; reader->Next(event);) {
-    const bool names_list = event.kind == JournalEvent::Kind::kList ||
-                            (event.kind == JournalEvent::Kind::kRun && event.number > 0);
-    if (names_list && event.list != now.value()) {
-      return Status(Code::kResumable,
-                    "the list '" + job.list.path +
-                        "' was changed since this job, so it can't be told from it whom the job "
-                        "did not reach");
-    }
-    states.Take(event);
-  }
+  JournalState state;
+  for (JournalEvent event; reader->Next(event);) state.Take(event);
   if (!reader->status().ok()) return reader->status();
-  return states;
+  if (state.list().has_value() && !state.list()->Matches(now.value())) {
+    return Status(Code::kResumable,
+                  "the list '" + job.list.path +
+                      "' was changed since this job, so it can't be told from it whom the job "
+                      "did not reach");
+  }
+  return std::move(state.lines());
 }
 
 // Nothing for who was not reached.

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <csignal>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -16,6 +15,7 @@
 #include "engine/job.h"
 #include "engine/job_status.h"
 #include "engine/journal.h"
+#include "engine/list_change.h"
 #include "engine/preview.h"
 #include "engine/progress.h"
 #include "engine/report.h"
@@ -29,8 +29,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::string_view kCutOff =
-    "the job was cut off while this message was on its way; it may have arrived";
 constexpr std::string_view kMaybeLost =
     "the journal is damaged and may hide that this message was sent; it may have arrived";
 
@@ -239,12 +237,27 @@ class Run {
 
   std::string GoOnWith() const { return "; go on with: " + RunCommand(options_.job_file); }
 
-  // How many were not tried yet, and how they will be.
-  std::string WhatIsLeft(const DeliveryEnd& end) {
+  // Of a run that was stopped: the rows that can't be sent to are in the report as well, and so is
+  // how many are left.
+  void LookAtRest(const DeliveryEnd& end) {
     // A failure here would be the run's own, which is told.
+    if (end.reason != DeliveryEnd::Reason::kCannotRecord) {
+      for (;;) {
+        const Result<std::vector<Recipient>> rest = source_->Next(1000);
+        if (!rest.ok() || rest->empty()) break;
+      }
+    }
     journal_->Commit().Ignore();
     const Result<JobStatus> status = ReadJobStatus(options_, world_.randomness);
-    const bool known = status.ok() && status->left.has_value();
+    if (!status.ok()) return;
+    left_ = status->left;
+    // Lines tell who is left only as long as they are the same people's.
+    if (!status->list_changed) not_reached_ = left_.value_or(0);
+  }
+
+  // How many were not tried yet, and how they will be.
+  std::string WhatIsLeft(const DeliveryEnd& end) {
+    LookAtRest(end);
     using Remedy = AccountTally::Remedy;
     const auto helps = [](Remedy remedy) {
       return [remedy](const AccountTally& tally) { return tally.remedy == remedy; };
@@ -254,7 +267,7 @@ class Run {
                          std::all_of(accounts.begin(), accounts.end(), helps(Remedy::kAnotherJob));
     const bool untrusted =
         std::any_of(accounts.begin(), accounts.end(), helps(Remedy::kTrustAnchor));
-    return (known ? ", " + std::to_string(*status->left) + " left" : "") +
+    return (left_.has_value() ? ", " + std::to_string(*left_) + " left" : "") +
            (in_vain ? "; a job keeps its message and its accounts, so mend that and send it as a "
                       "new one, with --anew"
                     : GoOnWith()) +
@@ -269,7 +282,7 @@ class Run {
       if (!lock.ok()) return lock.status();
       lock_ = std::make_unique<SessionLock>(std::move(lock).value());
     }
-    Result<ListIdentity> list = IdentifyList(ModFiles::FromUtf8(job_.list.path));
+    Result<ListIdentity> list = IdentifyList(job_.list);
     if (!list.ok()) return list.status();
     list_ = list.value();
     if (list_.bytes != source_->file_bytes()) {
@@ -310,8 +323,15 @@ class Run {
         UnlessBusy(Journal::Open(folder_, list_, options_.fresh, world_.clock));
     if (!journal.ok()) return journal.status();
     journal_ = std::make_unique<Journal>(std::move(journal).value());
+    std::optional<ListChange> change;
+    if (journal_->list_has_changed()) {
+      Result<ListChange> carried = CarryOver(*journal_, folder_, job_.list, world_.randomness);
+      if (!carried.ok()) return carried.status();
+      change.emplace(std::move(carried).value());
+    }
     if (Status status = journal_->BeginRun(message_hash_); !status.ok()) return status;
     TellStart();
+    if (change.has_value()) TellChange(*change);
     if (Status status = ResolveInDoubt(); !status.ok()) return status;
     if (journal_->damaged() > 0) Say(WhatDamageHides());
     before_ = CountRecorded();
@@ -329,6 +349,13 @@ class Run {
       return journal_->Skip(row, reason, mend);
     });
     return {};
+  }
+
+  void TellChange(const ListChange& change) {
+    Say(change.Text());
+    if (!options_.json) return;
+    events_.ListChanged(change);
+    for (const JournalEvent& event : change.cut_off) events_.Final(event.recipient, event.outcome);
   }
 
   // Whoever was on the wire when an earlier run was cut off is unknown from now on, and so is
@@ -464,7 +491,8 @@ class Run {
         exit = kExitRunAgain;
         result_ =
             "stopped (the list was changed while it was sent to, so somebody on it may have been "
-            "left out; put it back as it was to go on, or see the report for who was served)";
+            "left out)" +
+            WhatIsLeft(end);
         break;
       case DeliveryEnd::Reason::kStopped:
         exit = end.status.ok() ? kExitInterrupted : ExitOf(end.status);
@@ -483,6 +511,10 @@ class Run {
         break;
     }
     if (exit != kExitAllSent) Say(result_);
+    for (const AccountTally& account : end.accounts) {
+      // A failure is the next one's too.
+      if (account.in_clear) journal_->NoteInClear(account.server).Ignore();
+    }
     // What a signal asks for is written down now, and an earlier one has asked for it already.
     const ModSignals::Handled signals(exit == kExitInterrupted ? SIG_DFL : RestoreDefault);
     Status ended = journal_->EndRun(result_);
@@ -494,7 +526,7 @@ class Run {
   }
 
   int Report(const DeliveryEnd& end, int exit) {
-    Result<ReportCounts> counts = CountJournal(folder_, list_);
+    Result<ReportCounts> counts = CountJournal(folder_);
     if (!counts.ok()) {
       Say(counts.status().text());
       return kExitRunAgain;
@@ -504,8 +536,16 @@ class Run {
     if (!adds_up) {
       facts.result += "; but the verdicts do not add up to the recipients, see the journal";
     }
+    counts->by_state[static_cast<std::size_t>(State::kNotReached)] = not_reached_;
     const bool stays = complete_.has_value() && HasReports();
-    Status written = stays ? Status() : WriteReports(folder_, list_, facts, counts.value());
+    Status written = stays ? Status() : WriteReports(folder_, facts, counts.value());
+    if (written.ok() && options_.json) {
+      written = ForNotReached(folder_, facts, counts.value(),
+                              [this](const JournalEvent& event, std::string_view) {
+                                events_.NotReached(event.recipient, event.outcome);
+                                return Status();
+                              });
+    }
     if (written.ok() && world_.watcher != nullptr) {
       world_.watcher->OnReport(CountsText(counts->by_state), folder_ / "report.html");
     }
@@ -527,9 +567,6 @@ class Run {
                               counts->Of(State::kUnknown) + counts->to_mend >
                           0;
     dead_accounts_ = DeadAccounts(end);
-    for (const AccountTally& account : end.accounts) {
-      if (account.in_clear) in_clear_.push_back(account.server);
-    }
     if (exit == kExitAllSent && (some_not || !dead_accounts_.empty())) exit = kExitSomeNotSent;
     // A run that was stopped for lack of accounts has named them.
     if (end.status.ok()) {
@@ -545,7 +582,7 @@ class Run {
     return exit;
   }
 
-  ReportFacts Facts(const DeliveryEnd& end) const {
+  ReportFacts Facts(const DeliveryEnd& end) {
     ReportFacts facts;
     facts.subject = template_->subject();
     facts.from = template_->from();
@@ -559,11 +596,19 @@ class Run {
                                               world_.clock.Now().time_since_epoch())
                                               .count();
     facts.entries_per_page = options_.entries_per_page;
+    facts.not_reached = [this](const LineStates& lines) { return OpenNotReached(lines); };
     return facts;
   }
 
   bool HasReports() const {
     return ModFiles::IsFile(folder_ / "report.html") && ModFiles::IsFile(folder_ / "report.txt");
+  }
+
+  Result<std::unique_ptr<WorkSource>> OpenNotReached(const LineStates& lines) {
+    Result<std::unique_ptr<ListSource>> source =
+        OpenWithoutVerdict(job_.list, options_, lines, world_.randomness);
+    if (!source.ok()) return source.status();
+    return std::unique_ptr<WorkSource>(std::move(source).value());
   }
 
   // The accounts that failed, with the reason, while others may have carried the job.
@@ -583,7 +628,7 @@ class Run {
   bool ListIsUnchanged() const {
     const fs::path path = ModFiles::FromUtf8(job_.list.path);
     const Result<ListIdentity> now = IdentifyList(path, list_.bytes);
-    return now.ok() && now.value() == list_;
+    return now.ok() && now.value().Matches(list_);
   }
 
   // Every recipient has one verdict, or the run says that it was stopped before.
@@ -598,26 +643,8 @@ class Run {
   void Summarise(const ReportCounts& counts, int exit) {
     const bool nothing_new = complete_.has_value() && before_ > 0;
     if (options_.json) {
-      nlohmann::ordered_json summary;
-      summary["event"] = "end";
-      summary["result"] = result_;
-      for (State state :
-           {State::kSent, State::kRefused, State::kFailed, State::kSkipped, State::kUnknown}) {
-        summary[std::string(StateName(state))] = counts.Of(state);
-      }
-      summary["in_doubt"] = counts.in_doubt;
-      summary["already_finished"] = nothing_new && exit != kExitInterrupted;
-      nlohmann::ordered_json dead = nlohmann::ordered_json::array();
-      for (const auto& [server, reason] : dead_accounts_) {
-        dead.push_back({{"server", server}, {"reason", reason}});
-      }
-      summary["accounts_not_working"] = dead;
-      summary["in_clear"] = in_clear_;
-      summary["report"] = ModFiles::ToUtf8(folder_ / "report.html");
-      summary["exit"] = exit;
-      world_.out
-          .Write(summary.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n")
-          .Ignore();  // the exit code and the reports say the same
+      events_.End({result_, counts, nothing_new && exit != kExitInterrupted, dead_accounts_,
+                   folder_ / "report.html", exit});
       return;
     }
     if (options_.quiet) return;
@@ -625,7 +652,7 @@ class Run {
     if (nothing_new) text = "this job was finished before; nobody is left\n";
     text += CountsText(counts.by_state) + "; report: " + ModFiles::ToUtf8(folder_ / "report.html") +
             "\n";
-    for (const std::string& server : in_clear_) text += server + ": " + kInClear + "\n";
+    for (const std::string& server : counts.in_clear) text += server + ": " + kInClear + "\n";
     if (counts.Of(State::kUnknown) > 0) {
       text +=
           "unknown: the message may have arrived; they are mailed again, and maybe twice, with: " +
@@ -656,7 +683,8 @@ class Run {
   std::uint64_t maybe_lost_ = 0;       // recipients whose intent damage may hide
   std::string result_;
   std::vector<std::pair<std::string, std::string>> dead_accounts_;  // server and reason
-  std::vector<std::string> in_clear_;  // servers that took messages without TLS
+  std::optional<std::uint64_t> left_;  // of a run that was stopped, where that can be told
+  std::uint64_t not_reached_ = 0;      // of them, those whom the report names
   bool busy_ = false;                  // another engine is at work on the job
   Events events_;
 };

@@ -49,6 +49,27 @@ void Events::Final(const Recipient& recipient, const Outcome& outcome) {
   FlushIfFull();
 }
 
+void Events::NotReached(const Recipient& recipient, const Outcome& deferral) {
+  lines_ += Line({{"event", "not_reached"},
+                  {"line", recipient.line},
+                  {"address", recipient.address},
+                  {"attempts", deferral.attempts},
+                  {"server", deferral.server},
+                  {"reply", deferral.reply}});
+  FlushIfFull();
+}
+
+void Events::ListChanged(const ListChange& change) {
+  Json event{{"event", "list_changed"}};
+  for (const State state : kStateOrder) {
+    event[std::string(StateName(state))] = change.kept[static_cast<std::size_t>(state)];
+  }
+  event["left"] = change.left;
+  event["gone"] = change.gone;
+  lines_ += Line(event);
+  Flush();
+}
+
 void Events::Deferred(const Recipient& recipient, const Deferral& why) {
   lines_ += Line({{"event", "deferred"},
                   {"line", recipient.line},
@@ -79,6 +100,25 @@ void Events::Show(const Progress& progress, std::uint64_t left,
                                {"connections", limit.connections},
                                {"rests_seconds", std::max(0.0, rests.count())}});
   }
+  lines_ += Line(event);
+  Flush();
+}
+
+void Events::End(const RunSummary& summary) {
+  Json event{{"event", "end"}, {"result", summary.result}};
+  for (const State state : kStateOrder) {
+    event[std::string(StateName(state))] = summary.counts.Of(state);
+  }
+  event["not_reached"] = summary.counts.Of(State::kNotReached);
+  event["in_doubt"] = summary.counts.in_doubt;
+  event["already_finished"] = summary.already_finished;
+  event["accounts_not_working"] = Json::array();
+  for (const auto& [server, reason] : summary.dead_accounts) {
+    event["accounts_not_working"].push_back({{"server", server}, {"reason", reason}});
+  }
+  event["in_clear"] = summary.counts.in_clear;
+  event["report"] = ModFiles::ToUtf8(summary.report);
+  event["exit"] = summary.exit;
   lines_ += Line(event);
   Flush();
 }

@@ -3,13 +3,29 @@
 #pragma once
 
 #include <chrono>
+#include <filesystem>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "base/files.h"
 #include "engine/delivery/delivery.h"
+#include "engine/list_change.h"
+#include "engine/report_facts.h"
 
 namespace vespro::engine {
+
+// How a run ended, with the counts of all runs of its job.
+struct RunSummary {
+  std::string result;
+  const ReportCounts& counts;
+  bool already_finished = false;
+  // Accounts that failed, with the reason, while others may have carried the job.
+  std::vector<std::pair<std::string, std::string>> dead_accounts;
+  std::filesystem::path report;
+  int exit = 0;
+};
 
 class Events {
  public:
@@ -18,11 +34,17 @@ class Events {
 
   void Start(std::string_view job, std::string_view subject, std::size_t connections);
   void Final(const Recipient& recipient, const Outcome& outcome);
+  // Whom a stopped run has not reached.
+  void NotReached(const Recipient& recipient, const Outcome& deferral);
+  // Who of an edited list has a verdict already, before anything is sent.
+  void ListChanged(const ListChange& change);
   // Another attempt follows.
   void Deferred(const Recipient& recipient, const Deferral& why);
   // At most once a second.
   void Show(const Progress& progress, std::uint64_t left,
             std::chrono::steady_clock::time_point now);
+  // The last line.
+  void End(const RunSummary& summary);
   // Flushes. A consumer that closed the pipe does not stop the job.
   void Flush();
 

@@ -1,8 +1,11 @@
 #include "engine/job_status.h"
 
+#include <algorithm>
+
 #include "base/command_line.h"
 #include "base/files.h"
 #include "engine/job.h"
+#include "engine/list_change.h"
 #include "engine/list_source.h"
 #include "engine/session_lock.h"
 #include "mime/header.h"
@@ -36,34 +39,8 @@ struct WithoutVerdict {
   std::uint64_t others = 0;  // rows that will be skipped
 };
 
-// Nothing when the list can't be read.
-std::optional<WithoutVerdict> CountWithoutVerdict(const Job& job, const EngineOptions& options,
-                                                  const LineStates& states,
-                                                  Randomness& randomness) {
-  Result<ListSource> source = ListSource::Open(job.list, options.list, randomness);
-  if (!source.ok()) return std::nullopt;
-  for (const fs::path& file : options.suppress) {
-    if (!source->Suppress(file).ok()) return std::nullopt;
-  }
-  source->SetWanted([&states](std::uint64_t line) {
-    return states.Outcomes(line) == 0 && !states.InDoubt(line) && !states.MayBeLost(line);
-  });
-  for (;;) {
-    Result<std::vector<Recipient>> block = source->Next(1000);
-    if (!block.ok()) return std::nullopt;
-    if (block->empty()) return WithoutVerdict{source->given(), source->skipped()};
-  }
-}
-
-bool NamesList(const JournalEvent& event) {
-  return event.kind == JournalEvent::Kind::kList ||
-         (event.kind == JournalEvent::Kind::kRun && event.number > 0);
-}
-
-// What the journal says; its list, unless it breaks off before that.
 struct JournalContent {
-  std::optional<ListIdentity> list;
-  LineStates states;
+  JournalState state;
   std::uint64_t damaged = 0;
 };
 
@@ -73,10 +50,6 @@ Result<JournalContent> ReadJournal(const fs::path& folder, JobStatus& status) {
   Result<JournalReader> reader = JournalReader::Open(Journal::PathIn(folder));
   if (!reader.ok()) return reader.status();
   for (JournalEvent event; reader->Next(event);) {
-    if (NamesList(event) && !content.list.has_value()) {
-      content.list = event.list;
-      content.states = LineStates(event.list.lines);
-    }
     if (event.kind == JournalEvent::Kind::kRun) {
       status.began = event.time;
       status.ended = 0;
@@ -86,11 +59,38 @@ Result<JournalContent> ReadJournal(const fs::path& folder, JobStatus& status) {
       status.ended = event.time;
       status.result = event.reason;
     }
-    content.states.Take(event);
+    content.state.Take(event);
   }
   if (!reader->status().ok()) return reader->status();
   content.damaged = reader->damaged();
   return content;
+}
+
+// Who of the list has no verdict, by lines or, where it has changed, by addresses. Nothing when it
+// can't be read.
+std::optional<WithoutVerdict> CountWithoutVerdict(const Job& job, const EngineOptions& options,
+                                                  const JournalState& state, bool list_changed,
+                                                  Randomness& randomness) {
+  const LineStates none;
+  Result<std::unique_ptr<ListSource>> source =
+      OpenWithoutVerdict(job.list, options, list_changed ? none : state.lines(), randomness);
+  if (!source.ok()) return std::nullopt;
+  std::optional<VerdictIndex> verdicts;
+  if (list_changed) {
+    const fs::path journal = Journal::PathIn(options.job_file.parent_path());
+    Result<VerdictIndex> index = VerdictIndex::Read(journal, state, randomness);
+    if (!index.ok()) return std::nullopt;
+    verdicts.emplace(std::move(index).value());
+  }
+  for (std::uint64_t left = 0;;) {
+    Result<std::vector<Recipient>> block = source.value()->Next(1000);
+    if (!block.ok()) return std::nullopt;
+    if (block->empty()) return WithoutVerdict{left, source.value()->skipped()};
+    left += static_cast<std::uint64_t>(
+        std::count_if(block->begin(), block->end(), [&verdicts](const Recipient& recipient) {
+          return !verdicts.has_value() || !verdicts->MayHave(recipient.address);
+        }));
+  }
 }
 
 }  // namespace
@@ -104,23 +104,24 @@ Result<JobStatus> ReadJobStatus(const EngineOptions& options, Randomness& random
   const bool running = SessionLock::IsHeld(folder);
   Result<JournalContent> journal = ReadJournal(folder, status);
   if (!journal.ok()) return journal.status();
-  const LineStates& states = journal->states;
-  for (std::size_t state = 0; state < kStates; ++state) {
-    status.counts[state] = states.Count(static_cast<State>(state));
+  const LineStates& lines = journal->state.lines();
+  for (const State state : kStateOrder) {
+    status.counts[static_cast<std::size_t>(state)] = lines.Count(state);
   }
-  status.in_doubt = states.InDoubtCount();
-  bool same_list = true;
-  if (journal->list.has_value()) {
-    const Result<ListIdentity> now =
-        IdentifyList(ModFiles::FromUtf8(job->list.path), journal->list->bytes);
-    same_list = now.ok() && now.value() == *journal->list;
+  status.in_doubt = lines.InDoubtCount();
+  if (journal->state.list().has_value()) {
+    const ListIdentity& list = *journal->state.list();
+    // What is appended while an engine is at work is for its next run.
+    const Result<ListIdentity> now = IdentifyList(job->list, running ? list.bytes : UINT64_MAX);
+    status.list_changed = now.ok() && !now.value().Matches(list);
   }
-  std::optional<WithoutVerdict> left;
-  if (same_list) left = CountWithoutVerdict(job.value(), options, states, randomness);
+  const std::optional<WithoutVerdict> left =
+      CountWithoutVerdict(job.value(), options, journal->state, status.list_changed, randomness);
   if (left.has_value()) {
     status.left = left->recipients;
     status.complete = status.result == kResultFinished && status.in_doubt == 0 &&
-                      journal->damaged == 0 && left->recipients + left->others == 0;
+                      journal->damaged == 0 && !status.list_changed &&
+                      left->recipients + left->others == 0;
   }
   if (running) {
     status.phase = JobStatus::Phase::kRunning;
@@ -134,13 +135,26 @@ Result<JobStatus> ReadJobStatus(const EngineOptions& options, Randomness& random
   return status;
 }
 
-std::optional<ListIdentity> ListBegunWith(const fs::path& session_folder) {
-  Result<JournalReader> reader = JournalReader::Open(Journal::PathIn(session_folder));
-  if (!reader.ok()) return std::nullopt;
-  for (JournalEvent event; reader->Next(event);) {
-    if (NamesList(event)) return event.list;
+Result<std::unique_ptr<ListSource>> OpenWithoutVerdict(const Distribution& list,
+                                                       const EngineOptions& options,
+                                                       const LineStates& lines,
+                                                       Randomness& randomness) {
+  Result<ListSource> opened = ListSource::Open(list, options.list, randomness);
+  if (!opened.ok()) return opened.status();
+  auto source = std::make_unique<ListSource>(std::move(opened).value());
+  for (const fs::path& file : options.suppress) {
+    if (Status status = source->Suppress(file); !status.ok()) return status;
   }
-  return std::nullopt;
+  source->SetWanted([&lines](std::uint64_t line) {
+    return lines.Outcomes(line) == 0 && !lines.InDoubt(line) && !lines.MayBeLost(line);
+  });
+  return source;
+}
+
+std::optional<ListIdentity> LastListOf(const fs::path& session_folder) {
+  JobStatus unused;
+  const Result<JournalContent> journal = ReadJournal(session_folder, unused);
+  return journal.ok() ? journal->state.list() : std::nullopt;
 }
 
 LastRun ReadLastRun(const fs::path& session_folder) {

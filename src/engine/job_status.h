@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -24,9 +25,11 @@ struct JobStatus {
   Phase phase = Phase::kNotBegun;
   StateCounts counts{};        // of all runs
   std::uint64_t in_doubt = 0;  // on the wire when the journal was read
-  // Recipients without a verdict, without those in doubt. Nothing when the list is not the one that
-  // the job was begun with, or can't be read.
+  // Recipients without a verdict, without those in doubt; nothing when the list can't be read. Of
+  // the list as it is now: `list_changed` when that is not the one that the last run was about.
+  // `counts` have everybody of that one.
   std::optional<std::uint64_t> left;
+  bool list_changed = false;
   std::int64_t began = 0;  // the last run's begin, seconds since 1970, UTC; 0: no run
   std::int64_t ended = 0;  // its end; 0 while it runs, or if it was killed
   std::string result;      // how the last run ended; empty while it runs, or if it was killed
@@ -42,8 +45,16 @@ struct JobStatus {
 // somebody may be left: linear in both. kNotFound or kBadInput for a job that can't be read.
 Result<JobStatus> ReadJobStatus(const EngineOptions& options, Randomness& randomness);
 
-// The list that the job was begun with; nothing where the journal does not say.
-std::optional<ListIdentity> ListBegunWith(const std::filesystem::path& session_folder);
+// Gives the people of the list, as `options` narrow it, who have no verdict and were not on the
+// wire. `lines` must outlive it.
+Result<std::unique_ptr<ListSource>> OpenWithoutVerdict(const Distribution& list,
+                                                       const EngineOptions& options,
+                                                       const LineStates& lines,
+                                                       Randomness& randomness);
+
+// The list that the job's last run was about; nothing where the journal does not say. Reads all of
+// it.
+std::optional<ListIdentity> LastListOf(const std::filesystem::path& session_folder);
 
 // The last run that the journal tells of. Another one has another number or time.
 struct LastRun {

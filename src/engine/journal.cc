@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 
 // The first line; its last character is the version, which is in the list's record too, so that a
 // damaged first line is no other version's.
-constexpr std::string_view kFirstLine = "vespro-journal 3";
+constexpr std::string_view kFirstLine = "vespro-journal 4";
 constexpr std::uint64_t kVersion = JournalReader::kVersion, kFirstNumbered = 2;
 // No record is shorter: "1\tP\t1\t01234567\n".
 constexpr std::uint64_t kShortestRecord = 15;
@@ -27,8 +27,9 @@ constexpr auto kSyncEvery = std::chrono::seconds(1);
 constexpr std::size_t kMaxBufferBytes = 256 * 1024;  // bytes
 constexpr std::size_t kChecksumDigits = 8;
 
-constexpr std::array<std::string_view, kStates> kStateNames = {"sent", "refused", "failed",
-                                                               "skipped", "unknown"};
+// Those of a record first.
+constexpr std::array<std::string_view, kReportStates> kStateNames = {
+    "sent", "refused", "failed", "skipped", "unknown", "not reached"};
 
 // FNV-1a: shows a torn or damaged line; it guards against no one.
 std::uint32_t Checksum(std::string_view bytes) {
@@ -115,14 +116,22 @@ std::string Unescape(std::string_view field) {
   return text;
 }
 
-// How many fields are between a record's letter and its checksum.
+// How many fields are between a record's letter and its checksum: as it is written now, and in
+// earlier versions.
 struct KindRow {
   char letter;
-  std::size_t fields, fields_in_first_version;
+  std::size_t fields;
+  std::array<std::size_t, 2> earlier;  // of numbered records
+  std::size_t fields_in_first_version;
+  bool Fits(std::size_t count, bool numbered) const {
+    if (!numbered) return count == fields_in_first_version;
+    return count == fields || count == earlier[0] || count == earlier[1];
+  }
   std::size_t Fields(bool numbered) const { return numbered ? fields : fields_in_first_version; }
 };
-constexpr KindRow kKinds[] = {{'L', 4, 3}, {'R', 6, 2}, {'W', 1, 1}, {'I', 3, 3},
-                              {'P', 4, 1}, {'O', 7, 7}, {'E', 2, 2}};
+constexpr KindRow kKinds[] = {{'L', 5, {4, 4}, 3}, {'R', 7, {6, 6}, 2}, {'K', 8, {8, 8}, 8},
+                              {'W', 1, {1, 1}, 1}, {'I', 3, {3, 3}, 3}, {'P', 5, {4, 1}, 1},
+                              {'O', 7, {7, 7}, 7}, {'C', 1, {1, 1}, 1}, {'E', 2, {2, 2}, 2}};
 
 const KindRow* FindKind(char letter) {
   for (const KindRow& kind : kKinds) {
@@ -156,15 +165,29 @@ bool TakeAttempts(std::string_view field, int& attempts) {
 }
 
 bool TakeState(std::string_view field, State& state) {
-  const auto* found = std::find(kStateNames.begin(), kStateNames.end(), field);
-  if (found == kStateNames.end()) return false;
+  const auto* const end = kStateNames.begin() + kStates;
+  const auto* const found = std::find(kStateNames.begin(), end, field);
+  if (found == end) return false;
   state = static_cast<State>(found - kStateNames.begin());
   return true;
 }
 
 bool TakeList(std::span<const std::string_view> fields, ListIdentity& list) {
+  list.reading = 0;
   return Number(fields[0], list.bytes) && Number(fields[1], list.lines) &&
-         TakeHash(fields[2], list.hash);
+         TakeHash(fields[2], list.hash) && (fields.size() < 4 || Number(fields[3], list.reading));
+}
+
+bool TakeOutcome(std::span<const std::string_view> fields, JournalEvent& event) {
+  if (!Number(fields[0], event.recipient.line) || !TakeState(fields[1], event.outcome.state) ||
+      !TakeAttempts(fields[2], event.outcome.attempts)) {
+    return false;
+  }
+  event.recipient.address = Unescape(fields[3]);
+  event.outcome.server = Unescape(fields[4]);
+  event.outcome.reply = Unescape(fields[5]);
+  event.recipient.row = Unescape(fields[6]);
+  return true;
 }
 
 // The fields of a line after its kind, checksum taken off; the event has its number. False when the
@@ -173,9 +196,7 @@ bool ParseFields(char kind, std::span<const std::string_view> fields, JournalEve
   using Kind = JournalEvent::Kind;
   const bool numbered = event.number > 0;
   const KindRow* const row = FindKind(kind);
-  if (row == nullptr) return false;
-  const bool of_earlier_version = kind == 'P' && fields.size() == row->fields_in_first_version;
-  if (fields.size() != row->Fields(numbered) && !of_earlier_version) return false;
+  if (row == nullptr || !row->Fits(fields.size(), numbered)) return false;
   Recipient& who = event.recipient;
   switch (kind) {
     case 'L': {
@@ -187,7 +208,13 @@ bool ParseFields(char kind, std::span<const std::string_view> fields, JournalEve
     case 'R':
       event.kind = Kind::kRun;
       if (!TakeTime(fields[0], event.time) || !TakeHash(fields[1], event.message)) return false;
-      return !numbered || TakeList(fields.subspan(2), event.list);
+      if (!numbered) return true;
+      // What was cut off as torn comes last, as in earlier versions.
+      return TakeList(fields.subspan(2, fields.size() - 3), event.list);
+    case 'K':
+      event.kind = Kind::kKept;
+      event.deferral = Unescape(fields[7]);
+      return numbered && TakeOutcome(fields, event);
     case 'E':
       event.kind = Kind::kEnd;
       if (!TakeTime(fields[0], event.time)) return false;
@@ -205,23 +232,21 @@ bool ParseFields(char kind, std::span<const std::string_view> fields, JournalEve
     case 'P':
       event.kind = Kind::kPutBack;
       event.outcome = {};
+      event.mark.clear();
       if (!Number(fields[0], who.line)) return false;
-      if (of_earlier_version) return true;
+      if (fields.size() == 1) return true;
       if (!TakeAttempts(fields[1], event.outcome.attempts)) return false;
       event.outcome.server = Unescape(fields[2]);
       event.outcome.reply = Unescape(fields[3]);
+      if (fields.size() > 4) event.mark = Unescape(fields[4]);
       return true;
     case 'O':
       event.kind = Kind::kOutcome;
-      if (!Number(fields[0], who.line) || !TakeState(fields[1], event.outcome.state) ||
-          !TakeAttempts(fields[2], event.outcome.attempts)) {
-        return false;
-      }
-      who.address = Unescape(fields[3]);
-      event.outcome.server = Unescape(fields[4]);
-      event.outcome.reply = Unescape(fields[5]);
-      who.row = Unescape(fields[6]);
-      return true;
+      return TakeOutcome(fields, event);
+    case 'C':
+      event.kind = Kind::kInClear;
+      event.outcome.server = Unescape(fields[0]);
+      return numbered;
     default:
       return false;
   }
@@ -265,7 +290,8 @@ bool MayBeTorn(std::string_view line) {
   const KindRow* const kind = FindKind(fields.front().front());
   if (kind == nullptr || fields.front().size() > 1) return false;
   const std::size_t all = 2 + kind->Fields(numbered);
-  const bool in_row = kind->letter == 'O' && fields.size() + 1 == all;
+  const bool may_be_long = kind->letter == 'O' || kind->letter == 'K';
+  const bool in_row = may_be_long && fields.size() >= 8 && fields.size() < all;
   if (!in_row && line.size() > kLongestWithoutRow) return false;
   return fields.size() < all || (fields.size() == all && fields.back().size() < kChecksumDigits);
 }
@@ -274,9 +300,18 @@ std::int64_t Seconds(const Clock& clock) {
   return std::chrono::duration_cast<std::chrono::seconds>(clock.Now().time_since_epoch()).count();
 }
 
+void AppendList(std::string& out, std::uint64_t number, const ListIdentity& list) {
+  LineWriter(out, number, 'L')
+      .Number(kVersion)
+      .Number(list.bytes)
+      .Number(list.lines)
+      .Hash(list.hash)
+      .Number(list.reading);
+}
+
 void AppendHead(std::string& out, const ListIdentity& list) {
   out.append(kFirstLine) += '\n';
-  LineWriter(out, 1, 'L').Number(kVersion).Number(list.bytes).Number(list.lines).Hash(list.hash);
+  AppendList(out, 1, list);
 }
 
 void AppendHeader(std::string& out, const ListIdentity& list) {
@@ -284,9 +319,9 @@ void AppendHeader(std::string& out, const ListIdentity& list) {
   out += '\n';  // so that no damaged line end hides both records that name the list
 }
 
-// What an existing journal says, and whether it is of this list.
+// What an existing journal says.
 struct Loaded {
-  LineStates states;
+  JournalState state;
   std::uint64_t damaged = 0;
   bool usable = false;  // false: it broke off before its list was named, so nothing was sent
   bool of_earlier_version = false;
@@ -303,32 +338,24 @@ void NoteServer(const JournalEvent& event, std::map<std::uint64_t, std::string>&
   }
 }
 
-Result<Loaded> Load(const fs::path& path, const ListIdentity& list) {
+Result<Loaded> Load(const fs::path& path) {
   Result<JournalReader> reader = JournalReader::Open(path);
   if (!reader.ok()) return reader.status();
   Loaded loaded;
-  loaded.states = LineStates(list.lines);
   bool headless = false;  // it does not name its list, but something was sent
   JournalEvent event;
   while (reader->Next(event)) {
-    using Kind = JournalEvent::Kind;
-    if (event.kind == Kind::kList || (event.kind == Kind::kRun && event.number > 0)) {
-      if (event.list != list) {
-        return Status(
-            Code::kBadInput,
-            "the list has changed since this job was begun, so its journal does not say "
-            "any more who has been served; put the list back as it was to go on, or start "
-            "the job anew with --fresh, which mails again whoever has been served");
-      }
-      loaded.usable = true;
-    }
+    const std::uint64_t since = loaded.state.since();
+    const bool is_of_list = loaded.state.Take(event);
+    loaded.usable = loaded.state.list().has_value();
     headless = headless || !loaded.usable;
-    if (!loaded.states.Take(event)) {
+    if (!is_of_list) {
       ++loaded.damaged;
       continue;
     }
+    if (loaded.state.since() != since) loaded.doubted.clear();
     NoteServer(event, loaded.doubted);
-    if (event.kind == Kind::kRun) loaded.message = event.message;
+    if (event.kind == JournalEvent::Kind::kRun) loaded.message = event.message;
   }
   if (!reader->status().ok()) return reader->status();
   if (headless || (!loaded.usable && reader->damaged() > 0)) {
@@ -343,6 +370,16 @@ Result<Loaded> Load(const fs::path& path, const ListIdentity& list) {
   loaded.whole_bytes = reader->file_bytes() - loaded.torn_bytes;
   loaded.next_number = reader->next_number();
   return loaded;
+}
+
+// A new journal's.
+JournalState StateOf(const ListIdentity& list) {
+  JournalEvent named;
+  named.list = list;
+  named.number = 1;
+  JournalState state;
+  static_cast<void>(state.Take(named));
+  return state;
 }
 
 // What is to be written in place of the beginning of an earlier version's journal: this version's
@@ -403,7 +440,7 @@ struct OpenedJournal {
 
 // Nobody else writes to it when this returns, and nothing was changed in one that somebody else
 // writes to.
-Result<OpenedJournal> OpenOrBegin(const fs::path& path, const ListIdentity& list, bool fresh) {
+Result<OpenedJournal> OpenOrBegin(const fs::path& path, bool fresh) {
   Result<File> file = File::OpenLocked(path, Access::kPrivate);
   if (!file.ok()) return file.status();
   const Result<std::uint64_t> size = file->Size();
@@ -414,14 +451,13 @@ Result<OpenedJournal> OpenOrBegin(const fs::path& path, const ListIdentity& list
     return file.status();
   };
   Loaded loaded;
-  loaded.states = LineStates(list.lines);
   if (size.value() > 0 && fresh) {
     // Windows renames no file that is open.
     Status renamed = file->Close();
     if (renamed.ok()) renamed = ModFiles::Rename(path, path.parent_path() / "journal.old");
     if (renamed = reopen(renamed); !renamed.ok()) return renamed;
   } else if (size.value() > 0) {
-    Result<Loaded> read = Load(path, list);
+    Result<Loaded> read = Load(path);
     if (!read.ok()) return read.status();
     loaded = std::move(read).value();
     if (!loaded.usable) {
@@ -436,6 +472,25 @@ Result<OpenedJournal> OpenOrBegin(const fs::path& path, const ListIdentity& list
     }
   }
   return OpenedJournal{std::move(file).value(), std::move(loaded)};
+}
+
+// The row that belongs among those to be corrected and sent again.
+std::string_view RowToMend(const Recipient& recipient, State state) {
+  const bool is_to_mend =
+      state == State::kRefused || state == State::kFailed || state == State::kSkipped;
+  if (!is_to_mend) return {};
+  return recipient.row.empty() ? recipient.address : recipient.row;
+}
+
+void AppendOutcome(LineWriter& line, const Recipient& recipient, const Outcome& outcome,
+                   std::string_view row) {
+  line.Number(recipient.line)
+      .Text(StateName(outcome.state))
+      .Number(static_cast<std::uint64_t>(std::max(outcome.attempts, 0)))
+      .Text(recipient.address)
+      .Text(outcome.server)
+      .Text(outcome.reply)
+      .Text(row);
 }
 
 // A folder's own name is in the folder above it, and any of these may be as new as the journal.
@@ -453,13 +508,18 @@ std::string_view StateName(State state) { return kStateNames[static_cast<std::si
 
 std::string CountsText(const StateCounts& counts) {
   std::string text;
-  for (const State state : kStateOrder) {
+  for (const State state : kReportOrder) {
     const std::uint64_t count = counts[static_cast<std::size_t>(state)];
     if (state != State::kSent && count == 0) continue;
     text += (text.empty() ? "" : ", ") + std::to_string(count) + " ";
     text += StateName(state);
   }
   return text;
+}
+
+bool ListIdentity::Matches(const ListIdentity& other) const {
+  const bool read_alike = reading == 0 || other.reading == 0 || reading == other.reading;
+  return bytes == other.bytes && hash == other.hash && lines == other.lines && read_alike;
 }
 
 Result<ListIdentity> IdentifyList(const fs::path& path, std::uint64_t at_most) {
@@ -505,9 +565,10 @@ Result<JournalReader> JournalReader::Open(const fs::path& path) {
   }
   reader.whole_bytes_ = reader.lines_.offset();
   const std::string_view head = first.substr(0, kFirstLine.size());
+  std::uint64_t version = 0;
   if (head.starts_with(kFirstLine.substr(0, kFirstLine.size() - 1)) &&
-      Number(head.substr(kFirstLine.size() - 1), reader.version_) && reader.version_ >= 1 &&
-      reader.version_ <= kVersion) {
+      Number(head.substr(kFirstLine.size() - 1), version) && version >= 1 && version <= kVersion) {
+    reader.version_ = version;
     // There may be something where its line end was.
     if (first.size() > head.size()) reader.NoteDamage(first, true);
     return reader;
@@ -517,11 +578,14 @@ Result<JournalReader> JournalReader::Open(const fs::path& path) {
     return reader;
   }
   // Damaged, in one line or in two.
-  for (int tries = 0; tries < 2 && reader.lines_.Next(first); ++tries) {
+  for (int tries = 0; tries < 2; ++tries) {
+    const std::uint64_t at = reader.lines_.offset();
     JournalEvent event;
+    if (!reader.lines_.Next(first)) break;
     if (!ParseLine(first, event) || event.number != 1) continue;
     ++reader.damaged_;
     reader.first_ = std::move(event);
+    reader.first_at_ = at;
     return reader;
   }
   return Status(Code::kBadInput,
@@ -534,6 +598,7 @@ Result<JournalReader> JournalReader::Open(const fs::path& path) {
 bool JournalReader::Next(JournalEvent& event) {
   if (first_.has_value()) {
     event = *std::exchange(first_, std::nullopt);
+    record_at_ = first_at_;
     whole_bytes_ = lines_.offset();
     return Fits(event);
   }
@@ -546,6 +611,7 @@ bool JournalReader::Next(JournalEvent& event) {
       continue;
     }
     if (!lines_.overlong() && ParseLine(line, event)) {
+      record_at_ = begin;
       const bool is_stray = event.number > 0 && event.number <= last_;
       if (is_stray) {
         TakeStray(event);
@@ -578,8 +644,8 @@ void JournalReader::TakeStray(JournalEvent& event) {
   using Kind = JournalEvent::Kind;
   ++damaged_;
   if (pending_ == 0) whole_bytes_ = lines_.offset();
-  const bool is_of_somebody =
-      event.kind == Kind::kIntent || event.kind == Kind::kPutBack || event.kind == Kind::kOutcome;
+  const bool is_of_somebody = event.kind == Kind::kIntent || event.kind == Kind::kPutBack ||
+                              event.kind == Kind::kOutcome || event.kind == Kind::kKept;
   if (!is_of_somebody) event.recipient = {};
   event.kind = Kind::kStray;
 }
@@ -632,6 +698,44 @@ bool JournalReader::AtEnd(JournalEvent& event) {
     last_ += event.missing;
   }
   return true;
+}
+
+Result<RecordFile> RecordFile::Open(const fs::path& path) {
+  Result<File> file = File::Open(path, File::Mode::kRead);
+  if (!file.ok()) return file.status();
+  return RecordFile(std::move(file).value());
+}
+
+// A block ahead where records are read one after the other, and little where they are all over the
+// file.
+Status RecordFile::Read(std::uint64_t offset, JournalEvent& event) {
+  constexpr std::size_t kBlock = 64 * 1024, kOne = 1024;  // bytes
+  const bool near = offset >= block_at_ && offset - block_at_ <= block_.size();
+  std::size_t size = near ? kBlock : kOne;
+  for (;;) {
+    if (offset >= block_at_ && offset - block_at_ < block_.size()) {
+      const std::string_view rest =
+          std::string_view(block_).substr(static_cast<std::size_t>(offset - block_at_));
+      const std::size_t end = rest.find_first_of("\r\n");
+      if (end != std::string_view::npos && ParseLine(rest.substr(0, end), event)) return {};
+      if (end != std::string_view::npos || rest.size() > kMaxLineBytes) break;
+    }
+    block_.resize(size);
+    block_at_ = offset;
+    std::size_t filled = 0;
+    while (filled < size) {
+      const Result<std::size_t> count =
+          file_.ReadAt(offset + filled, block_.data() + filled, size - filled);
+      if (!count.ok()) return count.status();
+      if (count.value() == 0) break;
+      filled += count.value();
+    }
+    const bool at_end = filled < size;
+    block_.resize(filled);
+    if (at_end && block_.find('\n') == std::string::npos) break;
+    size *= 4;
+  }
+  return Status(Code::kBadInput, "the journal was changed while it was read");
 }
 
 constexpr unsigned kInDoubt = 1, kFirstState = 2, kMayBeLost = 7;
@@ -698,6 +802,20 @@ void LineStates::Reach(std::uint64_t line) {
   }
 }
 
+bool LineStates::Keep(std::uint64_t line, State state) {
+  if (line == 0 || line > lines()) return false;
+  const unsigned low = kFirstState + static_cast<unsigned>(state);
+  marks_[static_cast<std::size_t>(line)] = static_cast<std::uint8_t>(1u << 3 | low);
+  return true;
+}
+
+void LineStates::Lose(std::uint64_t first, std::uint64_t last) {
+  for (std::uint64_t line = first; line <= std::min(last, lines()); ++line) {
+    std::uint8_t& mark = marks_[static_cast<std::size_t>(line)];
+    if ((mark & 7u) == 0) mark |= kMayBeLost;
+  }
+}
+
 bool LineStates::MayBeLost(std::uint64_t line) const {
   return line < marks_.size() && (marks_[static_cast<std::size_t>(line)] & 7u) == kMayBeLost;
 }
@@ -727,31 +845,132 @@ std::uint64_t LineStates::Count(State state) const {
 
 std::uint64_t LineStates::InDoubtCount() const { return CountMarks(kInDoubt); }
 
+std::uint64_t LineStates::MayBeLostCount() const { return CountMarks(kMayBeLost); }
+
+bool JournalState::Take(const JournalEvent& event) {
+  using Kind = JournalEvent::Kind;
+  const bool begins_run = event.kind == Kind::kRun && event.number > 0;
+  const bool names_list = event.kind == Kind::kList || begins_run;
+  if (names_list && !list_.has_value()) {
+    ChangeList(event.list, LineStates(event.list.lines), 0);
+    return lines_.Take(event);
+  }
+  if (event.kind == Kind::kStray) return lines_.Take(event);
+  if (opened_.has_value()) return TakeWhileOpened(event, begins_run);
+  if (event.kind == Kind::kKept || event.kind == Kind::kList) {
+    // Who is kept for a list whose own record is missing is of no use: the next run names it.
+    JournalEvent gap;
+    gap.kind = Kind::kLost;
+    gap.number = event.number;
+    gap.missing = event.missing;
+    lines_.Take(gap);
+    if (event.kind == Kind::kList && event.number > 0) Open(event);
+    return true;
+  }
+  if (begins_run && !event.list.Matches(*list_)) {
+    ChangeToUnknown(event);
+    return true;
+  }
+  if (begins_run && event.list.reading != 0) list_ = event.list;
+  return lines_.Take(event);
+}
+
+bool JournalState::TakeWhileOpened(const JournalEvent& event, bool begins_run) {
+  using Kind = JournalEvent::Kind;
+  if (event.kind == Kind::kKept) return Keep(event);
+  if (event.kind == Kind::kList && event.missing == 0) {
+    Open(event);
+    return true;
+  }
+  if (begins_run && event.list == opened_->list) {
+    if (event.missing > 0) opened_->lines.Lose(opened_->last_kept + 1, UINT64_MAX);
+    kept_until_ = event.number;
+    ChangeList(event.list, std::move(opened_->lines), opened_->since);
+    return true;
+  }
+  if (begins_run) {
+    const bool was_put_back = event.list.Matches(*list_) && event.missing == 0;
+    opened_.reset();
+    if (!was_put_back) ChangeToUnknown(event);
+    return true;
+  }
+  // The run's record is missing, and others with it: anybody may have been sent to.
+  opened_->lines.Lose(1, UINT64_MAX);
+  kept_until_ = event.number;
+  ChangeList(opened_->list, std::move(opened_->lines), opened_->since);
+  return Take(event);
+}
+
+void JournalState::Open(const JournalEvent& event) {
+  opened_.emplace(Opened{event.list, LineStates(event.list.lines), event.number, 0});
+}
+
+bool JournalState::Keep(const JournalEvent& event) {
+  const std::uint64_t line = event.recipient.line;
+  if (event.missing > 0) {
+    opened_->lines.Lose(opened_->last_kept + 1, line > 0 ? line - 1 : UINT64_MAX);
+  }
+  if (line == 0) return true;
+  opened_->last_kept = line;
+  return opened_->lines.Keep(line, event.outcome.state);
+}
+
+// A list of which nothing tells who of it was served.
+void JournalState::ChangeToUnknown(const JournalEvent& event) {
+  LineStates lines(event.list.lines);
+  lines.Lose(1, UINT64_MAX);
+  kept_until_ = event.number;
+  ChangeList(event.list, std::move(lines), event.number);
+}
+
+void JournalState::ChangeList(const ListIdentity& list, LineStates lines, std::uint64_t since) {
+  const ListIdentity named = list;  // it may be the opened one's
+  list_ = named;
+  lines_ = std::move(lines);
+  since_ = since;
+  opened_.reset();
+}
+
+bool JournalState::IsCurrent(const JournalEvent& event) const {
+  const bool is_kept = event.kind == JournalEvent::Kind::kKept;
+  return event.number >= since_ && (!is_kept || event.number < kept_until_);
+}
+
+bool LastOutcomes::Is(const JournalEvent& event) {
+  using Kind = JournalEvent::Kind;
+  if (event.kind != Kind::kOutcome && event.kind != Kind::kKept) return false;
+  const std::uint64_t line = event.recipient.line;
+  if (line == 0 || !state_.IsCurrent(event)) return false;
+  const unsigned outcomes = state_.lines().Outcomes(line);
+  return outcomes == 1 || (outcomes > 1 && ++seen_[line] == outcomes);
+}
+
 fs::path Journal::PathIn(const fs::path& folder) { return folder / "journal"; }
 
 Journal::Journal(File file, fs::path path, const Clock& clock, const ListIdentity& list,
-                 LineStates states)
+                 JournalState state)
     : file_(std::move(file)),
       path_(std::move(path)),
       clock_(&clock),
       list_(list),
-      states_(std::move(states)),
+      state_(std::move(state)),
       last_sync_(std::chrono::steady_clock::now()) {}
 
 Result<Journal> Journal::Open(const fs::path& folder, const ListIdentity& list, bool fresh,
                               const Clock& clock) {
   const fs::path path = PathIn(folder);
-  Result<OpenedJournal> opened = OpenOrBegin(path, list, fresh);
+  Result<OpenedJournal> opened = OpenOrBegin(path, fresh);
   if (!opened.ok()) return opened.status();
   Loaded& loaded = opened->loaded;
-  Journal journal(std::move(opened->file), path, clock, list, std::move(loaded.states));
+  Journal journal(std::move(opened->file), path, clock, list,
+                  loaded.usable ? std::move(loaded.state) : StateOf(list));
   journal.damaged_ = loaded.damaged;
   journal.torn_bytes_ = loaded.torn_bytes;
   journal.doubted_ = std::move(loaded.doubted);
   journal.message_before_ = loaded.message;
   if (loaded.usable) {
     journal.next_number_ = loaded.next_number;
-    journal.reach_ = journal.states_.reach();
+    journal.reach_ = journal.states().reach();
     journal.buffer_ += '\n';  // the last line may have lost its end
   } else {
     AppendHeader(journal.buffer_, list);
@@ -825,43 +1044,78 @@ Status Journal::PutBack(const Recipient& recipient, const Deferral& why) {
       .Number(recipient.line)
       .Number(static_cast<std::uint64_t>(std::max(why.attempts, 0)))
       .Text(why.server)
-      .Text(why.reply);
-  return FlushIfFull();
-}
-
-Status Journal::AppendOutcome(const Recipient& recipient, const Outcome& outcome,
-                              std::string_view row) {
-  LineWriter(buffer_, next_number_++, 'O')
-      .Number(recipient.line)
-      .Text(StateName(outcome.state))
-      .Number(static_cast<std::uint64_t>(std::max(outcome.attempts, 0)))
-      .Text(recipient.address)
-      .Text(outcome.server)
-      .Text(outcome.reply)
-      .Text(row);
+      .Text(why.reply)
+      .Text(why.mark);
   return FlushIfFull();
 }
 
 Status Journal::Record(const Recipient& recipient, const Outcome& outcome) {
-  const bool mend = outcome.state == State::kRefused || outcome.state == State::kFailed ||
-                    outcome.state == State::kSkipped;
-  const std::string& row = recipient.row.empty() ? recipient.address : recipient.row;
-  return AppendOutcome(recipient, outcome, mend ? std::string_view(row) : std::string_view());
+  {
+    LineWriter line(buffer_, next_number_++, 'O');
+    AppendOutcome(line, recipient, outcome, RowToMend(recipient, outcome.state));
+  }
+  return FlushIfFull();
 }
 
 Status Journal::Skip(const Recipient& row, std::string_view reason, bool mend) {
-  return AppendOutcome(row, {State::kSkipped, 0, {}, std::string(reason)},
-                       mend ? std::string_view(row.row) : std::string_view());
+  const Outcome outcome{State::kSkipped, 0, {}, std::string(reason)};
+  {
+    LineWriter line(buffer_, next_number_++, 'O');
+    AppendOutcome(line, row, outcome, mend ? std::string_view(row.row) : std::string_view());
+  }
+  return FlushIfFull();
 }
 
+Status Journal::BeginList() {
+  JournalEvent event;
+  event.number = next_number_++;
+  event.list = list_;
+  AppendList(buffer_, event.number, list_);
+  state_.Take(event);
+  return FlushIfFull();
+}
+
+Status Journal::Keep(const JournalEvent& kept) {
+  JournalEvent event = kept;
+  event.kind = JournalEvent::Kind::kKept;
+  event.number = next_number_++;
+  event.missing = 0;
+  // A person who was skipped is not to be sent to.
+  const bool may_be_mended = kept.recipient.line > 0 && kept.outcome.state != State::kSkipped;
+  {
+    LineWriter line(buffer_, event.number, 'K');
+    AppendOutcome(
+        line, kept.recipient, kept.outcome,
+        may_be_mended ? RowToMend(kept.recipient, kept.outcome.state) : std::string_view());
+    line.Text(kept.deferral);
+  }
+  state_.Take(event);
+  return FlushIfFull();
+}
+
+Status Journal::NoteInClear(std::string_view server) {
+  LineWriter(buffer_, next_number_++, 'C').Text(server);
+  return FlushIfFull();
+}
 Status Journal::BeginRun(std::uint64_t message) {
-  LineWriter(buffer_, next_number_++, 'R')
+  JournalEvent event;
+  event.kind = JournalEvent::Kind::kRun;
+  event.number = next_number_++;
+  event.list = list_;
+  LineWriter(buffer_, event.number, 'R')
       .Number(static_cast<std::uint64_t>(Seconds(*clock_)))
       .Hash(message)
       .Number(list_.bytes)
       .Number(list_.lines)
       .Hash(list_.hash)
+      .Number(list_.reading)
       .Number(torn_bytes_);
+  const std::uint64_t since = state_.since();
+  state_.Take(event);
+  if (state_.since() != since) {
+    doubted_.clear();
+    reach_ = 0;
+  }
   return Write();
 }
 

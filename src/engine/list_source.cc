@@ -174,7 +174,7 @@ Result<bool> ListSource::TakeAddress(std::string_view row, Recipient& recipient)
     }
   }
   if (!seen_.Insert(address_)) {
-    return Skip(row, address_, "duplicate of an earlier line", false);
+    return Skip(row, address_, kDuplicate, false);
   }
   ++found_;
   if (wanted_ && !wanted_(lines_.line_number())) {

@@ -19,6 +19,9 @@
 
 namespace vespro::engine {
 
+// Why a row is skipped whose address an earlier one has.
+inline constexpr char kDuplicate[] = "duplicate of an earlier line";
+
 struct ListOptions {
   std::uint64_t limit = 0;  // give only the first so many; 0: all
   std::string only;         // give only this recipient, in the form Normalised gives; empty: all

@@ -12,22 +12,25 @@ namespace {
 namespace fs = std::filesystem;
 using ModReportRows::ForEach;
 using ModReportRows::LocalTimeText;
+using ModReportRows::NotReached;
 using ModReportRows::Value;
 using ModReportRows::Who;
 using ModReportRows::Words;
 
 struct Scan {
-  LineStates states;
+  JournalState state;
   std::int64_t started = 0;
+  std::set<std::string> in_clear;
 };
 
-Result<Scan> ScanJournal(const fs::path& folder, const ListIdentity& list) {
+Result<Scan> ScanJournal(const fs::path& folder) {
   Result<JournalReader> reader = JournalReader::Open(Journal::PathIn(folder));
   if (!reader.ok()) return reader.status();
-  Scan scan{LineStates(list.lines), 0};
+  Scan scan;
   for (JournalEvent event; reader->Next(event);) {
     if (event.kind == JournalEvent::Kind::kRun && scan.started == 0) scan.started = event.time;
-    scan.states.Take(event);
+    if (event.kind == JournalEvent::Kind::kInClear) scan.in_clear.insert(event.outcome.server);
+    scan.state.Take(event);
   }
   if (!reader->status().ok()) return reader->status();
   return scan;
@@ -75,22 +78,30 @@ std::string FailedRow(const JournalEvent& event, const ReportFacts& facts) {
          "\r\n";
 }
 
-Status WriteText(const fs::path& folder, const LineStates& states, const ReportFacts& facts,
-                 const ReportCounts& counts) {
+std::string TextRow(const JournalEvent& event, std::string_view deferral) {
+  std::string line = Who(event);
+  line.append("\t").append(StateName(event.outcome.state)).append("\t");
+  line += std::to_string(event.outcome.attempts) + "\t" + Value(event.outcome.server) + "\t";
+  return line + Words(event, deferral) + "\r\n";
+}
+
+Status WriteText(const fs::path& folder, const JournalState& state, const ReportFacts& facts,
+                 const ReportCounts& counts, const NotReached& not_reached) {
   Result<AtomicFile> file = AtomicFile::Create(folder / "report.txt", Access::kPrivate);
   if (!file.ok()) return file.status();
   std::string head =
       "Subject: " + Value(facts.subject) + "\r\nFrom: " + Value(facts.from) +
       "\r\nList: " + Value(facts.list.path) + "\r\nStarted: " + LocalTimeText(counts.started) +
       "\r\nEnded: " + LocalTimeText(facts.ended) + "\r\nResult: " + Value(facts.result) + "\r\n";
-  for (State state : kStateOrder) {
-    head.append(StateName(state)).append(": ") += std::to_string(counts.Of(state)) + "\r\n";
+  for (const State each : kReportOrder) {
+    if (each == State::kNotReached && counts.Of(each) == 0) continue;
+    head.append(StateName(each)).append(": ") += std::to_string(counts.Of(each)) + "\r\n";
   }
   for (const auto& [server, by_state] : counts.by_server) {
     head += "Account: " + Value(server);
-    for (State state : kStateOrder) {
-      const std::uint64_t count = by_state[static_cast<std::size_t>(state)];
-      if (count > 0) head.append(" ").append(StateName(state)).append(" ") += std::to_string(count);
+    for (const State each : kStateOrder) {
+      const std::uint64_t count = by_state[static_cast<std::size_t>(each)];
+      if (count > 0) head.append(" ").append(StateName(each)).append(" ") += std::to_string(count);
     }
     head += "\r\n";
   }
@@ -105,21 +116,20 @@ Status WriteText(const fs::path& folder, const LineStates& states, const ReportF
     if (!account.limited.empty()) {
       head += "Limited: " + Value(account.server) + ": " + Value(account.limited) + "\r\n";
     }
-    if (account.in_clear) head += "In clear: " + Value(account.server) + ": " + kInClear + "\r\n";
+  }
+  for (const std::string& server : counts.in_clear) {
+    head += "In clear: " + Value(server) + ": " + kInClear + "\r\n";
   }
   if (Status status = file->Write(head + "\r\n"); !status.ok()) return status;
-  Status rows = ForEach(folder, states, [&](const JournalEvent& event, std::string_view deferral) {
-    std::string line = Who(event);
-    line.append("\t").append(StateName(event.outcome.state)).append("\t");
-    line += std::to_string(event.outcome.attempts) + "\t" + Value(event.outcome.server) + "\t" +
-            Words(event, deferral) + "\r\n";
-    return file->Write(line);
-  });
-  if (!rows.ok()) return rows;
+  const auto take = [&file](const JournalEvent& event, std::string_view deferral) {
+    return file->Write(TextRow(event, deferral));
+  };
+  if (Status rows = ForEach(folder, state, take); !rows.ok()) return rows;
+  if (Status rows = not_reached.ForFirst(UINT64_MAX, take); !rows.ok()) return rows;
   return file->Commit();
 }
 
-Status WriteFailed(const fs::path& folder, const LineStates& states, const ReportFacts& facts,
+Status WriteFailed(const fs::path& folder, const JournalState& state, const ReportFacts& facts,
                    const ReportCounts& counts) {
   const fs::path path = folder / "failed.csv";
   if (counts.to_mend == 0) return ModFiles::Remove(path);
@@ -130,7 +140,7 @@ Status WriteFailed(const fs::path& folder, const LineStates& states, const Repor
   bool some_without = false;
   for (const bool with_address : {true, false}) {
     if (!with_address && !some_without) break;
-    Status rows = ForEach(folder, states, [&](const JournalEvent& event, std::string_view) {
+    Status rows = ForEach(folder, state, [&](const JournalEvent& event, std::string_view) {
       const std::string& row = event.recipient.row;
       if (row.empty()) return Status();
       std::string address;
@@ -142,6 +152,15 @@ Status WriteFailed(const fs::path& folder, const LineStates& states, const Repor
     if (!rows.ok()) return rows;
   }
   return file->Commit();
+}
+
+Result<NotReached> OpenNotReached(const fs::path& folder, const ReportFacts& facts,
+                                  const ReportCounts& counts, const JournalState& state) {
+  NotReached not_reached(facts, state);
+  if (counts.Of(State::kNotReached) > 0) {
+    if (Status read = not_reached.ReadDeferrals(folder); !read.ok()) return read;
+  }
+  return not_reached;
 }
 
 // What a run that was killed while it wrote has left, under names that nobody writes to again.
@@ -164,13 +183,14 @@ std::uint64_t ReportCounts::Total() const {
   return total;
 }
 
-Result<ReportCounts> CountJournal(const fs::path& folder, const ListIdentity& list) {
-  Result<Scan> scan = ScanJournal(folder, list);
+Result<ReportCounts> CountJournal(const fs::path& folder) {
+  Result<Scan> scan = ScanJournal(folder);
   if (!scan.ok()) return scan.status();
   ReportCounts counts;
   counts.started = scan->started;
-  counts.in_doubt = scan->states.InDoubtCount();
-  Status read = ForEach(folder, scan->states, [&](const JournalEvent& event, std::string_view) {
+  counts.in_clear = std::move(scan->in_clear);
+  counts.in_doubt = scan->state.lines().InDoubtCount();
+  Status read = ForEach(folder, scan->state, [&](const JournalEvent& event, std::string_view) {
     const auto state = static_cast<std::size_t>(event.outcome.state);
     ++counts.by_state[state];
     if (!event.outcome.server.empty()) ++counts.by_server[event.outcome.server][state];
@@ -184,15 +204,26 @@ Result<ReportCounts> CountJournal(const fs::path& folder, const ListIdentity& li
   return counts;
 }
 
-Status WriteReports(const fs::path& folder, const ListIdentity& list, const ReportFacts& facts,
-                    const ReportCounts& counts) {
-  Result<Scan> scan = ScanJournal(folder, list);
+Status WriteReports(const fs::path& folder, const ReportFacts& facts, const ReportCounts& counts) {
+  Result<Scan> scan = ScanJournal(folder);
   if (!scan.ok()) return scan.status();
-  const LineStates& states = scan->states;
+  const JournalState& state = scan->state;
+  Result<NotReached> not_reached = OpenNotReached(folder, facts, counts, state);
+  if (!not_reached.ok()) return not_reached.status();
   RemoveLeftovers(folder);
-  if (Status status = WriteText(folder, states, facts, counts); !status.ok()) return status;
-  if (Status status = WriteFailed(folder, states, facts, counts); !status.ok()) return status;
-  return WritePages(folder, states, facts, counts);
+  Status status = WriteText(folder, state, facts, counts, not_reached.value());
+  if (!status.ok()) return status;
+  if (status = WriteFailed(folder, state, facts, counts); !status.ok()) return status;
+  return WritePages(folder, state, facts, counts, not_reached.value());
+}
+
+Status ForNotReached(const fs::path& folder, const ReportFacts& facts, const ReportCounts& counts,
+                     const ModReportRows::Take& take) {
+  if (counts.Of(State::kNotReached) == 0) return {};
+  Result<Scan> scan = ScanJournal(folder);
+  if (!scan.ok()) return scan.status();
+  Result<NotReached> not_reached = OpenNotReached(folder, facts, counts, scan->state);
+  return not_reached.ok() ? not_reached->ForFirst(UINT64_MAX, take) : not_reached.status();
 }
 
 }  // namespace vespro::engine

@@ -3,7 +3,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
+#include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -27,14 +30,18 @@ struct ReportFacts {
   std::vector<AccountTally> accounts;  // for those that did not work
   std::int64_t ended = 0;              // seconds since 1970
   std::size_t entries_per_page = 100;
+  // Gives those who have no verdict, from the beginning of the list on. Asked when
+  // ReportCounts::by_state has any State::kNotReached.
+  std::function<Result<std::unique_ptr<WorkSource>>(const LineStates& lines)> not_reached;
 };
 
 struct ReportCounts {
-  StateCounts by_state{};
+  StateCounts by_state{};  // those not reached are not known from the journal
   std::map<std::string, StateCounts> by_server;
   std::uint64_t in_doubt = 0;  // on the wire when the job broke off, and not yet called unknown
   std::uint64_t to_mend = 0;   // rows in failed.csv
   std::uint64_t skipped_to_mend = 0;  // of them, rows of state skipped
+  std::set<std::string> in_clear;     // servers that took messages without TLS, in any run
   std::int64_t started = 0;
 
   std::uint64_t Of(State state) const { return by_state[static_cast<std::size_t>(state)]; }

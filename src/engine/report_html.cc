@@ -34,7 +34,8 @@ constexpr std::string_view kStyle =
     ".bar .refused,.key.refused,.refused b{background:#c62828}"
     ".bar .failed,.key.failed,.failed b{background:#a84300}"
     ".bar .skipped,.key.skipped,.skipped b{background:#5f6368}"
-    ".bar .unknown,.key.unknown,.unknown b{background:#6a1b9a}\n"
+    ".bar .unknown,.key.unknown,.unknown b{background:#6a1b9a}"
+    ".bar .not-reached,.key.not-reached,.not-reached b{background:#00636b}\n"
     ".keys{list-style:none;padding:0;display:flex;flex-wrap:wrap;align-items:baseline;gap:.4em}"
     ".key,td b{color:#fff;border-radius:.3em;padding:.1em .5em;white-space:nowrap;"
     "font-weight:normal;text-decoration:none;display:inline-block}"
@@ -60,7 +61,8 @@ constexpr std::string_view kStyle =
     ".bar .refused,.key.refused,.refused b{background:#f28b82}"
     ".bar .failed,.key.failed,.failed b{background:#fdb462}"
     ".bar .skipped,.key.skipped,.skipped b{background:#bdc1c6}"
-    ".bar .unknown,.key.unknown,.unknown b{background:#d7aefb}}\n"
+    ".bar .unknown,.key.unknown,.unknown b{background:#d7aefb}"
+    ".bar .not-reached,.key.not-reached,.not-reached b{background:#4fc3d9}}\n"
     "@media print{@page{margin:1.5cm}body{font-size:9pt;margin:0;max-width:none;padding:0}"
     "nav,.all,.hint,.on{display:none!important}thead{display:table-header-group}"
     "tr,dl{break-inside:avoid}.group{break-after:avoid}a{color:inherit;text-decoration:none}"
@@ -125,6 +127,11 @@ std::string Grouped(std::uint64_t number) {
   return text;
 }
 
+// As a class and an anchor, which hold no blanks.
+std::string IdOf(State state) {
+  return state == State::kNotReached ? "not-reached" : std::string(StateName(state));
+}
+
 std::string CountOf(State state, std::uint64_t count) {
   return Grouped(count) + " " + std::string(StateName(state));
 }
@@ -146,7 +153,8 @@ class PagePlan {
         skipped_to_mend_ = take(counts.skipped_to_mend, problems);
         shown = skipped_to_mend_ + take(counts.Of(state) - counts.skipped_to_mend, others);
       } else {
-        shown = take(counts.Of(state), state == State::kSent ? others : problems);
+        const bool is_problem = state != State::kSent && state != State::kNotReached;
+        shown = take(counts.Of(state), is_problem ? problems : others);
       }
       begin_[Index(state)] = total_;
       shown_[Index(state)] = shown;
@@ -162,7 +170,7 @@ class PagePlan {
   }
   // Where the state's first row is; only for one that is shown.
   std::string LinkTo(State state) const {
-    return PageName(begin_[Index(state)] / per_page_ + 1) + "#" + std::string(StateName(state));
+    return PageName(begin_[Index(state)] / per_page_ + 1) + "#" + IdOf(state);
   }
 
  private:
@@ -170,7 +178,7 @@ class PagePlan {
 
   std::uint64_t per_page_;
   std::uint64_t total_ = 0, skipped_to_mend_ = 0;
-  std::array<std::uint64_t, kStates> begin_{}, shown_{};
+  std::array<std::uint64_t, kReportStates> begin_{}, shown_{};
 };
 
 // Puts the pages together, each as it fills.
@@ -189,7 +197,7 @@ class PageWriter {
       const bool goes_on = state == group_;
       if (goes_on) {
         page_ += "<tr class=\"group on\"><td colspan=\"5\"><a href=\"" + PageName(number_ + 1) +
-                 "#" + std::string(StateName(state)) + "\">More " + std::string(StateName(state)) +
+                 "#" + IdOf(state) + "\">More " + std::string(StateName(state)) +
                  "</a></td></tr>\n";
       }
       if (Status status = EndPage(); !status.ok()) return status;
@@ -255,7 +263,7 @@ class PageWriter {
   void BeginGroup(State state) {
     if (on_page_ > 0) page_ += "</tbody>\n";
     group_ = state;
-    const std::string name(StateName(state));
+    const std::string name = IdOf(state);
     page_ += "<tbody id=\"" + name + "\" class=\"" + name +
              "\"><tr class=\"group\"><th colspan=\"5\" scope=\"rowgroup\">" +
              CountOf(state, counts_.Of(state)) + " <a class=\"all\" href=\"" + PageName(1) +
@@ -264,10 +272,10 @@ class PageWriter {
 
   std::string Bar() const {
     std::string parts, text;
-    for (const State state : kStateOrder) {
+    for (const State state : kReportOrder) {
       const std::uint64_t count = counts_.Of(state);
       if (count == 0) continue;
-      parts.append("<span class=\"").append(StateName(state)).append("\" style=\"flex-grow:") +=
+      parts.append("<span class=\"").append(IdOf(state)).append("\" style=\"flex-grow:") +=
           std::to_string(count) + "\"></span>";
       text += (text.empty() ? "" : ", ") + CountOf(state, count);
     }
@@ -279,14 +287,15 @@ class PageWriter {
     std::string html = "<ul class=\"keys\"><li><strong>" + Grouped(total) +
                        (total == 1 ? " recipient" : " recipients") + "</strong></li>\n";
     int several = 0;
-    for (const State state : kStateOrder) {
+    for (const State state : kReportOrder) {
       const std::string text = CountOf(state, counts_.Of(state));
       if (counts_.Of(state) == 0) {
+        if (state == State::kNotReached) continue;
         html += "<li><span class=\"key none\">" + text + "</span></li>\n";
         continue;
       }
       ++several;
-      html += "<li><a class=\"key " + std::string(StateName(state)) + "\" href=\"" +
+      html += "<li><a class=\"key " + IdOf(state) + "\" href=\"" +
               (plan_.shown(state) > 0 ? plan_.LinkTo(state) : "report.txt") + "\">" + text +
               "</a></li>\n";
     }
@@ -314,8 +323,8 @@ class PageWriter {
       }
       if (!account.disabled.empty()) html += Fact(account.server, "given up: " + account.disabled);
       if (!account.limited.empty()) html += Fact(account.server, "limited: " + account.limited);
-      if (account.in_clear) html += Fact(account.server, kInClear);
     }
+    for (const std::string& server : counts_.in_clear) html += Fact(server, kInClear);
     if (counts_.to_mend > 0) {
       html += "<dt>To correct</dt><dd><a href=\"failed.csv\">failed.csv</a> (" +
               Grouped(counts_.to_mend) + (counts_.to_mend == 1 ? " row" : " rows") + ")</dd>\n";
@@ -372,18 +381,21 @@ class PageWriter {
 
 }  // namespace
 
-Status WritePages(const fs::path& folder, const LineStates& states, const ReportFacts& facts,
-                  const ReportCounts& counts) {
+Status WritePages(const fs::path& folder, const JournalState& journal, const ReportFacts& facts,
+                  const ReportCounts& counts, const ModReportRows::NotReached& not_reached) {
   PageWriter pages(folder, facts, counts);
+  const auto take = [&pages](const JournalEvent& event, std::string_view deferral) {
+    return pages.Add(event, deferral);
+  };
   const auto add = [&](std::uint64_t at_most, const ModReportRows::Wanted& wanted) {
-    if (at_most == 0) return Status();
-    return ForFirst(folder, states, at_most, wanted,
-                    [&](const JournalEvent& event, std::string_view deferral) {
-                      return pages.Add(event, deferral);
-                    });
+    return at_most == 0 ? Status() : ForFirst(folder, journal, at_most, wanted, take);
   };
   for (const State state : kProblemsFirst) {
     std::uint64_t left = pages.plan().shown(state);
+    if (state == State::kNotReached) {
+      if (Status status = not_reached.ForFirst(left, take); !status.ok()) return status;
+      continue;
+    }
     if (state == State::kSkipped) {
       const std::uint64_t to_mend = pages.plan().skipped_to_mend();
       Status mended = add(to_mend, [](const JournalEvent& event) {

@@ -12,6 +12,7 @@
 #include "base/status.h"
 #include "engine/journal.h"
 #include "engine/report_facts.h"
+#include "engine/report_rows.h"
 
 namespace vespro::engine {
 
@@ -20,7 +21,8 @@ inline constexpr std::uint64_t kMaxProblemPages = 1000, kMaxOthers = 10'000;
 
 // Writes all pages and removes those that an earlier report had more. report.html, which people
 // open, comes last.
-Status WritePages(const std::filesystem::path& folder, const LineStates& states,
-                  const ReportFacts& facts, const ReportCounts& counts);
+Status WritePages(const std::filesystem::path& folder, const JournalState& state,
+                  const ReportFacts& facts, const ReportCounts& counts,
+                  const ModReportRows::NotReached& not_reached);
 
 }  // namespace vespro::engine

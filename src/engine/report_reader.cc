@@ -15,7 +15,7 @@ constexpr std::size_t kMaxLineBytes = 64 * 1024;  // a row's values have at most
 constexpr std::size_t kMaxHeadLines = 100'000;    // a line for each account, and a few more
 
 std::optional<State> StateOf(std::string_view name) {
-  for (const State state : kStateOrder) {
+  for (const State state : kReportOrder) {
     if (StateName(state) == name) return state;
   }
   return std::nullopt;

@@ -1,8 +1,9 @@
 #include "engine/report_rows.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <unordered_map>
+#include <utility>
 
 #include "base/clock.h"
 #include "base/text.h"
@@ -12,41 +13,78 @@ namespace vespro::engine::ModReportRows {
 namespace {
 
 namespace fs = std::filesystem;
+using Kind = JournalEvent::Kind;
 
 constexpr std::size_t kMaxValueBytes = 1000;
+
+}  // namespace
 
 std::string DeferralText(const Outcome& attempt) {
   if (attempt.reply.empty()) return {};
   return Value(attempt.reply) + ", " + Value(attempt.server);
 }
 
-}  // namespace
-
-Status ForFirst(const fs::path& folder, const LineStates& states, std::uint64_t at_most,
+Status ForFirst(const fs::path& folder, const JournalState& state, std::uint64_t at_most,
                 const Wanted& wanted, const Take& take) {
   Result<JournalReader> reader = JournalReader::Open(Journal::PathIn(folder));
   if (!reader.ok()) return reader.status();
-  std::unordered_map<std::uint64_t, unsigned> seen;  // of the few lines with several outcomes
+  LastOutcomes last(state);
   std::unordered_map<std::uint64_t, std::string> deferrals;
   std::uint64_t count = 0;
   for (JournalEvent event; count < at_most && reader->Next(event);) {
+    if (!state.IsCurrent(event)) continue;
     const std::uint64_t line = event.recipient.line;
-    if (event.kind == JournalEvent::Kind::kPutBack) deferrals[line] = DeferralText(event.outcome);
-    if (event.kind != JournalEvent::Kind::kOutcome) continue;
+    if (event.kind == Kind::kPutBack) deferrals[line] = DeferralText(event.outcome);
+    if (event.kind != Kind::kOutcome && event.kind != Kind::kKept) continue;
     const auto waited = deferrals.extract(line);
-    const unsigned outcomes = states.Outcomes(line);
-    if (outcomes == 0 || (outcomes > 1 && ++seen[line] != outcomes)) continue;
-    if (!wanted(event)) continue;
-    const std::string_view deferral = waited.empty() ? std::string_view() : waited.mapped();
+    if (!last.Is(event) || !wanted(event)) continue;
+    const std::string_view deferral = event.kind == Kind::kKept ? std::string_view(event.deferral)
+                                      : waited.empty()          ? std::string_view()
+                                                                : waited.mapped();
     if (Status status = take(event, deferral); !status.ok()) return status;
     ++count;
   }
   return reader->status();
 }
 
-Status ForEach(const fs::path& folder, const LineStates& states, const Take& take) {
+Status ForEach(const fs::path& folder, const JournalState& state, const Take& take) {
   return ForFirst(
-      folder, states, UINT64_MAX, [](const JournalEvent&) { return true; }, take);
+      folder, state, UINT64_MAX, [](const JournalEvent&) { return true; }, take);
+}
+
+Status NotReached::ReadDeferrals(const fs::path& folder) {
+  Result<JournalReader> reader = JournalReader::Open(Journal::PathIn(folder));
+  if (!reader.ok()) return reader.status();
+  for (JournalEvent event; reader->Next(event);) {
+    if (!state_.IsCurrent(event)) continue;
+    if (event.kind == Kind::kPutBack) deferrals_[event.recipient.line] = event.outcome;
+    if (event.kind == Kind::kOutcome) deferrals_.erase(event.recipient.line);
+  }
+  are_any_ = true;
+  return reader->status();
+}
+
+Status NotReached::ForFirst(std::uint64_t at_most, const Take& take) const {
+  if (!are_any_ || at_most == 0) return {};
+  Result<std::unique_ptr<WorkSource>> people = facts_.not_reached(state_.lines());
+  if (!people.ok()) return people.status();
+  JournalEvent event;
+  event.kind = Kind::kOutcome;
+  for (std::uint64_t count = 0; count < at_most;) {
+    Result<std::vector<Recipient>> block = people.value()->Next(
+        static_cast<std::size_t>(std::min<std::uint64_t>(1000, at_most - count)));
+    if (!block.ok()) return block.status();
+    if (block->empty()) break;
+    count += block->size();
+    for (Recipient& recipient : block.value()) {
+      const auto deferral = deferrals_.find(recipient.line);
+      event.outcome = deferral == deferrals_.end() ? Outcome() : deferral->second;
+      event.outcome.state = State::kNotReached;
+      event.recipient = std::move(recipient);
+      if (Status status = take(event, {}); !status.ok()) return status;
+    }
+  }
+  return {};
 }
 
 std::string Value(std::string_view text) { return ModText::Printable(text, kMaxValueBytes); }

@@ -38,13 +38,13 @@ class ReportTest : public ::testing::Test {
 
   void Write(std::size_t per_page) {
     ASSERT_TRUE(journal_->Commit().ok());
-    const Result<ReportCounts> counts = CountJournal(folder_.path(), list_);
+    const Result<ReportCounts> counts = CountJournal(folder_.path());
     ASSERT_TRUE(counts.ok()) << counts.status().text();
     ReportFacts facts;
     facts.subject = "News";
     facts.list.kind = ListKind::kCsv;
     facts.entries_per_page = per_page;
-    const Status written = WriteReports(folder_.path(), list_, facts, counts.value());
+    const Status written = WriteReports(folder_.path(), facts, counts.value());
     ASSERT_TRUE(written.ok()) << written.text();
   }
 

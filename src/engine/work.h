@@ -13,7 +13,8 @@
 
 namespace vespro::engine {
 
-enum class State { kSent, kRefused, kFailed, kSkipped, kUnknown };
+// kNotReached: a run was stopped before; in reports and counts only, never a verdict.
+enum class State { kSent, kRefused, kFailed, kSkipped, kUnknown, kNotReached };
 
 // What became of one recipient.
 struct Outcome {

@@ -98,6 +98,14 @@ Result<std::size_t> File::Read(char* buffer, std::size_t size) {
   }
 }
 
+Result<std::size_t> File::ReadAt(std::uint64_t offset, char* buffer, std::size_t size) {
+  for (;;) {
+    const ssize_t count = pread(Fd(handle_), buffer, size, static_cast<off_t>(offset));
+    if (count >= 0) return static_cast<std::size_t>(count);
+    if (errno != EINTR) return Fail(Code::kNotFound, "cannot read", path_);
+  }
+}
+
 Status File::Write(std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t count = write(Fd(handle_), bytes.data(), bytes.size());

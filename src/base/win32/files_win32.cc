@@ -92,6 +92,19 @@ Result<std::size_t> File::Read(char* buffer, std::size_t size) {
   return std::size_t{count};
 }
 
+Result<std::size_t> File::ReadAt(std::uint64_t offset, char* buffer, std::size_t size) {
+  DWORD count = 0;
+  const DWORD wanted = static_cast<DWORD>(std::min<std::size_t>(size, 1U << 30));
+  OVERLAPPED from{};
+  from.Offset = static_cast<DWORD>(offset);
+  from.OffsetHigh = static_cast<DWORD>(offset >> 32);
+  if (!ReadFile(AsHandle(handle_), buffer, wanted, &count, &from) &&
+      GetLastError() != ERROR_HANDLE_EOF) {
+    return Fail(Code::kNotFound, "cannot read", path_);
+  }
+  return std::size_t{count};
+}
+
 Status File::Write(std::string_view bytes) {
   while (!bytes.empty()) {
     DWORD count = 0;
