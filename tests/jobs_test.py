@@ -109,8 +109,12 @@ class Jobs(support.JobTest):
                 for name in names:
                     (session / name).rename(away / name)
                 second = subprocess.run(command, capture_output=True, text=True, timeout=support.SECONDS)
-                self.assertEqual(second.returncode, 75, second.stderr)
-                self.assertIn("another engine is at work", second.stderr)
+                if "journal" in names and second.returncode == 65:
+                    # On a slow machine the first one has found out and ended before the second looks.
+                    self.assertIn("is not a journal", second.stderr)
+                else:
+                    self.assertEqual(second.returncode, 75, second.stderr)
+                    self.assertIn("another engine is at work", second.stderr)
                 first = engine.communicate(timeout=support.SECONDS)[1]
                 if "journal" in names:
                     self.assertEqual(engine.returncode, 75, first)

@@ -146,7 +146,7 @@ def on_a_terminal(command, *answers):
         if not got:
             break
         shown += got
-        if answers and re.search(rb"(\[y/n\]|\?|>) $", shown[read_until:]):
+        if answers and re.search(rb"(\[y/n\]|\?|>|window\.) $", shown[read_until:]):
             os.write(terminal, answers.pop(0).encode() + b"\n")
             read_until = len(shown)
     else:

@@ -216,7 +216,8 @@ int SendAgain(Globals globals, const AgainArguments& arguments) {
     }
   }
   if (arguments.no_start) return 0;
-  return StartEngine(globals, home.value(), job.file(), arguments.wait);
+  return StartEngine(globals, home.value(), job.file(),
+                     arguments.wait ? RunIn::kForeground : RunIn::kBackground);
 }
 
 }  // namespace vespro::cli

@@ -9,7 +9,6 @@
 #include "base/files.h"
 #include "base/random.h"
 #include "base/text.h"
-#include "cli/start_job.h"
 #include "engine/journal.h"
 #include "engine/options.h"
 #include "engine/session_lock.h"
@@ -116,12 +115,12 @@ int ShowStatus(const Globals& globals, const std::string& name) {
   return 0;
 }
 
-int RunVerb(const Globals& globals, const std::string& name) {
+int RunVerb(const Globals& globals, const std::string& name, RunIn place) {
   Result<Home> home = OpenHome(globals.home);
   if (!home.ok()) return Fail(home.status());
   Result<fs::path> file = FindJob(home.value(), name);
   if (!file.ok()) return Fail(file.status());
-  return ResumeJob(globals, home.value(), file.value(), true);
+  return ResumeJob(globals, home.value(), file.value(), place);
 }
 
 }  // namespace
@@ -193,7 +192,7 @@ Status RefreshPasswords(const Home& home, const fs::path& job_file, const fs::pa
                                           job_file.parent_path() / engine::kJournalLock);
 }
 
-int ResumeJob(Globals globals, const Home& home, const fs::path& job_file, bool wait) {
+int ResumeJob(Globals globals, const Home& home, const fs::path& job_file, RunIn place) {
   Result<std::vector<std::string>> kept = ModSendJob::KeptEngineOptions(job_file.parent_path());
   if (!kept.ok()) return Fail(kept.status());
   // A finished job stays as it is, unless it is told to do more.
@@ -206,15 +205,15 @@ int ResumeJob(Globals globals, const Home& home, const fs::path& job_file, bool 
   // What is said now comes after what was said then, and wins.
   globals.engine_options.insert(globals.engine_options.begin(), kept->begin(), kept->end());
   if (std::optional<int> wrong = CheckEngineOptions(globals)) return *wrong;
-  return StartEngine(globals, home, job_file, wait);
+  return StartEngine(globals, home, job_file, place);
 }
 
-int StartEngine(const Globals& globals, const Home& home, const fs::path& job_file, bool wait) {
+int StartEngine(const Globals& globals, const Home& home, const fs::path& job_file, RunIn place) {
   Settings settings(*home.backend);
   const std::string per_page(ModText::Trim(settings.Read(setting::kReportPerPage)));
   return StartJob(
       globals, job_file,
-      ModSend::EngineCommand(InstalledAddIn(home), ModFiles::ToUtf8(job_file), per_page), wait);
+      ModSend::EngineCommand(InstalledAddIn(home), ModFiles::ToUtf8(job_file), per_page), place);
 }
 
 void AddJobVerbs(CLI::App& app, Globals& globals, Action& action) {
@@ -225,8 +224,14 @@ void AddJobVerbs(CLI::App& app, Globals& globals, Action& action) {
       "Options for the engine come after \"--\".\n"
       "Exit: how the run ended; 0 everyone was accepted, 1 not everybody, 75 go on with it later.\n"
       "Example: vespro run 0104261200001");
-  run->callback(
-      [&globals, &action, name] { action = [&globals, name] { return RunVerb(globals, *name); }; });
+  auto window = std::make_shared<bool>(false);
+  run->add_flag("--window", *window,
+                "Show the progress in the engine's own window where it has one, on Windows");
+  run->callback([&globals, &action, name, window] {
+    action = [&globals, name, window] {
+      return RunVerb(globals, *name, *window ? RunIn::kWindow : RunIn::kForeground);
+    };
+  });
 
   CLI::App* status = app.add_subcommand("status", "Show what is being sent, and what was left");
   status->add_option("JOB", *name, "One job, finished or not: its session's name or folder");

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/status.h"
+#include "cli/start_job.h"
 #include "cli/verbs.h"
 #include "engine/job_status.h"
 #include "terminal/home.h"
@@ -34,9 +35,10 @@ Status RefreshPasswords(const Home& home, const std::filesystem::path& job_file,
 
 // Starts the engine on a job that is there already, with the options that it was begun with and
 // then those of now.
-int ResumeJob(Globals globals, const Home& home, const std::filesystem::path& job_file, bool wait);
+int ResumeJob(Globals globals, const Home& home, const std::filesystem::path& job_file,
+              RunIn place);
 // StartJob with the entries per page of the settings.
 int StartEngine(const Globals& globals, const Home& home, const std::filesystem::path& job_file,
-                bool wait);
+                RunIn place);
 
 }  // namespace vespro::cli

@@ -7,6 +7,7 @@
 #include "base/text.h"
 #include "cli/send_again.h"
 #include "cli/verbs.h"
+#include "engine/go_on_file.h"
 #include "engine/report_html.h"
 #include "engine/report_reader.h"
 #include "engine/report_rows.h"
@@ -45,6 +46,10 @@ struct KnownReport {
   std::string Session() const { return ModFiles::ToUtf8(folder.filename()); }
   std::string File(const char* name) const { return ModFiles::ToUtf8(folder / name); }
   bool HasFailed() const { return ModFiles::IsFile(folder / kFailedList); }
+  bool IsFinished() const { return head.result == engine::kResultFinished; }
+  std::string Counts() const {
+    return CountsText(head.by_state) + (IsFinished() ? "" : "; not finished");
+  }
 };
 
 // All that can be read, the newest first.
@@ -94,6 +99,12 @@ nlohmann::ordered_json ToJson(const KnownReport& report) {
   row["started"] = report.head.started;
   row["ended"] = report.head.ended;
   row["result"] = report.head.result;
+  row["finished"] = report.IsFinished();
+  const bool can_go_on = engine::ModGoOnFile::IsThere(report.folder);
+  row["go_on"] =
+      can_go_on
+          ? nlohmann::ordered_json(ModFiles::ToUtf8(engine::ModGoOnFile::PathIn(report.folder)))
+          : nullptr;
   row["recipients"] = report.head.Total();
   for (const State state : engine::kStateOrder) {
     row[std::string(StateName(state))] = report.head.Of(state);
@@ -119,13 +130,12 @@ int ListReports(const Globals& globals) {
   std::size_t session = 0, counts = 0;
   for (const KnownReport& report : reports) {
     session = std::max(session, CountCharacters(report.Session()));
-    counts = std::max(counts, CountsText(report.head.by_state).size());
+    counts = std::max(counts, report.Counts().size());
   }
   for (const KnownReport& report : reports) {
     std::cout << Padded(report.head.started.substr(0, kMinutes), kMinutes) << "  "
-              << Padded(Shown(report.Session()), session) << "  "
-              << Padded(CountsText(report.head.by_state), counts) << "  " << report.head.subject
-              << "\n";
+              << Padded(Shown(report.Session()), session) << "  " << Padded(report.Counts(), counts)
+              << "  " << report.head.subject << "\n";
   }
   if (reports.empty()) Note(NoReports().text());
   return 0;
@@ -279,7 +289,7 @@ int ShowFailed(const Globals& globals, const std::string& session) {
   } else {
     std::cout << path << "\n" << command << "\n";
   }
-  if (report->head.result != engine::kResultFinished) {
+  if (!report->IsFinished()) {
     Note("this job was not finished (" + report->head.result +
          "); first go on with: " + CommandFor(globals, {"run", report->Session()}));
   }

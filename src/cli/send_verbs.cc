@@ -161,7 +161,8 @@ int Send(const Globals& globals, const SendArguments& arguments, const SendOptio
     }
   }
   if (arguments.no_start) return 0;
-  return StartJob(globals, file, job.engine, arguments.wait);
+  return StartJob(globals, file, job.engine,
+                  arguments.wait ? RunIn::kForeground : RunIn::kBackground);
 }
 
 // A folder for files that nobody is to keep.

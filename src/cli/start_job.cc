@@ -293,7 +293,7 @@ int GoOnWith(const Globals& globals, const Home& home, const UnfinishedJob& job,
   if (!Ask(rules, Describe(job) + ".\nGo on with it?")) {
     return Fail(Status(Code::kResumable, "nothing was sent. " + HowTo(job, "Go on with it later")));
   }
-  return ResumeJob(globals, home, job.job_file, wait);
+  return ResumeJob(globals, home, job.job_file, wait ? RunIn::kForeground : RunIn::kBackground);
 }
 
 bool AsksFirst(const ConsoleRules& rules) {
@@ -352,11 +352,15 @@ int TestAccounts(const Globals& globals, const Home& home, const std::string& fr
 }
 
 int StartJob(const Globals& globals, const fs::path& job_file, const CommandLine& engine,
-             bool wait) {
+             RunIn place) {
   std::vector<std::string> arguments = engine.arguments;
   arguments.insert(arguments.end(), globals.engine_options.begin(), globals.engine_options.end());
   const fs::path program = ModFiles::FromUtf8(engine.executable);
-  if (wait) {
+  if (place == RunIn::kWindow) {
+    const Result<int> code = ModProcess::ExecInWindow(program, arguments);
+    return code.ok() ? code.value() : Fail(code.status());
+  }
+  if (place == RunIn::kForeground) {
     if (globals.json) arguments.push_back("--json");
     std::cout.flush();
     Result<int> code = ModProcess::Exec(program, arguments);

@@ -66,9 +66,12 @@ bool MaySend(const ConsoleRules& rules, const engine::JobOutlook& outlook,
 int TestAccounts(const Globals& globals, const Home& home, const std::string& from,
                  std::vector<std::string> options);
 
-// Starts the engine. `wait`: in this program's place, with its exit code; otherwise on its own, and
-// says what came of it in the first seconds.
+// kForeground: the engine takes this program's place, with its exit code. kWindow: with its own
+// window where it has one, else as kForeground. kBackground: what came of it in the first seconds
+// is said.
+enum class RunIn { kForeground, kWindow, kBackground };
+// Starts the engine; gives the exit code.
 int StartJob(const Globals& globals, const std::filesystem::path& job_file,
-             const CommandLine& engine, bool wait);
+             const CommandLine& engine, RunIn place);
 
 }  // namespace vespro::cli

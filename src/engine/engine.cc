@@ -11,6 +11,7 @@
 #include "base/signals.h"
 #include "base/text.h"
 #include "engine/events.h"
+#include "engine/go_on_file.h"
 #include "engine/hash.h"
 #include "engine/job.h"
 #include "engine/job_status.h"
@@ -263,14 +264,14 @@ class Run {
       return [remedy](const AccountTally& tally) { return tally.remedy == remedy; };
     };
     const auto& accounts = end.accounts;
-    const bool in_vain = !accounts.empty() &&
-                         std::all_of(accounts.begin(), accounts.end(), helps(Remedy::kAnotherJob));
+    in_vain_ = !accounts.empty() &&
+               std::all_of(accounts.begin(), accounts.end(), helps(Remedy::kAnotherJob));
     const bool untrusted =
         std::any_of(accounts.begin(), accounts.end(), helps(Remedy::kTrustAnchor));
     return (left_.has_value() ? ", " + std::to_string(*left_) + " left" : "") +
-           (in_vain ? "; a job keeps its message and its accounts, so mend that and send it as a "
-                      "new one, with --anew"
-                    : GoOnWith()) +
+           (in_vain_ ? "; a job keeps its message and its accounts, so mend that and send it as a "
+                       "new one, with --anew"
+                     : GoOnWith()) +
            (untrusted ? " -- --ca FILE" : "");
   }
 
@@ -330,6 +331,7 @@ class Run {
       change.emplace(std::move(carried).value());
     }
     if (Status status = journal_->BeginRun(message_hash_); !status.ok()) return status;
+    if (!hand_over_.has_value()) AnnounceUnfinished();
     TellStart();
     if (change.has_value()) TellChange(*change);
     if (Status status = ResolveInDoubt(); !status.ok()) return status;
@@ -356,6 +358,22 @@ class Run {
     if (!options_.json) return;
     events_.ListChanged(change);
     for (const JournalEvent& event : change.cut_off) events_.Final(event.recipient, event.outcome);
+  }
+
+  // Should the power go from here on, a person finds the job among the reports, and how to go on
+  // with it. Reports that say so already stay as they are.
+  void AnnounceUnfinished() {
+    Status written;
+    if (!HasReports() || !ModGoOnFile::IsThere(folder_)) {
+      result_ = "not finished: it is being sent, or was cut off";
+      const Result<ReportCounts> counts = CountJournal(folder_);
+      ReportFacts facts = Facts({});
+      facts.ended = 0;
+      written = counts.ok() ? WriteReports(folder_, facts, counts.value()) : counts.status();
+      result_.clear();
+    }
+    if (written.ok()) written = ModGoOnFile::Write(folder_);
+    if (!written.ok()) Say("warning: " + written.text());
   }
 
   // Whoever was on the wire when an earlier run was cut off is unknown from now on, and so is
@@ -537,8 +555,10 @@ class Run {
       facts.result += "; but the verdicts do not add up to the recipients, see the journal";
     }
     counts->by_state[static_cast<std::size_t>(State::kNotReached)] = not_reached_;
-    const bool stays = complete_.has_value() && HasReports();
+    const bool stays = complete_.has_value() && HasReports() && !ModGoOnFile::IsThere(folder_);
     Status written = stays ? Status() : WriteReports(folder_, facts, counts.value());
+    // After the reports: where it is, they may say that the job is not finished.
+    if (written.ok() && facts.how_to_go_on.empty()) written = ModGoOnFile::Remove(folder_);
     if (written.ok() && options_.json) {
       written = ForNotReached(folder_, facts, counts.value(),
                               [this](const JournalEvent& event, std::string_view) {
@@ -590,6 +610,8 @@ class Run {
     facts.first_row = source_->first_row();
     facts.byte_order_mark = source_->has_byte_order_mark();
     facts.result = result_;
+    facts.finished = result_ == kResultFinished;
+    if (!facts.finished && !in_vain_) facts.how_to_go_on = ModGoOnFile::HowTo(folder_);
     facts.accounts = end.accounts;
     facts.ended = complete_.has_value() ? complete_->ended
                                         : std::chrono::duration_cast<std::chrono::seconds>(
@@ -685,6 +707,7 @@ class Run {
   std::vector<std::pair<std::string, std::string>> dead_accounts_;  // server and reason
   std::optional<std::uint64_t> left_;  // of a run that was stopped, where that can be told
   std::uint64_t not_reached_ = 0;      // of them, those whom the report names
+  bool in_vain_ = false;               // the job stopped, and would again
   bool busy_ = false;                  // another engine is at work on the job
   Events events_;
 };

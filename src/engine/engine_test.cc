@@ -7,6 +7,7 @@
 
 #include "base/text.h"
 #include "engine/engine_testing.h"
+#include "engine/go_on_file.h"
 #include "engine/job.h"
 #include "engine/job_status.h"
 #include "engine/journal.h"
@@ -98,6 +99,51 @@ TEST_F(EngineTest, AnInterruptedJobSaysHowManyAreLeftAndHowToGoOn) {
   EXPECT_TRUE(status().list_changed);
   ModFiles::Remove(folder_ / "list.csv").Ignore();  // seen by the next line
   EXPECT_EQ(status().left, std::nullopt);
+}
+
+// Whatever ends the job, from its first message on somebody without a command line finds it, and
+// the way on.
+TEST_F(EngineTest, UntilItIsFinishedAJobSaysHowToGoOn) {
+  options_.job_file = folder_ / "Vespro.cfg";
+  const auto check = [this](const char* when, bool finished) {
+    SCOPED_TRACE(when);
+    EXPECT_EQ(ModGoOnFile::IsThere(folder_.path()), !finished);
+    const std::string html = folder_.Read("report.html"), text = folder_.Read("report.txt");
+    const std::size_t told = html.find("This mailing is not finished.");
+    EXPECT_EQ(told == std::string::npos, finished);
+    EXPECT_TRUE(finished || told < html.find("class=\"bar\"")) << "first of all";
+    EXPECT_EQ(html.find("<title>Not finished: ") == std::string::npos, finished);
+    EXPECT_EQ(text.find("\r\nNot finished: To go on with it") == std::string::npos, finished);
+  };
+  FakeDelivery delivery;
+  delivery.stop_after = 1;
+  EngineEnvironment world{clock_, randomness_, out_, err_, false, {}};
+  world.deliver = [&](auto&&... rest) {
+    check("before the first message", false);
+    DeliveryEnd end = delivery(rest...);
+    end.accounts = delivery.tallies;
+    return end;
+  };
+  EXPECT_EQ(RunEngine(options_, world), kExitInterrupted);
+  check("stopped", false);
+  delivery.stop_after = 100;
+  EXPECT_EQ(RunEngine(options_, world), kExitSomeNotSent);
+  check("finished", true);
+
+  // The end is in the journal, but the power went before the reports were written.
+  ASSERT_TRUE(ModGoOnFile::Write(folder_.path()).ok());
+  folder_.Write("report.html", "as it was before");
+  EXPECT_EQ(RunEngine(options_, world), kExitSomeNotSent);
+  check("finished, and told so now", true);
+
+  options_.fresh = true;
+  delivery.stop_after = 0;
+  delivery.tallies = {{}};
+  delivery.tallies[0].remedy = AccountTally::Remedy::kAnotherJob;
+  delivery.stop_reason = DeliveryEnd::Reason::kNoLogin;
+  EXPECT_EQ(RunEngine(options_, world), kExitLogin);
+  EXPECT_NE(folder_.Read("report.html").find("The result says why"), std::string::npos);
+  EXPECT_FALSE(ModGoOnFile::IsThere(folder_.path())) << "this job would only stop again";
 }
 
 TEST_F(EngineTest, AWholeJobAndItsReports) {

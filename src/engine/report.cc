@@ -89,10 +89,12 @@ Status WriteText(const fs::path& folder, const JournalState& state, const Report
                  const ReportCounts& counts, const NotReached& not_reached) {
   Result<AtomicFile> file = AtomicFile::Create(folder / "report.txt", Access::kPrivate);
   if (!file.ok()) return file.status();
-  std::string head =
-      "Subject: " + Value(facts.subject) + "\r\nFrom: " + Value(facts.from) +
-      "\r\nList: " + Value(facts.list.path) + "\r\nStarted: " + LocalTimeText(counts.started) +
-      "\r\nEnded: " + LocalTimeText(facts.ended) + "\r\nResult: " + Value(facts.result) + "\r\n";
+  std::string head = "Subject: " + Value(facts.subject) + "\r\n" +
+                     (facts.finished ? "" : "Not finished: " + Value(facts.how_to_go_on) + "\r\n") +
+                     "From: " + Value(facts.from) + "\r\nList: " + Value(facts.list.path) +
+                     "\r\nStarted: " + LocalTimeText(counts.started) +
+                     "\r\nEnded: " + (facts.ended == 0 ? "" : LocalTimeText(facts.ended)) +
+                     "\r\nResult: " + Value(facts.result) + "\r\n";
   for (const State each : kReportOrder) {
     if (each == State::kNotReached && counts.Of(each) == 0) continue;
     head.append(StateName(each)).append(": ") += std::to_string(counts.Of(each)) + "\r\n";

@@ -23,12 +23,14 @@ inline constexpr char kInClear[] = "mail went in clear, without TLS";
 struct ReportFacts {
   std::string subject;
   std::string from;
-  Distribution list;                   // its path as the report shows it
-  std::string first_row;               // of a CSV list, bytes, a header or not
-  bool byte_order_mark = false;        // the list begins with one
-  std::string result;                  // how the job went, for a person
+  Distribution list;             // its path as the report shows it
+  std::string first_row;         // of a CSV list, bytes, a header or not
+  bool byte_order_mark = false;  // the list begins with one
+  std::string result;            // how the job went, for a person
+  bool finished = true;
+  std::string how_to_go_on;            // a sentence; empty when it is finished, or can't
   std::vector<AccountTally> accounts;  // for those that did not work
-  std::int64_t ended = 0;              // seconds since 1970
+  std::int64_t ended = 0;              // seconds since 1970; 0: not yet
   std::size_t entries_per_page = 100;
   // Gives those who have no verdict, from the beginning of the list on. Asked when
   // ReportCounts::by_state has any State::kNotReached.

@@ -28,6 +28,7 @@ constexpr std::string_view kStyle =
     "h1{font-size:1.4em;overflow-wrap:anywhere}dl{display:grid;"
     "grid-template-columns:fit-content(40%) 1fr;gap:.2em 1em}dt,.hint,caption{color:#595959}"
     "dd{margin:0;overflow-wrap:anywhere}\n"
+    ".todo{border-left:.4em solid #a84300;padding:.3em .8em;overflow-wrap:anywhere}\n"
     ".bar{display:flex;height:1.2em;border-radius:.3em;overflow:hidden}"
     ".bar span{min-width:3px;margin-right:2px}.bar span:last-child{margin-right:0}\n"
     ".bar .sent,.key.sent,.sent b{background:#2e7d32}"
@@ -223,14 +224,16 @@ class PageWriter {
 
  private:
   void BeginPage() {
+    const std::string mark = facts_.finished ? "" : "Not finished: ";
     const std::string page_of = number_ == 1 ? std::string() : " - page " + std::to_string(number_);
-    page_ = "<!DOCTYPE html><html lang=\"en\"><head><meta charset=\"utf-8\"><title>" +
+    page_ = "<!DOCTYPE html><html lang=\"en\"><head><meta charset=\"utf-8\"><title>" + mark +
             TitleText(facts_.subject) + page_of + "</title>\n" +
             "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
             "<meta name=\"color-scheme\" content=\"light dark\">\n";
     page_.append(kStyle) += "</head><body>\n<h1>" +
                             Html(facts_.subject.empty() ? "(no subject)" : facts_.subject) +
                             "</h1>\n";
+    if (!facts_.finished) page_ += Unfinished();
     if (number_ == 1) page_ += Bar();
     page_ += States();
     if (number_ == 1) page_ += Facts() + Rest();
@@ -270,6 +273,13 @@ class PageWriter {
              "\">All recipients</a></th></tr>\n";
   }
 
+  std::string Unfinished() const {
+    return "<p class=\"todo\"><strong>This mailing is not finished.</strong> " +
+           (facts_.how_to_go_on.empty() ? "The result says why and what to do."
+                                        : Html(facts_.how_to_go_on)) +
+           "</p>\n";
+  }
+
   std::string Bar() const {
     std::string parts, text;
     for (const State state : kReportOrder) {
@@ -307,8 +317,8 @@ class PageWriter {
   std::string Facts() const {
     std::string html = "<dl>" + Fact("Result", facts_.result) + Fact("From", facts_.from) +
                        Fact("List", facts_.list.path) +
-                       Fact("Started", LocalTimeText(counts_.started)) +
-                       Fact("Ended", LocalTimeText(facts_.ended));
+                       Fact("Started", LocalTimeText(counts_.started));
+    if (facts_.ended != 0) html += Fact("Ended", LocalTimeText(facts_.ended));
     for (const auto& [server, by_state] : counts_.by_server) {
       std::string text;
       for (const State state : kStateOrder) {

@@ -18,7 +18,8 @@ bool IsPage(std::string_view name) { return name.starts_with("report") && name.e
 
 bool IsResult(std::string_view name) {
   return IsPage(name) || name == ModReportIndex::kTextReport || name == "failed.csv" ||
-         name == "engine.log" || name == "journal" || name.starts_with("journal.");
+         name == "engine.log" || name.starts_with("go-on-sending.") || name == "journal" ||
+         name.starts_with("journal.");
 }
 
 std::vector<std::string> NamesIn(const fs::path& folder) {

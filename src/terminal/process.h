@@ -16,6 +16,11 @@ namespace vespro::ModProcess {
 // beside us and its exit code is the value.
 Result<int> Exec(const std::filesystem::path& program, const std::vector<std::string>& arguments);
 
+// The same for a program that has a window of its own where it has no console (on Windows only): it
+// is started with that, and the value is 0 as soon as it runs.
+Result<int> ExecInWindow(const std::filesystem::path& program,
+                         const std::vector<std::string>& arguments);
+
 // A program that runs on its own. Dropping the object leaves it running.
 class Detached {
  public:

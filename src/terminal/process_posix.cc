@@ -70,6 +70,11 @@ Result<int> Exec(const std::filesystem::path& program, const std::vector<std::st
   return CannotStart(program, errno);
 }
 
+Result<int> ExecInWindow(const std::filesystem::path& program,
+                         const std::vector<std::string>& arguments) {
+  return Exec(program, arguments);
+}
+
 Result<std::unique_ptr<Detached>> StartDetached(const std::filesystem::path& program,
                                                 const std::vector<std::string>& arguments,
                                                 const std::filesystem::path& log) {

@@ -87,6 +87,15 @@ Result<int> Exec(const std::filesystem::path& program, const std::vector<std::st
   return process.Wait();
 }
 
+Result<int> ExecInWindow(const std::filesystem::path& program,
+                         const std::vector<std::string>& arguments) {
+  // Without our console and our streams, as the add-in starts it.
+  Process process;
+  Status started = process.Start(program, Line(program, arguments), DETACHED_PROCESS, false);
+  if (!started.ok()) return started;
+  return 0;
+}
+
 Result<std::unique_ptr<Detached>> StartDetached(const std::filesystem::path& program,
                                                 const std::vector<std::string>& arguments,
                                                 const std::filesystem::path& log) {
