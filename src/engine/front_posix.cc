@@ -4,7 +4,7 @@ namespace vespro::engine {
 
 Front::Front() = default;
 
-// Whoever stops it sends a signal.
+// It is stopped by a signal.
 int Front::Show(const Clock&, const RunFunction& run) const {
   const std::atomic<int> never{0};
   return run(nullptr, never);

@@ -96,7 +96,7 @@ void frmProgress::CmdStop_Click() {
   ++stops_;
   if (stops_ > 2) return;
   orders_.stop();
-  // Whoever is impatient may have it at once: who is in doubt then is unknown in the report.
+  // A second click ends it at once: recipients in doubt are unknown in the report then.
   if (stops_ == 1) CmdStop.set_caption("&Stop at once");
   if (stops_ == 2) CmdStop.set_enabled(false);
   Set(RunLook(look_));

@@ -249,7 +249,7 @@ bool Form::MayLeave() {
 bool Form::MoveFocus(Control& control, bool asks) {
   if (focus_ == &control) return true;
   if (!CanFocus(control) || (asks && !MayLeave())) return false;
-  // Whoever was asked may have changed the form.
+  // The handlers that were asked may have changed the form.
   if (!shown_ || !CanFocus(control)) return false;
   focus_ = &control;
   view_->SetFocus(focus_);

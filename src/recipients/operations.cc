@@ -29,7 +29,7 @@ bool IsSameFile(std::string_view a, std::string_view b) {
   return fs::equivalent(ModFiles::FromUtf8(a), ModFiles::FromUtf8(b), error) && !error;
 }
 
-// Behind the end of the current list. Takes back what shall not stay there.
+// Appends to the current list; can roll back.
 class Appender {
  public:
   static Result<Appender> Open(std::string_view path) {

@@ -283,7 +283,7 @@ TEST_F(OperationsTest, GivingUpAtAnyLineLeavesTheList) {
   }
 }
 
-// Whoever appends while a list is read must not lose it to the new file.
+// What is appended while a list is read must not be lost to the new file.
 TEST_F(OperationsTest, AListThatGrowsMeanwhileIsNotReplaced) {
   const Distribution list{Write("l.txt", "a@b\na@b\n"), ListKind::kText};
   const std::string other = Write("o.txt", "c@d\n");

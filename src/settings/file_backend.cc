@@ -123,7 +123,7 @@ namespace {
 
 constexpr std::string_view kHexDigits = "0123456789abcdef";
 
-// What stands for itself: nothing at all is lost when an editor or a person trims the line.
+// Characters that need no escape: nothing is lost when an editor or a person trims the line.
 bool IsPlain(std::string_view value) {
   return value == ModText::Trim(value) && !value.starts_with('"') && !ModText::HasControls(value) &&
          ModText::IsUtf8(value);

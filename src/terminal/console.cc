@@ -33,7 +33,7 @@ std::string Ask(std::string_view prompt) {
   stopped = 0;
   const ModSignals::Handled signals(NoteStop);
   for (const int signal : ModSignals::Endings()) platform::EndReadsOn(signal);
-  // Only now: whoever sees it may press Ctrl-C at once.
+  // Only now: a user who sees it may press Ctrl-C at once.
   std::cerr << prompt << std::flush;
   std::string answer = ReadLine();
   if (stopped == 0) return answer;

@@ -139,7 +139,7 @@ Status Win32Desktop::SetClipboardPicture(std::string_view resource, PictureKind 
   const OpenedClipboard clipboard(renderer_.Front());
   if (!clipboard.opened() || EmptyClipboard() == 0) return ClipboardFailed();
   if (kind == PictureKind::kIcon) {
-    // Whoever can't have it takes the bitmap.
+    // Where that is not possible, the bitmap is used.
     const HGLOBAL copy = ModClipboardPicture::ToDib(picture.get());
     if (copy != nullptr && SetClipboardData(CF_DIB, copy) == nullptr) GlobalFree(copy);
   }

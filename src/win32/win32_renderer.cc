@@ -56,7 +56,7 @@ void Win32Renderer::RunWhile(const std::function<bool()>& go_on) {
     MSG message{};
     const BOOL got = GetMessageW(&message, nullptr, 0, 0);
     if (got <= 0) {
-      // The program ends; whoever waits below has to know, too.
+      // The program ends; the loops below have to know, too.
       if (got == 0) PostQuitMessage(static_cast<int>(message.wParam));
       return;
     }

@@ -237,7 +237,7 @@ bool MakeFolder(const fs::path& path, bool is_private) {
 
 Status SyncFolder(const fs::path& folder) {
   const int fd = open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  // Whoever may only write into it can't wait for it either.
+  // With write permission only it can't be waited for either.
   if (fd < 0) return errno == EACCES ? Status() : Fail(Code::kNotFound, "cannot read", folder);
   // Any other failure says that this file system can't do it.
   const bool lost = fsync(fd) != 0 && (errno == EIO || errno == ENOSPC || errno == EDQUOT);

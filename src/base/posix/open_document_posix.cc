@@ -37,7 +37,7 @@ constexpr unsigned char kCannotRun = 127;
   _exit(kCannotRun);
 }
 
-// Runs the opener and tells how it ended, to whoever still listens by then.
+// Runs the opener and tells how it ended, if the parent still listens then.
 [[noreturn]] void Watch(const char* file, int report) {
   setsid();  // it lives on when the terminal is closed
   signal(SIGPIPE, SIG_IGN);

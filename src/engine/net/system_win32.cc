@@ -21,7 +21,7 @@ bool IsForServers(PCCERT_CONTEXT certificate) {
   if (!CertGetEnhancedKeyUsage(certificate, 0, nullptr, &size)) {
     return GetLastError() == static_cast<DWORD>(CRYPT_E_NOT_FOUND);  // no limits
   }
-  // Behind the structure is what it points to.
+  // What it points to is after the structure.
   std::vector<CERT_ENHKEY_USAGE> memory(size / sizeof(CERT_ENHKEY_USAGE) + 1);
   CERT_ENHKEY_USAGE* usage = memory.data();
   if (!CertGetEnhancedKeyUsage(certificate, 0, usage, &size)) return false;

@@ -44,7 +44,7 @@ std::string Escaped(std::string_view text, const char* format) {
   return escaped;
 }
 
-// Random secrets of printable characters, in every form in which servers and what stands between
+// Random secrets of printable characters, in every form in which servers and what is between
 // have been seen to repeat them; and nothing is found in the words of everyday.
 TEST(SecretScannerTest, FindsEveryFormOfRandomSecrets) {
   const std::pair<const char*, std::function<std::string(const std::string&)>> forms[] = {
