@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdio>
 #include <system_error>
+#include <utility>
 
 #include "base/files_platform.h"
 #include "base/text.h"
@@ -16,6 +17,16 @@ namespace {
 constexpr std::size_t kBufferBytes = 256 * 1024;
 constexpr std::size_t kMaxNameBytes = 200;  // file systems take 255
 }  // namespace
+
+File::File(File&& other) noexcept : handle_(other.handle_), path_(std::move(other.path_)) {
+  other.handle_ = platform::kClosed;
+}
+
+File& File::operator=(File&& other) noexcept {
+  std::swap(handle_, other.handle_);
+  std::swap(path_, other.path_);
+  return *this;
+}
 
 Status BufferedWriter::Write(std::string_view bytes) {
   if (buffer_.size() + bytes.size() > kBufferBytes) {

@@ -1,12 +1,16 @@
 // base/files_platform.h - what posix/ and win32/ provide to files.cc; nobody else's.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 
 #include "base/status.h"
 
 namespace vespro::ModFiles::platform {
+
+// A File's handle when there is none: -1, and INVALID_HANDLE_VALUE is the same.
+inline constexpr std::intptr_t kClosed = -1;
 
 // The system's words for an errno or GetLastError value, without a line end.
 std::string ErrorText(std::uint32_t native);

@@ -355,11 +355,28 @@ class MemoryClientParts {
     const std::shared_ptr<MemoryItem> item_;
   };
 
+  // At most one listener. It is told nothing after End, or when this is destroyed.
+  template <class Events>
+  class Subscription {
+   public:
+    ~Subscription() { End(); }
+    std::shared_ptr<Listener<Events>> Begin(Events events) {
+      listener_ = std::make_shared<Listener<Events>>(std::move(events));
+      return listener_;
+    }
+    void End() {
+      if (listener_ != nullptr) listener_->events = {};  // one may be on its way
+      listener_ = nullptr;
+    }
+
+   private:
+    std::shared_ptr<Listener<Events>> listener_;
+  };
+
   class InspectorPart final : public Inspector, public Part {
    public:
     InspectorPart(MemoryClient& part_of, std::shared_ptr<Window> of)
         : Part(part_of, "Inspector", std::move(of)) {}
-    ~InspectorPart() override { End(); }
 
     const void* Identity() const override { return window().get(); }
     EditorType Editor() const override {
@@ -384,25 +401,19 @@ class MemoryClientParts {
     }
     void Listen(InspectorEvents events) override {
       const bool listens = events.activate || events.deactivate || events.close;
-      End();
+      subscription_.End();
       if (!Works("Listen", listens ? "" : "nobody") || !listens) return;
-      listener_ = std::make_shared<Listener<InspectorEvents>>(std::move(events));
-      window()->inspector_events.push_back(listener_);
+      window()->inspector_events.push_back(subscription_.Begin(std::move(events)));
     }
 
    private:
-    void End() {
-      if (listener_ != nullptr) listener_->events = {};  // one may be on its way
-      listener_ = nullptr;
-    }
-    std::shared_ptr<Listener<InspectorEvents>> listener_;
+    Subscription<InspectorEvents> subscription_;
   };
 
   class ExplorerPart final : public Explorer, public Part {
    public:
     ExplorerPart(MemoryClient& part_of, std::shared_ptr<Window> of)
         : Part(part_of, "Explorer", std::move(of)) {}
-    ~ExplorerPart() override { End(); }
 
     std::shared_ptr<CommandBars> Bars() override {
       if (!Works("Bars")) return nullptr;
@@ -411,24 +422,18 @@ class MemoryClientParts {
     void Listen(ExplorerEvents events) override {
       const bool listens =
           events.activate || events.deactivate || events.before_folder_switch || events.close;
-      End();
+      subscription_.End();
       if (!Works("Listen", listens ? "" : "nobody") || !listens) return;
-      listener_ = std::make_shared<Listener<ExplorerEvents>>(std::move(events));
-      window()->explorer_events.push_back(listener_);
+      window()->explorer_events.push_back(subscription_.Begin(std::move(events)));
     }
 
    private:
-    void End() {
-      if (listener_ != nullptr) listener_->events = {};  // one may be on its way
-      listener_ = nullptr;
-    }
-    std::shared_ptr<Listener<ExplorerEvents>> listener_;
+    Subscription<ExplorerEvents> subscription_;
   };
 
   class InspectorsPart final : public Inspectors, public Part {
    public:
     explicit InspectorsPart(MemoryClient& part_of) : Part(part_of, "Inspectors", nullptr) {}
-    ~InspectorsPart() override { End(); }
 
     Result<int> Count() const override {
       if (!Works("Count")) return Failed();
@@ -436,18 +441,13 @@ class MemoryClientParts {
                                             [](const auto& open) { return !open->explorer; }));
     }
     void OnNewInspector(NewInspector handler) override {
-      End();
+      subscription_.End();
       if (!Works("OnNewInspector", handler ? "" : "nobody") || !handler) return;
-      listener_ = std::make_shared<Listener<NewInspector>>(std::move(handler));
-      client.inspectors_.push_back(listener_);
+      client.inspectors_.push_back(subscription_.Begin(std::move(handler)));
     }
 
    private:
-    void End() {
-      if (listener_ != nullptr) listener_->events = nullptr;  // one may be on its way
-      listener_ = nullptr;
-    }
-    std::shared_ptr<Listener<NewInspector>> listener_;
+    Subscription<NewInspector> subscription_;
   };
 
   class Client final : public MailClient, public Part {

@@ -17,7 +17,7 @@ namespace platform = ModFiles::platform;
 
 namespace {
 
-constexpr std::intptr_t kClosed = -1;
+using platform::kClosed;
 
 int Fd(std::intptr_t handle) { return static_cast<int>(handle); }
 
@@ -74,16 +74,6 @@ Result<File> File::Open(const fs::path& path, Mode mode, Access access) {
     }
   }
   return file;
-}
-
-File::File(File&& other) noexcept : handle_(other.handle_), path_(std::move(other.path_)) {
-  other.handle_ = kClosed;
-}
-
-File& File::operator=(File&& other) noexcept {
-  std::swap(handle_, other.handle_);
-  std::swap(path_, other.path_);
-  return *this;
 }
 
 File::~File() {

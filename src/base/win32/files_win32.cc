@@ -14,7 +14,7 @@ namespace platform = ModFiles::platform;
 
 namespace {
 
-const std::intptr_t kClosed = reinterpret_cast<std::intptr_t>(INVALID_HANDLE_VALUE);
+using platform::kClosed;
 
 HANDLE AsHandle(std::intptr_t handle) { return reinterpret_cast<HANDLE>(handle); }
 
@@ -67,16 +67,6 @@ Result<File> File::Open(const fs::path& path, Mode mode, Access) {
     return Status(Code::kBadInput, "'" + ModFiles::ToUtf8(path) + "' is a device, not a file");
   }
   return file;
-}
-
-File::File(File&& other) noexcept : handle_(other.handle_), path_(std::move(other.path_)) {
-  other.handle_ = kClosed;
-}
-
-File& File::operator=(File&& other) noexcept {
-  std::swap(handle_, other.handle_);
-  std::swap(path_, other.path_);
-  return *this;
 }
 
 File::~File() {
