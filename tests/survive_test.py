@@ -257,6 +257,32 @@ class Survive(support.JobTest):
                 self.assertEqual(sorted(put[5] for put in puts),
                                  ["450 4.7.1 <{}> greylisted".format(a) for a in self.PEOPLE])
 
+    def test_refused_alike_and_gone_on_with(self):
+        """Words that nobody knows, to the first three: the next run comes to them last, and one of them was to blame."""
+        class Refuses(Server):
+            guilty, first = None, []
+
+            def end(self, talk, recipients):
+                if self.guilty is None or recipients[0] == self.guilty:
+                    return talk.say("554 5.3.0 not on a Tuesday, " + recipients[0])
+                self.first = self.first or recipients
+                return super().end(talk, recipients)
+
+        server = Refuses()
+        code, states = self.run_job(server, connections=1)
+        self.assertEqual(code, 75)
+        self.assertNotIn("refused", states.values())
+        self.assertIn("not on a Tuesday", self.done.stderr)
+        [journal] = self.home.rglob("journal")
+        marks = [line.split("\t")[6] for line in journal.read_text("utf-8").splitlines() if "\tP\t" in line]
+        self.assertIn("suspected 1", marks)
+        server.guilty = self.PEOPLE[0]
+        self.expect(1, self.vespro("run", str(journal.parent)))
+        states = {row[0]: row[1] for row in self.report()}
+        self.assertEqual(states, {**dict.fromkeys(self.PEOPLE, "sent"), server.guilty: "refused"})
+        self.assertEqual(set(server.accepted.values()), {1})
+        self.assertNotIn(server.first[0], self.PEOPLE[:3])
+
     def test_half_of_them_refused(self):
         class Half(Server):
             def on_recipient(self, talk, address, already):

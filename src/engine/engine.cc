@@ -342,6 +342,12 @@ class Run {
           "earlier one");
     }
     source_->SetWanted([this](std::uint64_t line) { return Wanted(line); });
+    if (!journal_->suspected().empty()) {
+      source_->SetSuspected([this](std::uint64_t line) {
+        const auto found = journal_->suspected().find(line);
+        return found == journal_->suspected().end() ? 0 : found->second;
+      });
+    }
     source_->OnSkip([this](const Recipient& row, std::string_view reason, bool mend) -> Status {
       // The earlier message may have arrived, whatever keeps this one back.
       if (journal_->states().OutcomeOf(row.line) == State::kUnknown) return {};

@@ -327,8 +327,20 @@ struct Loaded {
   bool of_earlier_version = false;
   std::uint64_t whole_bytes = 0, torn_bytes = 0, next_number = 2;
   std::map<std::uint64_t, std::string> doubted;  // the lines in doubt, with the server
+  std::map<std::uint64_t, int> suspected;        // in so many runs, see Recipient
   std::optional<std::uint64_t> message;          // of the last run
 };
+
+// Until its outcome: another attempt that was put back in an ordinary way tells nothing.
+void NoteSuspected(const JournalEvent& event, std::map<std::uint64_t, int>& suspected) {
+  using Kind = JournalEvent::Kind;
+  if (event.kind == Kind::kOutcome) suspected.erase(event.recipient.line);
+  if (event.kind != Kind::kPutBack || !event.mark.starts_with(kSuspectedMark)) return;
+  const std::string_view runs = std::string_view(event.mark).substr(kSuspectedMark.size());
+  int number = 0;
+  std::from_chars(runs.data(), runs.data() + runs.size(), number);
+  suspected[event.recipient.line] = std::max(number, 1);
+}
 
 void NoteServer(const JournalEvent& event, std::map<std::uint64_t, std::string>& doubted) {
   using Kind = JournalEvent::Kind;
@@ -353,8 +365,12 @@ Result<Loaded> Load(const fs::path& path) {
       ++loaded.damaged;
       continue;
     }
-    if (loaded.state.since() != since) loaded.doubted.clear();
+    if (loaded.state.since() != since) {
+      loaded.doubted.clear();
+      loaded.suspected.clear();
+    }
     NoteServer(event, loaded.doubted);
+    NoteSuspected(event, loaded.suspected);
     if (event.kind == JournalEvent::Kind::kRun) loaded.message = event.message;
   }
   if (!reader->status().ok()) return reader->status();
@@ -967,6 +983,7 @@ Result<Journal> Journal::Open(const fs::path& folder, const ListIdentity& list, 
   journal.damaged_ = loaded.damaged;
   journal.torn_bytes_ = loaded.torn_bytes;
   journal.doubted_ = std::move(loaded.doubted);
+  journal.suspected_ = std::move(loaded.suspected);
   journal.message_before_ = loaded.message;
   if (loaded.usable) {
     journal.next_number_ = loaded.next_number;
@@ -1114,6 +1131,7 @@ Status Journal::BeginRun(std::uint64_t message) {
   state_.Take(event);
   if (state_.since() != since) {
     doubted_.clear();
+    suspected_.clear();
     reach_ = 0;
   }
   return Write();

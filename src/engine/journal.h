@@ -285,6 +285,8 @@ class Journal final : public ResultSink {
     const auto found = doubted_.find(line);
     return found == doubted_.end() ? std::string() : found->second;
   }
+  // See Recipient::suspected; nothing for most lines.
+  const std::map<std::uint64_t, int>& suspected() const { return suspected_; }
   std::uint64_t damaged() const { return damaged_; }
   // The message file's hash of the run before; nothing in a new journal.
   std::optional<std::uint64_t> message_before() const { return message_before_; }
@@ -323,6 +325,7 @@ class Journal final : public ResultSink {
   ListIdentity list_;
   JournalState state_;
   std::map<std::uint64_t, std::string> doubted_;
+  std::map<std::uint64_t, int> suspected_;
   std::uint64_t damaged_ = 0, torn_bytes_ = 0;
   std::uint64_t next_number_ = 1, reach_ = 0;
   std::optional<std::uint64_t> message_before_;

@@ -136,7 +136,9 @@ Result<std::vector<Recipient>> ListSource::Next(std::size_t max) {
     Recipient recipient;
     Result<bool> taken = Take(row, recipient);
     if (!taken.ok()) return taken.status();
-    if (taken.value()) recipients.push_back(std::move(recipient));
+    if (!taken.value()) continue;
+    if (suspected_) recipient.suspected = suspected_(recipient.line);
+    recipients.push_back(std::move(recipient));
   }
   if (!lines_.status().ok()) return lines_.status();
   given_ += recipients.size();

@@ -34,6 +34,8 @@ using SkipFunction =
     std::function<Status(const Recipient& row, std::string_view reason, bool mend)>;
 // Whether the recipient on that line is still to be served; the others are passed over silently.
 using WantedFunction = std::function<bool(std::uint64_t line)>;
+// See Recipient::suspected.
+using SuspectedFunction = std::function<int(std::uint64_t line)>;
 
 class ListSource final : public WorkSource {
  public:
@@ -43,6 +45,7 @@ class ListSource final : public WorkSource {
 
   void OnSkip(SkipFunction on_skip) { on_skip_ = std::move(on_skip); }
   void SetWanted(WantedFunction wanted) { wanted_ = std::move(wanted); }
+  void SetSuspected(SuspectedFunction suspected) { suspected_ = std::move(suspected); }
   // Addresses in this file, one a line, are never given.
   Status Suppress(const std::filesystem::path& file);
 
@@ -81,6 +84,7 @@ class ListSource final : public WorkSource {
   std::vector<Suppression> suppressed_;
   SkipFunction on_skip_;
   WantedFunction wanted_;
+  SuspectedFunction suspected_;
   std::string first_row_;
   bool has_byte_order_mark_ = false;
   std::string address_;  // of the row in hand

@@ -33,6 +33,10 @@ struct Deferral {
   std::string mark{};  // what a later run has to know of it, in a word; mostly empty
 };
 
+// Of whoever was refused like everybody else, so that it is not known whether he was to blame; the
+// number of runs follows.
+inline constexpr std::string_view kSuspectedMark = "suspected ";
+
 class WorkSource {
  public:
   virtual ~WorkSource() = default;

@@ -20,7 +20,7 @@ constexpr const char* kRefusedAlike =
 
 // How often that was so, for the next run.
 std::string MarkOf(const AttemptState& state) {
-  return "suspected " + std::to_string(state.suspected + 1);
+  return std::string(kSuspectedMark) + std::to_string(state.suspected + 1);
 }
 
 std::string InWords(const Answer& answer) {
