@@ -225,6 +225,29 @@ TEST(DeliveryLimitsTest, RefusalsThatAreTheRecipients) {
   }
 }
 
+// They are refused when somebody is accepted, and stay put back where the run is stopped before.
+TEST(DeliveryLimitsTest, TheFirstTwoWaitForTheVerdict) {
+  for (const bool stopped : {false, true}) {
+    SCOPED_TRACE(stopped);
+    FakeJob job(40);
+    int message = 0;
+    ScriptedServer server({{}, [&](const std::string& command) -> std::string {
+                             if (command != "." || ++message == 3) return "";
+                             if (stopped && message == 2) job.running->RequestStop();
+                             return kUnknownWords;
+                           }});
+    job.options.connections = 1;
+    job.To(server);
+    const DeliveryEnd end = job.Run();
+    EXPECT_EQ(end.reason, Reason::kStopped);
+    EXPECT_EQ(end.status.code(), stopped ? Code::kOk : Code::kUnavailable) << end.status.text();
+    EXPECT_EQ(job.ledger.Count(State::kRefused), stopped ? 0U : 2U);
+    EXPECT_EQ(job.ledger.outcomes.size(), stopped ? 0U : 3U);
+    // The last one's message confirmed the answer of the one before.
+    EXPECT_EQ(job.ledger.suspected.size(), stopped ? 2U : 6U);
+  }
+}
+
 // Those whom an earlier run has put back for it come last, and are judged for themselves as soon as
 // somebody is accepted, or when it was so in three runs.
 TEST(DeliveryLimitsTest, SuspectsOfEarlierRuns) {
