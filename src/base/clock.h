@@ -1,4 +1,5 @@
-// base/clock.h - the time of day, behind an interface so that tests can set it. Any thread.
+// base/clock.h - the time of day, and how long the machine runs, behind an interface so that tests
+// can set them. Any thread.
 #pragma once
 
 #include <chrono>
@@ -18,6 +19,10 @@ class Clock {
  public:
   virtual ~Clock() = default;
   virtual std::chrono::system_clock::time_point Now() const = 0;
+  // How long the machine runs. It goes on while the machine sleeps, and nobody can set it.
+  virtual std::chrono::milliseconds SinceBoot() const;
+  // Differs from one start of the machine to the next; empty where the system does not tell.
+  virtual std::string BootId() const;
 };
 
 class SystemClock final : public Clock {

@@ -56,7 +56,11 @@ class FixedClock final : public Clock {
  public:
   explicit FixedClock(std::chrono::system_clock::time_point moment) : now(moment) {}
   std::chrono::system_clock::time_point Now() const override { return now; }
+  std::chrono::milliseconds SinceBoot() const override { return since_boot; }
+  std::string BootId() const override { return boot_id; }
   std::chrono::system_clock::time_point now;
+  std::chrono::milliseconds since_boot{3'600'000};
+  std::string boot_id = "one";
 };
 
 // Counts up: every run of a test sees the same numbers.

@@ -5,8 +5,27 @@
 
 #include "base/clock.h"
 #include "base/code_page.h"
+#include "base/files.h"
+#include "base/text.h"
 
-namespace vespro::ModClock {
+namespace vespro {
+
+std::chrono::milliseconds Clock::SinceBoot() const {
+  timespec time{};
+  clock_gettime(CLOCK_BOOTTIME, &time);
+  return std::chrono::milliseconds(std::int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1'000'000);
+}
+
+std::string Clock::BootId() const {
+  // Its size is said to be 0, so it is no file for ReadAll.
+  Result<File> file = File::Open("/proc/sys/kernel/random/boot_id", File::Mode::kRead);
+  std::array<char, 64> text{};
+  const Result<std::size_t> size =
+      file.ok() ? file->Read(text.data(), text.size()) : Result<std::size_t>(file.status());
+  return size.ok() ? std::string(ModText::Trim({text.data(), size.value()})) : "";
+}
+
+namespace ModClock {
 namespace {
 
 constexpr locale_t kNone = nullptr;
@@ -47,4 +66,5 @@ std::string RegionalText(const LocalTime& time) {
   return ModCodePage::ToUtf8({text.data(), size});
 }
 
-}  // namespace vespro::ModClock
+}  // namespace ModClock
+}  // namespace vespro

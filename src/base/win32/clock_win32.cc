@@ -1,4 +1,5 @@
 #include <windows.h>
+#include <winternl.h>
 // After windows.h, on which it depends.
 #include <time.h>
 
@@ -7,7 +8,37 @@
 #include "base/clock.h"
 #include "base/win32/wide.h"
 
-namespace vespro::ModClock {
+namespace vespro {
+namespace {
+
+// What NtQuerySystemInformation has for SystemTimeOfDayInformation, in units of 100 ns. When the
+// clock is set, the boot time moves with it, and the bias says by how much in all.
+struct TimeOfDay {
+  LARGE_INTEGER boot_time, current_time, time_zone_bias;
+  ULONG time_zone_id, reserved;
+  ULONGLONG boot_time_bias, sleep_time_bias;
+};
+
+}  // namespace
+
+std::chrono::milliseconds Clock::SinceBoot() const {
+  return std::chrono::milliseconds(GetTickCount64());
+}
+
+std::string Clock::BootId() const {
+  using Query = NTSTATUS(NTAPI*)(SYSTEM_INFORMATION_CLASS, PVOID, ULONG, PULONG);
+  const HMODULE ntdll = GetModuleHandleW(L"ntdll.dll");
+  // NOLINTNEXTLINE(bugprone-casting-through-void): from one pointer to a function to another
+  const auto query = reinterpret_cast<Query>(
+      reinterpret_cast<void*>(GetProcAddress(ntdll, "NtQuerySystemInformation")));
+  TimeOfDay time{};
+  if (query == nullptr || query(SystemTimeOfDayInformation, &time, sizeof time, nullptr) < 0) {
+    return "";
+  }
+  return std::to_string(time.boot_time.QuadPart - static_cast<LONGLONG>(time.boot_time_bias));
+}
+
+namespace ModClock {
 
 LocalTime ToLocal(std::chrono::system_clock::time_point moment) {
   const time_t seconds = std::chrono::system_clock::to_time_t(moment);
@@ -33,4 +64,5 @@ std::string RegionalText(const LocalTime& time) {
   return ModWide::ToUtf8(date.data()) + " " + ModWide::ToUtf8(clock.data());
 }
 
-}  // namespace vespro::ModClock
+}  // namespace ModClock
+}  // namespace vespro
