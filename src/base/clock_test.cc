@@ -16,6 +16,7 @@ TEST(ClockTest, KnowsHowLongTheMachineRuns) {
   EXPECT_GE(passed, std::chrono::milliseconds(40)) << "the tick of Windows is 16 ms";
   EXPECT_LT(passed, std::chrono::seconds(30));
   EXPECT_NE(boot, "");
+  EXPECT_EQ(boot.find_first_of(" \t\r\n"), std::string::npos) << boot;
   EXPECT_EQ(boot, SystemClock().BootId()) << "it is the same start of the machine";
 }
 

@@ -33,6 +33,7 @@ void Declare(CLI::App& app, Globals& globals, Action& action) {
   AddJobVerbs(app, globals, action);
   AddListVerbs(app, globals, action);
   AddAccountVerbs(app, globals, action);
+  AddLimitVerbs(app, globals, action);
   AddSettingsVerbs(app, globals, action);
   AddMergeVerbs(app, globals, action);
   AddReportVerbs(app, globals, action);

@@ -45,6 +45,7 @@ void AddSendVerbs(CLI::App& app, Globals& globals, Action& action);
 void AddJobVerbs(CLI::App& app, Globals& globals, Action& action);
 void AddListVerbs(CLI::App& app, Globals& globals, Action& action);
 void AddAccountVerbs(CLI::App& app, Globals& globals, Action& action);
+void AddLimitVerbs(CLI::App& app, Globals& globals, Action& action);
 void AddSettingsVerbs(CLI::App& app, Globals& globals, Action& action);
 void AddMergeVerbs(CLI::App& app, Globals& globals, Action& action);
 void AddReportVerbs(CLI::App& app, Globals& globals, Action& action);

@@ -23,6 +23,7 @@
 #include "engine/session_lock.h"
 #include "engine/template.h"
 #include "engine/trace_file.h"
+#include "engine/usage_book.h"
 #include "merge/custom_words.h"
 
 namespace vespro::engine {
@@ -30,6 +31,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr char kSessions[] = "session";  // what a data folder calls the folder of all jobs
 constexpr std::string_view kMaybeLost =
     "the journal is damaged and may hide that this message was sent; it may have arrived";
 
@@ -159,6 +161,7 @@ class Run {
     if (Status servers = CheckServers(); !servers.ok()) return servers;
     folder_ = options_.job_file.parent_path();
     if (folder_.empty()) folder_ = ".";
+    if (Status limits = OpenLimits(); !limits.ok()) return limits;
 
     Result<std::string> message = ModFiles::ReadAll(job_.message_file);
     if (!message.ok()) return message.status();
@@ -181,6 +184,29 @@ class Run {
                           world_.clock, world_.randomness);
     if (!prepared.ok()) return prepared.status();
     template_ = std::move(prepared).value();
+    return {};
+  }
+
+  // A data folder holds the folder of all jobs and, beside it, the limits and counts of accounts. A
+  // job elsewhere has none.
+  Status OpenLimits() {
+    if (!options_.dry_run.empty()) return {};
+    const fs::path sessions = ModFiles::FullPath(folder_).parent_path();
+    fs::path file = sessions.parent_path() / kLimitsFile;
+    if (!options_.limits.empty()) {
+      file = ModFiles::FullPath(options_.limits);
+      if (Result<File> there = File::Open(file, File::Mode::kRead); !there.ok()) {
+        return there.status();
+      }
+    }
+    Result<Limits> limits = Limits::Read(file);
+    if (!limits.ok()) return limits.status();
+    const bool is_job_of_home = sessions.filename() == kSessions;
+    if (options_.limits.empty() && !is_job_of_home && limits->all().empty()) return {};
+    Result<std::unique_ptr<UsageBook>> book = UsageBook::Open(
+        file.parent_path() / kUsageFile, std::move(limits).value(), job_.accounts, world_.clock);
+    if (!book.ok()) return book.status();
+    book_ = std::move(book).value();
     return {};
   }
 
@@ -468,6 +494,7 @@ class Run {
   int Send() {
     DeliveryOptions delivery = options_.delivery;
     delivery.connections = job_.connections;
+    delivery.allowances = book_.get();
     if (trace_) delivery.trace = &*trace_;
     ProgressLine line(world_.err, world_.err_is_terminal, std::chrono::steady_clock::now());
     EventSink watched(*journal_, events_);
@@ -489,6 +516,10 @@ class Run {
         world_.deliver(delivery, job_.accounts, *source_, *template_, results, on_tick);
     line.Finish();
     events_.Flush();
+    if (book_ != nullptr) {
+      Status closed = book_->Close();
+      if (!closed.ok() && end.status.ok()) Say("warning: " + closed.text());
+    }
     if (trace_ && !trace_->status().ok()) {
       Say("warning: the trace is incomplete: " + trace_->status().text());
     }
@@ -703,6 +734,7 @@ class Run {
   ListIdentity list_;
   std::unique_ptr<Journal> journal_;
   std::optional<TraceFile> trace_;
+  std::unique_ptr<UsageBook> book_;  // nullptr where nothing is kept for accounts
   std::uint64_t message_hash_ = 0;
   std::optional<AgainChoice> hand_over_;
   std::optional<JobStatus> complete_;  // where an earlier run has left nothing to do

@@ -45,8 +45,9 @@ struct EngineOptions {
   std::filesystem::path unsubscribe_key;  // which is in this file; empty for none
   bool fresh = false;
   bool resend_unknown = false;
-  std::filesystem::path trace;  // a file for the dialogue with the servers; empty for none
-  bool trace_data = false;      // with the messages' text
+  std::filesystem::path limits;  // of the accounts; empty: those of the job's data folder
+  std::filesystem::path trace;   // a file for the dialogue with the servers; empty for none
+  bool trace_data = false;       // with the messages' text
   bool json = false;
   bool quiet = false;
 };

@@ -50,15 +50,6 @@ Result<AccountLimit> ParseLimit(std::string_view line) {
   return limit;
 }
 
-std::string LineOf(const AccountLimit& limit) {
-  std::string line = limit.Name();
-  if (limit.per_day > 0) line += " per-day=" + std::to_string(limit.per_day);
-  if (!limit.rate.empty()) line += " rate=" + limit.rate;
-  if (limit.connections > 0) line += " connections=" + std::to_string(limit.connections);
-  if (limit.login) line.append(" ").append(kLogin).append(*limit.login);
-  return line;
-}
-
 }  // namespace
 
 std::string ServerKey(std::string_view server) {
@@ -88,6 +79,15 @@ std::string AccountLimit::Name() const {
   if (port == 0) return server;
   const bool is_ipv6 = server.find(':') != std::string::npos;
   return (is_ipv6 ? "[" + server + "]" : server) + ":" + std::to_string(port);
+}
+
+std::string LineOf(const AccountLimit& limit) {
+  std::string line = limit.Name();
+  if (limit.per_day > 0) line += " per-day=" + std::to_string(limit.per_day);
+  if (!limit.rate.empty()) line += " rate=" + limit.rate;
+  if (limit.connections > 0) line += " connections=" + std::to_string(limit.connections);
+  if (limit.login) line.append(" ").append(kLogin).append(*limit.login);
+  return line;
 }
 
 Result<AccountLimit> ParseLimitServer(std::string_view text) {
@@ -203,16 +203,46 @@ std::vector<AccountLimit> Limits::all() const {
   return all;
 }
 
-const AccountLimit* Limits::For(const Account& account) const {
+template <class Sets>
+const AccountLimit* Limits::MostParticular(const Account& account, Sets sets) const {
   const auto rank = [](const AccountLimit& limit) {
     return (limit.login ? 2 : 0) + (limit.port != 0 ? 1 : 0);
   };
   const AccountLimit* best = nullptr;
   for (const Line& line : lines_) {
-    if (!line.limit || !line.limit->Matches(account)) continue;
+    if (!line.limit || !sets(*line.limit) || !line.limit->Matches(account)) continue;
     if (best == nullptr || rank(*line.limit) > rank(*best)) best = &*line.limit;
   }
   return best;
+}
+
+const AccountLimit* Limits::QuotaFor(const Account& account) const {
+  return MostParticular(account, [](const AccountLimit& limit) { return limit.per_day > 0; });
+}
+
+AccountLimit Limits::For(const Account& account) const {
+  const AccountLimit* const quota = QuotaFor(account);
+  const AccountLimit* const rate =
+      MostParticular(account, [](const AccountLimit& limit) { return !limit.rate.empty(); });
+  const AccountLimit* const connections =
+      MostParticular(account, [](const AccountLimit& limit) { return limit.connections > 0; });
+  AccountLimit holds;
+  holds.server = ServerKey(account.server);
+  holds.port = account.port;
+  holds.login = account.login;
+  if (connections != nullptr) {
+    holds.connections = connections->connections;
+    holds.port = connections->port;
+  }
+  if (rate != nullptr) {
+    holds.rate = rate->rate;
+    holds.port = rate->port;
+  }
+  if (quota != nullptr) {
+    holds.per_day = quota->per_day;
+    holds.port = quota->port;
+  }
+  return holds;
 }
 
 const AccountLimit* Limits::Find(const AccountLimit& same) const {

@@ -43,6 +43,9 @@ Result<AccountLimit> ParseLimitServer(std::string_view text);
 // text says what would do.
 Status TakeLimitWord(std::string_view word, AccountLimit& limit);
 
+// As a line of the file.
+std::string LineOf(const AccountLimit& limit);
+
 // The file's content. What it has beside limits, such as comments, stays when it is changed.
 class Limits {
  public:
@@ -56,9 +59,12 @@ class Limits {
   Status Write(const std::filesystem::path& path) const;
 
   std::vector<AccountLimit> all() const;
-  // The one that holds for the account: that of its login before that of all logins, then that of
-  // its port before that of all ports. None: nullptr.
-  const AccountLimit* For(const Account& account) const;
+  // What holds for the account. Each kind of limit is taken from the most particular line that sets
+  // it: one of the login before one of every login, then one of the port before one of any. The
+  // port is that of the line with the limit of the day, if there is one.
+  AccountLimit For(const Account& account) const;
+  // The line with its limit of the day. None: nullptr.
+  const AccountLimit* QuotaFor(const Account& account) const;
   // In the place of the one that is for the same server, port and login, if there is one.
   void Set(const AccountLimit& limit);
   const AccountLimit* Find(const AccountLimit& same) const;
@@ -70,6 +76,9 @@ class Limits {
     std::string text;
     std::optional<AccountLimit> limit;
   };
+  template <class Sets>
+  const AccountLimit* MostParticular(const Account& account, Sets sets) const;
+
   std::vector<Line> lines_;  // between the first and the last
 };
 

@@ -89,6 +89,8 @@ int Main(std::vector<std::string> command_line, const Front& front) {
   StandardStream out(stdout), err(stderr);
   const bool watched = ModCommandLine::IsTerminal(ModCommandLine::Stream::kError);
   EngineOptions options = parsed.options;
+  // Nobody could start the job again at the right hour but the person who sees its window.
+  options.delivery.wait_for_quota = options.delivery.wait_for_quota || front.alone();
   return front.Show(clock, [&](RunWatcher* watcher, const std::atomic<int>& stops) {
     if (!options.check.file.empty()) {
       return ReportOnAccounts(options, out, err, CheckOverTheWire);

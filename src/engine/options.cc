@@ -22,7 +22,8 @@ constexpr double kSlowestRate = 1.0 / 86400 / 366;  // messages a second: one a 
 
 // The options as texts, as they are on the command line.
 struct Arguments {
-  std::string job, check, per_page, dry_run, only, rate, ca, unsubscribe_key, trace, tls = "auto";
+  std::string job, check, per_page, dry_run, only, rate, ca, unsubscribe_key, limits, trace,
+      tls = "auto";
   std::vector<std::string> suppress, account_rates, password_commands;
   double retry_delay = 30, server_backoff = 1;
 };
@@ -52,6 +53,12 @@ void Declare(CLI::App& app, Arguments& arguments, EngineOptions& options) {
   several(app.add_option("--account-rate", arguments.account_rates,
                          "At most N messages to this server, name or name:port; may be repeated"))
       ->type_name("SERVER=N/min");
+  app.add_option("--limits", arguments.limits,
+                 "The limits of accounts are in this file, and what was sent is counted beside it "
+                 "(default: those that 'vespro limits' keeps)")
+      ->type_name("FILE");
+  app.add_flag("--wait-for-quota", delivery.wait_for_quota,
+               "When no account may send more today, wait instead of ending with 75");
   several(app.add_option("--suppress", arguments.suppress,
                          "Never mail the addresses in this file; may be repeated"))
       ->type_name("FILE");
@@ -175,6 +182,7 @@ Status Convert(const Arguments& arguments, bool has_job, bool has_only, EngineOp
     return Status(Code::kUsage, "--trace-data needs --trace FILE");
   }
   options.trace = ModFiles::FromUtf8(arguments.trace);
+  options.limits = ModFiles::FromUtf8(arguments.limits);
   for (const std::string& file : arguments.suppress) {
     options.suppress.push_back(ModFiles::FromUtf8(file));
   }

@@ -70,9 +70,8 @@ Result<Usage> ReadUsage(const fs::path& file, const Clock& clock) {
   return ReadLocked(file, clock);
 }
 
-AccountName NameOf(const Account& account, const AccountLimit* limit) {
-  return {OnOneLine(ServerKey(account.server)), limit != nullptr ? limit->port : account.port,
-          OnOneLine(account.login)};
+AccountName NameOf(const Account& account, const AccountLimit& limit) {
+  return {OnOneLine(ServerKey(account.server)), limit.port, OnOneLine(account.login)};
 }
 
 std::string AtTime(std::chrono::system_clock::time_point moment,
@@ -93,12 +92,10 @@ std::string AtTime(std::chrono::system_clock::time_point moment,
 
 class UsageBook::Entry final : public Allowance {
  public:
-  Entry(UsageBook& book, AccountName name, const AccountLimit* limit, Ceilings learnt)
-      : book_(book), name_(std::move(name)), learnt_(learnt) {
-    if (limit == nullptr) return;
-    per_day_ = limit->per_day;
-    configured_.connections = limit->connections;
-    if (!limit->rate.empty()) configured_.messages_per_second = ParseRate(limit->rate).value();
+  Entry(UsageBook& book, AccountName name, const AccountLimit& limit, Ceilings learnt)
+      : book_(book), name_(std::move(name)), per_day_(limit.per_day), learnt_(learnt) {
+    configured_.connections = limit.connections;
+    if (!limit.rate.empty()) configured_.messages_per_second = ParseRate(limit.rate).value();
   }
 
   const AccountName& name() const { return name_; }
@@ -200,7 +197,7 @@ class UsageBook::Entry final : public Allowance {
 
   UsageBook& book_;
   const AccountName name_;
-  std::uint64_t per_day_ = 0;
+  const std::uint64_t per_day_;  // 0: no limit
   Ceilings configured_, learnt_;
   bool has_learnt_ = false;
 
@@ -223,8 +220,7 @@ Result<std::unique_ptr<UsageBook>> UsageBook::Open(fs::path file, Limits limits,
                                                    const Clock& clock) {
   Result<Usage> usage = ReadUsage(file, clock);
   const bool has_quota = std::any_of(accounts.begin(), accounts.end(), [&](const Account& account) {
-    const AccountLimit* const limit = limits.For(account);
-    return limit != nullptr && limit->per_day > 0;
+    return limits.QuotaFor(account) != nullptr;
   });
   if (!usage.ok() && has_quota) return usage.status();
   const Status status = usage.status();
@@ -236,7 +232,7 @@ Result<std::unique_ptr<UsageBook>> UsageBook::Open(fs::path file, Limits limits,
 }
 
 Allowance* UsageBook::Of(const Account& account) {
-  const AccountLimit* const limit = limits_.For(account);
+  const AccountLimit limit = limits_.For(account);
   const AccountName name = NameOf(account, limit);
   for (const auto& entry : entries_) {
     if (entry->name() == name) return entry.get();
@@ -270,7 +266,7 @@ bool UsageBook::Transact(const Change& change) {
   return status_.ok();
 }
 
-Status UsageBook::Close(TimePoint) {
+Status UsageBook::Close() {
   const bool has_news = std::any_of(entries_.begin(), entries_.end(),
                                     [](const auto& entry) { return entry->has_news(); });
   if (!has_news) return status_;

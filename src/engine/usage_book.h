@@ -26,8 +26,8 @@ inline constexpr char kUsageFile[] = "Vespro.usage";
 // the file and what to do, when it is damaged.
 Result<Usage> ReadUsage(const std::filesystem::path& file, const Clock& clock);
 
-// What an account with this limit is counted under.
-AccountName NameOf(const Account& account, const AccountLimit* limit);
+// What an account is counted under where this is its limit.
+AccountName NameOf(const Account& account, const AccountLimit& limit);
 
 // "at 14:05", or with the day when it is not today. Local time, rounded up to a minute.
 std::string AtTime(std::chrono::system_clock::time_point moment,
@@ -43,7 +43,7 @@ class UsageBook final : public AllowanceBook {
   ~UsageBook() override;
 
   Allowance* Of(const Account& account) override;
-  Status Close(TimePoint now) override;
+  Status Close() override;
 
  private:
   class Entry;

@@ -60,7 +60,7 @@ class UsageBookTest : public testing::Test {
       allowance.Commit(taken);
       sent += taken;
     }
-    EXPECT_TRUE(book->Close(Steady()).ok());
+    EXPECT_TRUE(book->Close().ok());
     return sent;
   }
 
@@ -102,7 +102,7 @@ TEST_F(UsageBookTest, WhatWasRefusedIsGivenBackAndWhatIsUnsureCounts) {
   allowance.Add(1);
   Pass(hours(25));
   allowance.Update(Steady());
-  EXPECT_TRUE(book->Close(Steady()).ok());
+  EXPECT_TRUE(book->Close().ok());
   EXPECT_EQ(Send(200), 99U);
 }
 
@@ -145,7 +145,7 @@ TEST_F(UsageBookTest, WhoWaitsGetsWhatAnotherProgramGivesBack) {
   EXPECT_EQ(second.Take(1, Steady()), 0U);
   first.Commit(90);
   first.GiveBack(10);
-  EXPECT_TRUE(one->Close(Steady()).ok());
+  EXPECT_TRUE(one->Close().ok());
   Pass(seconds(10));
   second.Update(Steady());
   EXPECT_EQ(second.Take(20, Steady()), 10U);
@@ -239,7 +239,7 @@ TEST_F(UsageBookTest, ADamagedFileIsNeverNothingUsed) {
   Allowance& free = *other.value()->Of(AccountOf("other"));
   EXPECT_EQ(free.Take(7, Steady()), 7U);
   free.Learn({3.5, 2});
-  EXPECT_FALSE(other.value()->Close(Steady()).ok());
+  EXPECT_FALSE(other.value()->Close().ok());
   EXPECT_EQ(folder_.Read(kUsageFile), whole.substr(0, whole.size() / 2));
 }
 
@@ -249,10 +249,10 @@ TEST_F(UsageBookTest, WhatWasLearntIsKept) {
   {
     const auto book = Open();
     EXPECT_EQ(book->Of(account)->learnt().connections, 0U);
-    EXPECT_TRUE(book->Close(Steady()).ok());
+    EXPECT_TRUE(book->Close().ok());
     EXPECT_EQ(folder_.Count(), 0) << "nothing to write";
     book->Of(account)->Learn({1.0 / 3, 4});
-    EXPECT_TRUE(book->Close(Steady()).ok());
+    EXPECT_TRUE(book->Close().ok());
   }
   Pass(hours(100));
   limits_ = "mx:587 per-day=5 rate=14/s connections=2\n";

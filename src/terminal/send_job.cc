@@ -397,7 +397,8 @@ namespace {
 
 // The option with its file's full path, since the job may be taken up from another folder.
 std::string WithFullPath(std::string_view before, const std::string& option) {
-  for (const std::string_view name : {"--suppress", "--ca", "--unsubscribe-key", "--trace"}) {
+  for (const std::string_view name :
+       {"--suppress", "--ca", "--unsubscribe-key", "--limits", "--trace"}) {
     const std::string joined = std::string(name) + "=";
     const std::size_t begin = before == name               ? 0
                               : option.starts_with(joined) ? joined.size()

@@ -6,7 +6,6 @@
 #include "base/clock.h"
 #include "base/code_page.h"
 #include "base/files.h"
-#include "base/text.h"
 
 namespace vespro {
 
@@ -22,7 +21,9 @@ std::string Clock::BootId() const {
   std::array<char, 64> text{};
   const Result<std::size_t> size =
       file.ok() ? file->Read(text.data(), text.size()) : Result<std::size_t>(file.status());
-  return size.ok() ? std::string(ModText::Trim({text.data(), size.value()})) : "";
+  if (!size.ok()) return "";
+  const std::string_view line(text.data(), size.value());
+  return std::string(line.substr(0, line.find('\n')));
 }
 
 namespace ModClock {

@@ -55,7 +55,7 @@ class AllowanceBook {
   virtual Allowance* Of(const Account& account) = 0;
   // At the end of a delivery: what was taken and is not on its way goes back, what was learnt is
   // written. The failure is for a person; nothing more is let through by mistake then.
-  virtual Status Close(TimePoint now) = 0;
+  virtual Status Close() = 0;
 };
 
 }  // namespace vespro::engine

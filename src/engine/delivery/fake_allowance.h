@@ -72,7 +72,7 @@ class FakeAllowanceBook final : public AllowanceBook {
     const auto found = by_server.find(account.server);
     return found == by_server.end() ? nullptr : &found->second;
   }
-  Status Close(TimePoint) override {
+  Status Close() override {
     closed = true;
     return {};
   }
