@@ -17,7 +17,7 @@ EMPTY = {"meta", "link", "img", "br"}
 # Where the texts stand that the user of the add-in sees.
 MODULES = ["addin", "engine_window", "merge", "recipients", "reports", "send", "settings", "support", "host/start_or_tell.h",
          "base/files.cc", "base/posix/files_posix.cc", "base/win32/files_win32.cc", "win32/win32_desktop.cc",
-         "engine/delivery", "engine/smtp", *(f"engine/{file}.cc" for file in ("address", "engine", "journal", "list_source"))]
+         "engine/delivery", "engine/smtp", *(f"engine/{file}.cc" for file in ("address", "engine", "journal", "limits_file", "list_source", "usage_book"))]
 OPTION = "options of the engine that the add-in does not use"
 # Files and texts among them that are not for that user. Each has to be there, or it goes from this list.
 NOT_SHOWN = {

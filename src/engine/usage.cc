@@ -189,10 +189,13 @@ void Usage::Add(const AccountName& account, std::uint64_t recipients) {
   if (recipients > 0) Of(account).spans[SpanAt(now())] += recipients;
 }
 
-void Usage::TakeBack(const AccountName& account, Seconds span, std::uint64_t recipients) {
+std::uint64_t Usage::TakeBack(const AccountName& account, Seconds span, std::uint64_t recipients) {
   Entry& entry = Of(account);
   const auto found = entry.spans.find(span);
-  if (found != entry.spans.end()) found->second -= std::min(found->second, recipients);
+  if (found == entry.spans.end()) return 0;
+  const std::uint64_t taken = std::min(found->second, recipients);
+  found->second -= taken;
+  return taken;
 }
 
 std::optional<Ceilings> Usage::Learnt(const AccountName& account) const {

@@ -54,8 +54,8 @@ class Usage {
   // When less than `per_day` is used, should nothing be added. `per_day` is at least 1.
   Seconds FreeAt(const AccountName& account, std::uint64_t per_day) const;
   void Add(const AccountName& account, std::uint64_t recipients);
-  // Takes back up to so many of those that were added in the span.
-  void TakeBack(const AccountName& account, Seconds span, std::uint64_t recipients);
+  // Takes back up to so many of those that were added in the span; gives how many it had.
+  std::uint64_t TakeBack(const AccountName& account, Seconds span, std::uint64_t recipients);
 
   std::optional<Ceilings> Learnt(const AccountName& account) const;
   void Learn(const AccountName& account, const Ceilings& learnt);

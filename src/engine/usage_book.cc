@@ -20,7 +20,7 @@ using std::chrono::seconds;
 constexpr std::uint64_t kPart = 16;
 constexpr std::uint64_t kMostTaken = 1024;
 // Another program may give back sooner than a span expires.
-constexpr seconds kLookAgain{10};
+constexpr seconds kLookAgain{30};
 // Who holds the lock writes a small file.
 constexpr int kLockTries = 1000;
 constexpr std::chrono::milliseconds kLockPause{5};
@@ -92,8 +92,13 @@ std::string AtTime(std::chrono::system_clock::time_point moment,
 
 class UsageBook::Entry final : public Allowance {
  public:
-  Entry(UsageBook& book, AccountName name, const AccountLimit& limit, Ceilings learnt)
-      : book_(book), name_(std::move(name)), per_day_(limit.per_day), learnt_(learnt) {
+  Entry(UsageBook& book, AccountName name, const AccountLimit& limit)
+      : book_(book),
+        name_(std::move(name)),
+        per_day_(limit.per_day),
+        learnt_(book.usage_.Learnt(name_).value_or(Ceilings())) {
+    // The first Update looks at it.
+    if (per_day_ > 0 && book.usage_.Used(name_) >= per_day_) available_at_ = TimePoint::max();
     configured_.connections = limit.connections;
     if (!limit.rate.empty()) configured_.messages_per_second = ParseRate(limit.rate).value();
   }
@@ -108,6 +113,9 @@ class UsageBook::Entry final : public Allowance {
 
   std::size_t Take(std::size_t recipients, TimePoint now) override {
     if (per_day_ == 0) return recipients;
+    // What was taken long ago may count no more, and another program may have it.
+    const bool is_old = unused_ > 0 && Usage::SpanAt(book_.Now()) != span_;
+    if (is_old && !book_.Transact([this](Usage& usage) { Settle(usage); })) unused_ = 0;
     if (unused_ < recipients && now >= look_again_) TakeMore(recipients, now);
     const std::size_t granted = std::min(recipients, unused_);
     unused_ -= granted;
@@ -165,19 +173,25 @@ class UsageBook::Entry final : public Allowance {
   void Settle(Usage& usage) {
     const Usage::Seconds span = Usage::SpanAt(usage.now());
     if (span != span_) {
-      usage.TakeBack(name_, span_, held());
-      usage.Add(name_, held());
+      const bool expired = usage.TakeBack(name_, span_, held()) < held();
+      usage.Add(name_, on_its_way_);
+      if (expired)
+        unused_ = static_cast<std::size_t>(std::min<std::uint64_t>(unused_, Left(usage)));
+      usage.Add(name_, unused_);
       span_ = span;
     }
     usage.Add(name_, std::exchange(uncounted_, 0));
+  }
+
+  std::uint64_t Left(const Usage& usage) const {
+    return per_day_ - std::min(per_day_, usage.Used(name_));
   }
 
   void TakeMore(std::size_t recipients, TimePoint now) {
     std::uint64_t more = 0;
     const bool done = book_.Transact([&](Usage& usage) {
       Settle(usage);
-      const std::uint64_t used = usage.Used(name_);
-      const std::uint64_t left = per_day_ - std::min(per_day_, used);
+      const std::uint64_t left = Left(usage);
       more = std::min(
           left, std::max<std::uint64_t>(recipients - unused_, std::min(left / kPart, kMostTaken)));
       usage.Add(name_, more);
@@ -237,8 +251,7 @@ Allowance* UsageBook::Of(const Account& account) {
   for (const auto& entry : entries_) {
     if (entry->name() == name) return entry.get();
   }
-  entries_.push_back(
-      std::make_unique<Entry>(*this, name, limit, usage_.Learnt(name).value_or(Ceilings())));
+  entries_.push_back(std::make_unique<Entry>(*this, name, limit));
   return entries_.back().get();
 }
 

@@ -146,7 +146,7 @@ TEST_F(UsageBookTest, WhoWaitsGetsWhatAnotherProgramGivesBack) {
   first.Commit(90);
   first.GiveBack(10);
   EXPECT_TRUE(one->Close().ok());
-  Pass(seconds(10));
+  Pass(seconds(30));
   second.Update(Steady());
   EXPECT_EQ(second.Take(20, Steady()), 10U);
 }
@@ -262,6 +262,23 @@ TEST_F(UsageBookTest, WhatWasLearntIsKept) {
   EXPECT_EQ(book->Of(account)->learnt().connections, 4U);
   EXPECT_EQ(book->Of(account)->configured().messages_per_second, 14);
   EXPECT_EQ(book->Of(account)->configured().connections, 2U);
+}
+
+TEST_F(UsageBookTest, WhoStoodStillHasNoClaim) {
+  const auto stopped = Open();
+  Allowance& allowance = *stopped->Of(AccountOf("mx"));
+  EXPECT_EQ(allowance.Take(1, Steady()), 1U) << "and has five more";
+  allowance.Commit(1);
+  Pass(hours(25));
+  EXPECT_EQ(Send(200), 100U);
+  EXPECT_EQ(allowance.Take(3, Steady()), 0U);
+  EXPECT_TRUE(stopped->Close().ok());
+  EXPECT_EQ(Send(1), 0U);
+
+  const auto late = Open();
+  Allowance& none = *late->Of(AccountOf("mx"));
+  none.Update(Steady());
+  EXPECT_GT(none.available_at(), Steady() + hours(23)) << "known before it connects";
 }
 
 // Whatever happens, in no 24 hours are more accepted than the limit says.
