@@ -109,6 +109,7 @@ nlohmann::ordered_json ToJson(const KnownReport& report) {
   for (const State state : engine::kStateOrder) {
     row[std::string(StateName(state))] = report.head.Of(state);
   }
+  row["not_reached"] = report.head.Of(State::kNotReached);
   row["report"] = report.File(ModReportIndex::kHtmlReport);
   row["text_report"] = report.File(ModReportIndex::kTextReport);
   row["failed_list"] =
@@ -188,16 +189,17 @@ int ShowAsJson(const KnownReport& report, const ShowArguments& arguments) {
 }
 
 struct Columns {
-  std::size_t address = 7, server = 6;  // as wide as their headings
+  std::size_t address = 7, state = 7, server = 6;  // as wide as their headings, or "refused"
 
   void Fit(const ReportRow& row) {
     constexpr std::size_t kWidest = 44;  // longer ones push the rest of their line
     address = std::max(address, std::min(CountCharacters(row.address), kWidest));
+    state = std::max(state, StateName(row.state).size());
     server = std::max(server, std::min(CountCharacters(row.server), kWidest));
   }
-  void Print(std::string_view who, std::string_view state, std::string_view attempts,
+  void Print(std::string_view who, std::string_view what, std::string_view attempts,
              std::string_view where, std::string_view reply) const {
-    std::cout << Padded(Shown(who), address) << "  " << Padded(std::string(state), 7) << "  "
+    std::cout << Padded(Shown(who), address) << "  " << Padded(std::string(what), state) << "  "
               << Padded(Shown(attempts), 8) << "  " << Padded(Shown(where), server) << "  "
               << Shown(reply) << "\n";
   }
@@ -224,7 +226,8 @@ void PrintHead(const KnownReport& report) {
 // All problems, and of the others as many as the pages show, state by state.
 int ShowAsTable(const KnownReport& report, const ShowArguments& arguments) {
   const auto limit = [](State state) {
-    const bool is_problem = state != State::kSent && state != State::kSkipped;
+    const bool is_problem =
+        state != State::kSent && state != State::kSkipped && state != State::kNotReached;
     return is_problem ? UINT64_MAX : engine::kMaxOthers;
   };
   const auto rows = [&](State state, const auto& take) {
@@ -308,7 +311,7 @@ void AddReportVerbs(CLI::App& app, Globals& globals, Action& action) {
   CLI::App* show = reports->add_subcommand("show", "Show what became of whom, problems first");
   show->add_option("SESSION", arguments->session, "The session's name or folder; the newest");
   show->add_option("--state", arguments->states, "Only recipients of this state; may be repeated")
-      ->check(CLI::IsMember({"sent", "refused", "failed", "skipped", "unknown"}))
+      ->check(CLI::IsMember({"sent", "refused", "failed", "skipped", "unknown", "not reached"}))
       ->allow_extra_args(false);
   show->footer(
       "With --json everybody, in the order in which they were settled.\n"

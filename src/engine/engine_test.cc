@@ -426,6 +426,37 @@ TEST_F(EngineTest, AnAccountThatDidNotWorkIsNamed) {
   EXPECT_EQ(err_.text.find("good.x.org"), std::string::npos);
 }
 
+// With the rows that can't be sent to, wherever they are, so that the counts add up to the list.
+TEST_F(EngineTest, AStoppedRunNamesWhomItDidNotReach) {
+  for (const bool json : {false, true}) {
+    SCOPED_TRACE(json);
+    options_.json = json;
+    options_.fresh = true;
+    FakeDelivery delivery;
+    delivery.stop_after = 1;
+    EXPECT_EQ(Run(delivery), kExitInterrupted);
+    const std::string report = folder_.Read("report.txt");
+    EXPECT_NE(report.find("sent: 1\r\nrefused: 0\r\nfailed: 0\r\nskipped: 2\r\nunknown: 0\r\n"
+                          "not reached: 3\r\n"),
+              std::string::npos)
+        << report;
+    for (const char* name : {"b", "c", "d"}) {
+      EXPECT_NE(report.find(std::string(name) + "@x.org\tnot reached\t0\t\t\r\n"),
+                std::string::npos)
+          << report;
+    }
+    EXPECT_EQ(folder_.Read("failed.csv").find("b@x.org"), std::string::npos);
+    if (!json) {
+      EXPECT_TRUE(out_.text.starts_with("1 sent, 2 skipped, 3 not reached; report: ")) << out_.text;
+      continue;
+    }
+    EXPECT_NE(out_.text.find("{\"event\":\"not_reached\",\"line\":3,\"address\":\"b@x.org\","),
+              std::string::npos)
+        << out_.text;
+    EXPECT_NE(out_.text.find("\"not_reached\":3"), std::string::npos) << out_.text;
+  }
+}
+
 TEST_F(EngineTest, MailInClearIsNamed) {
   FakeDelivery delivery;
   delivery.tallies.resize(2);
@@ -439,6 +470,11 @@ TEST_F(EngineTest, MailInClearIsNamed) {
   EXPECT_NE(folder_.Read("report.html").find("mail went in clear"), std::string::npos);
   options_.json = options_.fresh = true;
   Run(delivery);
+  options_.fresh = false;
+  folder_.Write("list.csv", folder_.Read("list.csv") + "e@x.org,Eve\r\n");
+  FakeDelivery next;  // mails over TLS only
+  Run(next);
+  EXPECT_EQ(next.sent, Addresses{"e@x.org"});
   EXPECT_NE(out_.text.find("\"in_clear\":[\"plain.x.org:25\"]"), std::string::npos) << out_.text;
 }
 

@@ -455,25 +455,20 @@ TEST_F(DamagedChangeTest, CutAtEveryByte) {
   }
 }
 
-TEST_F(DamagedChangeTest, EveryFlippedBit) {
+TEST_F(DamagedChangeTest, ABitOfEveryByte) {
   const std::string whole = folder_.Read("journal");
-  int refused = 0, about_either = 0;
+  int refused = 0, open = 0;
   for (const ListIdentity& list : {after_, before_}) {
-    for (std::size_t bit = 0; bit < whole.size() * 8; ++bit) {
-      SCOPED_TRACE("byte " + std::to_string(bit / 8) + ", bit " + std::to_string(bit % 8) +
-                   (list == after_ ? "" : ", the list put back"));
+    for (std::size_t at = 0; at < whole.size(); ++at) {
+      SCOPED_TRACE(std::to_string(at) + (list == after_ ? "" : ", the list put back"));
       std::string bytes = whole;
-      bytes[bit / 8] = static_cast<char>(bytes[bit / 8] ^ (1 << bit % 8));
+      bytes[at] = static_cast<char>(bytes[at] ^ (1 << at % 8));
       const auto free = MayBeSentTo(bytes, list);
-      if (!free.has_value()) {
-        ++refused;
-        continue;
-      }
-      ++about_either;
-      ASSERT_EQ(*free, std::set<std::string>());
+      ++(free.has_value() ? open : refused);
+      ASSERT_EQ(free.value_or(std::set<std::string>()), std::set<std::string>());
     }
   }
-  EXPECT_GT(about_either, refused);
+  EXPECT_GT(open, refused);
 }
 
 }  // namespace

@@ -13,6 +13,22 @@
 namespace vespro::engine {
 namespace {
 
+// "p7@x.org" on line 7, and so on.
+class Rest final : public WorkSource {
+ public:
+  Rest(std::uint64_t first, std::uint64_t count) : next_(first), end_(first + count) {}
+  Result<std::vector<Recipient>> Next(std::size_t max) override {
+    std::vector<Recipient> people;
+    for (; people.size() < max && next_ < end_; ++next_) {
+      people.push_back({next_, "p" + std::to_string(next_) + "@x.org", ""});
+    }
+    return people;
+  }
+
+ private:
+  std::uint64_t next_, end_;
+};
+
 class ReportTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -36,11 +52,16 @@ class ReportTest : public ::testing::Test {
     }
   }
 
-  void Write(std::size_t per_page) {
+  // `not_reached`: so many people of the list after the others.
+  void Write(std::size_t per_page, std::uint64_t not_reached = 0) {
     ASSERT_TRUE(journal_->Commit().ok());
-    const Result<ReportCounts> counts = CountJournal(folder_.path());
+    Result<ReportCounts> counts = CountJournal(folder_.path());
     ASSERT_TRUE(counts.ok()) << counts.status().text();
+    counts->by_state[static_cast<std::size_t>(State::kNotReached)] = not_reached;
     ReportFacts facts;
+    facts.not_reached = [&](const LineStates&) -> Result<std::unique_ptr<WorkSource>> {
+      return std::unique_ptr<WorkSource>(std::make_unique<Rest>(line_ + 1, not_reached));
+    };
     facts.subject = "News";
     facts.list.kind = ListKind::kCsv;
     facts.entries_per_page = per_page;
@@ -212,6 +233,36 @@ TEST_F(ReportTest, TheTextIsReadAsItWasWritten) {
             "failed4@x.org|failed|1|mail.x.org:25|the server's words\n");
 }
 
+// They are named after the problems, with what a server said of them, and are nothing to correct.
+TEST_F(ReportTest, WhoWasNotReachedIsNamed) {
+  Add(State::kSent, 2);
+  Add(State::kRefused, 1);
+  const Recipient waiting{4, "p4@x.org", ""};
+  ASSERT_TRUE(journal_->PutBack(waiting, {2, "mx.x.org:25", "450 4.7.1 later"}).ok());
+  Write(3, 10'050);
+  const std::string text = folder_.Read("report.txt");
+  EXPECT_NE(text.find("unknown: 0\r\nnot reached: 10050\r\n"), std::string::npos);
+  EXPECT_NE(text.find("p4@x.org\tnot reached\t2\tmx.x.org:25\t450 4.7.1 later\r\n"
+                      "p5@x.org\tnot reached\t0\t\t\r\n"),
+            std::string::npos);
+  EXPECT_TRUE(text.ends_with("p10053@x.org\tnot reached\t0\t\t\r\n"));
+  EXPECT_EQ(PeopleOn(Page(1)),
+            (std::vector<std::string>{"refused3@x.org", "p4@x.org", "p5@x.org"}));
+  EXPECT_NE(Page(1).find("<strong>10,053 recipients</strong>"), std::string::npos);
+  EXPECT_NE(Page(1).find("<a class=\"key not-reached\" href=\"report.html#not-reached\">10,050 not "
+                         "reached</a>"),
+            std::string::npos);
+  EXPECT_EQ(FirstBehind(Page(1), "not-reached"), "p4@x.org");
+  EXPECT_NE(Page(1).find("href=\"report.txt\">2 sent"), std::string::npos) << "no room for them";
+  EXPECT_EQ(folder_.Read("failed.csv").find("p4"), std::string::npos);
+  Result<ReportReader> reader = ReportReader::Open(folder_ / "report.txt");
+  ASSERT_TRUE(reader.ok()) << reader.status().text();
+  EXPECT_EQ(reader->head().Of(State::kNotReached), 10'050u);
+  std::uint64_t rows = 0;
+  for (ReportRow row; reader->Next(row);) rows += row.state == State::kNotReached ? 1 : 0;
+  EXPECT_EQ(rows, 10'050u);
+}
+
 // What came first explains the delay; the same words are not said twice.
 TEST_F(ReportTest, ADeferralIsShownWithWhatCameOfIt) {
   const Deferral later{1, "mx.x.org:25", "450 4.7.1 <greylisted>"};
@@ -307,7 +358,7 @@ TEST_F(ReportTest, ColoursStandOutInBothLooks) {
     EXPECT_GE(Contrast(ColorOf(look, "a{color", "color"), ground), 4.5);
     EXPECT_GE(Contrast(ColorOf(look, "dt,.hint", "color"), ground), 4.5);
     const std::string letters = ColorOf(look, ".key,td b{", "color");
-    for (const char* state : {"sent", "refused", "failed", "skipped", "unknown"}) {
+    for (const char* state : {"sent", "refused", "failed", "skipped", "unknown", "not-reached"}) {
       const std::string color = ColorOf(look, std::string(".bar .") + state, "background");
       EXPECT_GE(Contrast(letters, color), 4.5) << state;
       EXPECT_GE(Contrast(ground, color), 3.0) << state;
