@@ -17,16 +17,30 @@ bool IsAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 bool IsHtmlBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f'; }
 
-// The first character of well-formed UTF-8.
-std::uint32_t FirstCharacter(std::string_view text) {
+struct Character {
+  std::uint32_t code = 0;
+  std::size_t length = 1;  // in bytes
+};
+
+// The first character of well-formed UTF-8; in HTML it may be written as a reference.
+Character FirstCharacter(std::string_view text, bool html) {
+  char32_t referred = 0;
+  if (html && text.front() == '&') {
+    if (const std::size_t length = ModReference::Read(text, referred); length > 0) {
+      return {referred, length};
+    }
+  }
   const auto lead = static_cast<unsigned char>(text.front());
-  if (lead < 0x80) return lead;
-  const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+  if (lead < 0x80) return {lead};
+  const std::size_t length = std::min<std::size_t>(lead >= 0xF0   ? 4
+                                                   : lead >= 0xE0 ? 3
+                                                                  : 2,
+                                                   text.size());
   std::uint32_t character = lead & (0xFFu >> (length + 1));
-  for (std::size_t i = 1; i < length && i < text.size(); ++i) {
+  for (std::size_t i = 1; i < length; ++i) {
     character = character << 6 | (static_cast<unsigned char>(text[i]) & 0x3Fu);
   }
-  return character;
+  return {character, length};
 }
 
 // Beyond ASCII nearly everything that people write names with is a letter; these ranges are not:
@@ -39,12 +53,7 @@ constexpr std::array<std::array<std::uint32_t, 2>, 21> kNoLetters = {{
     {0x1F000, 0x1FAFF},
 }};
 
-bool GoesOn(std::string_view rest, bool html) {
-  if (rest.empty()) return false;
-  const char c = rest.front();
-  char32_t referred = 0;
-  const bool reference = html && c == '&' && ModReference::Read(rest, referred) > 0;
-  const std::uint32_t character = reference ? referred : FirstCharacter(rest);
+bool FitsName(std::uint32_t character) {
   if (character < 0x80) {
     const char ascii = static_cast<char>(character);
     return IsAsciiLetter(ascii) || IsDigit(ascii) || ascii == '_';
@@ -52,6 +61,10 @@ bool GoesOn(std::string_view rest, bool html) {
   return std::none_of(kNoLetters.begin(), kNoLetters.end(), [character](const auto& range) {
     return character >= range[0] && character <= range[1];
   });
+}
+
+bool GoesOn(std::string_view rest, bool html) {
+  return !rest.empty() && FitsName(FirstCharacter(rest, html).code);
 }
 
 constexpr char32_t kNoBreakSpace = 0xA0;
@@ -108,8 +121,8 @@ bool IsColourOrStyle(std::string_view tag, std::string_view attribute) {
 }
 
 bool IsLink(std::string_view attribute) {
-  constexpr std::string_view kLinks[] = {"href",       "src",  "action", "formaction",
-                                         "background", "cite", "poster", "xlink:href"};
+  constexpr std::string_view kLinks[] = {"href", "src",    "action",     "formaction", "background",
+                                         "cite", "poster", "xlink:href", "usemap"};
   return std::any_of(std::begin(kLinks), std::end(kLinks), [attribute](std::string_view link) {
     return ModText::EqualsIgnoringAsciiCase(attribute, link);
   });
@@ -176,7 +189,8 @@ MergeWords::Found MergeWords::At(std::string_view after_hash, bool html) const {
 // Walks over a text once and cuts it at the words.
 class MergeTextBuilder {
  public:
-  MergeTextBuilder(const MergeWords& words, std::string_view text) : words_(words), text_(text) {}
+  MergeTextBuilder(const MergeWords& words, std::string_view text, const OnHash& on_hash)
+      : words_(words), text_(text), on_hash_(on_hash) {}
 
   // Looks for words in what is between the position and `end`, and moves there.
   void Search(std::size_t end, Place place, bool is_link = false) {
@@ -192,6 +206,10 @@ class MergeTextBuilder {
       const bool html = place != Place::kPlain;
       const MergeWords::Found found =
           reference ? MergeWords::Found() : words_.At(text_.substr(at_, end - at_), html);
+      if (on_hash_ && !reference) {
+        on_hash_({text_.substr(first, end - first), hash - first, html, is_link,
+                  found.word != nullptr ? std::string_view(found.word->text) : ""});
+      }
       if (found.word == nullptr) continue;
       const bool all = place == Place::kHtmlUnquoted && hash == first && at_ + found.length == end;
       const Place here = all ? Place::kHtmlAll : place;
@@ -222,6 +240,7 @@ class MergeTextBuilder {
  private:
   const MergeWords& words_;
   std::string_view text_;
+  const OnHash& on_hash_;
   std::size_t at_ = 0;
   std::size_t start_ = 0;  // of the static text that is not yet cut off
   std::string static_;     // what comes before it since the last slot
@@ -285,14 +304,14 @@ std::string_view WalkTag(MergeTextBuilder& walk) {
 
 }  // namespace
 
-MergeText MergeWords::SplitPlain(std::string_view text) const {
-  MergeTextBuilder walk(*this, text);
+MergeText MergeWords::SplitPlain(std::string_view text, const OnHash& on_hash) const {
+  MergeTextBuilder walk(*this, text, on_hash);
   walk.Search(text.size(), Place::kPlain);
   return walk.Finish();
 }
 
-MergeText MergeWords::SplitHtml(std::string_view html) const {
-  MergeTextBuilder walk(*this, html);
+MergeText MergeWords::SplitHtml(std::string_view html, const OnHash& on_hash) const {
+  MergeTextBuilder walk(*this, html, on_hash);
   while (walk.at() < html.size()) {
     walk.Search(html.find('<', walk.at()), Place::kHtml);
     if (walk.at() >= html.size()) break;
@@ -314,6 +333,18 @@ MergeText MergeWords::SplitHtml(std::string_view html) const {
     }
   }
   return walk.Finish();
+}
+
+std::string NameAfter(const HashSign& sign) {
+  std::string name;
+  std::string_view rest = sign.text.substr(sign.at + 1);
+  while (!rest.empty()) {
+    const Character next = FirstCharacter(rest, sign.html);
+    if (next.code != '-' && !FitsName(next.code)) break;
+    ModText::AppendUtf8(name, next.code);
+    rest.remove_prefix(next.length);
+  }
+  return name;
 }
 
 void AppendValue(std::string& out, std::string_view value, Place place) {

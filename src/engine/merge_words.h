@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -42,6 +43,18 @@ struct MergeText {
   std::vector<MergeSlot> slots;
 };
 
+// A "#" in a place where merge words are looked for. Valid during the call.
+struct HashSign {
+  std::string_view text;       // that is searched: between two tags, or an attribute's value
+  std::size_t at = 0;          // where in it the "#" is
+  bool html = false;           // characters may be written as references
+  bool in_link = false;        // in an attribute that names an address, such as href
+  std::string_view word = {};  // that is there, without the "#"; empty: none, so the text stays
+};
+using OnHash = std::function<void(const HashSign&)>;
+// What a reader takes for a name there: the letters, digits, "_" and "-" after the "#", as UTF-8.
+std::string NameAfter(const HashSign& sign);
+
 class MergeWords {
  public:
   // `custom` are the user's own words as stored: "#" and their capitals stand for them, blanks too.
@@ -49,11 +62,12 @@ class MergeWords {
   explicit MergeWords(const std::vector<ModMailMerge::FieldName>& fields,
                       const std::vector<std::string>& custom = {});
 
-  MergeText SplitPlain(std::string_view text) const;
+  // `on_hash` is told of each "#" that was looked at.
+  MergeText SplitPlain(std::string_view text, const OnHash& on_hash = {}) const;
   // Leaves style and script elements alone, style and colour attributes, tag and attribute names,
   // and character references such as "&#65;". The characters of a name may be written as
   // references.
-  MergeText SplitHtml(std::string_view html) const;
+  MergeText SplitHtml(std::string_view html, const OnHash& on_hash = {}) const;
 
  private:
   friend class MergeTextBuilder;

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <set>
 #include <span>
@@ -27,6 +28,9 @@ struct TemplateOptions {
   std::string first_row;  // of a CSV list, bytes: it names the merge fields; empty for none
   UnsubscribeOptions unsubscribe = {};
   std::vector<std::string> custom_words = {};  // as MergeWords takes them
+  // Told while the message is prepared of each "#" in its texts and fields, and of what they are
+  // called: "the subject", "the text", "the HTML", or a field's name.
+  std::function<void(const HashSign&, std::string_view where)> on_hash = {};
 };
 
 // Rendered messages have ASCII lines of at most 998 bytes (addresses beyond ASCII alone are written
@@ -82,7 +86,9 @@ class Template final : public Renderer {
   };
   static constexpr std::size_t kUnused = static_cast<std::size_t>(-1);
 
-  Template(std::string bytes, const Clock& clock, Randomness& randomness);
+  Template(std::string bytes, const TemplateOptions& options, const Clock& clock,
+           Randomness& randomness);
+  OnHash HashesOf(std::string_view where) const;
   Status ReadHead(int bcc_mode, std::string_view& mime);
   void ReadTo(std::string_view line, int bcc_mode);
   Status ReadFrom(std::string_view line);
@@ -115,6 +121,7 @@ class Template final : public Renderer {
   void RenderField(const MergedField& field, std::string& out);
 
   const std::string bytes_;
+  const TemplateOptions* options_;  // while it is prepared
   const Clock& clock_;
   Randomness& randomness_;
   std::unique_ptr<MergeWords> words_;  // null: nothing is merged

@@ -195,14 +195,21 @@ bool TakeLine(std::string_view& rest, std::string_view key, std::string& value) 
 
 }  // namespace
 
-Template::Template(std::string bytes, const Clock& clock, Randomness& randomness)
-    : bytes_(std::move(bytes)), clock_(clock), randomness_(randomness) {}
+Template::Template(std::string bytes, const TemplateOptions& options, const Clock& clock,
+                   Randomness& randomness)
+    : bytes_(std::move(bytes)), options_(&options), clock_(clock), randomness_(randomness) {}
+
+OnHash Template::HashesOf(std::string_view where) const {
+  if (!options_->on_hash) return {};
+  return [this, where](const HashSign& sign) { options_->on_hash(sign, where); };
+}
 
 Result<std::unique_ptr<Template>> Template::Prepare(std::string bytes,
                                                     const TemplateOptions& options,
                                                     const Clock& clock, Randomness& randomness) {
-  std::unique_ptr<Template> made(new Template(std::move(bytes), clock, randomness));
-  const bool has_words = !options.first_row.empty() || !options.custom_words.empty();
+  std::unique_ptr<Template> made(new Template(std::move(bytes), options, clock, randomness));
+  const bool has_words =
+      !options.first_row.empty() || !options.custom_words.empty() || options.on_hash;
   if (options.bcc_mode < 1 && has_words) {
     made->words_ = std::make_unique<MergeWords>(ModMailMerge::FieldNames(options.first_row),
                                                 options.custom_words);
@@ -220,6 +227,7 @@ Result<std::unique_ptr<Template>> Template::Prepare(std::string bytes,
   made->CollectBareIds(root.value());
   if (Status status = made->AddPart(root.value()); !status.ok()) return status;
   made->Seal();
+  made->options_ = nullptr;
   return made;
 }
 
@@ -298,7 +306,7 @@ void Template::AddHead(const MimePart& root) {
 
 bool Template::AddMergedField(std::string_view name, std::string_view text) {
   if (!words_) return false;
-  MergeText merged = words_->SplitPlain(text);
+  MergeText merged = words_->SplitPlain(text, HashesOf(name == "Subject" ? "the subject" : name));
   if (merged.slots.empty()) {
     if (merged.statics.front() == text) return false;
     AddBytes(ModHeader::Field(name, merged.statics.front()));
@@ -389,7 +397,10 @@ Status Template::AddPart(const MimePart& part) {
   const bool html = part.subtype == "html";
   const bool renames = html && PutIdsInFull(text);
   MergeText merged;
-  if (words_) merged = html ? words_->SplitHtml(text) : words_->SplitPlain(text);
+  if (words_) {
+    merged = html ? words_->SplitHtml(text, HashesOf("the HTML"))
+                  : words_->SplitPlain(text, HashesOf("the text"));
+  }
   if (merged.statics.empty()) merged.statics.push_back(text);
   const bool unchanged = !renames && merged.slots.empty() && merged.statics.front() == text;
   if (unchanged && CanStay(part, ShapeOf(part.body))) return AddOther(part);

@@ -187,6 +187,23 @@ TEST(TemplateTest, ValuesInLinks) {
   for (const auto& one : cases) EXPECT_EQ(merged(one.html), one.merged);
 }
 
+TEST(MergeWordsTest, EachHashThatWasLookedAtIsTold) {
+  const MergeWords words(ModMailMerge::FieldNames("City"));
+  std::string told;
+  const OnHash on_hash = [&told](const HashSign& sign) {
+    told += NameAfter(sign) + (sign.word.empty() ? "" : "=" + std::string(sign.word)) +
+            (sign.in_link ? " in a link" : "") + (sign.at == 0 ? " first" : "") + "; ";
+  };
+  words.SplitPlain("#CITY, #TO-WN. ##", on_hash);
+  EXPECT_EQ(told, "CITY=CITY first; TO-WN; ; ; ");
+  told.clear();
+  words.SplitHtml(
+      "<p title='a#X' bgcolor=#FFF style='color:#FFF'>#GR&Ouml;SSE&nbsp;<a HREF=#TOP>&#65;#CITY</a>"
+      "<style>#no { }</style>",
+      on_hash);
+  EXPECT_EQ(told, "X; GR\xC3\x96SSE first; TOP in a link first; CITY=CITY; ");
+}
+
 TEST(TemplateTest, WholePersonalisedMessage) {
   const auto made = Prepare(
       "TO: \r\n"
