@@ -25,8 +25,13 @@ constexpr std::array<std::string_view, 96> kLatin1 = {
     "ntilde", "ograve", "oacute", "ocirc",  "otilde", "ouml",   "divide", "oslash", "ugrave",
     "uacute", "ucirc",  "uuml",   "yacute", "thorn",  "yuml"};
 constexpr std::pair<std::string_view, char32_t> kOthers[] = {
-    {"amp", '&'},     {"lt", '<'},      {"gt", '>'},       {"quot", '"'},     {"apos", '\''},
-    {"OElig", 0x152}, {"oelig", 0x153}, {"Scaron", 0x160}, {"scaron", 0x161}, {"Yuml", 0x178},
+    {"amp", '&'},       {"lt", '<'},        {"gt", '>'},       {"quot", '"'},
+    {"apos", '\''},     {"OElig", 0x152},   {"oelig", 0x153},  {"Scaron", 0x160},
+    {"scaron", 0x161},  {"Yuml", 0x178},    {"ndash", 0x2013}, {"mdash", 0x2014},
+    {"lsquo", 0x2018},  {"rsquo", 0x2019},  {"sbquo", 0x201A}, {"ldquo", 0x201C},
+    {"rdquo", 0x201D},  {"bdquo", 0x201E},  {"bull", 0x2022},  {"hellip", 0x2026},
+    {"lsaquo", 0x2039}, {"rsaquo", 0x203A}, {"euro", 0x20AC},  {"trade", 0x2122},
+    {"rarr", 0x2192},
 };
 
 bool IsCharacter(std::uint32_t number) {
