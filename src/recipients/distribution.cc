@@ -126,6 +126,31 @@ Status OverlongLine(std::string_view path, std::uint64_t line_number) {
                                      ": longer than a mebibyte, so this is no list");
 }
 
+char OtherSeparator(std::string_view first, std::string_view second) {
+  const bool has_second = !ModText::Trim(second).empty();
+  for (const char separator : {';', '\t', '|'}) {
+    if (first.find(separator) == std::string_view::npos) continue;
+    if (has_second && second.find(separator) == std::string_view::npos) continue;
+    if (first.find(',') == std::string_view::npos) return separator;
+    // Commas in cells: then the address shares its cell with others.
+    for (const std::string_view cell : ModText::Split(has_second ? second : first, ',')) {
+      if (cell.find('@') != std::string_view::npos &&
+          cell.find(separator) != std::string_view::npos) {
+        return separator;
+      }
+    }
+  }
+  return 0;
+}
+
+std::string OtherSeparatorText(std::string_view path, char separator) {
+  const char* const name = separator == ';'    ? "semicolons (;)"
+                           : separator == '\t' ? "tabs"
+                                               : "bars (|)";
+  return "the columns of '" + ModText::Printable(path) + "' are split by " + name +
+         ", so that all of a row would be one column: save it again with commas";
+}
+
 Status ProbeText(std::string_view path) {
   Result<File> file = File::Open(ModFiles::FromUtf8(path), File::Mode::kRead);
   if (!file.ok()) return file.status();

@@ -69,6 +69,12 @@ struct Mapping {
 // is blank but for quotes.
 Result<Mapping> ProposeMapping(std::string_view first, std::string_view second);
 
+// What splits the columns of a table by its first two rows where the comma does not: ";", a tab or
+// "|", as spreadsheets of some countries save it. 0: the comma, or there is one column.
+char OtherSeparator(std::string_view first, std::string_view second);
+// What is said of such a table where it can't be used.
+std::string OtherSeparatorText(std::string_view path, char separator);
+
 // CheckIsText for the beginning of a file. kNotFound, or kBadInput for a folder or a device, too.
 Status ProbeText(std::string_view path);
 inline constexpr std::size_t kTextProbeBytes = 64 * 1024;
