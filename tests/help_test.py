@@ -58,6 +58,8 @@ NOT_SHOWN = {
     "RCPT TO:<": "what servers are told",
     "Menu Bar": "how the mail client calls it",
     "nothing was deleted": "the command line's answer",
+    "' are split by ": "the command line's answer",
+    ", and every row would be a single column: save it again with commas": "the command line's answer",
     "the main window has no Web bar": "the browser is tried then",
     "the clipboard can't be used (Windows error ": "nothing is put in then",
     "there is no picture '": "a fault of the build",

@@ -90,6 +90,7 @@ class Jobs(support.JobTest):
     def test_files_that_go_away_let_no_second_engine_in(self):
         """Removed or renamed by a hand, a cleaner or a backup while the engine works."""
         attacks = (("journal.lock",), ("journal",), ("journal", "journal.lock"))
+        self.text = self.write("text.txt", "Hello\n")
         for number, names in enumerate(attacks):
             with self.subTest(away=names):
                 catcher = support.Catcher(self.folder / "caught{}".format(number))
@@ -142,6 +143,8 @@ class Jobs(support.JobTest):
         catcher = self.catcher()
         account = "127.0.0.1:{}".format(catcher.port)
         self.expect(0, self.vespro("accounts", "list"))  # makes the home
+        # Nothing to ask about.
+        self.list = self.write("good.csv", "Name,E-Mail\r\n" + "".join("P,{}\r\n".format(p) for p in self.people))
         command = support.command_line("--home", self.home, "--no-input", *self.compose(account, "--wait"))
         sends = [subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
                  for _ in range(6)]
@@ -149,7 +152,7 @@ class Jobs(support.JobTest):
         # Whoever looks when the first one is done, sends once more, as it would an hour later.
         self.assertEqual(len(catcher.recipients()), len(self.people) * len(self.sessions()), told)
         self.assertLess(len(self.sessions()), 6, told)
-        self.assertLessEqual({send.returncode for send in sends}, {1, 75}, told)
+        self.assertLessEqual({send.returncode for send in sends}, {0, 75}, told)
 
     def test_a_list_that_was_moved_is_the_same_one(self):
         catcher = self.catcher()

@@ -153,7 +153,7 @@ class HardValues(Letters):
         catcher = self.catcher()
         self.add_account(catcher.port)
         self.expect(0, self.send(
-            "--subject", "#NAME|#CODE|#FEE", "--list", listed,
+            "--allow-unknown-words", "--subject", "#NAME|#CODE|#FEE", "--list", listed,
             "--text", self.write("t.txt", self.TEXT), "--html", self.write("h.html", self.HTML),
             "--attach", self.write("Übersicht final.bin", bytes(range(256)) * 300)))
 

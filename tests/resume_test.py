@@ -35,7 +35,7 @@ class Killed(support.JobTest):
         self.expect(0, self.vespro("settings", "set", "BccMode", "20"))
         job = self.expect(0, self.vespro(
             "send", "--no-start", "--from", "sender@example.org", "--subject", "S", *mode,
-            "--text", self.write("t.txt", "Hi #NAME\n"), "--list", listed)).stdout.strip()
+            "--text", self.write("t.txt", "Hi\n" if "--turbo" in mode else "Hi #NAME\n"), "--list", listed)).stdout.strip()
         command = [str(support.PROGRAMS / "vespro-engine"), "-s", job, "-p", "500", "--quiet"]
 
         seed = random.randrange(1 << 32)

@@ -32,8 +32,10 @@ struct ListArguments {
   bool value = false;
   bool shifted_rows = false;
 
+  // For looking at a file, or for changing it: whole rows are as good as columns.
   ListChoice Choice(const Globals& globals) const {
     ListChoice choice;
+    choice.any_separator = true;
     choice.may_ask = !globals.rules.no_input;
     choice.file = ModFiles::FromUtf8(file);
     choice.column = column;
@@ -93,7 +95,9 @@ int Show(const Globals& globals) {
 int Use(const Globals& globals, const ListArguments& arguments) {
   Result<Home> home = OpenHome(globals.home);
   if (!home.ok()) return Fail(home.status());
-  Result<Distribution> chosen = ModSendJob::ChooseList(arguments.Choice(globals));
+  ListChoice choice = arguments.Choice(globals);
+  choice.any_separator = false;
+  Result<Distribution> chosen = ModSendJob::ChooseList(choice);
   if (!chosen.ok()) return Fail(chosen.status());
   Settings settings(*home->backend);
   Status written = settings.Write(setting::kMailList, ModDistribution::Compose(chosen.value()));
@@ -157,6 +161,8 @@ int Map(const Globals& globals, const ListArguments& arguments) {
     Note("several columns hold addresses: name the recipients' with --column wherever it matters");
   }
   if (long_rows->count > 0) Note(ModSendJob::LongRowsText(long_rows.value()));
+  const char separator = ModDistribution::OtherSeparator(rows->first, rows->second);
+  if (separator != 0) Note(ModDistribution::OtherSeparatorText(chosen->path, separator));
   return 0;
 }
 

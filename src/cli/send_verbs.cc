@@ -6,6 +6,7 @@
 #include "base/random.h"
 #include "base/text.h"
 #include "cli/again_job.h"
+#include "cli/findings.h"
 #include "cli/job_verbs.h"
 #include "cli/start_job.h"
 #include "cli/verbs.h"
@@ -27,6 +28,7 @@ struct SendArguments {
   std::string from, name, reply_to, to;
   bool turbo = false, personalised = false;
   bool no_start = false, wait = false, anew = false;
+  bool make_text = false, allow_unknown_words = false;
   std::string again;
   engine::AgainChoice again_choice;
   std::vector<std::string> accounts;
@@ -55,6 +57,7 @@ Result<SendRequest> Request(const SendArguments& arguments, const SendOptions& g
   request.compose.has_subject = given.subject->count() > 0;
   request.compose.text_file = ModFiles::FromUtf8(arguments.text);
   request.compose.html_file = ModFiles::FromUtf8(arguments.html);
+  request.compose.make_text = arguments.make_text;
   request.compose.eml_file = ModFiles::FromUtf8(arguments.eml);
   request.compose.attach = Paths(arguments.attach);
   request.compose.embed = Paths(arguments.embed);
@@ -136,11 +139,17 @@ int Send(const Globals& globals, const SendArguments& arguments, const SendOptio
     return sends ? GoOnWith(globals, home.value(), unfinished, arguments.wait)
                  : RefuseFor(unfinished);
   };
-  if (looks && (asks || !sends)) {
+  if (looks && (asks || !sends || globals.rules.no_input)) {
     const Result<std::optional<UnfinishedJob>> found = FindUnfinished(home.value(), file);
     if (!found.ok()) return Fail(found.status());
     if (found.value().has_value()) return end_with(*found.value());
   }
+  const Result<lint::Report> report = LintJob(globals, file);
+  if (!report.ok()) return Fail(report.status());
+  FindingRules rules{{}, sends, is_dry_run};
+  if (arguments.allow_unknown_words) rules.allowed.insert("--allow-unknown-words");
+  if (!arguments.column.empty()) rules.allowed.insert("--column");
+  if (std::optional<int> stop = StopForFindings(globals, report.value(), rules)) return *stop;
   if (asks && !MaySend(globals.rules, outlook.value(), job.distribution)) {
     return Fail(Status(Code::kCancelled, "nothing was sent"));
   }
@@ -169,7 +178,7 @@ int Send(const Globals& globals, const SendArguments& arguments, const SendOptio
 class ScratchFolder {
  public:
   explicit ScratchFolder(const fs::path& parent)
-      : path_(parent / ("preview-" + std::to_string(SystemRandomness().Next()))) {}
+      : path_(parent / ("scratch-" + std::to_string(SystemRandomness().Next()))) {}
   ~ScratchFolder() { ModFiles::Remove(path_).Ignore(); }  // nothing else can be done about it
   ScratchFolder(const ScratchFolder&) = delete;
   ScratchFolder& operator=(const ScratchFolder&) = delete;
@@ -207,6 +216,25 @@ int Preview(const Globals& globals, const SendArguments& arguments, const SendOp
   return written.ok() ? 0 : Fail(written);
 }
 
+int Lint(const Globals& globals, const SendArguments& arguments, const SendOptions& given) {
+  if (std::optional<int> wrong = CheckEngineOptions(globals)) return *wrong;
+  Result<Home> home = OpenHome(globals.home);
+  if (!home.ok()) return Fail(home.status());
+  Result<SendRequest> request = Request(arguments, given);
+  if (!request.ok()) return Fail(request.status());
+  request->any_separator = true;
+  const ScratchFolder scratch(home->data_folder);
+  if (Status made = ModFiles::MakeFolders(scratch.path()); !made.ok()) return Fail(made);
+  Result<WrittenMessage> message =
+      ModSendJob::WriteMessage(home.value(), globals.rules, request.value(), scratch.path());
+  if (!message.ok()) return Fail(message.status());
+  const Result<lint::Report> report =
+      LintMail(globals, {message->message_file, message->bcc_mode, message->distribution,
+                         AccountsFor(home.value(), arguments.accounts)});
+  if (!report.ok()) return Fail(report.status());
+  return PrintReport(globals, report.value(), message->distribution);
+}
+
 SendOptions AddComposeOptions(CLI::App* verb, SendArguments& arguments) {
   SendOptions options{};
   options.subject = verb->add_option("--subject", arguments.subject, "The mail's subject");
@@ -219,6 +247,8 @@ SendOptions AddComposeOptions(CLI::App* verb, SendArguments& arguments) {
                    "A picture that the HTML shows as cid:NAME; may be repeated")
       ->type_name("FILE")
       ->allow_extra_args(false);
+  verb->add_flag("--make-text", arguments.make_text,
+                 "Make the plain text body of the HTML where there is none");
   verb->add_option("--eml", arguments.eml, "A message saved by any mail program")
       ->type_name("FILE");
   verb->add_option("--list", arguments.list, "The distribution file, instead of the stored one")
@@ -260,6 +290,8 @@ void AddSendVerbs(CLI::App& app, Globals& globals, Action& action) {
   CLI::Option* no_start =
       send->add_flag("--no-start", arguments->no_start, "Write the job, print its path and stop");
   send->add_flag("--wait", arguments->wait, "Send now and show the progress")->excludes(no_start);
+  send->add_flag("--allow-unknown-words", arguments->allow_unknown_words,
+                 "Send even if merge words stay as they are");
   send->add_option("--account", arguments->accounts,
                    "Send through this account, by its server's name, instead of all; may be "
                    "repeated. A server of this machine, such as 127.0.0.1:2525, needs no account")
@@ -312,6 +344,21 @@ void AddSendVerbs(CLI::App& app, Globals& globals, Action& action) {
   preview->callback([&globals, &action, arguments, preview_options] {
     action = [&globals, arguments, preview_options] {
       return Preview(globals, *arguments, preview_options);
+    };
+  });
+
+  CLI::App* lint = app.add_subcommand("lint", "Check a mail and its list, and send nothing");
+  const SendOptions lint_options = AddComposeOptions(lint, *arguments);
+  lint->add_option("--account", arguments->accounts, "As 'vespro send' has it; may be repeated")
+      ->type_name("SERVER[:PORT]")
+      ->allow_extra_args(false);
+  lint->footer(
+      "What comes after \"--\" is read as by 'vespro send'.\n"
+      "Exit: 0 no error was found; 65 one was, and 'vespro send' would stop.\n"
+      "Example: vespro lint --subject 'Spring news for #NAME' --html news.html --list members.csv");
+  lint->callback([&globals, &action, arguments, lint_options] {
+    action = [&globals, arguments, lint_options] {
+      return Lint(globals, *arguments, lint_options);
     };
   });
 }

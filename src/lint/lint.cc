@@ -338,10 +338,10 @@ class Checker {
   }
 
   void AddUnsubscribe() {
-    if (!IsTurbo()) return;
     const Result<engine::Unsubscribe> made =
-        engine::Unsubscribe::Make({mail_.unsubscribe_url, mail_.unsubscribe_mailto, {}}, true);
-    if (!made.ok()) Add(Severity::kError, "turbo-link", {}, made.status().text());
+        engine::Unsubscribe::Make(mail_.unsubscribe, IsTurbo());
+    if (made.ok()) return;
+    Add(Severity::kError, IsTurbo() ? "turbo-link" : "unsubscribe", {}, made.status().text());
   }
 
   void AddSender() {

@@ -9,6 +9,7 @@
 
 #include "base/random.h"
 #include "base/status.h"
+#include "engine/unsubscribe.h"
 #include "lint/finding.h"
 #include "recipients/distribution.h"
 #include "recipients/list_blocks.h"
@@ -26,8 +27,7 @@ struct Mail {
   int bcc_mode = 0;                    // as a job has it
   Distribution list;
   std::vector<Account> accounts = {};
-  // Of the engine's options; empty: none.
-  std::string unsubscribe_url = {}, unsubscribe_mailto = {};
+  engine::UnsubscribeOptions unsubscribe = {};  // of the engine's options
 };
 
 struct Report {

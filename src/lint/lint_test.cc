@@ -81,7 +81,7 @@ class LintTest : public ::testing::Test {
     mail.list.header = mail.list.kind == ListKind::kCsv;
     mail.bcc_mode = sample.bcc_mode;
     mail.accounts = sample.accounts;
-    mail.unsubscribe_url = sample.unsubscribe_url;
+    mail.unsubscribe.url = sample.unsubscribe_url;
     return Check(mail, randomness_);
   }
   TemporaryFolder folder_;

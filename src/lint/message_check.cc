@@ -5,6 +5,7 @@
 
 #include "base/lines.h"
 #include "base/text.h"
+#include "mime/content_reference.h"
 #include "mime/html_tokens.h"
 #include "mime/reader.h"
 
@@ -88,6 +89,7 @@ class Check {
   }
 
   void CheckPage(const std::string& page) {
+    for (ContentReference& one : ContentReferences(page)) shown_.push_back(std::move(one));
     HtmlTokens tokens(page);
     for (HtmlToken token; tokens.Next(token);) {
       for (const HtmlToken::Attribute& attribute : token.attributes) {
@@ -115,9 +117,8 @@ class Check {
 
   // Styles and comments for one mail program may show a picture, too.
   void CheckUse(const MimePart& part) {
-    const bool used = std::any_of(pages_.begin(), pages_.end(), [&](const std::string& page) {
-      if (page.find(part.content_id) != std::string::npos) return true;
-      return ModText::PercentDecoded(page).find(part.content_id) != std::string::npos;
+    const bool used = std::any_of(shown_.begin(), shown_.end(), [&](const ContentReference& one) {
+      return one.id == part.content_id;
     });
     if (!used) {
       AddOnce(facts.unused_pictures, part.file_name.empty() ? part.content_id : part.file_name);
@@ -125,7 +126,8 @@ class Check {
   }
 
   std::vector<std::string> pages_;
-  std::vector<std::string> ids_;
+  std::vector<std::string> ids_;         // of parts
+  std::vector<ContentReference> shown_;  // by the pages
   std::vector<const MimePart*> embedded_;
 };
 

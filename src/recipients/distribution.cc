@@ -148,7 +148,7 @@ std::string OtherSeparatorText(std::string_view path, char separator) {
                            : separator == '\t' ? "tabs"
                                                : "bars (|)";
   return "the columns of '" + ModText::Printable(path) + "' are split by " + name +
-         ", so that all of a row would be one column: save it again with commas";
+         ", and every row would be a single column: save it again with commas";
 }
 
 Status ProbeText(std::string_view path) {

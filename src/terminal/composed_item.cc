@@ -12,6 +12,7 @@
 #include "mime/author_fields.h"
 #include "mime/content_reference.h"
 #include "mime/header.h"
+#include "mime/html_text.h"
 #include "mime/reader.h"
 #include "send/body_export.h"
 #include "send/message_file.h"
@@ -330,6 +331,9 @@ Result<std::unique_ptr<ComposedItem>> ComposedItem::Compose(const ComposeRequest
     if (Status read = reader.Read(request.eml_file); !read.ok()) return read;
   } else if (Status read = item->ReadBodies(request); !read.ok()) {
     return read;
+  }
+  if (request.make_text && ModText::Trim(item->text_).empty()) {
+    item->text_ = HtmlToText(item->html_);
   }
   std::string fields;
   for (const std::string& field : request.fields) {

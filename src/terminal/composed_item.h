@@ -21,6 +21,7 @@ struct ComposeRequest {
   std::vector<std::filesystem::path> attach = {};  // ordinary attachments
   std::vector<std::filesystem::path> embed =
       {};                                // pictures, referenced as "cid:" and the file's name
+  bool make_text = false;                // of the HTML, where there is no plain text
   std::filesystem::path eml_file = {};   // a whole message instead of the bodies
   std::vector<std::string> fields = {};  // further header fields, "Name: value", UTF-8
 };

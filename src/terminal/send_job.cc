@@ -96,9 +96,13 @@ Status CheckContent(const Distribution& distribution) {
   return rows.ok() ? Status() : rows.status();
 }
 
-Result<ModDistribution::Mapping> ReadMapping(const std::string& path) {
+Result<ModDistribution::Mapping> ReadMapping(const std::string& path, bool any_separator = true) {
   Result<ModDistribution::FirstRows> rows = ModDistribution::ReadFirstRows(path);
   if (!rows.ok()) return rows.status();
+  const char separator = ModDistribution::OtherSeparator(rows->first, rows->second);
+  if (separator != 0 && !any_separator) {
+    return Status(Code::kBadInput, ModDistribution::OtherSeparatorText(path, separator));
+  }
   Result<ModDistribution::Mapping> mapping =
       ModDistribution::ProposeMapping(rows->first, rows->second);
   if (!mapping.ok()) {
@@ -108,9 +112,9 @@ Result<ModDistribution::Mapping> ReadMapping(const std::string& path) {
   return mapping;
 }
 
-Status CheckColumn(const Distribution& distribution) {
+Status CheckColumn(const Distribution& distribution, bool any_separator) {
   if (distribution.kind != ListKind::kCsv) return {};
-  Result<ModDistribution::Mapping> mapping = ReadMapping(distribution.path);
+  Result<ModDistribution::Mapping> mapping = ReadMapping(distribution.path, any_separator);
   if (!mapping.ok()) return mapping.status();
   return FindColumn(std::to_string(distribution.column + 1), mapping->fields, distribution.path)
       .status();
@@ -259,6 +263,7 @@ class Composer {
     if (request.list.has_value()) {
       ListChoice choice = *request.list;
       choice.may_ask = !rules_.no_input;
+      choice.any_separator = request.any_separator;
       if (choice.file.empty()) {
         const Distribution stored = ModDistribution::Parse(settings_.Read(setting::kMailList));
         if (stored.path.empty()) return NoList();
@@ -284,7 +289,7 @@ class Composer {
     }
     distribution_ = ModDistribution::Parse(stored);
     if (distribution_.path.empty()) return NoList();
-    return CheckList(distribution_);
+    return CheckList(distribution_, request.any_separator);
   }
 
   Status TakeSettings(const SendRequest& request) {
@@ -369,7 +374,10 @@ Result<Distribution> ChooseList(const ListChoice& choice) {
     return Status(Code::kUsage, "--column, --header and --value are for a CSV table; " +
                                     Quoted(distribution.path) + " is a list of plain addresses");
   }
-  Result<ModDistribution::Mapping> mapping = ReadMapping(distribution.path);
+  std::uint64_t number = 0;
+  const bool is_numbered = ModText::ParseUnsigned(choice.column, 32767, &number);
+  Result<ModDistribution::Mapping> mapping =
+      ReadMapping(distribution.path, choice.any_separator || is_numbered);
   if (!mapping.ok()) return mapping.status();
   if (mapping->guessed && choice.column.empty() && !choice.may_guess) {
     return Status(Code::kBadInput,
@@ -388,9 +396,9 @@ Result<Distribution> ChooseList(const ListChoice& choice) {
   return distribution;
 }
 
-Status CheckList(const Distribution& distribution) {
+Status CheckList(const Distribution& distribution, bool any_separator) {
   if (Status content = CheckContent(distribution); !content.ok()) return content;
-  return CheckColumn(distribution);
+  return CheckColumn(distribution, any_separator);
 }
 
 namespace {
@@ -460,16 +468,6 @@ Status NoteColumn(const Distribution& list, std::vector<std::string>& remarks) {
   return {};
 }
 
-// The same, and what may be wrong with the table.
-Status NoteList(const Distribution& list, std::vector<std::string>& remarks) {
-  if (list.kind != ListKind::kCsv) return {};
-  if (Status noted = NoteColumn(list, remarks); !noted.ok()) return noted;
-  Result<ModRecipients::LongRows> rows = ModRecipients::FindLongRows(list.path);
-  if (!rows.ok()) return rows.status();
-  if (rows->count > 0) remarks.push_back(LongRowsText(rows.value()));
-  return {};
-}
-
 }  // namespace
 
 std::string LongRowsText(const ModRecipients::LongRows& rows) {
@@ -492,7 +490,7 @@ Result<WrittenJob> WriteJob(Home& home, ConsoleRules rules, const SendRequest& r
   }
   Composer composer(home, rules);
   if (Status prepared = composer.Prepare(request); !prepared.ok()) return prepared;
-  if (Status noted = NoteList(composer.distribution(), job.remarks); !noted.ok()) return noted;
+  if (Status noted = NoteColumn(composer.distribution(), job.remarks); !noted.ok()) return noted;
   composer.context().hosts = std::move(hosts);
   const Status sent = ModSend::CmdSend_Click(composer.context());
   RemoveUnlessWritten(home, composer.session_name());

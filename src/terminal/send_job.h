@@ -27,6 +27,8 @@ struct ListChoice {
   std::optional<bool> header;  // whether the first row holds names; unset: as proposed
   bool may_guess = false;      // the proposal will do where nothing or several columns tell
   bool may_ask = false;        // which of several columns it is
+  // A table is taken where its columns are not split by commas; also where `column` is a number.
+  bool any_separator = false;
 };
 
 struct SendRequest {
@@ -37,6 +39,7 @@ struct SendRequest {
   // The job's accounts, each "server" or "server:port"; empty: all. One of this machine's own needs
   // no account.
   std::vector<std::string> accounts = {};
+  bool any_separator = false;  // as ListChoice has it, for the stored list, too
 };
 
 struct WrittenJob {
@@ -59,7 +62,7 @@ namespace ModSendJob {
 // file, kBadInput for one that can't be used.
 Result<Distribution> ChooseList(const ListChoice& choice);
 // The same checks for a stored choice.
-Status CheckList(const Distribution& distribution);
+Status CheckList(const Distribution& distribution, bool any_separator = false);
 // For a person: how many rows have more cells than the first.
 std::string LongRowsText(const ModRecipients::LongRows& rows);
 
