@@ -106,7 +106,7 @@ class Again(support.JobTest):
             if session is None:
                 command = ("--from", "me@example.org", "--subject", "To " + letter, "--text",
                            self.write("t.txt", letter + "\n"), "--list", listed, *options, "--account", self.account,
-                           "--turbo" if turbo else "--personalised", "--", "--retry", "1")
+                           "--turbo" if turbo else "--personalised", "--allow-unknown-words", "--", "--retry", "1")
                 known, may = {}, set(people)
             else:
                 command, known = ("--again", session.name, *wanted), self.states(session)

@@ -50,7 +50,6 @@ NOT_SHOWN = {
     " -- --ca FILE": OPTION,
     "' is neither TEXT nor CSV in the job": "a job that nobody but a program writes",
     "no stage of the set-up": "a fault of the program's own",
-    "ask CanBegin first": "a fault of the program's own",
     "the greeting": "a part of a server's answer",
     "MAIL FROM": "a part of a server's answer",
     "RCPT TO": "a part of a server's answer",

@@ -15,7 +15,8 @@ class ReportVerbs(support.JobTest):
     def send_to(self, rows, *arguments, name="list.csv", code=1):
         listed = self.write(name, rows)
         self.expect(code, self.send("--subject", "News for #NAME, and more", "--text",
-                                    self.write("t.txt", "Dear #NAME,\n#CODE\n"), "--list", listed, *arguments))
+                                    self.write("t.txt", "Dear #NAME,\n#CODE\n"), "--list", listed, "--allow-unknown-words",
+                                    *arguments))
         return max(self.sessions(), key=lambda folder: folder.stat().st_mtime_ns)
 
     def reports(self, *arguments):

@@ -402,7 +402,7 @@ class Survive(support.JobTest):
                 self.assertLessEqual(set(states.values()), {"refused", "failed"} if rude else {"refused"})
 
     def test_a_message_that_no_account_carries(self):
-        text = "A line of text for #NAME that all of them have in common.\n" * 1000
+        text = "A line of text for everybody that all of them have in common.\n" * 1000
         for turbo in (False, True):
             class Small(Server):
                 offers = ("PIPELINING", "SIZE 20000")

@@ -60,6 +60,8 @@ Result<std::vector<std::string>> SendAgainArguments(const fs::path& folder, cons
                                     "--column",
                                     std::to_string(column),
                                     "--header",
+                                    // The message went out as it is.
+                                    "--allow-unknown-words",
                                     turbo ? "--turbo" : "--personalised"};
   words.insert(words.end(), sender->begin(), sender->end());
   words.push_back("--wait");
