@@ -52,17 +52,11 @@ Result<std::vector<std::string>> SendAgainArguments(const fs::path& folder, cons
   if (!engine_options.ok()) return engine_options;
   // The new list has a header, and two columns before those of the first one.
   const int column = (job->list.kind == ListKind::kCsv ? job->list.column : 0) + 3;
-  std::vector<std::string> words = {"send",
-                                    "--eml",
-                                    ModFiles::ToUtf8(job->message_file),
-                                    "--list",
-                                    ModFiles::ToUtf8(list),
-                                    "--column",
-                                    std::to_string(column),
+  std::vector<std::string> words = {"send", "--eml", ModFiles::ToUtf8(job->message_file), "--list",
+                                    ModFiles::ToUtf8(list), "--column", std::to_string(column),
                                     "--header",
                                     // The message went out as it is.
-                                    "--allow-unknown-words",
-                                    turbo ? "--turbo" : "--personalised"};
+                                    "--allow-unknown-words", turbo ? "--turbo" : "--personalised"};
   words.insert(words.end(), sender->begin(), sender->end());
   words.push_back("--wait");
   if (!engine_options->empty()) words.push_back("--");
