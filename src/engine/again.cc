@@ -28,7 +28,8 @@ Result<LineStates> StatesOf(const Job& job, const fs::path& folder) {
     return Status(Code::kResumable,
                   "the list '" + job.list.path +
                       "' was changed since this job, so it can't be told from it whom the job "
-                      "did not reach");
+                      "did not reach: put it back as it was, or go on with the job first; "
+                      "'vespro reports failed' has the rows of those who failed");
   }
   return std::move(state.lines());
 }
