@@ -15,8 +15,8 @@ TEST(GoOnFileTest, NoNameOfAFolderSpoilsTheScripts) {
   EXPECT_NE(below.find("\r\n\"%~dp0..\\..\\..\\vespro-cli.exe\" run --window \"%~dp0.\"\r\n"),
             std::string::npos)
       << below;
-  const std::string elsewhere =
-      ModGoOnFile::WindowsScript("/jobs/1", "/apps/100% M\xC3\xBCller & Co/vespro-cli.exe");
+  const std::string elsewhere = ModGoOnFile::WindowsScript(
+      "/jobs/1", ModFiles::FromUtf8("/apps/100% M\xC3\xBCller & Co/vespro-cli.exe"));
   EXPECT_NE(elsewhere.find("chcp 65001 >nul\r\n"
                            "\"\\apps\\100%% M\xC3\xBCller & Co\\vespro-cli.exe\" run "),
             std::string::npos)
