@@ -8,7 +8,9 @@
 #include "cli/again_job.h"
 #include "cli/findings.h"
 #include "cli/job_verbs.h"
+#include "cli/scratch_folder.h"
 #include "cli/start_job.h"
+#include "cli/test_letter.h"
 #include "cli/verbs.h"
 #include "engine/preview.h"
 #include "mime/author_fields.h"
@@ -32,9 +34,11 @@ struct SendArguments {
   std::string again;
   engine::AgainChoice again_choice;
   std::vector<std::string> accounts;
-  std::uint64_t row = 1;  // preview
-  std::string out;        // preview
-  bool raw = false;       // preview
+  std::uint64_t row = 1;  // preview, and of the letter for --test
+  std::string test;
+  bool is_test = false, online = false;
+  std::string out;   // preview
+  bool raw = false;  // preview
   std::vector<std::string> fields;
   std::string list_id;
   bool no_auto_replies = false;
@@ -121,6 +125,10 @@ int Send(const Globals& globals, const SendArguments& arguments, const SendOptio
   if (!home.ok()) return Fail(home.status());
   Result<SendRequest> request = Request(arguments, given);
   if (!request.ok()) return Fail(request.status());
+  if (arguments.is_test) {
+    return SendTestLetter(globals, home.value(), request.value(),
+                          {ModConsole::ArgumentText(arguments.test), arguments.row});
+  }
   Result<WrittenJob> written = ModSendJob::WriteJob(home.value(), globals.rules, request.value());
   if (!written.ok()) return Fail(written.status());
   const WrittenJob& job = written.value();
@@ -174,20 +182,6 @@ int Send(const Globals& globals, const SendArguments& arguments, const SendOptio
                   arguments.wait ? RunIn::kForeground : RunIn::kBackground);
 }
 
-// A folder for files that nobody is to keep.
-class ScratchFolder {
- public:
-  explicit ScratchFolder(const fs::path& parent)
-      : path_(parent / ("scratch-" + std::to_string(SystemRandomness().Next()))) {}
-  ~ScratchFolder() { ModFiles::Remove(path_).Ignore(); }  // nothing else can be done about it
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
-  const fs::path& path() const { return path_; }
-
- private:
-  fs::path path_;
-};
-
 int Preview(const Globals& globals, const SendArguments& arguments, const SendOptions& given) {
   if (std::optional<int> wrong = CheckEngineOptions(globals)) return *wrong;
   Result<SendRequest> request = Request(arguments, given);
@@ -196,8 +190,8 @@ int Preview(const Globals& globals, const SendArguments& arguments, const SendOp
   if (!unsubscribe.ok()) return Fail(unsubscribe.status());
   Result<Home> home = OpenHome(globals.home);
   if (!home.ok()) return Fail(home.status());
-  const ScratchFolder scratch(home->data_folder);
-  if (Status made = ModFiles::MakeFolders(scratch.path()); !made.ok()) return Fail(made);
+  const ScratchFolder scratch(home.value());
+  if (Status made = scratch.Make(); !made.ok()) return Fail(made);
   Result<WrittenMessage> message =
       ModSendJob::WriteMessage(home.value(), globals.rules, request.value(), scratch.path());
   if (!message.ok()) return Fail(message.status());
@@ -216,6 +210,19 @@ int Preview(const Globals& globals, const SendArguments& arguments, const SendOp
   return written.ok() ? 0 : Fail(written);
 }
 
+int ShowFindings(const Globals& globals, Home& home, const SendRequest& request) {
+  const ScratchFolder scratch(home);
+  if (Status made = scratch.Make(); !made.ok()) return Fail(made);
+  Result<WrittenMessage> message =
+      ModSendJob::WriteMessage(home, globals.rules, request, scratch.path());
+  if (!message.ok()) return Fail(message.status());
+  const Result<lint::Report> report =
+      LintMail(globals, {message->message_file, message->bcc_mode, message->distribution,
+                         AccountsFor(home, request.accounts)});
+  if (!report.ok()) return Fail(report.status());
+  return PrintReport(globals, report.value(), message->distribution);
+}
+
 int Lint(const Globals& globals, const SendArguments& arguments, const SendOptions& given) {
   if (std::optional<int> wrong = CheckEngineOptions(globals)) return *wrong;
   Result<Home> home = OpenHome(globals.home);
@@ -223,16 +230,9 @@ int Lint(const Globals& globals, const SendArguments& arguments, const SendOptio
   Result<SendRequest> request = Request(arguments, given);
   if (!request.ok()) return Fail(request.status());
   request->any_separator = true;
-  const ScratchFolder scratch(home->data_folder);
-  if (Status made = ModFiles::MakeFolders(scratch.path()); !made.ok()) return Fail(made);
-  Result<WrittenMessage> message =
-      ModSendJob::WriteMessage(home.value(), globals.rules, request.value(), scratch.path());
-  if (!message.ok()) return Fail(message.status());
-  const Result<lint::Report> report =
-      LintMail(globals, {message->message_file, message->bcc_mode, message->distribution,
-                         AccountsFor(home.value(), arguments.accounts)});
-  if (!report.ok()) return Fail(report.status());
-  return PrintReport(globals, report.value(), message->distribution);
+  const int code = ShowFindings(globals, home.value(), request.value());
+  if (code != 0 || !arguments.online) return code;
+  return TestAccounts(globals, home.value(), request->from.value_or(""), {});
 }
 
 SendOptions AddComposeOptions(CLI::App* verb, SendArguments& arguments) {
@@ -308,6 +308,17 @@ void AddSendVerbs(CLI::App& app, Globals& globals, Action& action) {
   for (CLI::Option* option : compose_options) {
     if (option != send->get_help_ptr()) again->excludes(option);
   }
+  CLI::Option* test =
+      send->add_option("--test", arguments->test,
+                       "Send one row's letter to this address, and nothing to anybody else")
+          ->type_name("ADDRESS")
+          ->excludes(no_start)
+          ->excludes(anew)
+          ->excludes(again);
+  send->add_option("--row", arguments->row, "Whose letter --test sends, as 'vespro preview' counts")
+      ->type_name("N")
+      ->check(CLI::PositiveNumber)
+      ->needs(test);
   send->add_flag("--refused", arguments->again_choice.refused, "Also to those who were refused")
       ->needs(again);
   send->add_flag("--unknown", arguments->again_choice.unknown,
@@ -319,7 +330,8 @@ void AddSendVerbs(CLI::App& app, Globals& globals, Action& action) {
       "Example: vespro send --subject 'Spring news for #NAME' --html news.html --text news.txt "
       "--embed logo.png --attach rules.pdf --list members.csv --personalised --wait -- --rate "
       "10/s");
-  send->callback([&globals, &action, arguments, send_options, again] {
+  send->callback([&globals, &action, arguments, send_options, again, test] {
+    arguments->is_test = test->count() > 0;
     action = [&globals, arguments, send_options, again] {
       if (again->count() > 0) {
         return SendAgain(globals, {arguments->again, arguments->again_choice, arguments->accounts,
@@ -352,9 +364,12 @@ void AddSendVerbs(CLI::App& app, Globals& globals, Action& action) {
   lint->add_option("--account", arguments->accounts, "As 'vespro send' has it; may be repeated")
       ->type_name("SERVER[:PORT]")
       ->allow_extra_args(false);
+  lint->add_flag("--online", arguments->online,
+                 "Where there is no error, try the accounts as well, with the mail's sender");
   lint->footer(
       "What comes after \"--\" is read as by 'vespro send'.\n"
-      "Exit: 0 no error was found; 65 one was, and 'vespro send' would stop.\n"
+      "Exit: 0 no error was found; 65 one was, and 'vespro send' would stop; with --online also as "
+      "'vespro accounts test'.\n"
       "Example: vespro lint --subject 'Spring news for #NAME' --html news.html --list members.csv");
   lint->callback([&globals, &action, arguments, lint_options] {
     action = [&globals, arguments, lint_options] {

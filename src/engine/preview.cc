@@ -60,21 +60,9 @@ Result<std::uint64_t> RenderToMaildir(const fs::path& folder, WorkSource& source
   }
 }
 
-Result<std::string> RenderRow(const RowToRender& wanted, const Clock& clock,
-                              Randomness& randomness) {
-  const std::uint64_t row = wanted.row;
-  Result<ListSource> source = ListSource::Open(wanted.list, {}, randomness);
+Result<ListRow> FindRow(const Distribution& list, std::uint64_t row, Randomness& randomness) {
+  Result<ListSource> source = ListSource::Open(list, {}, randomness);
   if (!source.ok()) return source.status();
-  Result<std::string> bytes = ModFiles::ReadAll(wanted.message_file);
-  if (!bytes.ok()) return bytes.status();
-  Result<std::vector<std::string>> words =
-      ModMailMerge::LoadCustomWords(wanted.message_file.parent_path());
-  if (!words.ok()) return words.status();
-  Result<std::unique_ptr<Template>> prepared = Template::Prepare(
-      std::move(bytes).value(),
-      {wanted.bcc_mode, source->first_row(), wanted.unsubscribe, std::move(words).value()}, clock,
-      randomness);
-  if (!prepared.ok()) return prepared.status();
   std::uint64_t at = 0;
   source->OnSkip([&](const Recipient& skipped, std::string_view reason, bool) -> Status {
     if (++at != row) return {};
@@ -90,12 +78,30 @@ Result<std::string> RenderRow(const RowToRender& wanted, const Clock& clock,
                                       std::to_string(row));
     }
     if (++at < row) continue;
-    RenderedMessage message;
-    prepared.value()->Render(recipient.value(), message);
-    std::string text;
-    for (std::string_view piece : message.pieces) text += piece;
-    return text;
+    return ListRow{std::move(recipient->front()), source->first_row(),
+                   source->has_byte_order_mark()};
   }
+}
+
+Result<std::string> RenderRow(const RowToRender& wanted, const Clock& clock,
+                              Randomness& randomness) {
+  Result<ListRow> row = FindRow(wanted.list, wanted.row, randomness);
+  if (!row.ok()) return row.status();
+  Result<std::string> bytes = ModFiles::ReadAll(wanted.message_file);
+  if (!bytes.ok()) return bytes.status();
+  Result<std::vector<std::string>> words =
+      ModMailMerge::LoadCustomWords(wanted.message_file.parent_path());
+  if (!words.ok()) return words.status();
+  Result<std::unique_ptr<Template>> prepared = Template::Prepare(
+      std::move(bytes).value(),
+      {wanted.bcc_mode, row->first_row, wanted.unsubscribe, std::move(words).value()}, clock,
+      randomness);
+  if (!prepared.ok()) return prepared.status();
+  RenderedMessage message;
+  prepared.value()->Render({&row->recipient, 1}, message);
+  std::string text;
+  for (std::string_view piece : message.pieces) text += piece;
+  return text;
 }
 
 namespace {
